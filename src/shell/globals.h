@@ -27,10 +27,11 @@ struct Globals {
     const PSChannelPortsSuite* gPSChannelPortsSuite;
     const PSBufferSuite* gPSBufferSuite;
 
-    std::uint8_t* previewPixels;  // red, green, blue planes of previewWidth by previewHeight bytes, end to end
-    void* reservedBuffer1;        // never filled
-    void* reservedBuffer2;        // never filled
-    void* previewMask;            // never filled
+    std::uint8_t*
+        previewPixels;  // red, green, blue planes of previewWidth by previewHeight bytes, end to end
+    std::uint8_t* reservedBuffer1;  // never filled
+    std::uint8_t* reservedBuffer2;  // never filled
+    std::uint8_t* previewMask;      // never filled
 
     std::int32_t planeWidth, planeHeight;
     std::int32_t previewWidth, previewHeight;
@@ -91,6 +92,17 @@ struct PluginParameters {
 };
 static_assert(sizeof(PluginParameters) == 12, "the host keeps 12 bytes");
 
+// The twelve planes and their 16-bit views, in the order of their declaration.
+inline constexpr int kPlaneCount = 12;
+inline constexpr std::uint8_t* Globals::*kPlanes[kPlaneCount] = {
+    &Globals::topR,           &Globals::topG,    &Globals::topB,    &Globals::topA,
+    &Globals::selectionPlane, &Globals::bottomR, &Globals::bottomG, &Globals::bottomB,
+    &Globals::outR,           &Globals::outG,    &Globals::outB,    &Globals::outA};
+inline constexpr std::uint16_t* Globals::*kPlanes16[kPlaneCount] = {
+    &Globals::topR16,           &Globals::topG16,    &Globals::topB16,    &Globals::topA16,
+    &Globals::selectionPlane16, &Globals::bottomR16, &Globals::bottomG16, &Globals::bottomB16,
+    &Globals::outR16,           &Globals::outG16,    &Globals::outB16,    &Globals::outA16};
+
 constexpr std::int32_t kMaxSample8 = 255;
 constexpr std::int32_t kMaxSample16 = 32767;  // the 16-bit maximum is 32767 on purpose
 
@@ -99,25 +111,36 @@ inline void Fail(Globals* globals, OSErr code) {
     *globals->result = code;
 }
 
-// Gives the locked record, made at the first call (data word 0) and initialised by ResetGlobals; null when the
-// handle cannot be made or locked. Writes 0 to the result cell otherwise.
+// Gives the locked record, made at the first call (data word 0) and initialised by ResetGlobals; null when
+// the handle cannot be made or locked. Writes 0 to the result cell otherwise.
 Globals* AllocateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleProcs* handleProcs,
                          std::int32_t size, std::intptr_t* data, void (*initialise)(Globals*));
 
 // Brings the record to its defaults and acquires the suites. Plane and preview pointers become null without
-// being freed. A missing suite leaves errPlugInHostInsufficient in the result cell.
+// being freed: at a Start nothing is left in them, and what the dialog's Reset drops is given up for the
+// length of the dialog. A missing suite leaves errPlugInHostInsufficient in the result cell and a null
+// pointer.
 void ResetGlobals(Globals* globals);
 
 // Guarantees FilterRecord.parameters; memFullErr to the result cell when it cannot be made.
 void EnsureParameters(Globals* globals);
 
-// The parameter block by its handle; null when there is none.
-PluginParameters* LockedParameters(Globals* globals);
-
-void ReleasePreviewBuffers(Globals* globals);
+// The block behind FilterRecord.parameters, good until the end of the present call; null when there is none.
+PluginParameters* ParametersOf(const Globals* globals);
 
 // Number of the target's colour channels; of the alpha channels when it has none.
 std::int16_t CountTargetChannels(const Globals* globals);
 
-// Disposes of all planes that are not null, in the order of their declaration.
+// A block of the host's buffer suite, contents undefined, owned by the caller until DisposeBuffer; null when
+// the suite is missing, when the host has no memory, or when the size is beyond the suite's 32 bits.
+std::uint8_t* NewBuffer(const Globals* globals, std::uint64_t bytes);
+
+// Hands a block back. The pointer is null afterwards.
+void DisposeBuffer(const Globals* globals, std::uint8_t** buffer);
+
+// Hands back the preview's two buffers, if there are any. previewAlpha keeps its old value, which means
+// nothing while previewPixels is null.
+void ReleasePreviewBuffers(Globals* globals);
+
+// Disposes of all planes that are not null, in the order of their declaration, and makes the pointers null.
 void DisposePlanes(Globals* globals);
