@@ -1,0 +1,24 @@
+// What both ways of reading and writing picture files share: tests of a file's wholeness that decoders leave
+// out, orientation, endings.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "host/picture.h"
+
+namespace frond {
+
+// Throws PictureError for a file that is missing, empty, cut short or of colours that are not read. Decoders
+// fill the rest of a truncated JPEG, PNG or PSD with grey and say nothing, or convert CMYK without its
+// profile; a file of any other kind passes here and is left to its decoder.
+void CheckPictureFile(const std::filesystem::path& path);
+
+// Turns a picture by its orientation tag, 1 to 8 in the numbering of EXIF; any other value leaves it as it
+// is.
+Picture Upright(Picture picture, int orientation);
+
+// A decoder's message in one line, without line breaks and closing stops.
+std::string OneLine(const std::string& text);
+
+}  // namespace frond

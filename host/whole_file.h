@@ -1,0 +1,25 @@
+// Bytes to and from files, whole or not at all.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace frond {
+
+// A path as people read it, in UTF-8.
+std::string Shown(const std::filesystem::path& path);
+
+// Writes a file under a passing name in the same folder and renames it when it is complete and on the disk,
+// so that `path` holds either what it held before or all of the bytes. Throws PictureError for a folder that
+// is missing or closed to us, for a full disk, and when `stop` (may be null) becomes true meanwhile; nothing
+// is left behind then.
+void WriteWholeFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
+                    const std::atomic<bool>* stop = nullptr);
+
+// All bytes of a file. Throws PictureError when it is missing, no plain file, or cannot be read.
+std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path);
+
+}  // namespace frond
