@@ -106,7 +106,7 @@ inline constexpr std::uint16_t* Globals::*kPlanes16[kPlaneCount] = {
 constexpr std::int32_t kMaxSample8 = 255;
 constexpr std::int32_t kMaxSample16 = 32767;  // the 16-bit maximum is 32767 on purpose
 
-// Writes a failure to the host's result cell. 0 does not clear an earlier failure.
+// Writes a failure to the host's result cell; a later one replaces it.
 inline void Fail(Globals* globals, OSErr code) {
     *globals->result = code;
 }
@@ -138,8 +138,7 @@ std::uint8_t* NewBuffer(const Globals* globals, std::uint64_t bytes);
 // Hands a block back. The pointer is null afterwards.
 void DisposeBuffer(const Globals* globals, std::uint8_t** buffer);
 
-// Hands back the preview's two buffers, if there are any. previewAlpha keeps its old value, which means
-// nothing while previewPixels is null.
+// Hands back the preview's two buffers, if there are any.
 void ReleasePreviewBuffers(Globals* globals);
 
 // Disposes of all planes that are not null, in the order of their declaration, and makes the pointers null.

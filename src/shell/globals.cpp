@@ -1,0 +1,145 @@
+#include "shell/globals.h"
+
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+#include "shell/handles.h"
+#include "shell/scripting.h"
+#include "support/checked_heap.h"
+
+static_assert(std::is_trivially_copyable_v<Globals>,
+              "the record lies in the host's memory and moves with it");
+
+namespace {
+
+// The suite, or null and a failure in the result cell.
+const void* AcquireSuite(Globals* globals, const char* name, std::int32_t version) {
+    const void* suite = nullptr;
+    if (gSPBasicSuite == nullptr || gSPBasicSuite->AcquireSuite(name, version, &suite) != 0 ||
+        suite == nullptr) {
+        Fail(globals, errPlugInHostInsufficient);
+        return nullptr;
+    }
+    return suite;
+}
+
+// Initialises a new, cleared record. Null when the handle could not be made or locked.
+Globals* CreateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleProcs* handleProcs,
+                       std::int32_t size, std::intptr_t* data, void (*initialise)(Globals*)) {
+    const Handle handle = NewHandle(handleProcs, size);
+    if (handle == nullptr) return nullptr;
+    char* block = LockHandle(handleProcs, handle);
+    if (block == nullptr) {
+        DisposeHandle(handleProcs, handle);
+        return nullptr;
+    }
+    std::memset(block, 0, static_cast<std::size_t>(size));
+    auto* globals = reinterpret_cast<Globals*>(block);
+    globals->result = result;
+    globals->filterParamBlock = paramBlock;
+    *result = noErr;
+    initialise(globals);
+    *data = reinterpret_cast<std::intptr_t>(handle);
+    return globals;
+}
+
+}  // namespace
+
+Globals* AllocateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleProcs* handleProcs,
+                         std::int32_t size, std::intptr_t* data, void (*initialise)(Globals*)) {
+    if (*data == 0) return CreateGlobals(result, paramBlock, handleProcs, size, data, initialise);
+
+    auto* globals = reinterpret_cast<Globals*>(LockHandle(handleProcs, reinterpret_cast<Handle>(*data)));
+    if (globals == nullptr) return nullptr;
+    globals->result = result;  // the host may pass another cell and block each time
+    globals->filterParamBlock = paramBlock;
+    *result = noErr;
+    return globals;
+}
+
+void ResetGlobals(Globals* globals) {
+    for (auto plane : kPlanes) globals->*plane = nullptr;
+
+    SetDefaultParameters(globals);
+    globals->previewZoom = 0;
+    globals->previewScrollX = 0;
+    globals->previewScrollY = 0;
+    globals->mustAnalyse = 1;
+    globals->mustReload = 1;
+
+    globals->proxyRect = Rect{};
+    globals->reservedFlag = 0;
+    globals->reservedWord = 0;
+    globals->docInfo = globals->filterParamBlock->documentInfo;
+    globals->scaleFactor = 1.0f;
+
+    globals->previewPixels = nullptr;
+    globals->reservedBuffer1 = nullptr;
+    globals->reservedBuffer2 = nullptr;
+    globals->previewMask = nullptr;
+
+    globals->gPSChannelPortsSuite = static_cast<const PSChannelPortsSuite*>(
+        AcquireSuite(globals, kPSChannelPortsSuite, kPSChannelPortsSuiteVersion));
+    globals->gPSBufferSuite =
+        static_cast<const PSBufferSuite*>(AcquireSuite(globals, kPSBufferSuite, kPSBufferSuiteVersion));
+    EnsureParameters(globals);
+}
+
+void EnsureParameters(Globals* globals) {
+    FilterRecord* record = globals->filterParamBlock;
+    if (record->parameters != nullptr) return;
+
+    record->parameters = NewHandle(record->handleProcs, sizeof(PluginParameters));
+    PluginParameters* parameters = ParametersOf(globals);
+    if (parameters == nullptr) {
+        Fail(globals, memFullErr);
+        return;
+    }
+    *parameters = PluginParameters{};
+    parameters->thirdWord = 4;
+}
+
+PluginParameters* ParametersOf(const Globals* globals) {
+    const Handle handle = globals->filterParamBlock->parameters;
+    return handle == nullptr ? nullptr : reinterpret_cast<PluginParameters*>(*handle);
+}
+
+std::int16_t CountTargetChannels(const Globals* globals) {
+    const ReadImageDocumentDesc* document = globals->docInfo;
+    const ReadChannelDesc* channel = document->targetCompositeChannels;
+    if (channel == nullptr) channel = document->alphaChannels;
+
+    std::int16_t count = 0;
+    for (; channel != nullptr; channel = channel->next) ++count;
+    return count;
+}
+
+std::uint8_t* NewBuffer(const Globals* globals, std::uint64_t bytes) {
+    if (globals->gPSBufferSuite == nullptr || bytes > std::numeric_limits<std::uint32_t>::max())
+        return nullptr;
+    return static_cast<std::uint8_t*>(
+        globals->gPSBufferSuite->New(nullptr, static_cast<std::uint32_t>(bytes)));
+}
+
+void DisposeBuffer(const Globals* globals, std::uint8_t** buffer) {
+    void* block = *buffer;
+    if (globals->gPSBufferSuite != nullptr) globals->gPSBufferSuite->Dispose(&block);
+    *buffer = nullptr;
+}
+
+void ReleasePreviewBuffers(Globals* globals) {
+    if (globals->reservedBuffer1 != nullptr) DisposeBuffer(globals, &globals->reservedBuffer1);
+    if (globals->reservedBuffer2 != nullptr) DisposeBuffer(globals, &globals->reservedBuffer2);
+    if (globals->previewPixels != nullptr) {
+        DisposeBuffer(globals, &globals->previewPixels);
+        DisposeBuffer(globals, &globals->previewAlpha);  // untested: the host takes a null block as well
+    }
+    if (globals->previewMask != nullptr) DisposeBuffer(globals, &globals->previewMask);
+}
+
+void DisposePlanes(Globals* globals) {
+    for (auto plane : kPlanes) {
+        if (globals->*plane != nullptr) DisposeBuffer(globals, &(globals->*plane));
+    }
+}

@@ -1,0 +1,79 @@
+#include "shell/handles.h"
+
+#include <cstdlib>
+
+OSErr gProcessHandleError = noErr;
+
+namespace {
+
+constexpr OSErr kNullHandle = -109;
+
+// What a handle on memory of the process points to. The host's handles begin alike.
+struct ProcessHandle {
+    char* block;
+    FourCharCode tag;
+};
+
+constexpr FourCharCode kProcessHandleTag = FourCC("OTOF");
+
+// malloc's memory: the module's own heap needs the host's broker, which such a host may not have either.
+Handle NewProcessHandle(std::int32_t size) {
+    gProcessHandleError = noErr;
+    auto* handle = static_cast<ProcessHandle*>(std::calloc(1, sizeof(ProcessHandle)));
+    char* block = static_cast<char*>(std::calloc(1, static_cast<std::size_t>(size)));
+    if (handle == nullptr || block == nullptr) {
+        std::free(handle);
+        std::free(block);
+        gProcessHandleError = memFullErr;
+        return nullptr;
+    }
+    handle->block = block;
+    handle->tag = kProcessHandleTag;
+    return &handle->block;
+}
+
+void DisposeProcessHandle(Handle handle) {
+    gProcessHandleError = noErr;
+    if (handle == nullptr) {
+        gProcessHandleError = kNullHandle;
+        return;
+    }
+    std::free(*handle);
+    std::free(handle);
+}
+
+}  // namespace
+
+bool HandleProcsUsable(const HandleProcs* procs) {
+    return procs != nullptr && procs->handleProcsVersion == kHandleProcsVersion &&
+           procs->numHandleProcs >= kHandleProcsCount && procs->newProc != nullptr &&
+           procs->disposeProc != nullptr && procs->getSizeProc != nullptr && procs->setSizeProc != nullptr;
+}
+
+Handle NewHandle(const HandleProcs* procs, std::int32_t size) {
+    return HandleProcsUsable(procs) ? procs->newProc(size) : NewProcessHandle(size);
+}
+
+void DisposeHandle(const HandleProcs* procs, Handle handle) {
+    if (HandleProcsUsable(procs)) {
+        procs->disposeProc(handle);
+    } else {
+        DisposeProcessHandle(handle);
+    }
+}
+
+char* LockHandle(const HandleProcs* procs, Handle handle) {
+    constexpr Boolean kMoveHigh = 1;
+    if (HandleProcsUsable(procs))
+        return procs->lockProc == nullptr ? nullptr : procs->lockProc(handle, kMoveHigh);
+    gProcessHandleError = noErr;
+    return handle == nullptr ? nullptr : *handle;
+}
+
+void UnlockHandle(const HandleProcs* procs, Handle handle) {
+    if (HandleProcsUsable(procs)) {
+        if (procs->unlockProc != nullptr) procs->unlockProc(handle);
+        return;
+    }
+    gProcessHandleError = noErr;  // nothing holds a block of the process in place
+}

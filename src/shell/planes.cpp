@@ -1,0 +1,250 @@
+#include "shell/planes.h"
+
+#include <cstring>
+#include <limits>
+
+#include "shell/globals.h"
+#include "ui/message_box.h"
+
+namespace {
+
+constexpr std::int32_t kBitsPerByte = 8;
+
+struct DocumentSize {
+    std::int64_t width, height;
+};
+
+DocumentSize SizeOf(const ReadImageDocumentDesc* document) {
+    const VRect& bounds = document->bounds;
+    return {std::int64_t{bounds.right} - bounds.left, std::int64_t{bounds.bottom} - bounds.top};
+}
+
+// A row's bits fit the 32 bits of the host's memory record.
+bool RowFits(std::int64_t width, std::int32_t depthBytes) {
+    return width * depthBytes * kBitsPerByte <= std::numeric_limits<std::int32_t>::max();
+}
+
+void FindLayers(Globals* globals) {
+    const ReadImageDocumentDesc* document = globals->docInfo;
+    const ReadLayerDesc* bottom = document->layersDescriptor;
+    const ReadLayerDesc* top = bottom == nullptr ? nullptr : bottom->next;
+
+    globals->topTransparency = nullptr;  // one of an earlier document must not be followed
+    if (top != nullptr) {
+        globals->bottomChannels = bottom->compositeChannelsList;
+        globals->topChannels = top->compositeChannelsList;
+        globals->topTransparency = top->transparency;
+    } else if (bottom != nullptr) {
+        globals->bottomChannels = globals->topChannels = bottom->compositeChannelsList;
+    } else {
+        ShowMessage(
+            "To use this plugin you need two layers. The bottom layer is the background with the green image "
+            "as "
+            "the top layer",
+            "Problem");
+        globals->bottomChannels = globals->topChannels = document->mergedCompositeChannels;
+    }
+}
+
+std::int32_t FullScale(const Globals* globals) {
+    return globals->depthBytes == 2 ? kMaxSample16 : kMaxSample8;
+}
+
+// Frees and makes the planes [first, end) of kPlanes. False at the first that cannot be made.
+bool MakePlanes(Globals* globals, int first, int end, std::uint64_t planeBytes,
+                std::uint64_t selectionBytes) {
+    for (int i = first; i < end; ++i) {
+        if (globals->*kPlanes[i] != nullptr) DisposeBuffer(globals, &(globals->*kPlanes[i]));
+    }
+    for (int i = first; i < end; ++i) {
+        const bool isSelection = kPlanes[i] == &Globals::selectionPlane;
+        globals->*kPlanes[i] = NewBuffer(globals, isSelection ? selectionBytes : planeBytes);
+        if (globals->*kPlanes[i] == nullptr) return false;
+    }
+    return true;
+}
+
+// The top layer's planes, then the bottom's, then the output's.
+bool MakeAllPlanes(Globals* globals, std::uint64_t planeBytes, std::uint64_t selectionBytes) {
+    constexpr int kBottom = 5, kOutput = 8;
+    return MakePlanes(globals, 0, kBottom, planeBytes, selectionBytes) &&
+           MakePlanes(globals, kBottom, kOutput, planeBytes, selectionBytes) &&
+           MakePlanes(globals, kOutput, kPlaneCount, planeBytes, selectionBytes);
+}
+
+// The first three channels of a layer; stops where the result cell holds a failure.
+void ReadColours(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* const (&planes)[3],
+                 bool reduced) {
+    for (std::uint8_t* plane : planes) {
+        if (channel == nullptr || *globals->result != noErr) return;
+        ReadChannelPlane(globals, channel, plane, reduced);
+        channel = channel->next;
+    }
+}
+
+// A layer without transparency is opaque, on the scale that the colour planes have.
+void FillOpaque(Globals* globals, bool reduced) {
+    const std::size_t samples = static_cast<std::size_t>(globals->planeWidth) * globals->planeHeight;
+    if (globals->depthBytes != 2) {
+        std::memset(globals->topA, kMaxSample8, samples * globals->depthBytes);
+        return;
+    }
+    const auto opaque = static_cast<std::uint16_t>(reduced ? kMaxSample8 : kMaxSample16);
+    auto* plane = reinterpret_cast<std::uint16_t*>(globals->topA);
+    for (std::size_t i = 0; i < samples; ++i) plane[i] = opaque;
+}
+
+void ReadAllPlanes(Globals* globals, bool reduced) {
+    ReadColours(globals, globals->topChannels, {globals->topR, globals->topG, globals->topB}, reduced);
+    if (!ReadChannelPlane(globals, globals->topTransparency, globals->topA, reduced))
+        FillOpaque(globals, reduced);
+    if (globals->docInfo->selection != nullptr) {
+        ReadChannelPlane(globals, globals->docInfo->selection, globals->selectionPlane, false);
+    }
+    ReadColours(globals, globals->bottomChannels, {globals->bottomR, globals->bottomG, globals->bottomB},
+                reduced);
+}
+
+// LoadPlanes, but for the disposal of what was made before a failure.
+bool TryLoadPlanes(Globals* globals, bool reduced) {
+    const ReadImageDocumentDesc* document = globals->docInfo;
+    if (document == nullptr || document->targetCompositeChannels == nullptr ||
+        globals->gPSBufferSuite == nullptr || globals->gPSChannelPortsSuite == nullptr) {
+        Fail(globals, errPlugInHostInsufficient);
+        return false;
+    }
+    constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
+    const DocumentSize size = SizeOf(document);
+    if (size.width < 1 || size.height < 1 || size.width > kLongest || size.height > kLongest) {
+        Fail(globals, errPlugInHostInsufficient);
+        return false;
+    }
+    const Rect& proxy = globals->proxyRect;
+    globals->planeWidth = reduced ? proxy.right - proxy.left : static_cast<std::int32_t>(size.width);
+    globals->planeHeight = reduced ? proxy.bottom - proxy.top : static_cast<std::int32_t>(size.height);
+
+    FindLayers(globals);
+
+    // The depth is the target's, not that of the two layers that are read.
+    globals->depthBytes = document->targetCompositeChannels->depth / kBitsPerByte;
+    globals->maxSample = FullScale(globals);
+    if (globals->depthBytes < 1) {
+        Fail(globals, errPlugInHostInsufficient);
+        return false;
+    }
+    // A long, thin document leaves the preview no pixels. The dialog stays usable without one.
+    if (globals->planeWidth < 1 || globals->planeHeight < 1) return false;
+
+    const std::uint64_t planeBytes =
+        static_cast<std::uint64_t>(globals->planeWidth) * globals->planeHeight * globals->depthBytes;
+    const std::uint64_t selectionBytes =
+        static_cast<std::uint64_t>(size.width) * size.height * globals->depthBytes;
+    if (!RowFits(size.width, globals->depthBytes) || !MakeAllPlanes(globals, planeBytes, selectionBytes)) {
+        Fail(globals, memFullErr);
+        return false;
+    }
+    ReadAllPlanes(globals, reduced);
+
+    for (int i = 0; i < kPlaneCount; ++i) {
+        globals->*kPlanes16[i] = reinterpret_cast<std::uint16_t*>(globals->*kPlanes[i]);
+    }
+    return true;
+}
+
+// Whether the channel's pixels can be asked for; a question that fails goes to the result cell and a message
+// box.
+bool ChannelReadable(Globals* globals, const ReadChannelDesc* channel) {
+    if (channel == nullptr || channel->port == nullptr) return false;
+    Boolean canRead = 0;
+    if (globals->gPSChannelPortsSuite->CanRead(channel->port, &canRead) != 0) {
+        Fail(globals, errPlugInHostInsufficient);
+        ShowMessage("gPSChannelPortsSuite", "Cannot Read Data");
+        return false;
+    }
+    return canRead != 0;
+}
+
+PixelMemoryDesc MemoryOf(std::uint8_t* plane, std::int32_t width, std::int32_t depth) {
+    return {plane, width * depth, depth, 0, depth};
+}
+
+void ReadFull(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane) {
+    globals->maxSample = FullScale(globals);
+    const DocumentSize size = SizeOf(globals->docInfo);
+    const auto width = static_cast<std::int32_t>(size.width);
+    // From 0, 0 whatever the document's bounds say: the ports count from the document's corner.
+    VRect rect = {0, 0, static_cast<std::int32_t>(size.height), width};
+    const PixelMemoryDesc memory = MemoryOf(plane, width, channel->depth);
+    if (globals->gPSChannelPortsSuite->ReadPixelsFromLevel(channel->port, 0, &rect, &memory) != 0) {
+        Fail(globals, errPlugInHostInsufficient);
+    }
+}
+
+// Brings a 16-bit plane to 0 to 255. A plane without a sample above 255 counts as being there already, so
+// that a very dark channel keeps its values: meant, and decided plane by plane.
+void ScaleToBytes(std::uint16_t* plane, std::size_t samples) {
+    for (std::size_t i = 0; i < samples; ++i) {
+        if (plane[i] <= kMaxSample8) continue;
+        for (std::size_t k = 0; k < samples; ++k) {
+            plane[k] = static_cast<std::uint16_t>(plane[k] * kMaxSample8 / kMaxSample16);
+        }
+        return;
+    }
+}
+
+void ReadReduced(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane) {
+    globals->maxSample = kMaxSample8;
+    const PreviewView view = ViewOf(globals);
+    const std::int32_t height = globals->proxyRect.bottom - globals->proxyRect.top;
+    const std::int32_t width = globals->proxyRect.right - globals->proxyRect.left;
+    const std::size_t samples = static_cast<std::size_t>(width) * height;
+    std::memset(plane, 0, samples * channel->depth / kBitsPerByte);
+
+    VRect rect = {0, 0, height, width};
+    const PSScaling scaling = {{view.top, view.left, view.top + view.spanH, view.left + view.spanW}, rect};
+    const PixelMemoryDesc memory = MemoryOf(plane, width, channel->depth);
+    if (globals->gPSChannelPortsSuite->ReadScaledPixels(channel->port, &rect, &scaling, &memory) != 0) {
+        ShowMessage("Error", "Error Reading Scaled Data");
+        return;
+    }
+    if (channel->depth == 16) ScaleToBytes(reinterpret_cast<std::uint16_t*>(plane), samples);
+    if (rect.bottom != height || rect.right != width) ShowMessage("Error", "Error Reading Scaled Data");
+}
+
+}  // namespace
+
+PreviewView ViewOf(const Globals* globals) {
+    const VRect& bounds = globals->docInfo->bounds;
+    const DocumentSize size = SizeOf(globals->docInfo);
+    const std::int64_t shown = 100 - globals->previewZoom;
+    const std::int64_t spanH = shown * size.height / 100;
+    const std::int64_t spanW = shown * size.width / 100;
+    const std::int64_t top = (size.height - spanH) * globals->previewScrollY / 100 + bounds.top;
+    const std::int64_t left = (size.width - spanW) * globals->previewScrollX / 100 + bounds.left;
+    return {static_cast<std::int32_t>(top), static_cast<std::int32_t>(left), static_cast<std::int32_t>(spanH),
+            static_cast<std::int32_t>(spanW)};
+}
+
+bool ChannelFitsPlanes(const Globals* globals, const ReadChannelDesc* channel) {
+    return channel->depth > 0 && channel->depth <= globals->depthBytes * kBitsPerByte;
+}
+
+bool ReadChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane, bool reduced) {
+    if (!ChannelReadable(globals, channel) || plane == nullptr) return false;
+    if (!ChannelFitsPlanes(globals, channel)) {
+        Fail(globals, errPlugInHostInsufficient);
+        return false;
+    }
+    if (reduced) {
+        ReadReduced(globals, channel, plane);
+    } else {
+        ReadFull(globals, channel, plane);
+    }
+    return true;
+}
+
+bool LoadPlanes(Globals* globals, bool reduced) {
+    if (TryLoadPlanes(globals, reduced)) return true;
+    DisposePlanes(globals);
+    return false;
+}
