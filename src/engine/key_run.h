@@ -1,0 +1,34 @@
+// What is fixed for one run of KeyPicture.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/row_ring.h"
+#include "shell/globals.h"
+
+// The place of a column or a row on the backdrop grid: the lower of the two cells it lies between, and the
+// weights of that cell and the next.
+struct GridPlace {
+    std::int32_t cell;  // 0 to 18
+    double low;
+    double high;
+};
+
+struct KeyRun {
+    std::int32_t width, height;
+    double maxSample;   // M
+    double levelScale;  // k, what one 8-bit level measures: 1 or 128
+    double darkGain;
+
+    // The sliders, as the user set them.
+    double sAdjust, sRemove, sBlack, sAlter, sSelect, sScale;
+
+    bool blueLogic, orgPhoto, showSelect, realityInteg, outputAlpha;
+    bool finalRender;
+
+    // The selection at document size, read as bytes at both depths; null when no pixel is to be restored.
+    const std::uint8_t* selection;
+
+    GridPlace* columns;  // one place a column
+    RowRing ring;
+};
