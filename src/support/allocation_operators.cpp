@@ -1,0 +1,105 @@
+// The module's operators new and delete: the checked heap in all their forms.
+//
+// Linked into the module alone, never into a program that carries its logic: such a program keeps its own
+// heap.
+#include <cstdint>
+#include <cstring>
+#include <new>
+
+#include "support/checked_heap.h"
+
+namespace {
+
+void* NewOrNull(std::size_t size) noexcept {
+    try {
+        return CheckedNew(size);
+    } catch (const HeapFailure&) {
+        return nullptr;
+    }
+}
+
+// Checked blocks are aligned to 4 bytes only. A stricter demand gets a larger block, with the block's own
+// address kept right in front of the aligned one. A power of two at least as large as a pointer is expected,
+// as the compiler asks for nothing else.
+constexpr std::size_t Surplus(std::align_val_t alignment) {
+    return static_cast<std::size_t>(alignment) + sizeof(void*);
+}
+
+void* AlignWithin(void* block, std::align_val_t alignment) noexcept {
+    if (!block) return nullptr;
+    const auto step = static_cast<std::uintptr_t>(alignment);
+    const auto first = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
+    char* const aligned = static_cast<char*>(block) + sizeof(void*) + ((step - first % step) % step);
+    std::memcpy(aligned - sizeof(void*), &block, sizeof(void*));
+    return aligned;
+}
+
+void DeleteAligned(void* address) noexcept {
+    void* block = nullptr;
+    if (address) std::memcpy(&block, static_cast<char*>(address) - sizeof(void*), sizeof(void*));
+    CheckedDelete(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return CheckedNew(size);
+}
+void* operator new[](std::size_t size) {
+    return CheckedNew(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return NewOrNull(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return NewOrNull(size);
+}
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return AlignWithin(CheckedNew(size + Surplus(alignment)), alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return AlignWithin(CheckedNew(size + Surplus(alignment)), alignment);
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return AlignWithin(NewOrNull(size + Surplus(alignment)), alignment);
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return AlignWithin(NewOrNull(size + Surplus(alignment)), alignment);
+}
+
+void operator delete(void* address) noexcept {
+    CheckedDelete(address);
+}
+void operator delete[](void* address) noexcept {
+    CheckedDelete(address);
+}
+void operator delete(void* address, std::size_t) noexcept {
+    CheckedDelete(address);
+}
+void operator delete[](void* address, std::size_t) noexcept {
+    CheckedDelete(address);
+}
+void operator delete(void* address, const std::nothrow_t&) noexcept {
+    CheckedDelete(address);
+}
+void operator delete[](void* address, const std::nothrow_t&) noexcept {
+    CheckedDelete(address);
+}
+void operator delete(void* address, std::align_val_t) noexcept {
+    DeleteAligned(address);
+}
+void operator delete[](void* address, std::align_val_t) noexcept {
+    DeleteAligned(address);
+}
+void operator delete(void* address, std::size_t, std::align_val_t) noexcept {
+    DeleteAligned(address);
+}
+void operator delete[](void* address, std::size_t, std::align_val_t) noexcept {
+    DeleteAligned(address);
+}
+void operator delete(void* address, std::align_val_t, const std::nothrow_t&) noexcept {
+    DeleteAligned(address);
+}
+void operator delete[](void* address, std::align_val_t, const std::nothrow_t&) noexcept {
+    DeleteAligned(address);
+}
