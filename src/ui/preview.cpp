@@ -20,7 +20,7 @@ bool MakePreviewBuffers(Globals* globals) {
     globals->previewPixels = NewBuffer(globals, planes * plane);
     globals->previewAlpha = NewBuffer(globals, plane);
     if (globals->previewPixels == nullptr) {
-        DisposeBuffer(globals, &globals->previewAlpha);
+        if (globals->previewAlpha != nullptr) DisposeBuffer(globals, &globals->previewAlpha);
         return false;
     }
     // What is painted when the planes cannot be loaded: a black, transparent preview.
