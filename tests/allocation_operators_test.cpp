@@ -1,0 +1,108 @@
+// The module's operators new and delete, in a process of their own: they replace those of the whole program,
+// so that no test framework can live beside them.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <initializer_list>
+#include <new>
+
+#include "support/checked_heap.h"
+
+namespace {
+
+constexpr int kMaxBlocks = 8;
+void* gLive[kMaxBlocks];
+bool gMemoryLeft = true;
+int gFailures = 0;
+
+void Expect(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "allocation operators: %s\n", what);
+    ++gFailures;
+}
+
+SPErr AllocateBlock(std::size_t size, void** block) {
+    if (!gMemoryLeft) return memFullErr;
+    *block = std::malloc(size);
+    for (void*& slot : gLive)
+        if (!slot) {
+            slot = *block;
+            return 0;
+        }
+    return memFullErr;
+}
+
+SPErr FreeBlock(void* block) {
+    if (!block) return 0;
+    for (void*& slot : gLive)
+        if (slot == block) {
+            slot = nullptr;
+            std::free(block);
+            return 0;
+        }
+    Expect(false, "a block was freed at another address than it was given at");
+    return 0;
+}
+
+int LiveBlocks() {
+    int live = 0;
+    for (void* slot : gLive) live += slot != nullptr;
+    return live;
+}
+
+struct alignas(4096) Page {
+    char bytes[4096];
+};
+
+template <class T>
+void ExpectAllForms(const char* name) {
+    T* const one = new T;
+    T* const many = new T[3];
+    T* const quiet = new (std::nothrow) T;
+    T* const quietMany = new (std::nothrow) T[3];
+    Expect(LiveBlocks() == 4, name);
+    Expect(gCheckedHeap.count == 4, "the blocks are not all in the table");
+    for (T* address : {one, many, quiet, quietMany}) {
+        if (alignof(T) > 4) Expect(reinterpret_cast<std::uintptr_t>(address) % alignof(T) == 0, "misaligned");
+        Expect(*reinterpret_cast<unsigned char*>(address) == 0x41, "not filled by the checked heap");
+    }
+    delete one;
+    delete[] many;
+    delete quiet;
+    delete[] quietMany;
+    Expect(LiveBlocks() == 0, "a block was not freed");
+    Expect(gCheckedHeap.count == 0, "a block is still in the table");
+}
+
+template <class T>
+void ExpectFailure(OSErr code) {
+    OSErr raised = 0;
+    try {
+        T* volatile unused = new T;
+        delete unused;
+    } catch (const HeapFailure& failure) {
+        raised = failure.code;
+    }
+    Expect(raised == code, "the failure has another code");
+    T* volatile quiet = new (std::nothrow) T;
+    Expect(quiet == nullptr, "a nothrow form gave an address without memory");
+}
+
+}  // namespace
+
+int main() {
+    ExpectFailure<int>(kNoSuiteBroker);
+
+    SPBasicSuite broker = {};
+    broker.AllocateBlock = AllocateBlock;
+    broker.FreeBlock = FreeBlock;
+    gSPBasicSuite = &broker;
+    ExpectAllForms<std::int32_t>("not every plain form takes its memory from the host");
+    ExpectAllForms<Page>("not every aligned form takes its memory from the host");
+    delete static_cast<int*>(nullptr);
+
+    gMemoryLeft = false;
+    ExpectFailure<int>(memFullErr);
+    ExpectFailure<Page>(memFullErr);
+    return gFailures == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
