@@ -38,6 +38,11 @@ void DisposeProcessHandle(Handle handle) {
         gProcessHandleError = kNullHandle;
         return;
     }
+    // A descriptor's handle is the host's also where its handle procs are of no use, and is not ours to free.
+    if (reinterpret_cast<const ProcessHandle*>(handle)->tag != kProcessHandleTag) {
+        gProcessHandleError = memWZErr;
+        return;
+    }
     std::free(*handle);
     std::free(handle);
 }

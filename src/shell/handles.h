@@ -19,6 +19,6 @@ char* LockHandle(const HandleProcs* procs, Handle handle);
 
 void UnlockHandle(const HandleProcs* procs, Handle handle);
 
-// What the last operation on memory of the process left: 0, memFullErr, or -109 for the disposal of a null
-// handle. Nothing in the module reads it.
+// What the last operation on memory of the process left: 0, memFullErr, -109 for the disposal of a null
+// handle, memWZErr for that of a handle which is the host's. Nothing in the module reads it.
 extern OSErr gProcessHandleError;
