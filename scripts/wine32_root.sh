@@ -1,0 +1,27 @@
+#!/bin/sh
+# Puts a small 32-bit Debian with Wine into build/wine32, for wine32.sh: as root, once, in a minute or two.
+#
+# A folder of its own leaves the machine's set of architectures alone. Packages come from where the machine
+# itself gets them. Gives 1 where that cannot be done; nothing is left behind then.
+set -eu
+project=$(cd "$(dirname "$0")/.." && pwd)
+debian=$project/build/wine32
+[ ! -e "$debian/ready" ] || exit 0
+
+. /etc/os-release
+source=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' "Codename: $VERSION_CODENAME" | head -n 1)
+
+begin=$debian.new
+rm -rf "$begin"
+trap 'rm -rf "$begin"' EXIT
+trap 'exit 130' INT TERM
+mkdir -p "$begin"
+debootstrap --arch=i386 --variant=minbase "$VERSION_CODENAME" "$begin" "$source"
+apt-config dump | grep -i '^Acquire::.*Proxy' >"$begin/etc/apt/apt.conf.d/90proxy" || true
+chroot "$begin" /usr/bin/env DEBIAN_FRONTEND=noninteractive apt-get -qq update
+chroot "$begin" /usr/bin/env DEBIAN_FRONTEND=noninteractive \
+    apt-get -qq install -y --no-install-recommends wine32 wine
+chroot "$begin" apt-get clean
+touch "$begin/ready"
+rm -rf "$debian"
+mv "$begin" "$debian"

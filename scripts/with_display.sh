@@ -1,0 +1,19 @@
+#!/bin/sh
+# Runs a command with an X server of its own, without a screen: with_display.sh COMMAND [ARGUMENT...]
+set -eu
+number=$(mktemp)
+Xvfb -displayfd 3 -ac -screen 0 1280x1024x24 -nolisten tcp 3>"$number" >/dev/null 2>&1 &
+server=$!
+trap 'kill "$server" 2>/dev/null || true; rm -f "$number"' EXIT
+trap 'exit 130' INT TERM
+
+tries=0
+until [ -s "$number" ]; do
+    tries=$((tries + 1))
+    if [ "$tries" -gt 100 ] || ! kill -0 "$server" 2>/dev/null; then
+        echo "with_display.sh: the X server Xvfb does not start" >&2
+        exit 127
+    fi
+    sleep 0.1
+done
+DISPLAY=":$(cat "$number")" "$@"
