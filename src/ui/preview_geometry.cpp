@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr std::int16_t kFrameWidth = 2;  // left free round the preview, for its frame
-
 std::int16_t Cut16(std::int32_t value) {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(value));
 }
@@ -24,10 +22,10 @@ std::int16_t CutScaled16(std::int32_t length, float scale) {
 void FitPreview(Globals* globals, const VRect& bounds, Rect* proxyRect, float* scaleFactor) {
     globals->mustReload = 1;
 
-    proxyRect->left = Cut16(proxyRect->left + kFrameWidth);
-    proxyRect->top = Cut16(proxyRect->top + kFrameWidth);
-    proxyRect->right = Cut16(proxyRect->right - kFrameWidth);
-    proxyRect->bottom = Cut16(proxyRect->bottom - kFrameWidth);
+    proxyRect->left = Cut16(proxyRect->left + kPreviewFrame);
+    proxyRect->top = Cut16(proxyRect->top + kPreviewFrame);
+    proxyRect->right = Cut16(proxyRect->right - kPreviewFrame);
+    proxyRect->bottom = Cut16(proxyRect->bottom - kPreviewFrame);
 
     const float docH = Cut16(bounds.bottom - bounds.top);
     const float docW = Cut16(bounds.right - bounds.left);

@@ -8,6 +8,9 @@
 
 struct Globals;
 
+// Left free between the area and the picture, for the frame, on each side.
+constexpr int kPreviewFrame = 2;
+
 // Fits a document into the area that proxyRect holds, in the dialog's client coordinates, and so decides the
 // size of every preview plane. Out: proxyRect with the area's top left corner, moved in by the frame, and
 // with a bottom and right that are measured from 0, not from that corner, so that the preview comes out

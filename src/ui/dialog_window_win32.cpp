@@ -1,0 +1,79 @@
+#include "ui/dialog_window_win32.h"
+
+#include <commctrl.h>
+
+#include "shell/module.h"
+#include "ui/preview_geometry.h"
+
+namespace {
+
+HINSTANCE ModuleInstance() {
+    return static_cast<HINSTANCE>(gModuleInstance);
+}
+
+// The module's side-by-side context, active on this thread as long as the record lives. Windows made it one
+// already to find the module's own imports, but the classes of the dialog's controls are looked up in the
+// context of whoever opens the dialog. Where it cannot be made, the dialog gets the host's controls.
+class ManifestContext {
+  public:
+    ManifestContext() {
+        wchar_t path[MAX_PATH];
+        const DWORD length = GetModuleFileNameW(ModuleInstance(), path, MAX_PATH);
+        if (length == 0 || length == MAX_PATH) return;
+        ACTCTXW request{};
+        request.cbSize = sizeof request;
+        request.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID | ACTCTX_FLAG_HMODULE_VALID;
+        request.lpSource = path;
+        request.lpResourceName = MAKEINTRESOURCEW(2);  // where a library keeps its manifest
+        request.hModule = ModuleInstance();
+        context_ = CreateActCtxW(&request);
+        active_ = context_ != INVALID_HANDLE_VALUE && ActivateActCtx(context_, &cookie_);
+    }
+
+    ~ManifestContext() {
+        if (active_) DeactivateActCtx(0, cookie_);
+        if (context_ != INVALID_HANDLE_VALUE) ReleaseActCtx(context_);
+    }
+
+    ManifestContext(const ManifestContext&) = delete;
+    ManifestContext& operator=(const ManifestContext&) = delete;
+
+  private:
+    HANDLE context_ = INVALID_HANDLE_VALUE;
+    ULONG_PTR cookie_ = 0;
+    bool active_ = false;
+};
+
+}  // namespace
+
+INT_PTR RunDialog(LPCSTR templateName, const PlatformData* platformData, DLGPROC procedure,
+                  LPARAM parameter) {
+    const ManifestContext context;
+    const INITCOMMONCONTROLSEX trackbars = {sizeof trackbars, ICC_BAR_CLASSES};
+    InitCommonControlsEx(&trackbars);
+    const auto owner = platformData == nullptr ? nullptr : static_cast<HWND>(platformData->hwnd);
+    return DialogBoxParamA(ModuleInstance(), templateName, owner, procedure, parameter);
+}
+
+VRect ScreenRectOf(HWND control) {
+    RECT rect{};
+    GetWindowRect(control, &rect);
+    return {rect.top, rect.left, rect.bottom, rect.right};
+}
+
+void CentreDialog(HWND window) {
+    HWND parent = GetParent(window);
+    if (parent == nullptr) parent = GetDesktopWindow();
+    RECT area{};
+    GetClientRect(parent, &area);
+    POINT corners[] = {{area.left, area.top}, {area.right, area.bottom}};
+    for (POINT& corner : corners) ClientToScreen(parent, &corner);
+
+    const bool hasSystemMenu = (GetWindowLongA(window, GWL_STYLE) & WS_SYSMENU) != 0;
+    const VRect rect = ScreenRectOf(window);
+    const DialogSize size = {rect.right - rect.left, rect.bottom - rect.top};
+    const DialogSize screen = {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+    const VPoint at = DialogCorner({corners[0].y, corners[0].x, corners[1].y, corners[1].x}, size, screen,
+                                   DialogInset(GetSystemMetrics(SM_CXSIZE), hasSystemMenu));
+    SetWindowPos(window, nullptr, at.h, at.v, size.width, size.height, SWP_NOZORDER);
+}
