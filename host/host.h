@@ -125,6 +125,9 @@ struct HostOptions {
     bool moveHandles = true;  // an unlocked handle's block moves at every lock, creation and call
     std::size_t quarantineBytes = 16u << 20;  // how much freed memory is held back to catch late writes
 
+    // What Dispose of the buffer suite leaves in the caller's pointer: null, or what stood there.
+    bool disposeClearsPointer = true;
+
     // Faults. Calls are counted from 1 since the host was made, over all that HostCall lists; 0 stands for
     // none.
     int failAt = 0;  // this one call of all fails

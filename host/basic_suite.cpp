@@ -1,0 +1,137 @@
+// The suite broker.
+#include <algorithm>
+#include <cstring>
+
+#include "host/host_state.h"
+
+namespace {
+
+const void* FindSuite(const HostOptions& options, const char* name, std::int32_t version) {
+    const auto& missing = options.missingSuites;
+    if (std::find(missing.begin(), missing.end(), name) != missing.end()) return nullptr;
+    if (std::strcmp(name, kPSBufferSuite) == 0 && version == kPSBufferSuiteVersion) return BufferSuite();
+    if (std::strcmp(name, kPSChannelPortsSuite) == 0 && version == kPSChannelPortsSuiteVersion) {
+        return ChannelPortsSuite();
+    }
+    if (std::strcmp(name, kPSGetFileListSuite) == 0 && version == kPSGetFileListSuiteVersion) {
+        return GetFileListSuite();
+    }
+    return nullptr;
+}
+
+SPErr AcquireSuite(const char* name, std::int32_t version, const void** suite) {
+    Host* host = EnterService();
+    if (host == nullptr) return kServiceFailed;
+    if (name == nullptr || suite == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "AcquireSuite: null argument");
+        return kServiceFailed;
+    }
+    // A failed acquisition leaves the caller's pointer as it is.
+    const void* found =
+        FailsNow(*host, HostCall::kAcquireSuite) ? nullptr : FindSuite(host->options, name, version);
+    const SPErr result = found != nullptr ? noErr : kServiceFailed;
+    if (found != nullptr) {
+        *suite = found;
+        ++host->acquired[name];
+    }
+    Trace(*host, "AcquireSuite \"", name, "\" ", version, " -> ", result);
+    return result;
+}
+
+SPErr ReleaseSuite(const char* name, std::int32_t version) {
+    Host* host = EnterService();
+    if (host == nullptr) return kServiceFailed;
+    const std::string text = name != nullptr ? name : "";
+    Trace(*host, "ReleaseSuite \"", text, "\" ", version);
+    const auto found = host->acquired.find(text);
+    if (found == host->acquired.end() || found->second == 0) {
+        Violate(*host, ViolationKind::kSuite, "ReleaseSuite: \"", text, "\" is not acquired");
+        return kServiceFailed;
+    }
+    --found->second;
+    return noErr;
+}
+
+Boolean IsEqual(const char* first, const char* second) {
+    return first != nullptr && second != nullptr && std::strcmp(first, second) == 0;
+}
+
+std::uint8_t* MakeBlock(Host& host, std::size_t size) {
+    const int id = host.blocksMade + 1;
+    std::uint8_t* bytes = MakeGuarded(host.memory, BlockKind::kBlock, id, size, host.options.fillByte);
+    if (bytes != nullptr) host.blocksMade = id;
+    return bytes;
+}
+
+SPErr AllocateBlock(std::size_t size, void** block) {
+    Host* host = EnterService();
+    if (host == nullptr) return kServiceFailed;
+    if (block == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "AllocateBlock: null argument");
+        return kServiceFailed;
+    }
+    *block = nullptr;
+    SPErr result = memFullErr;
+    if (!FailsNow(*host, HostCall::kAllocateBlock)) {
+        if (!host->options.allocateBlockGivesNull) *block = MakeBlock(*host, size);
+        if (*block != nullptr || host->options.allocateBlockGivesNull) result = noErr;
+    }
+    Trace(*host, "AllocateBlock ", size, " -> ", result, ' ', NameOfAddress(host->memory, *block));
+    return result;
+}
+
+// The block that begins at the address; a violation under the call's name when there is none.
+const GuardedBlock* DemandBlock(Host& host, const char* call, void* address) {
+    const GuardedBlock* block = FindGuarded(host.memory, BlockKind::kBlock, address);
+    if (block == nullptr) {
+        Violate(host, ViolationKind::kBadPointer, call, ": ", NameOfAddress(host.memory, address),
+                " is no block");
+    }
+    return block;
+}
+
+// A null block is legal and nothing, as with the language's own release operators.
+SPErr FreeBlock(void* address) {
+    Host* host = EnterService();
+    if (host == nullptr) return kServiceFailed;
+    Trace(*host, "FreeBlock ", NameOfAddress(host->memory, address));
+    if (address == nullptr) return noErr;
+    const GuardedBlock* block = DemandBlock(*host, "FreeBlock", address);
+    if (block == nullptr) return kServiceFailed;
+    Retire(*host, *block);
+    return noErr;
+}
+
+SPErr ReallocateBlock(void* address, std::size_t newSize, void** newBlock) {
+    Host* host = EnterService();
+    if (host == nullptr) return kServiceFailed;
+    if (newBlock == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "ReallocateBlock: null argument");
+        return kServiceFailed;
+    }
+    const GuardedBlock* old = address == nullptr ? nullptr : DemandBlock(*host, "ReallocateBlock", address);
+    if (address != nullptr && old == nullptr) return kServiceFailed;
+    const bool fails = FailsNow(*host, HostCall::kReallocateBlock);
+    std::uint8_t* made = fails ? nullptr : MakeBlock(*host, newSize);
+    Trace(*host, "ReallocateBlock ", NameOfAddress(host->memory, address), ' ', newSize, " -> ",
+          NameOfAddress(host->memory, made));
+    if (made == nullptr) return memFullErr;
+    if (old != nullptr) {
+        std::memcpy(made, BytesOf(*old), std::min(newSize, old->size));
+        Retire(*host, *old);
+    }
+    *newBlock = made;
+    return noErr;
+}
+
+SPErr Undefined() {
+    return kServiceFailed;
+}
+
+}  // namespace
+
+SPBasicSuite* BasicSuite() {
+    static SPBasicSuite suite = {AcquireSuite, ReleaseSuite,    IsEqual,  AllocateBlock,
+                                 FreeBlock,    ReallocateBlock, Undefined};
+    return &suite;
+}

@@ -1,0 +1,62 @@
+// The buffer suite: the large memory.
+#include <algorithm>
+
+#include "host/host_state.h"
+
+namespace {
+
+void* New(std::uint32_t* requestedSize, std::uint32_t minimumSize) {
+    Host* host = EnterService();
+    if (host == nullptr) return nullptr;
+    const std::uint32_t size = requestedSize == nullptr ? minimumSize : std::max(*requestedSize, minimumSize);
+    std::uint8_t* bytes = nullptr;
+    if (!FailsNow(*host, HostCall::kNewBuffer)) {
+        const int id = host->buffersMade + 1;
+        bytes = MakeGuarded(host->memory, BlockKind::kBuffer, id, size, host->options.fillByte);
+        if (bytes != nullptr) host->buffersMade = id;
+    }
+    if (requestedSize != nullptr) *requestedSize = bytes != nullptr ? size : 0;
+    Trace(*host, "New ", minimumSize, " -> ", NameOfAddress(host->memory, bytes));
+    return bytes;
+}
+
+const GuardedBlock* DemandBuffer(Host& host, const char* call, const void* address) {
+    const GuardedBlock* buffer = FindGuarded(host.memory, BlockKind::kBuffer, address);
+    if (buffer == nullptr) {
+        Violate(host, ViolationKind::kBadPointer, call, ": ", NameOfAddress(host.memory, address),
+                " is no buffer");
+    }
+    return buffer;
+}
+
+void Dispose(void** address) {
+    Host* host = EnterService();
+    if (host == nullptr) return;
+    if (address == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "Dispose: null argument");
+        return;
+    }
+    Trace(*host, "Dispose ", NameOfAddress(host->memory, *address));
+    const GuardedBlock* buffer = DemandBuffer(*host, "Dispose", *address);
+    if (buffer == nullptr) return;
+    Retire(*host, *buffer);
+    if (host->options.disposeClearsPointer) *address = nullptr;
+}
+
+std::uint32_t GetSize(void* address) {
+    Host* host = EnterService();
+    const GuardedBlock* buffer = host == nullptr ? nullptr : DemandBuffer(*host, "GetSize", address);
+    return buffer == nullptr ? 0 : static_cast<std::uint32_t>(buffer->size);
+}
+
+// What is free, as a figure that is the same on every machine.
+std::uint32_t GetSpace() {
+    return 0x40000000;
+}
+
+}  // namespace
+
+const PSBufferSuite* BufferSuite() {
+    static const PSBufferSuite suite = {New, Dispose, GetSize, GetSpace};
+    return &suite;
+}

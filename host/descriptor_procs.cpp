@@ -1,0 +1,242 @@
+// The descriptor services: reading the parameters of a recorded run, and recording those of this one.
+#include <cstring>
+#include <optional>
+
+#include "host/host_state.h"
+
+namespace {
+
+constexpr const char* kOpenRead = "openReadDescriptorProc";
+
+// Slots that the module never calls, but that must not be null.
+OSErr NotOffered() {
+    return kServiceFailed;
+}
+
+template <typename Key, typename Token>
+Token* DemandToken(Host& host, const char* call, std::map<Key, std::unique_ptr<Token>>& open, Key key) {
+    const auto found = open.find(key);
+    if (found != open.end()) return found->second.get();
+    Violate(host, ViolationKind::kBadToken, call, ": ", key == nullptr ? "null" : "unknown or closed",
+            " token");
+    return nullptr;
+}
+
+std::optional<Descriptor> ReadHandle(const Host& host, Handle handle) {
+    const HandleRecord* record = FindHandle(host, handle);
+    if (record == nullptr) return std::nullopt;
+    return DecodeDescriptor(record->address, GuardedAround(host.memory, record->address)->size);
+}
+
+PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
+    Host* host = EnterService();
+    if (host == nullptr) return nullptr;
+    std::unique_ptr<ReadToken> token;
+    if (handle != nullptr) {
+        std::optional<Descriptor> items = ReadHandle(*host, handle);
+        if (!items) {
+            Violate(*host, ViolationKind::kBadHandle, kOpenRead, ": ", HandleText(*host, handle),
+                    " is no descriptor");
+        } else if (!FailsNow(*host, HostCall::kOpenReadDescriptor)) {
+            token = std::make_unique<ReadToken>();
+            token->id = ++host->tokensMade;
+            token->source = handle;
+            token->items = std::move(*items);
+        }
+    }
+    std::string keys;
+    for (const FourCharCode* key = expectedKeys; key != nullptr && *key != 0; ++key) {
+        keys += ' ' + CodeText(*key);
+        if (token) token->missing.insert(*key);
+    }
+    Trace(*host, kOpenRead, ' ', HandleText(*host, handle), keys, " -> ",
+          token ? Joined("token ", token->id) : "null");
+    if (!token) return nullptr;
+    const auto key = reinterpret_cast<PIReadDescriptor>(token.get());
+    host->readTokens.emplace(key, std::move(token));
+    return key;
+}
+
+Boolean GetKey(PIReadDescriptor key, FourCharCode* itemKey, FourCharCode* type, std::int32_t* flags) {
+    Host* host = EnterService();
+    ReadToken* token = host == nullptr ? nullptr : DemandToken(*host, "getKeyProc", host->readTokens, key);
+    if (token == nullptr) return 0;
+    if (itemKey == nullptr || type == nullptr || flags == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "getKeyProc: null argument");
+        return 0;
+    }
+    token->valuePending = token->next < token->items.size();
+    if (!token->valuePending) {
+        Trace(*host, "getKeyProc token ", token->id, " -> none");
+        return 0;
+    }
+    const DescriptorItem& item = token->items[token->next++];
+    token->missing.erase(item.key);
+    *itemKey = item.key;
+    *type = item.type;
+    *flags = 0;
+    Trace(*host, "getKeyProc token ", token->id, " -> ", CodeText(item.key), ' ', CodeText(item.type));
+    return 1;
+}
+
+// The value of the item that getKey named last, once. Of another type than asked for it stays unread.
+template <typename Value>
+OSErr GetValue(const char* call, PIReadDescriptor key, Value* value, FourCharCode type) {
+    Host* host = EnterService();
+    ReadToken* token = host == nullptr ? nullptr : DemandToken(*host, call, host->readTokens, key);
+    if (token == nullptr) return kServiceFailed;
+    if (value == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, call, ": null argument");
+        return kServiceFailed;
+    }
+    if (!token->valuePending) {
+        Violate(*host, ViolationKind::kBadToken, call, ": token ", token->id, " has named no key");
+        return kServiceFailed;
+    }
+    token->valuePending = false;
+    const DescriptorItem& item = token->items[token->next - 1];
+    OSErr result = item.type == type ? noErr : kWrongDescriptorType;
+    if (FailsNow(*host, HostCall::kGetValue)) result = kServiceFailed;
+    if (result == noErr) *value = static_cast<Value>(item.value);
+    Trace(*host, call, " token ", token->id, " -> ", result, ' ',
+          result == noErr ? std::to_string(item.value) : "");
+    return result;
+}
+
+OSErr GetInteger(PIReadDescriptor key, std::int32_t* value) {
+    return GetValue("getIntegerProc", key, value, kTypeInteger);
+}
+
+OSErr GetBoolean(PIReadDescriptor key, Boolean* value) {
+    return GetValue("getBooleanProc", key, value, kTypeBoolean);
+}
+
+// Expected keys that never came give errMissingParameter, which is no failure to the module.
+OSErr CloseRead(PIReadDescriptor key) {
+    Host* host = EnterService();
+    ReadToken* token =
+        host == nullptr ? nullptr : DemandToken(*host, "closeReadDescriptorProc", host->readTokens, key);
+    if (token == nullptr) return kServiceFailed;
+    OSErr result = token->missing.empty() ? noErr : errMissingParameter;
+    if (host->options.closeReadCode != noErr) result = host->options.closeReadCode;
+    if (FailsNow(*host, HostCall::kCloseReadDescriptor)) result = kServiceFailed;
+    Trace(*host, "closeReadDescriptorProc token ", token->id, " -> ", result);
+    host->readTokens.erase(key);
+    return result;
+}
+
+PIWriteDescriptor OpenWrite() {
+    Host* host = EnterService();
+    if (host == nullptr) return nullptr;
+    if (FailsNow(*host, HostCall::kOpenWriteDescriptor)) {
+        Trace(*host, "openWriteDescriptorProc -> null");
+        return nullptr;
+    }
+    auto token = std::make_unique<WriteToken>();
+    token->id = ++host->tokensMade;
+    Trace(*host, "openWriteDescriptorProc -> token ", token->id);
+    const auto key = reinterpret_cast<PIWriteDescriptor>(token.get());
+    host->writeTokens.emplace(key, std::move(token));
+    return key;
+}
+
+OSErr PutValue(const char* call, PIWriteDescriptor key, const DescriptorItem& item) {
+    Host* host = EnterService();
+    WriteToken* token = host == nullptr ? nullptr : DemandToken(*host, call, host->writeTokens, key);
+    if (token == nullptr) return kServiceFailed;
+    OSErr result = noErr;
+    if (FailsNow(*host, HostCall::kPutValue)) {
+        result = kServiceFailed;
+    } else {
+        for (const DescriptorItem& earlier : token->items) {
+            if (earlier.key == item.key) {
+                Violate(*host, ViolationKind::kBadArgument, call, ": ", CodeText(item.key),
+                        " is there already");
+            }
+        }
+        token->items.push_back(item);
+    }
+    Trace(*host, call, " token ", token->id, ' ', CodeText(item.key), ' ', item.value, " -> ", result);
+    return result;
+}
+
+OSErr PutInteger(PIWriteDescriptor key, FourCharCode itemKey, std::int32_t value) {
+    return PutValue("putIntegerProc", key, {itemKey, kTypeInteger, value});
+}
+
+OSErr PutBoolean(PIWriteDescriptor key, FourCharCode itemKey, Boolean value) {
+    return PutValue("putBooleanProc", key, {itemKey, kTypeBoolean, value != 0});
+}
+
+OSErr CloseWrite(PIWriteDescriptor key, Handle* handle) {
+    Host* host = EnterService();
+    WriteToken* token =
+        host == nullptr ? nullptr : DemandToken(*host, "closeWriteDescriptorProc", host->writeTokens, key);
+    if (token == nullptr) return kServiceFailed;
+    OSErr result = host->options.closeWriteCode;
+    Handle made = nullptr;
+    if (handle == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "closeWriteDescriptorProc: null argument");
+        result = kServiceFailed;
+    } else if (FailsNow(*host, HostCall::kCloseWriteDescriptor)) {
+        result = kServiceFailed;
+    } else {
+        made = HandleOfDescriptor(*host, token->items);
+    }
+    if (handle != nullptr) *handle = made;
+    Trace(*host, "closeWriteDescriptorProc token ", token->id, " -> ", result, ' ', HandleText(*host, made));
+    host->writeTokens.erase(key);
+    return result;
+}
+
+}  // namespace
+
+void FillDescriptorProcs(const HostOptions& options, CallRecords* call) {
+    ReadDescriptorProcs& read = call->readProcs;
+    read = {0,          kReadDescriptorProcsCount,
+            OpenRead,   CloseRead,
+            GetKey,     GetInteger,
+            NotOffered, NotOffered,
+            GetBoolean, NotOffered,
+            NotOffered, NotOffered,
+            NotOffered, NotOffered,
+            NotOffered, NotOffered,
+            NotOffered, NotOffered,
+            NotOffered, NotOffered};
+    WriteDescriptorProcs& write = call->writeProcs;
+    write = {0,          kWriteDescriptorProcsCount,
+             OpenWrite,  CloseWrite,
+             PutInteger, NotOffered,
+             NotOffered, PutBoolean,
+             NotOffered, NotOffered,
+             NotOffered, NotOffered,
+             NotOffered, NotOffered,
+             NotOffered, NotOffered,
+             NotOffered, NotOffered};
+    PIDescriptorParameters& parameters = call->descriptorParameters;
+    parameters.descriptorParametersVersion = options.descriptorsUsable ? 0 : 1;
+    parameters.playInfo = options.playInfo;
+    parameters.writeDescriptorProcs = &write;
+    parameters.readDescriptorProcs = &read;
+}
+
+Handle HandleOfDescriptor(Host& host, const Descriptor& descriptor) {
+    const std::vector<std::uint8_t> block = EncodeDescriptor(descriptor);
+    Handle handle = MakeHandle(host, block.size());
+    if (handle != nullptr) std::memcpy(*handle, block.data(), block.size());
+    return handle;
+}
+
+void DropDescriptor(Host& host) {
+    if (FindHandle(host, host.descriptor) != nullptr) DropHandle(host, host.descriptor);
+    host.descriptor = nullptr;
+}
+
+void GiveDescriptor(Host& host, const Descriptor& descriptor) {
+    DropDescriptor(host);
+    host.descriptor = HandleOfDescriptor(host, descriptor);
+}
+
+std::optional<Descriptor> KeptDescriptor(const Host& host) {
+    return ReadHandle(host, host.descriptor);
+}

@@ -1,0 +1,32 @@
+// The GetFileList suite, of which one operation counts: showing a page.
+#include "host/host_state.h"
+
+namespace {
+
+SPErr NotOffered() {
+    return kServiceFailed;
+}
+
+SPErr BrowseUrl(const char* url) {
+    Host* host = EnterService();
+    if (host == nullptr) return kServiceFailed;
+    if (url == nullptr) {
+        Violate(*host, ViolationKind::kBadArgument, "BrowseUrl: null argument");
+        return kServiceFailed;
+    }
+    SPErr result = kServiceFailed;
+    if (!FailsNow(*host, HostCall::kBrowseUrl)) {
+        host->report.urls.push_back(url);
+        result = host->options.browseUrl ? host->options.browseUrl(url) : SPErr{noErr};
+    }
+    Trace(*host, "BrowseUrl \"", url, "\" -> ", result);
+    return result;
+}
+
+}  // namespace
+
+const PSGetFileListSuite* GetFileListSuite() {
+    static const PSGetFileListSuite suite = {NotOffered, NotOffered, NotOffered, BrowseUrl, NotOffered,
+                                             NotOffered, NotOffered, NotOffered, NotOffered};
+    return &suite;
+}

@@ -1,0 +1,120 @@
+#include "host/guarded_memory.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t kGuardBytes = 64;
+constexpr std::uint8_t kGuardByte = 0xE7;
+constexpr std::uint8_t kRetiredByte = 0xDB;
+
+std::uintptr_t AddressOf(const void* pointer) {
+    return reinterpret_cast<std::uintptr_t>(pointer);
+}
+
+bool AllBytesAre(const std::uint8_t* first, std::size_t count, std::uint8_t value) {
+    return std::all_of(first, first + count, [value](std::uint8_t byte) { return byte == value; });
+}
+
+bool Covers(const GuardedBlock& block, std::uintptr_t address) {
+    const std::uintptr_t first = AddressOf(BytesOf(block));
+    return address >= first && address <= first + block.size;
+}
+
+}  // namespace
+
+std::uint8_t* BytesOf(const GuardedBlock& block) {
+    return block.storage.get() + kGuardBytes;
+}
+
+std::uint8_t* MakeGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size,
+                          std::uint8_t fill) {
+    if (size > SIZE_MAX - 2 * kGuardBytes) return nullptr;
+    GuardedBlock block;
+    block.kind = kind;
+    block.id = id;
+    block.size = size;
+    block.storage.reset(new (std::nothrow) std::uint8_t[size + 2 * kGuardBytes]);
+    if (!block.storage) return nullptr;
+
+    std::uint8_t* bytes = BytesOf(block);
+    std::memset(block.storage.get(), kGuardByte, kGuardBytes);
+    std::memset(bytes, fill, size);
+    std::memset(bytes + size, kGuardByte, kGuardBytes);
+    memory.live.emplace(AddressOf(bytes), std::move(block));
+    return bytes;
+}
+
+const GuardedBlock* FindGuarded(const GuardedMemory& memory, BlockKind kind, const void* address) {
+    const auto found = memory.live.find(AddressOf(address));
+    return found != memory.live.end() && found->second.kind == kind ? &found->second : nullptr;
+}
+
+const GuardedBlock* GuardedAround(const GuardedMemory& memory, const void* address) {
+    auto next = memory.live.upper_bound(AddressOf(address));
+    if (next == memory.live.begin()) return nullptr;
+    const GuardedBlock& block = std::prev(next)->second;
+    return Covers(block, AddressOf(address)) ? &block : nullptr;
+}
+
+bool IsQuarantined(const GuardedMemory& memory, const void* address) {
+    return std::any_of(memory.quarantine.begin(), memory.quarantine.end(),
+                       [address](const GuardedBlock& block) { return Covers(block, AddressOf(address)); });
+}
+
+bool GuardsIntact(const GuardedBlock& block) {
+    return AllBytesAre(block.storage.get(), kGuardBytes, kGuardByte) &&
+           AllBytesAre(BytesOf(block) + block.size, kGuardBytes, kGuardByte);
+}
+
+int RetireGuarded(GuardedMemory& memory, const void* address, std::size_t limit) {
+    const auto found = memory.live.find(AddressOf(address));
+    GuardedBlock block = std::move(found->second);
+    memory.live.erase(found);
+    // A block that would push out everything else, itself included, goes at once: a large picture's planes
+    // cost no time here.
+    if (block.size > limit) return 0;
+    std::memset(BytesOf(block), kRetiredByte, block.size);
+    memory.quarantinedBytes += block.size;
+    memory.quarantine.push_back(std::move(block));
+    return DrainQuarantine(memory, limit);
+}
+
+int DrainQuarantine(GuardedMemory& memory, std::size_t limit) {
+    int damaged = 0;
+    const auto drop = [&] {
+        const GuardedBlock& oldest = memory.quarantine.front();
+        if (!AllBytesAre(BytesOf(oldest), oldest.size, kRetiredByte) || !GuardsIntact(oldest)) ++damaged;
+        memory.quarantinedBytes -= oldest.size;
+        memory.quarantine.pop_front();
+    };
+    while (memory.quarantinedBytes > limit) drop();
+    if (limit == 0) {
+        while (!memory.quarantine.empty()) drop();  // blocks of no bytes
+    }
+    return damaged;
+}
+
+const char* NameOfKind(BlockKind kind) {
+    switch (kind) {
+        case BlockKind::kHandle:
+            return "handle";
+        case BlockKind::kBuffer:
+            return "buffer";
+        case BlockKind::kBlock:
+            break;
+    }
+    return "block";
+}
+
+std::string NameOfAddress(const GuardedMemory& memory, const void* address) {
+    if (address == nullptr) return "null";
+    const GuardedBlock* block = GuardedAround(memory, address);
+    if (block == nullptr) return IsQuarantined(memory, address) ? "freed memory" : "other memory";
+    std::string name = std::string(NameOfKind(block->kind)) + ' ' + std::to_string(block->id);
+    const std::uintptr_t offset = AddressOf(address) - AddressOf(BytesOf(*block));
+    return offset == 0 ? name : name + '+' + std::to_string(offset);
+}

@@ -1,0 +1,184 @@
+// The handle services. An unlocked handle's block moves whenever it may, so that a pointer kept from before
+// is found out.
+#include <cstring>
+
+#include "host/host_state.h"
+
+namespace {
+
+const GuardedBlock& BlockOf(const Host& host, const HandleRecord& record) {
+    return *FindGuarded(host.memory, BlockKind::kHandle, record.address);
+}
+
+// A disposed handle of this host, for the wording only.
+const HandleRecord* FindRecord(const Host& host, Handle handle) {
+    const auto found = host.handles.find(handle);
+    return found == host.handles.end() ? nullptr : found->second.get();
+}
+
+HandleRecord* DemandHandle(Host& host, const char* call, Handle handle) {
+    HandleRecord* record = FindHandle(host, handle);
+    if (record == nullptr) Violate(host, ViolationKind::kBadHandle, call, ": ", HandleText(host, handle));
+    return record;
+}
+
+// Puts the block at another address and size; what is new in it is filled. Stays put without memory.
+bool Relocate(Host& host, HandleRecord& record, std::size_t size) {
+    const GuardedBlock& old = BlockOf(host, record);
+    std::uint8_t* moved =
+        MakeGuarded(host.memory, BlockKind::kHandle, record.id, size, host.options.fillByte);
+    if (moved == nullptr) return false;
+    std::memcpy(moved, BytesOf(old), size < old.size ? size : old.size);
+    Retire(host, old);
+    record.address = reinterpret_cast<char*>(moved);
+    return true;
+}
+
+Handle NewHandle(std::int32_t size) {
+    Host* host = EnterService();
+    if (host == nullptr) return nullptr;
+    if (size < 0) {
+        Violate(*host, ViolationKind::kBadArgument, "NewHandle: a size of ", size);
+        return nullptr;
+    }
+    const bool fails = FailsNow(*host, HostCall::kNewHandle);
+    Handle handle = fails ? nullptr : MakeHandle(*host, static_cast<std::size_t>(size));
+    if (handle != nullptr) MoveUnlockedHandles(*host);
+    Trace(*host, "NewHandle ", size, " -> ", HandleText(*host, handle));
+    return handle;
+}
+
+void DisposeHandle(Handle handle) {
+    Host* host = EnterService();
+    if (host == nullptr) return;
+    Trace(*host, "DisposeHandle ", HandleText(*host, handle));
+    const HandleRecord* record = DemandHandle(*host, "DisposeHandle", handle);
+    if (record == nullptr) return;
+    if (record->locks > 0) {
+        Violate(*host, ViolationKind::kLocking, "DisposeHandle: handle ", record->id, " is locked");
+    }
+    for (const auto& [token, reader] : host->readTokens) {
+        if (reader->source == handle) {
+            Violate(*host, ViolationKind::kBadToken, "DisposeHandle: handle ", record->id,
+                    " is a descriptor being read by reader ", reader->id);
+        }
+    }
+    DropHandle(*host, handle);
+}
+
+std::int32_t GetHandleSize(Handle handle) {
+    Host* host = EnterService();
+    const HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "GetHandleSize", handle);
+    if (record == nullptr) return 0;
+    const std::size_t size = BlockOf(*host, *record).size;
+    Trace(*host, "GetHandleSize handle ", record->id, " -> ", size);
+    return static_cast<std::int32_t>(size);
+}
+
+OSErr SetHandleSize(Handle handle, std::int32_t size) {
+    Host* host = EnterService();
+    HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "SetHandleSize", handle);
+    if (record == nullptr) return memWZErr;
+    OSErr result = noErr;
+    if (size < 0) {
+        Violate(*host, ViolationKind::kBadArgument, "SetHandleSize: a size of ", size);
+        result = memFullErr;
+    } else if (record->locks > 0) {
+        Violate(*host, ViolationKind::kLocking, "SetHandleSize: handle ", record->id, " is locked");
+        result = memFullErr;
+    } else if (FailsNow(*host, HostCall::kSetHandleSize) ||
+               !Relocate(*host, *record, static_cast<std::size_t>(size))) {
+        result = memFullErr;
+    }
+    Trace(*host, "SetHandleSize handle ", record->id, ' ', size, " -> ", result);
+    return result;
+}
+
+char* LockHandle(Handle handle, Boolean moveHigh) {
+    Host* host = EnterService();
+    HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "LockHandle", handle);
+    if (record == nullptr) return nullptr;
+    char* address = nullptr;
+    if (!FailsNow(*host, HostCall::kLockHandle)) {
+        MoveUnlockedHandles(*host);
+        ++record->locks;
+        address = record->address;
+    }
+    Trace(*host, "LockHandle handle ", record->id, ' ', int{moveHigh}, " -> ",
+          address != nullptr ? "locked" : "null");
+    return address;
+}
+
+void UnlockHandle(Handle handle) {
+    Host* host = EnterService();
+    HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "UnlockHandle", handle);
+    if (record == nullptr) return;
+    Trace(*host, "UnlockHandle handle ", record->id);
+    if (record->locks == 0) {
+        Violate(*host, ViolationKind::kLocking, "UnlockHandle: handle ", record->id, " is not locked");
+        return;
+    }
+    --record->locks;
+}
+
+void RecoverSpace(std::int32_t size) {
+    Host* host = EnterService();
+    if (host != nullptr) Trace(*host, "RecoverSpace ", size);
+}
+
+}  // namespace
+
+void FillHandleProcs(const HostOptions& options, HandleProcs* procs) {
+    procs->handleProcsVersion = options.handleProcsVersion;
+    procs->numHandleProcs = options.numHandleProcs;
+    procs->newProc = NewHandle;
+    procs->disposeProc = DisposeHandle;
+    procs->getSizeProc = GetHandleSize;
+    procs->setSizeProc = SetHandleSize;
+    procs->lockProc = LockHandle;
+    procs->unlockProc = UnlockHandle;
+    procs->recoverSpaceProc = RecoverSpace;
+    procs->disposeRegularHandleProc = DisposeHandle;
+}
+
+Handle MakeHandle(Host& host, std::size_t size) {
+    auto record = std::make_unique<HandleRecord>();
+    record->id = host.handlesMade + 1;
+    std::uint8_t* bytes =
+        MakeGuarded(host.memory, BlockKind::kHandle, record->id, size, host.options.fillByte);
+    if (bytes == nullptr) return nullptr;
+    ++host.handlesMade;
+    record->address = reinterpret_cast<char*>(bytes);
+    Handle handle = &record->address;
+    host.handles.emplace(handle, std::move(record));
+    return handle;
+}
+
+void DropHandle(Host& host, Handle handle) {
+    HandleRecord& record = *host.handles.at(handle);
+    Retire(host, BlockOf(host, record));
+    record.address = nullptr;
+}
+
+HandleRecord* FindHandle(const Host& host, Handle handle) {
+    const auto found = host.handles.find(handle);
+    if (found == host.handles.end()) return nullptr;
+    HandleRecord* record = found->second.get();
+    // The module can reach the master pointer; a changed one makes the handle unknown.
+    return FindGuarded(host.memory, BlockKind::kHandle, record->address) != nullptr ? record : nullptr;
+}
+
+void MoveUnlockedHandles(Host& host) {
+    if (!host.options.moveHandles) return;
+    for (const auto& [handle, record] : host.handles) {
+        if (record->locks > 0 || FindHandle(host, handle) == nullptr) continue;
+        Relocate(host, *record, BlockOf(host, *record).size);
+    }
+}
+
+std::string HandleText(const Host& host, Handle handle) {
+    if (handle == nullptr) return "null";
+    const HandleRecord* record = FindRecord(host, handle);
+    if (record == nullptr) return "unknown handle";
+    return Joined(record->address == nullptr ? "disposed handle " : "handle ", record->id);
+}

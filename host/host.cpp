@@ -1,0 +1,137 @@
+// The current host: creation, counting of calls, findings and trace.
+#include "host/host.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "host/host_state.h"
+
+namespace {
+
+Host* currentHost = nullptr;
+
+}  // namespace
+
+HostPtr CreateHost(HostOptions options) {
+    if (currentHost != nullptr) throw std::logic_error("there is a host in this process already");
+    HostPtr host(new Host);
+    host->options = std::move(options);
+    currentHost = host.get();
+    return host;
+}
+
+void HostDeleter::operator()(Host* host) const {
+    if (host == currentHost) currentHost = nullptr;
+    delete host;
+}
+
+HostOptions& OptionsOf(Host& host) {
+    return host.options;
+}
+
+const HostReport& ReportOf(const Host& host) {
+    return host.report;
+}
+
+void ClearReport(Host& host) {
+    host.report = {};
+    host.callsOfKind = {};
+}
+
+std::string ViolationText(const Host& host) {
+    std::string text;
+    for (const Violation& violation : host.report.violations) text += violation.text + '\n';
+    return text;
+}
+
+LiveCounts CountLive(const Host& host) {
+    LiveCounts counts;
+    for (const auto& [handle, record] : host.handles) counts.handles += record->address != nullptr;
+    for (const auto& [address, block] : host.memory.live) {
+        counts.buffers += block.kind == BlockKind::kBuffer;
+        counts.blocks += block.kind == BlockKind::kBlock;
+    }
+    counts.readTokens = static_cast<int>(host.readTokens.size());
+    counts.writeTokens = static_cast<int>(host.writeTokens.size());
+    return counts;
+}
+
+std::intptr_t DataWord(const Host& host) {
+    return host.dataWord;
+}
+
+Handle ParametersHandle(const Host& host) {
+    return host.parameters;
+}
+
+Host* EnterService() {
+    Host* host = currentHost;
+    if (host != nullptr && host->insideModule && std::this_thread::get_id() != host->moduleThread) {
+        Violate(*host, ViolationKind::kThread, "a service was called from another thread than the module's");
+    }
+    return host;
+}
+
+bool FailsNow(Host& host, HostCall call) {
+    const int number = ++host.report.fallibleCalls;
+    const int numberOfKind = ++host.callsOfKind[static_cast<std::size_t>(call)];
+    const HostOptions& options = host.options;
+    if (options.failAt == number) return true;
+    return options.failKindEnabled && options.failKind == call &&
+           (options.failKindAt == 0 || options.failKindAt == numberOfKind);
+}
+
+void AddViolation(Host& host, ViolationKind kind, const std::string& text) {
+    host.report.violations.push_back({kind, text});
+    AddTrace(host, "! " + text);
+}
+
+void AddTrace(Host& host, const std::string& line) {
+    if (host.options.trace) host.options.trace(line);
+}
+
+std::string RectText(const VRect& rect) {
+    return Joined('(', rect.top, ' ', rect.left, ' ', rect.bottom, ' ', rect.right, ')');
+}
+
+void Retire(Host& host, const GuardedBlock& block) {
+    if (!GuardsIntact(block)) {
+        Violate(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ", block.size,
+                " bytes was written past its ends");
+    }
+    const int late = RetireGuarded(host.memory, BytesOf(block), host.options.quarantineBytes);
+    if (late > 0) Violate(host, ViolationKind::kUseAfterFree, "freed memory was written to");
+}
+
+void CheckAllMemory(Host& host) {
+    for (const auto& [address, block] : host.memory.live) {
+        if (!GuardsIntact(block)) {
+            Violate(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ", block.size,
+                    " bytes was written past its ends");
+        }
+    }
+    if (DrainQuarantine(host.memory, 0) > 0) {
+        Violate(host, ViolationKind::kUseAfterFree, "freed memory was written to");
+    }
+}
+
+bool AreaFits(Host& host, const char* call, const PixelArea& area) {
+    if (area.rows <= 0 || area.columns <= 0) return true;
+    const GuardedBlock* block = GuardedAround(host.memory, area.data);
+    if (block == nullptr) {
+        if (!IsQuarantined(host.memory, area.data)) return true;
+        Violate(host, ViolationKind::kUseAfterFree, call, ": the memory named was given back before");
+        return false;
+    }
+    const std::int64_t first = static_cast<const std::uint8_t*>(area.data) - BytesOf(*block);
+    const std::int64_t rowSpan = (area.rows - 1) * area.rowBytes;
+    const std::int64_t columnSpan = (area.columns - 1) * area.columnBytes;
+    const std::int64_t low =
+        first + std::min<std::int64_t>(rowSpan, 0) + std::min<std::int64_t>(columnSpan, 0);
+    const std::int64_t high =
+        first + std::max<std::int64_t>(rowSpan, 0) + std::max<std::int64_t>(columnSpan, 0) + area.sampleBytes;
+    if (low >= 0 && high <= static_cast<std::int64_t>(block->size)) return true;
+    Violate(host, ViolationKind::kBadMemory, call, ": ", area.rows, " rows of ", area.columns, " samples at ",
+            NameOfAddress(host.memory, area.data), " overrun its ", block->size, " bytes");
+    return false;
+}
