@@ -24,6 +24,11 @@ bool Covers(const GuardedBlock& block, std::uintptr_t address) {
     return address >= first && address <= first + block.size;
 }
 
+void FillGuards(GuardedBlock& block) {
+    std::memset(block.storage.get(), kGuardByte, kGuardBytes);
+    std::memset(BytesOf(block) + block.size, kGuardByte, kGuardBytes);
+}
+
 }  // namespace
 
 std::uint8_t* BytesOf(const GuardedBlock& block) {
@@ -41,9 +46,8 @@ std::uint8_t* MakeGuarded(GuardedMemory& memory, BlockKind kind, int id, std::si
     if (!block.storage) return nullptr;
 
     std::uint8_t* bytes = BytesOf(block);
-    std::memset(block.storage.get(), kGuardByte, kGuardBytes);
+    FillGuards(block);
     std::memset(bytes, fill, size);
-    std::memset(bytes + size, kGuardByte, kGuardBytes);
     memory.live.emplace(AddressOf(bytes), std::move(block));
     return bytes;
 }
@@ -77,6 +81,8 @@ int RetireGuarded(GuardedMemory& memory, const void* address, std::size_t limit)
     // A block that would push out everything else, itself included, goes at once: a large picture's planes
     // cost no time here.
     if (block.size > limit) return 0;
+    // Hurt guards were the live block's affair; from here on only late writes count.
+    FillGuards(block);
     std::memset(BytesOf(block), kRetiredByte, block.size);
     memory.quarantinedBytes += block.size;
     memory.quarantine.push_back(std::move(block));
