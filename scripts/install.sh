@@ -1,0 +1,49 @@
+#!/bin/sh
+# Installs what is missing to build the program (install.sh build) or to run all tests too (install.sh test), as
+# root or through sudo, on Debian 12. Asks nothing, and does nothing when nothing is missing.
+set -eu
+
+packages="g++ cmake ninja-build libopenimageio-dev libcli11-dev nlohmann-json3-dev"
+case ${1:-} in
+build) ;;
+test)
+    packages="$packages googletest libbenchmark-dev"
+    packages="$packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix"
+    packages="$packages wine wine64 fonts-wine xvfb debootstrap"
+    ;;
+*)
+    echo "usage: install.sh build|test" >&2
+    exit 2
+    ;;
+esac
+
+if ! command -v apt-get >/dev/null; then
+    echo "install.sh: this machine has no apt-get; wanted are Debian's packages: $packages" >&2
+    exit 1
+fi
+
+missing=
+for package in $packages; do
+    dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing="$missing $package"
+done
+[ -n "$missing" ] || exit 0
+
+asRoot=
+if [ "$(id -u)" != 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        echo "install.sh: root or sudo is needed to install:$missing" >&2
+        exit 1
+    fi
+    asRoot=sudo
+fi
+
+echo "Installing:$missing"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { $asRoot apt-get -q update &&
+    $asRoot env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends $missing; } \
+    >"$log" 2>&1 </dev/null; then
+    tail -n 20 "$log" >&2
+    echo "install.sh: the packages cannot be installed" >&2
+    exit 1
+fi
