@@ -43,7 +43,7 @@ report() {
         { sub(/\r$/, "") }
         /^[0-9]+: / {
             n = $1
-            output[n] = output[n] "   " $0 "\n"
+            if (!/: \[( RUN|       OK|----)/) output[n] = output[n] "   " $0 "\n"
             if (/ ms\)$/) {
                 if (/\[       OK \]/) ok[n]++
                 if (/\[  FAILED  \]/) bad[n]++

@@ -3,6 +3,12 @@
 
 #include "support/checked_heap.h"
 
+// The compiler's runtime keeps memory in reserve for exceptions, and each loading of the module makes a
+// reserve of its own. This gives it back; the runtime has it for leak checkers and declares it in no header.
+namespace __gnu_cxx {
+void __freeres();
+}
+
 #ifdef _WIN32
 
 #include <windows.h>
@@ -13,6 +19,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID lastWord
     if (reason == DLL_PROCESS_DETACH) {
         if (!lastWords) ReleaseLazySuite(&gGetFileListSuite);
         SweepCheckedHeap();
+        __gnu_cxx::__freeres();
     }
     return TRUE;
 }
@@ -24,6 +31,7 @@ namespace {
 [[gnu::destructor]] void UnloadModule() {
     ReleaseLazySuite(&gGetFileListSuite);
     SweepCheckedHeap();
+    __gnu_cxx::__freeres();
 }
 
 }  // namespace
