@@ -98,8 +98,8 @@ OSErr GetValue(const char* call, PIReadDescriptor key, Value* value, FourCharCod
     OSErr result = item.type == type ? noErr : kWrongDescriptorType;
     if (FailsNow(*host, HostCall::kGetValue)) result = kServiceFailed;
     if (result == noErr) *value = static_cast<Value>(item.value);
-    Trace(*host, call, " token ", token->id, " -> ", result, ' ',
-          result == noErr ? std::to_string(item.value) : "");
+    Trace(*host, call, " token ", token->id, " -> ", result,
+          result == noErr ? ' ' + std::to_string(item.value) : "");
     return result;
 }
 

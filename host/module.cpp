@@ -82,7 +82,11 @@ void* OpenLibrary(const std::string& path, std::string* reason) {
         return nullptr;
     }
     void* library = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) *reason = dlerror();
+    if (library == nullptr) {
+        *reason = dlerror();
+        const std::string prefix = full.string() + ": ";  // the caller names the file
+        if (reason->compare(0, prefix.size(), prefix) == 0) reason->erase(0, prefix.size());
+    }
     return library;
 }
 

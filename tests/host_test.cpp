@@ -5,13 +5,19 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <random>
 #include <thread>
 
 #include "host/area_average.h"
+#include "host/module.h"
 #include "host/painting.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -664,6 +670,65 @@ TEST_F(HostTest, TakesDownAndComposesWhatIsShown) {
     EXPECT_EQ(composed[width + 1], 0x15518Du);  // 21, 81 and 141
     // A fifth of 22, 82 and 142 over white.
     EXPECT_EQ(composed[width + 2], 0xD0DCE8u);
+}
+
+#ifdef _WIN32
+TEST_F(HostTest, PaintsIntoTheDeviceContext) {
+    HDC context = CreateCompatibleDC(nullptr);
+    BITMAPINFO info{};
+    info.bmiHeader = {sizeof(BITMAPINFOHEADER), 8, -8, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
+    void* bits = nullptr;
+    HBITMAP bitmap = CreateDIBSection(context, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HGDIOBJ before = SelectObject(context, bitmap);
+    Run([&](FilterRecord& r) {
+        std::uint8_t pixels[3 * 6] = {1, 2, 3, 4, 5, 6, 11, 12, 13, 14, 15, 16, 21, 22, 23, 24, 25, 26};
+        PSPixelMap map = {
+            2, {0, 0, 2, 3}, plugInModeRGBColor, 3, 1, 6, pixels, nullptr, nullptr, 0, 0, nullptr, 0};
+        EXPECT_EQ(r.displayPixels(&map, &map.bounds, 4, 5, context), noErr);
+    });
+    EXPECT_EQ(GetPixel(context, 5, 4), static_cast<COLORREF>(RGB(1, 11, 21)));
+    EXPECT_EQ(GetPixel(context, 7, 5), static_cast<COLORREF>(RGB(6, 16, 26)));
+    EXPECT_EQ(GetPixel(context, 4, 4), static_cast<COLORREF>(RGB(0, 0, 0)));
+    SelectObject(context, before);
+    DeleteObject(bitmap);
+    DeleteDC(context);
+}
+#endif
+
+#ifdef _WIN32
+constexpr char kBuiltModule[] = "MarbleFrondKeeper.8bf";
+#else
+constexpr char kBuiltModule[] = "MarbleFrondKeeper.so";
+#endif
+
+// Tests run where the module was built.
+TEST_F(HostTest, LoadsTheBuiltModuleAndWalksItWithoutAViolation) {
+    std::string error;
+    EXPECT_EQ(OpenModule("no-such-module", &error), nullptr);
+    EXPECT_EQ(error, "cannot load the module no-such-module: no such file");
+    std::ofstream("host-test-no-module.txt") << "not a library";
+    EXPECT_EQ(OpenModule("host-test-no-module.txt", &error), nullptr);
+    EXPECT_EQ(error.find("cannot load the module host-test-no-module.txt: "), 0u) << error;
+    std::remove("host-test-no-module.txt");
+
+    ModulePtr module = OpenModule(kBuiltModule, &error);
+    ASSERT_NE(module, nullptr) << error;
+    for (const std::int32_t depth : {8, 16}) {
+        document_ = SampleDocument(61, 43, depth);
+        document_.selection = MakeChannel(document_, depth == 8 ? 255 : kHostMaxSample16);
+        const Document before = document_;
+        const RunResult run = RunFilter(*host_, module->pluginMain, document_, AskForParameters::kYes);
+        EXPECT_EQ(run.result, noErr);
+        EXPECT_EQ(run.lastSelector, filterSelectorFinish);
+        EXPECT_NE(document_.layers[1].colour[1].bytes, before.layers[1].colour[1].bytes);
+        EXPECT_EQ(document_.layers[0].colour[1].bytes, before.layers[0].colour[1].bytes);
+    }
+    EXPECT_EQ(KeptDescriptor(*host_).value_or(Descriptor{}).size(), 11u);
+    CloseHost(*host_);
+    module.reset();
+    const LiveCounts live = CountLive(*host_);
+    EXPECT_EQ(live.handles + live.buffers + live.blocks, 0);
+    EXPECT_EQ(ViolationText(*host_), "");
 }
 
 }  // namespace
