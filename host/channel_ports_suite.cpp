@@ -1,89 +1,17 @@
 // The channel ports suite: how the module reads and writes the open document.
-//
-// The ports' coordinates are the document's. Where the bounds begin at 0, a rectangle that leaves them is a
-// violation. Where they do not, the module still asks for rectangles from 0, 0 on by design: the host then
-// delivers the part inside the bounds, tells so in the rectangle, and leaves the rest of the memory alone.
 #include <algorithm>
 #include <cstring>
 
 #include "host/area_average.h"
 #include "host/host_state.h"
+#include "host/port_checks.h"
 
 namespace {
-
-bool IsEmpty(const VRect& rect) {
-    return rect.right <= rect.left || rect.bottom <= rect.top;
-}
-
-VRect Intersection(const VRect& a, const VRect& b) {
-    return {std::max(a.top, b.top), std::max(a.left, b.left), std::min(a.bottom, b.bottom),
-            std::min(a.right, b.right)};
-}
-
-bool Contains(const VRect& outer, const VRect& inner) {
-    return inner.top >= outer.top && inner.left >= outer.left && inner.bottom <= outer.bottom &&
-           inner.right <= outer.right;
-}
-
-// A service's port. Null with a violation for one that is unknown, or was closed with its document.
-Port* DemandPort(Host& host, const char* call, PIChannelPort key) {
-    if (host.records != nullptr) {
-        const auto found = host.records->ports.find(key);
-        if (found != host.records->ports.end()) return found->second.get();
-    }
-    Violate(host, ViolationKind::kBadPort, call, ": ", key == nullptr ? "null" : "unknown", " port");
-    return nullptr;
-}
-
-// The memory record as bytes; false with a violation when it does not suit the channel or its buffer.
-// `rows` by `columns` samples are to pass.
-bool DemandMemory(Host& host, const char* call, const PixelMemoryDesc* memory, std::int64_t rows,
-                  std::int64_t columns, PixelArea* area) {
-    const std::int32_t depth = host.openDocument->depth;
-    const auto refuse = [&](const char* reason) {
-        Violate(host, ViolationKind::kBadMemory, call, ": ", reason);
-        return false;
-    };
-    if (memory == nullptr || memory->data == nullptr) return refuse("no memory given");
-    if (memory->depth != depth) return refuse("the memory has another depth than the channel");
-    if (memory->rowBits % 8 != 0 || memory->colBits % 8 != 0 || memory->bitOffset % 8 != 0) {
-        return refuse("samples do not stand at whole bytes");
-    }
-    if (memory->bitOffset < 0 || memory->colBits < depth) return refuse("samples overlap");
-    if (memory->rowBits < (columns - 1) * memory->colBits + depth) return refuse("rows overlap");
-    area->data = static_cast<std::uint8_t*>(memory->data) + memory->bitOffset / 8;
-    area->rows = rows;
-    area->columns = columns;
-    area->rowBytes = memory->rowBits / 8;
-    area->columnBytes = memory->colBits / 8;
-    area->sampleBytes = depth / 8;
-    return AreaFits(host, call, *area);
-}
 
 std::string MemoryText(const Host& host, const PixelMemoryDesc* memory) {
     if (memory == nullptr) return "null";
     return Joined(NameOfAddress(host.memory, memory->data), " row ", memory->rowBits, " col ",
                   memory->colBits, " offset ", memory->bitOffset, " depth ", memory->depth);
-}
-
-// The part of the rectangle that the document has; false with a violation when the rectangle is not allowed.
-bool DemandRectangle(Host& host, const char* call, const VRect* rect, VRect* inside) {
-    const VRect& bounds = host.openDocument->bounds;
-    if (rect == nullptr || IsEmpty(*rect)) {
-        Violate(host, ViolationKind::kBadRectangle, call, ": ", rect == nullptr ? "no" : "an empty",
-                " rectangle");
-        return false;
-    }
-    const bool fits = bounds.top == 0 && bounds.left == 0
-                          ? Contains(bounds, *rect)
-                          : WidthOf(*rect) <= WidthOf(bounds) && HeightOf(*rect) <= HeightOf(bounds);
-    if (!fits) {
-        Violate(host, ViolationKind::kBadRectangle, call, ": ", RectText(*rect), " leaves the document's ",
-                RectText(bounds));
-        return false;
-    }
-    *inside = Intersection(*rect, bounds);
-    return true;
 }
 
 // Copies between the channel and the module's memory, in either direction, over the rectangle `inside`, whose
@@ -147,27 +75,6 @@ SPErr ReadPixelsFromLevel(PIChannelPort key, std::int32_t level, VRect* rect, co
 
 SPErr WritePixelsToBaseLevel(PIChannelPort key, VRect* rect, const PixelMemoryDesc* memory) {
     return Transfer("WritePixelsToBaseLevel", HostCall::kWritePixels, key, rect, memory, true);
-}
-
-// What a scaled read samples. An empty side is the limit of a shrinking one: it stands for the sample that it
-// lies on, so that a zoom to nothing still shows the colour of the place.
-bool DemandSource(Host& host, const VRect& asked, VRect* source) {
-    const VRect& bounds = host.openDocument->bounds;
-    if (asked.right < asked.left || asked.bottom < asked.top || !Contains(bounds, asked)) {
-        Violate(host, ViolationKind::kBadRectangle, "ReadScaledPixels: the source ", RectText(asked),
-                " leaves the document's ", RectText(bounds));
-        return false;
-    }
-    *source = asked;
-    if (source->top == source->bottom) {
-        source->top = std::min(source->top, bounds.bottom - 1);
-        source->bottom = source->top + 1;
-    }
-    if (source->left == source->right) {
-        source->left = std::min(source->left, bounds.right - 1);
-        source->right = source->left + 1;
-    }
-    return true;
 }
 
 template <typename Sample>

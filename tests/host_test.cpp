@@ -373,6 +373,18 @@ TEST_F(HostTest, DeliversThePartInsideBoundsThatDoNotBeginAtZero) {
                   Buffers(r).Dispose(&plane);
               }),
               Counts{});
+
+    document_.bounds = {2, 10, 6, 15};  // no column in common
+    EXPECT_EQ(ViolationsOf([&](FilterRecord& r) {
+                  std::uint8_t plane[20] = {};
+                  PixelMemoryDesc memory = MemoryOf(plane, 5, 8);
+                  VRect asked = {0, 0, 4, 5};
+                  const PIChannelPort port = r.documentInfo->targetCompositeChannels->port;
+                  EXPECT_EQ(Ports(r).ReadPixelsFromLevel(port, 0, &asked, &memory), noErr);
+                  EXPECT_EQ(asked.bottom, 0);
+                  EXPECT_EQ(asked.right, 0);
+              }),
+              Counts{});
 }
 
 // The mean over the area by its definition: every fraction of every source sample, in exact rationals.
