@@ -1,0 +1,70 @@
+#include "host/frond/frond.h"
+
+#include <csignal>
+#include <cstdio>
+
+#include "host/picture_io.h"
+#include "host/whole_file.h"
+
+namespace frond {
+
+std::atomic<bool> gStopAsked{false};
+
+void Complain(const std::string& line) {
+    std::fprintf(stderr, "%s: %s\n", kProgramName, line.c_str());
+}
+
+namespace {
+
+extern "C" void NoteInterrupt(int signal) {
+    gStopAsked = true;
+    std::signal(signal, SIG_DFL);
+}
+
+}  // namespace
+
+void WatchForInterrupts() {
+    static_assert(std::atomic<bool>::is_always_lock_free, "set from a signal handler");
+    std::signal(SIGINT, NoteInterrupt);
+    std::signal(SIGTERM, NoteInterrupt);
+#ifdef SIGHUP
+    std::signal(SIGHUP, NoteInterrupt);
+#endif
+}
+
+Picture Read(const std::filesystem::path& path) {
+    try {
+        return ReadPicture(path);
+    } catch (const PictureError& error) {
+        throw Failure(kBadInput, error.what());
+    }
+}
+
+void Write(const std::filesystem::path& path, const Picture& picture) {
+    try {
+        WritePicture(path, picture, &gStopAsked);
+    } catch (const PictureError& error) {
+        throw Failure(gStopAsked ? kInterrupted : kBadOutput, error.what());
+    }
+}
+
+void RequireWritableName(const std::filesystem::path& path) {
+    try {
+        FormatOf(path);
+    } catch (const PictureError& error) {
+        throw Failure(kBadUsage, error.what());
+    }
+    const std::filesystem::path folder =
+        path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+    std::error_code ignored;
+    if (std::filesystem::is_directory(path, ignored)) throw Failure(kBadUsage, Shown(path) + ": is a folder");
+    if (!std::filesystem::is_directory(folder, ignored)) {
+        throw Failure(kBadOutput, Shown(path) + ": cannot be written: there is no folder " + Shown(folder));
+    }
+}
+
+std::filesystem::path PathOf(const std::string& text) {
+    return std::filesystem::u8path(text);
+}
+
+}  // namespace frond
