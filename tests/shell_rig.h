@@ -1,0 +1,95 @@
+// What the shell's tests share: documents in which every sample differs from its neighbours and from those of
+// the other channels, and the state record made over the stand-in host without a call through the entry
+// point.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/document.h"
+#include "host/host.h"
+#include "shell/globals.h"
+#include "shell/handles.h"
+#include "support/checked_heap.h"
+#include "ui/message_box.h"
+
+inline Channel PatternChannel(const Document& document, int seed) {
+    Channel channel = MakeChannel(document, 0);
+    for (int y = 0; y < HeightOf(document.bounds); ++y) {
+        for (int x = 0; x < WidthOf(document.bounds); ++x) {
+            const int value = x * 7 + y * 13 + seed * 29;
+            const int sample = document.depth == 8 ? value % 256 : (value * 127) % (kHostMaxSample16 + 1);
+            SetSample(document, channel, x, y, static_cast<std::uint16_t>(sample));
+        }
+    }
+    return channel;
+}
+
+inline Layer PatternLayer(const Document& document, int seed, bool withTransparency) {
+    Layer layer = MakeLayer(document, "layer " + std::to_string(seed), 0);
+    for (int i = 0; i < 3; ++i) layer.colour[i] = PatternChannel(document, seed + i);
+    if (withTransparency) layer.transparency = PatternChannel(document, seed + 3);
+    return layer;
+}
+
+// Layers from the bottom up; the second is the target and has transparency. The flat picture alone without
+// layers.
+inline Document PatternDocument(int width, int height, int depth, int layers) {
+    Document document = MakeDocument(width, height, depth);
+    for (int i = 0; i < layers; ++i) document.layers.push_back(PatternLayer(document, 10 * i, i > 0));
+    if (layers == 0) document.flat = PatternLayer(document, 50, false);
+    document.targetLayer = layers == 0 ? kTargetFlat : layers == 1 ? 0 : 1;
+    return document;
+}
+
+// The message boxes shown while it lives.
+struct MessageLog {
+    MessageLog() {
+        Lines().clear();
+        gMessageObserver = [](const char* text, const char* caption) {
+            Lines().push_back(std::string(caption) + ": " + text);
+        };
+    }
+    ~MessageLog() { gMessageObserver = nullptr; }
+    MessageLog(const MessageLog&) = delete;
+    MessageLog& operator=(const MessageLog&) = delete;
+
+    static std::vector<std::string>& Lines() {
+        static std::vector<std::string> lines;
+        return lines;
+    }
+};
+
+// A locked record over an open document, as the entry point would make it. The end checks that nothing is
+// left.
+struct ShellRig {
+    explicit ShellRig(Document theDocument, HostOptions options = {}, const Descriptor& items = {})
+        : document(std::move(theDocument)), host(CreateHost(std::move(options))) {
+        OpenDocument(*host, document);
+        if (!items.empty()) GiveDescriptor(*host, items);
+        record = PrepareRecord(*host);
+        gSPBasicSuite = record->sSPBasic;
+        globals = AllocateGlobals(&result, record, record->handleProcs, sizeof(Globals), &data, ResetGlobals);
+        EXPECT_NE(nullptr, globals);
+    }
+    ~ShellRig() {
+        DisposePlanes(globals);
+        UnlockHandle(record->handleProcs, reinterpret_cast<Handle>(data));
+        DisposeHandle(record->handleProcs, reinterpret_cast<Handle>(data));
+        DisposeHandle(record->handleProcs, record->parameters);
+        EndRun(*host);
+        CloseHost(*host);
+        EXPECT_EQ("", ViolationText(*host));
+    }
+    ShellRig(const ShellRig&) = delete;
+    ShellRig& operator=(const ShellRig&) = delete;
+
+    Document document;
+    HostPtr host;
+    FilterRecord* record = nullptr;
+    std::int16_t result = 0;
+    std::intptr_t data = 0;
+    Globals* globals = nullptr;
+};
