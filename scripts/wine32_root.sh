@@ -22,6 +22,9 @@ chroot "$begin" /usr/bin/env DEBIAN_FRONTEND=noninteractive apt-get -qq update
 chroot "$begin" /usr/bin/env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq install -y --no-install-recommends wine32 wine
 chroot "$begin" apt-get clean
+# All that Wine asks of /proc is where it lies itself; said once, nothing need be mounted.
+mkdir -p "$begin/proc/self"
+ln -sfn /usr/lib/wine/wine "$begin/proc/self/exe"
 touch "$begin/ready"
 rm -rf "$debian"
 mv "$begin" "$debian"
