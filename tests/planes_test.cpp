@@ -97,15 +97,15 @@ TEST(LoadPlanes, NoLayersAskForTwoAndGoOn) {
 }
 
 TEST(LoadPlanes, AMissingTransparencyIsOpaque) {
-    for (bool withheld : {false, true}) {
+    for (const std::string how : {"none", "withheld", "without a port"}) {
         for (int depth : {8, 16}) {
             Document document = PatternDocument(4, 3, depth, 2);
-            if (withheld) {
-                document.layers[1].transparency->readable = false;
-            } else {
-                document.layers[1].transparency.reset();
-            }
+            if (how == "none") document.layers[1].transparency.reset();
+            if (how == "withheld") document.layers[1].transparency->readable = false;
             ShellRig rig(document);
+            if (how == "without a port") {
+                rig.globals->docInfo->layersDescriptor->next->transparency->port = nullptr;
+            }
             ASSERT_TRUE(LoadPlanes(rig.globals, false));
             const Channel full = MakeChannel(document, depth == 8 ? 255 : 32767);
             EXPECT_EQ(full.bytes, PlaneBytes(rig.globals, rig.globals->topA));
@@ -174,6 +174,9 @@ TEST(LoadPlanes, TellsOfReadsThatFail) {
         EXPECT_TRUE(LoadPlanes(rig.globals, failing.reduced)) << "the planes exist, whatever they hold";
         EXPECT_EQ(failing.result, rig.result);
         EXPECT_EQ(failing.messages, messages.Lines());
+        if (failing.kind == HostCall::kReadScaledPixels) {
+            EXPECT_EQ(Bytes(12, 0), PlaneBytes(rig.globals, rig.globals->topG)) << "cleared before the read";
+        }
         // After a code the colours are read no further, but the transparency is.
         EXPECT_EQ(failing.result == 0 ? 7 : 3, std::count(trace.begin(), trace.end(), "CanRead"));
     }

@@ -40,7 +40,7 @@ RunResult RunOn(Host& host, Document& document) {
 TEST(RunFullRender, WritesToTheTargetWhateverItIs) {
     for (int depth : {8, 16}) {
         for (int target : {0, 1, 2}) {
-            Document document = PatternDocument(11, 9, depth, 3);
+            Document document = GreenDocument(11, 9, depth, 3);
             document.targetLayer = target;
             const Document before = document;
             const auto keyed = Keyed(document);

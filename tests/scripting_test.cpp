@@ -117,6 +117,17 @@ TEST(DescriptorParameters, AreUsableOnlyWhole) {
     }));
 }
 
+TEST(WriteScriptParameters, ReplacesTheDescriptorAndAsksForNoDialog) {
+    ScriptRig rig({{FourCC("RGre"), kTypeInteger, 5}});
+    PIDescriptorParameters* parameters = rig.record->descriptorParameters;
+    parameters->recordInfo = plugInDialogNone;
+    WriteScriptParameters(rig.globals);
+    EXPECT_EQ(plugInDialogOptional, parameters->recordInfo);
+    EXPECT_NE(nullptr, parameters->descriptor);
+    DisposeHandle(rig.record->handleProcs, parameters->descriptor);
+    parameters->descriptor = nullptr;
+}
+
 TEST(WriteScriptParameters, ARunIsRecordedAndReplayed) {
     Document document = PatternDocument(6, 5, 8, 2);
     HostPtr host = CreateHost();

@@ -44,6 +44,24 @@ inline Document PatternDocument(int width, int height, int depth, int layers) {
     return document;
 }
 
+// The same with a green backdrop behind all of the second layer, so that the keying has something to take
+// away.
+inline Document GreenDocument(int width, int height, int depth, int layers) {
+    Document document = PatternDocument(width, height, depth, layers);
+    std::vector<Channel>& colour = document.layers[1].colour;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            for (int i = 0; i < 3; ++i) {
+                const int quarter = SampleAt(document, colour[i], x, y) / 4;
+                const int backdrop = depth == 8 ? 150 : 20000;
+                SetSample(document, colour[i], x, y,
+                          static_cast<std::uint16_t>(quarter + (i == 1) * backdrop));
+            }
+        }
+    }
+    return document;
+}
+
 // The message boxes shown while it lives.
 struct MessageLog {
     MessageLog() {

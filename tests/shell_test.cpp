@@ -102,6 +102,17 @@ TEST(Selectors, EveryStartBeginsFromTheDefaults) {
     EXPECT_EQ(1, session.State()->finalRender);
 }
 
+// What a step left in the result cell ends the run in front of the document.
+TEST(Selectors, AFailedStartReadsNothing) {
+    HostOptions options;
+    options.closeReadCode = -43;
+    Session session(options);
+    GiveDescriptor(*session.host, {{FourCC("RGre"), kTypeInteger, 7}});
+    EXPECT_EQ(-43, session.Call(filterSelectorStart));
+    EXPECT_EQ(0, session.Traced("New "));
+    EXPECT_EQ(7, session.State()->SliderRemoveGreen) << "what was read stands";
+}
+
 #ifndef _WIN32
 TEST(Selectors, AboutTouchesNoState) {
     Session session;
@@ -109,10 +120,8 @@ TEST(Selectors, AboutTouchesNoState) {
     EXPECT_EQ(0, DataWord(*session.host));
     EXPECT_EQ(0, session.Traced("NewHandle"));
 }
-#endif
 
 // Where the dialog cannot open the run goes on, and the wish is used up.
-#ifndef _WIN32
 TEST(Selectors, ADialogThatCannotOpenIsNone) {
     HostOptions options;
     options.descriptorsUsable = false;
@@ -137,6 +146,7 @@ TEST(Globals, ResetDropsPointersAndKeepsWhatAWriterRenews) {
     globals.finalRender = 1;
     globals.proxyRect = {1, 2, 3, 4};
     globals.SliderScaleTransp = 1;
+    globals.reservedSlider = 1;
     globals.FlagBlueLogic = 1;
     globals.mustAnalyse = globals.mustReload = 0;
     globals.docInfo = nullptr;
