@@ -1,0 +1,204 @@
+#include "engine_rig.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "engine/keying.h"
+#include "shell/scripting.h"
+#include "support/checked_heap.h"
+
+namespace {
+
+constexpr std::size_t kAlignment = 64;
+constexpr std::size_t kGuardBytes = 256;  // on either side of a plane, also for reads by whole vectors
+constexpr std::uint8_t kGuard = 0xE5;
+
+EngineRig* running = nullptr;
+
+Boolean AnswerAbort() {
+    ++running->abortCalls;
+    return running->abortCalls == running->abortAtCall;
+}
+
+void NoteProgress(std::int32_t done, std::int32_t total) {
+    running->progress.push_back({done, total});
+}
+
+}  // namespace
+
+struct EngineRig::Broker {
+    static SPErr Allocate(std::size_t size, void** block) {
+        *block = nullptr;
+        running->blocks.push_back(size);
+        const bool fails = static_cast<std::int32_t>(running->blocks.size()) == running->failBlockAt;
+        if (!fails) *block = std::malloc(size);
+        running->addresses_.push_back(*block);
+        return *block == nullptr ? memFullErr : 0;
+    }
+
+    static SPErr Free(void* block) {
+        const auto first = running->addresses_.begin(), last = running->addresses_.end();
+        const auto found = std::find(first, last, block);
+        if (block == nullptr || found == last) std::abort();  // a block that is not the engine's
+        running->freedBlocks.push_back(static_cast<std::size_t>(found - first));
+        *found = nullptr;
+        std::free(block);
+        return 0;
+    }
+};
+
+EngineRig::EngineRig(std::int32_t width, std::int32_t height, RunKind kind, std::int32_t offset) {
+    const bool deep = kind == RunKind::kFull16 || kind == RunKind::kPreview16;
+    globals.result = &result;
+    globals.filterParamBlock = &record_;
+    globals.docInfo = &document_;
+    globals.planeWidth = width;
+    globals.planeHeight = height;
+    globals.depthBytes = deep ? 2 : 1;
+    globals.maxSample = kind == RunKind::kFull16 ? kMaxSample16 : kMaxSample8;
+    globals.finalRender = kind == RunKind::kFull8 || kind == RunKind::kFull16;
+    SetDefaultParameters(&globals);
+    record_.abortProc = AnswerAbort;
+    record_.progressProc = NoteProgress;
+
+    const std::size_t shift = static_cast<std::size_t>(offset) * static_cast<std::size_t>(globals.depthBytes);
+    for (int plane = 0; plane < kPlaneCount; ++plane) {
+        std::vector<std::uint8_t>& memory = memory_[plane];
+        memory.assign(kAlignment + 2 * kGuardBytes + shift + PlaneBytes(), kGuard);
+        const auto address = reinterpret_cast<std::uintptr_t>(memory.data());
+        const std::size_t toAligned = (kAlignment - address % kAlignment) % kAlignment;
+        std::uint8_t* first = memory.data() + toAligned + kGuardBytes + shift;
+        globals.*kPlanes[plane] = first;
+        globals.*kPlanes16[plane] = reinterpret_cast<std::uint16_t*>(first);
+        std::memset(first, 0, PlaneBytes());
+    }
+    Fill(kTopA, static_cast<std::uint16_t>(globals.maxSample));
+    ResetOutputs();
+}
+
+EngineRig::~EngineRig() {
+    for (void* block : addresses_) std::free(block);
+}
+
+std::uint16_t EngineRig::Get(Plane plane, std::int64_t i) const {
+    return globals.depthBytes == 1 ? (globals.*kPlanes[plane])[i] : (globals.*kPlanes16[plane])[i];
+}
+
+void EngineRig::Set(Plane plane, std::int64_t i, std::uint16_t sample) {
+    if (globals.depthBytes == 1) {
+        (globals.*kPlanes[plane])[i] = static_cast<std::uint8_t>(sample);
+    } else {
+        (globals.*kPlanes16[plane])[i] = sample;
+    }
+}
+
+void EngineRig::Fill(Plane plane, std::uint16_t sample) {
+    for (std::int64_t i = 0; i < Pixels(); ++i) Set(plane, i, sample);
+}
+
+void EngineRig::CopyPlane(Plane to, Plane from) {
+    if (PlaneBytes() != 0) std::memcpy(Bytes(to), Bytes(from), PlaneBytes());
+}
+
+void EngineRig::ExchangePlanes(Plane a, Plane b) {
+    std::swap_ranges(Bytes(a), Bytes(a) + PlaneBytes(), Bytes(b));
+}
+
+void EngineRig::ResetOutputs() {
+    for (Plane plane : {kSelection, kOutR, kOutG, kOutB, kOutA}) {
+        for (std::int64_t i = 0; i < Pixels(); ++i) {
+            Set(plane, i, static_cast<std::uint16_t>(0x5A11 + plane * 0x0307 + i * 0x0125));
+        }
+    }
+}
+
+void EngineRig::Run(void (*engine)(Globals*)) {
+    EngineRig* const lastRunning = running;
+    SPBasicSuite* const lastSuite = gSPBasicSuite;
+    SPBasicSuite broker{};
+    broker.AllocateBlock = Broker::Allocate;
+    broker.FreeBlock = Broker::Free;
+    running = this;
+    gSPBasicSuite = &broker;
+    const auto leave = [&] {
+        running = lastRunning;
+        gSPBasicSuite = lastSuite;
+    };
+    try {
+        engine(&globals);
+    } catch (...) {
+        leave();
+        throw;
+    }
+    leave();
+}
+
+void EngineRig::Analyse() {
+    Run(AnalyseBackdrop);
+}
+
+void EngineRig::Key() {
+    Run(KeyPicture);
+}
+
+bool EngineRig::GuardsStand() const {
+    const auto isGuard = [](std::uint8_t byte) { return byte == kGuard; };
+    for (int plane = 0; plane < kPlaneCount; ++plane) {
+        const std::uint8_t* const first = memory_[plane].data();
+        const std::uint8_t* const samples = globals.*kPlanes[plane];
+        if (!std::all_of(first, samples, isGuard)) return false;
+        if (!std::all_of(samples + PlaneBytes(), first + memory_[plane].size(), isGuard)) return false;
+    }
+    return true;
+}
+
+std::int32_t EngineRig::LiveBlocks() const {
+    return static_cast<std::int32_t>(addresses_.size() - static_cast<std::size_t>(std::count(
+                                                             addresses_.begin(), addresses_.end(), nullptr)));
+}
+
+std::uint64_t HashBytes(const void* bytes, std::size_t size, std::uint64_t hash) {
+    const auto* byte = static_cast<const std::uint8_t*>(bytes);
+    for (std::size_t i = 0; i < size; ++i) hash = (hash ^ byte[i]) * 0x100000001b3u;
+    return hash;
+}
+
+std::uint64_t HashOutputs(EngineRig& rig) {
+    std::uint64_t hash = kHashStart;
+    for (Plane plane : kOutputs) hash = HashBytes(rig.Bytes(plane), rig.PlaneBytes(), hash);
+    return hash;
+}
+
+std::uint64_t HashAnalysis(const EngineRig& rig) {
+    std::uint64_t hash = kHashStart;
+    const auto add = [&](double value) {
+        std::uint64_t bits = 0x7ff8000000000000u;
+        if (!std::isnan(value)) std::memcpy(&bits, &value, sizeof bits);
+        hash = HashBytes(&bits, sizeof bits, hash);
+    };
+    add(rig.globals.backdropMeanR);
+    add(rig.globals.backdropMeanG);
+    add(rig.globals.backdropMeanB);
+    for (const double* table : {gBackdropGrid.gridR, gBackdropGrid.gridG, gBackdropGrid.gridB}) {
+        for (int cell = 0; cell < kGridCells; ++cell) add(table[cell]);
+    }
+    return HashBytes(gBackdropGrid.gridCount, sizeof gBackdropGrid.gridCount, hash);
+}
+
+std::string FirstDifference(const EngineRig& expected, const EngineRig& actual) {
+    static const char* const names[] = {"outR", "outG", "outB", "outA"};
+    for (std::int64_t i = 0; i < expected.Pixels(); ++i) {
+        for (Plane plane : kOutputs) {
+            const int want = expected.Get(plane, i), got = actual.Get(plane, i);
+            if (want == got) continue;
+            return std::string(names[plane - kOutR]) + " at column " + std::to_string(i % expected.Width()) +
+                   ", row " + std::to_string(i / expected.Width()) + ": " + std::to_string(want) +
+                   " expected, " + std::to_string(got) + " found";
+        }
+    }
+    const int want = expected.globals.progressPercent, got = actual.globals.progressPercent;
+    if (want == got) return {};
+    return "progressPercent: " + std::to_string(want) + " expected, " + std::to_string(got) + " found";
+}
