@@ -19,4 +19,8 @@ export WINEDEBUG="${WINEDEBUG:--all}"
 # No offers to download anything, and a crash ends the program instead of opening a debugger.
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree=;mshtml=;winedbg.exe=}"
 mkdir -p "$WINEPREFIX"
+# Without a window manager each window costs Wine seconds of waiting for one; it is told that there is none.
+if [ ! -e "$WINEPREFIX/unmanaged" ]; then
+    "$wine" reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1 && touch "$WINEPREFIX/unmanaged"
+fi
 exec "$wine" "$@"

@@ -1,0 +1,267 @@
+#include "tests/dialog_driver.h"
+
+#include <commctrl.h>
+
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "ui/dialog_ids.h"
+
+namespace {
+
+constexpr DWORD kPatience = 60'000;  // milliseconds
+
+[[noreturn]] void GiveUp(const char* what) {
+    std::fprintf(stderr, "The module hangs: waited in vain for %s.\n", what);
+    std::fflush(stderr);
+    TerminateProcess(GetCurrentProcess(), 70);
+    std::abort();
+}
+
+struct Search {
+    const char* title;
+    HWND found;
+};
+
+BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
+    auto* search = reinterpret_cast<Search*>(parameter);
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    char kind[16] = {};
+    GetClassNameA(window, kind, sizeof kind);
+    const bool isDialog = process == GetCurrentProcessId() && std::string(kind) == "#32770";
+    if (isDialog && IsWindowVisible(window) && TextOf(window) == search->title) search->found = window;
+    return search->found == nullptr;
+}
+
+HWND FindShown(const char* title) {
+    Search search = {title, nullptr};
+    EnumWindows(LookAt, reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+bool BeginsWith(const std::string& line, const std::string& beginning) {
+    return line.compare(0, beginning.size(), beginning) == 0;
+}
+
+}  // namespace
+
+void WaitFor(const char* what, const std::function<bool()>& condition) {
+    const DWORD begin = GetTickCount();
+    while (!condition()) {
+        if (GetTickCount() - begin > kPatience) GiveUp(what);
+        Sleep(5);
+    }
+}
+
+bool WindowExists(const char* title) {
+    return FindShown(title) != nullptr;
+}
+
+HWND WaitForWindow(const char* title) {
+    HWND window = nullptr;
+    WaitFor(title, [&] { return (window = FindShown(title)) != nullptr; });
+    return window;
+}
+
+LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    DWORD_PTR answer = 0;
+    if (SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, kPatience, &answer) == 0 &&
+        IsWindow(window)) {
+        GiveUp("an answer to a message");
+    }
+    return static_cast<LRESULT>(answer);
+}
+
+std::string TextOf(HWND window) {
+    char text[512] = {};
+    Send(window, WM_GETTEXT, sizeof text, reinterpret_cast<LPARAM>(text));
+    return text;
+}
+
+RECT RectOf(HWND window) {
+    RECT rect{};
+    GetWindowRect(window, &rect);
+    return rect;
+}
+
+ModulePtr OpenBuiltModule() {
+    std::string error;
+    ModulePtr module = OpenModule("MarbleFrondKeeper.8bf", &error);
+    if (module == nullptr) {
+        std::fprintf(stderr, "%s\n", error.c_str());
+        std::abort();
+    }
+    return module;
+}
+
+std::ostream& operator<<(std::ostream& out, const Costs& costs) {
+    return out << costs.scaledReads << " scaled reads, " << costs.keyings << " keyings, " << costs.analyses
+               << " analyses";
+}
+
+DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow, const char* awaited)
+    : document_(std::move(document)), module_(OpenBuiltModule()), ownsMainWindow_(ownsMainWindow) {
+    options.playInfo = plugInDialogDisplay;
+    options.keepDisplays = false;
+    options.trace = [this](const std::string& line) {
+        const std::lock_guard<std::mutex> lock(guard_);
+        trace_.push_back(line);
+    };
+    options.displayed = [this, listener = options.displayed](const DisplayCall& call) {
+        if (listener) listener(call);
+        const std::lock_guard<std::mutex> lock(guard_);
+        painted_ = call;
+        ++paintings_;
+    };
+    host_ = CreateHost(std::move(options));
+    thread_ = std::thread([this] { Run(); });
+    if (awaited != nullptr) {
+        WaitForWindow(awaited);
+    } else {
+        AwaitDialog();
+    }
+}
+
+DialogRun::~DialogRun() {
+    if (!over_ && window_ != nullptr) PostMessageA(window_, WM_COMMAND, kIdCancel, 0);
+    WaitFor("the run's end", [this] { return over_.load(); });
+    thread_.join();
+    CloseHost(*host_);
+}
+
+// The owner of a modal dialog belongs to the thread that the dialog runs on.
+void DialogRun::Run() {
+    if (ownsMainWindow_) {
+        mainWindow_ = CreateWindowExA(0, "STATIC", "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 120, 90, 1000,
+                                      800, nullptr, nullptr, nullptr, nullptr);
+        OptionsOf(*host_).mainWindow = mainWindow_;
+    }
+    result_ = RunFilter(*host_, module_->pluginMain, document_, AskForParameters::kYes);
+    if (ownsMainWindow_) DestroyWindow(mainWindow_);
+    over_ = true;
+}
+
+void DialogRun::AwaitDialog() {
+    window_ = WaitForWindow("MarbleFrondKeeperPlugin");
+    // It is painted by itself once the thread waits for messages again; hosts without the service stay
+    // silent.
+    if (OptionsOf(*host_).offersDisplayPixels) PaintedAfter([] {});
+}
+
+HWND DialogRun::Control(int id) const {
+    return GetDlgItem(window_, id);
+}
+
+Globals& DialogRun::State() {
+    return *reinterpret_cast<Globals*>(*reinterpret_cast<Handle>(DataWord(*host_)));
+}
+
+void DialogRun::SetSlider(int id, int position) {
+    Send(Control(id), TBM_SETPOS, TRUE, position);
+    Send(window_, WM_HSCROLL, MAKEWPARAM(TB_THUMBTRACK, position), reinterpret_cast<LPARAM>(Control(id)));
+}
+
+void DialogRun::PressKeyOn(int id, int key) {
+    Send(Control(id), WM_KEYDOWN, static_cast<WPARAM>(key), 1);
+    Send(Control(id), WM_KEYUP, static_cast<WPARAM>(key), 1);
+}
+
+void DialogRun::DragThumb(int sliderId, int pixels) {
+    const HWND slider = Control(sliderId);
+    RECT thumb{};
+    Send(slider, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
+    const int x = (thumb.left + thumb.right) / 2, y = (thumb.top + thumb.bottom) / 2;
+    Send(slider, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
+    Send(slider, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(x + pixels, y));
+    Send(slider, WM_LBUTTONUP, 0, MAKELPARAM(x + pixels, y));
+}
+
+void DialogRun::MoveScrollBar(int id, int code, int position) {
+    const UINT message = id == kIdScrollY ? WM_VSCROLL : WM_HSCROLL;
+    Send(window_, message, MAKEWPARAM(code, position), reinterpret_cast<LPARAM>(Control(id)));
+}
+
+void DialogRun::ClickButton(int id) {
+    Send(Control(id), BM_CLICK);
+}
+
+int DialogRun::CountTrace(const std::string& beginning) {
+    const std::lock_guard<std::mutex> lock(guard_);
+    int count = 0;
+    for (const std::string& line : trace_) count += BeginsWith(line, beginning);
+    return count;
+}
+
+Costs DialogRun::CountCosts() {
+    Costs costs;
+    costs.scaledReads = CountTrace("ReadScaledPixels");
+    // Seven rows of doubles for each of the ring's seven planes, in a block of the checked heap.
+    const int ringBytes = 7 * 8 * State().planeWidth + 8;
+    costs.keyings = CountTrace("AllocateBlock " + std::to_string(ringBytes) + " ") / 7;
+    return costs;
+}
+
+Costs DialogRun::OpeningCosts() {
+    Costs costs = CountCosts();
+    costs.analyses = State().backdropMeanR > 0;  // a new record is all zero
+    return costs;
+}
+
+Costs DialogRun::CostsOf(const std::function<void()>& doing) {
+    // The smallest change that an analysis of the same planes would undo.
+    const double mean = State().backdropMeanR;
+    const double marked = std::nextafter(mean, 1e9);
+    State().backdropMeanR = marked;
+    TraceOf(doing);
+    Costs costs = CountCosts();
+    costs.analyses = State().backdropMeanR != marked;
+    if (costs.analyses == 0) State().backdropMeanR = mean;
+    return costs;
+}
+
+std::vector<std::string> DialogRun::TraceOf(const std::function<void()>& doing) {
+    {
+        const std::lock_guard<std::mutex> lock(guard_);
+        trace_.clear();
+    }
+    doing();
+    const std::lock_guard<std::mutex> lock(guard_);
+    return trace_;
+}
+
+DisplayCall DialogRun::PaintedAfter(const std::function<void()>& doing) {
+    doing();
+    const int before = paintings_;  // whatever is painted from now on is what the doing left
+    // The dialog leaves WM_PAINT to the system too, which then takes what was asked for meanwhile as painted:
+    // a request from another thread can be lost, and is repeated.
+    DWORD asked = 0;
+    WaitFor("the preview's painting", [&] {
+        if (GetTickCount() - asked > 200) {
+            InvalidateRect(window_, nullptr, FALSE);
+            asked = GetTickCount();
+        }
+        return paintings_ > before;
+    });
+    return LastPainted();
+}
+
+DisplayCall DialogRun::LastPainted() {
+    const std::lock_guard<std::mutex> lock(guard_);
+    return painted_;
+}
+
+RunResult DialogRun::EndWith(const std::function<void()>& doing) {
+    doing();
+    WaitFor("the run's end", [this] { return over_.load(); });
+    return result_;
+}
+
+RunResult DialogRun::Ok() {
+    return EndWith([this] { PostMessageA(Control(kIdOk), BM_CLICK, 0, 0); });
+}
+
+RunResult DialogRun::Cancel() {
+    return EndWith([this] { PostMessageA(Control(kIdCancel), BM_CLICK, 0, 0); });
+}

@@ -1,0 +1,229 @@
+// The dialog and the About box where something is missing: layers, memory, services, a window, sane bounds.
+#include <gtest/gtest.h>
+
+#include "tests/dialog_driver.h"
+#include "ui/dialog_ids.h"
+
+namespace {
+
+Document TwoLayers(int width, int height, std::int32_t top = 0, std::int32_t left = 0) {
+    Document document = MakeDocument(width, height, 8);
+    document.bounds = {top, left, top + height, left + width};
+    document.layers = {MakeLayer(document, "background", 90), MakeLayer(document, "photo", 40)};
+    for (std::size_t i = 0; i < document.layers[1].colour[1].bytes.size(); ++i) {
+        document.layers[1].colour[1].bytes[i] = static_cast<std::uint8_t>(150 + i % 40);
+    }
+    document.targetLayer = 1;
+    return document;
+}
+
+void CloseMessage(const char* caption, const char* text) {
+    const HWND box = WaitForWindow(caption);
+    EXPECT_EQ(TextOf(GetDlgItem(box, 0xFFFF)), text);
+    EXPECT_EQ(GetWindow(box, GW_OWNER), nullptr);
+    PostMessageA(box, WM_COMMAND, IDOK, 0);
+    WaitFor("the message's end", [&] { return !IsWindow(box); });
+}
+
+TEST(DialogFaults, ADocumentWithoutLayersIsSpokenOfAtEachLoad) {
+    Document flat = MakeDocument(60, 40, 8);
+    flat.flat = MakeLayer(flat, "flat", 77);
+    flat.targetLayer = kTargetFlat;
+    constexpr char kText[] =
+        "To use this plugin you need two layers. The bottom layer is the background with the green image as "
+        "the "
+        "top layer";
+    DialogRun run(std::move(flat), {}, true, "Problem");
+    CloseMessage("Problem", kText);
+    run.AwaitDialog();
+    // A message that comes while the test waits for the control's answer needs another way in.
+    PostMessageA(run.Window(), WM_HSCROLL, SB_THUMBTRACK, reinterpret_cast<LPARAM>(run.Control(kIdZoom)));
+    CloseMessage("Problem", kText);
+    EXPECT_EQ(run.Cancel().result, userCanceledErr);
+}
+
+TEST(DialogFaults, WantOfMemoryLeavesTheDialogOpen) {
+    // The engine's rows: the preview keeps its picture, and the code is reported in the end.
+    {
+        DialogRun run(TwoLayers(60, 40));
+        const DisplayCall before = run.LastPainted();
+        HostOptions& options = OptionsOf(run.TheHost());
+        options.failKindEnabled = true;
+        options.failKind = HostCall::kAllocateBlock;
+        run.ClickButton(kIdOrgPhoto);
+        EXPECT_TRUE(IsWindow(run.Window()));
+        EXPECT_EQ(run.PaintedAfter([] {}).pixels, before.pixels);
+        options.failKindEnabled = false;
+        run.ClickButton(kIdRealityInteg);
+        EXPECT_NE(run.PaintedAfter([] {}).pixels, before.pixels) << "the next change tries again";
+        EXPECT_EQ(run.Ok().result, memFullErr);
+        EXPECT_EQ(ViolationText(run.TheHost()), "");
+    }
+    // Its planes, at a reload.
+    DialogRun run(TwoLayers(60, 40));
+    HostOptions& options = OptionsOf(run.TheHost());
+    options.failKindEnabled = true;
+    options.failKind = HostCall::kNewBuffer;
+    run.SetSlider(kIdZoom, 30);
+    EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kIdRemoveGreen, 3); }), Costs{}) << "nothing to key";
+    options.failKindEnabled = false;
+    EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kIdRemoveGreen, 4); }).keyings, 1);
+    EXPECT_EQ(run.Ok().result, memFullErr);
+    EXPECT_EQ(ViolationText(run.TheHost()), "");
+}
+
+TEST(DialogFaults, EveryFailingCallOfAnOpeningEndsInACode) {
+    for (int call = 1;; ++call) {
+        SCOPED_TRACE(call);
+        HostOptions options;
+        options.failKindEnabled = true;
+        options.failKind = HostCall::kNewBuffer;
+        options.failKindAt = call;
+        DialogRun run(TwoLayers(60, 40), options);
+        const RunResult result = run.Ok();
+        // The preview's alpha is disposed of with its pixels, untested.
+        EXPECT_EQ(ViolationText(run.TheHost()), call == 2 ? "Dispose: null is no buffer\n" : "");
+        if (result.result == noErr && call > 14) break;
+        // Without the alpha of the preview alone the run goes through.
+        EXPECT_EQ(result.result, call == 2 ? noErr : memFullErr);
+        ASSERT_LT(call, 100);
+    }
+}
+
+TEST(DialogFaults, AFailingReadIsSpokenOfAndShowsBlack) {
+    HostOptions options;
+    options.failKindEnabled = true;
+    options.failKind = HostCall::kReadScaledPixels;
+    options.failKindAt = 1;
+    DialogRun run(TwoLayers(60, 40), options, true, "Error Reading Scaled Data");
+    CloseMessage("Error Reading Scaled Data", "Error");
+    run.AwaitDialog();
+    EXPECT_EQ(run.State().topR[0], 0);
+    EXPECT_NE(run.State().topG[0], 0);
+    EXPECT_EQ(run.Ok().result, noErr) << "the render reads for itself";
+}
+
+TEST(DialogFaults, RunsWithoutDisplayPixelsAndWithoutAMainWindow) {
+    HostOptions options;
+    options.offersDisplayPixels = false;
+    DialogRun run(TwoLayers(60, 40), options, false);
+    EXPECT_EQ(GetWindow(run.Window(), GW_OWNER), nullptr);
+    EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kIdRemoveGreen, 3); }).keyings, 1);
+    EXPECT_EQ(run.Ok().result, noErr);
+    EXPECT_EQ(ViolationText(run.TheHost()), "");
+}
+
+// An owner that is no window keeps the dialog from opening, and the run renders with what it has.
+TEST(DialogFaults, RendersWithoutADialogThatCannotOpen) {
+    HostOptions options;
+    options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
+    options.playInfo = plugInDialogDisplay;
+    const HostPtr host = CreateHost(options);
+    const ModulePtr module = OpenBuiltModule();
+    Document document = TwoLayers(60, 40);
+    const Document before = document;
+    EXPECT_EQ(RunFilter(*host, module->pluginMain, document, AskForParameters::kYes).result, noErr);
+    EXPECT_NE(document.layers[1].colour[1].bytes, before.layers[1].colour[1].bytes);
+    CloseHost(*host);
+}
+
+TEST(DialogFaults, BearsOddBounds) {
+    const auto visit = [](Document document, const char* what, bool painted) {
+        SCOPED_TRACE(what);
+        HostOptions options;
+        options.offersDisplayPixels = painted;
+        DialogRun run(std::move(document), options);
+        run.SetSlider(kIdZoom, 50);
+        run.MoveScrollBar(kIdScrollX, SB_THUMBTRACK, 100);
+        run.MoveScrollBar(kIdScrollY, SB_THUMBTRACK, 100);
+        run.SetSlider(kIdZoom, 100);
+        run.ClickButton(kIdReset);
+        run.ClickButton(kIdOutputAlpha);
+        EXPECT_EQ(run.Cancel().result, userCanceledErr);
+        for (const Violation& violation : ReportOf(run.TheHost()).violations) {
+            EXPECT_EQ(violation.kind, ViolationKind::kLeak) << violation.text;  // of Reset
+        }
+    };
+    const auto selected = [](Document document) {
+        document.selection = MakeChannel(document, 255);
+        return document;
+    };
+    visit(selected(TwoLayers(60, 40, 13, 7)), "away from 0", true);
+    visit(selected(TwoLayers(60, 40, -13, -7)), "below 0", true);
+    visit(TwoLayers(1, 1), "one pixel", true);
+    visit(TwoLayers(2000, 1), "no height in the preview", false);
+    visit(TwoLayers(40000, 6), "a width that wraps below 0", false);
+    visit(TwoLayers(65536 + 40, 3), "a width that wraps to 40", false);
+}
+
+// ---- The About box
+// -------------------------------------------------------------------------------------------
+
+// Shows the box from a thread of its own, like a host with a main window.
+class About {
+  public:
+    explicit About(HostOptions options = {})
+        : module_(OpenBuiltModule()), host_(CreateHost(std::move(options))) {
+        thread_ = std::thread([this] {
+            const HWND owner = CreateWindowExA(0, "STATIC", "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 120, 90,
+                                               700, 500, nullptr, nullptr, nullptr, nullptr);
+            OptionsOf(*host_).mainWindow = owner;
+            ShowAbout(*host_, module_->pluginMain);
+            DestroyWindow(owner);
+            over_ = true;
+        });
+        window_ = WaitForWindow("");
+    }
+    ~About() {
+        WaitFor("the box's end", [this] { return over_.load(); });
+        thread_.join();
+        CloseHost(*host_);
+    }
+    HWND Window() const { return window_; }
+    Host& TheHost() { return *host_; }
+
+  private:
+    ModulePtr module_;
+    HostPtr host_;
+    HWND window_ = nullptr;
+    std::atomic<bool> over_ = false;
+    std::thread thread_;
+};
+
+TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
+    About about;
+    const std::string text = TextOf(GetDlgItem(about.Window(), 3));
+    EXPECT_EQ(text.find("Marble Frond Keeper\n Twin Plate Rig\n\nVersion 3.0\n"), 0u) << text;
+    const std::string end = "\n\n\nA Marble Frond Removal System";
+    EXPECT_EQ(text.rfind(end), text.size() - end.size()) << text;
+    EXPECT_EQ(TextOf(GetDlgItem(about.Window(), 5)), "MarbleFrondKeeper");
+    for (const int id : {1, 2}) {
+        EXPECT_FALSE(IsWindowVisible(GetDlgItem(about.Window(), id)));
+        EXPECT_FALSE(IsWindowEnabled(GetDlgItem(about.Window(), id)));
+    }
+    for (const int id : {4, 5}) Send(GetDlgItem(about.Window(), id), BM_CLICK);
+    EXPECT_EQ(ReportOf(about.TheHost()).urls.size(), 2u);
+    EXPECT_EQ(ReportOf(about.TheHost()).urls.front().find("https://"), 0u);
+    Send(about.Window(), WM_CHAR, 'x');
+    EXPECT_TRUE(IsWindow(about.Window()));
+    PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
+    WaitFor("the box's end", [&] { return !IsWindow(about.Window()); });
+    EXPECT_EQ(DataWord(about.TheHost()), 0);
+    EXPECT_EQ(ViolationText(about.TheHost()), "");
+}
+
+TEST(AboutBox, ClosesByKeysAndStaysWithoutItsSuite) {
+    for (const WPARAM key : {VK_ESCAPE, VK_RETURN}) {
+        HostOptions options;
+        options.missingSuites = {kPSGetFileListSuite};
+        About about(options);
+        Send(GetDlgItem(about.Window(), 4), BM_CLICK);
+        EXPECT_TRUE(IsWindow(about.Window()));
+        EXPECT_TRUE(ReportOf(about.TheHost()).urls.empty());
+        PostMessageA(about.Window(), WM_CHAR, key, 0);
+        WaitFor("the box's end", [&] { return !IsWindow(about.Window()); });
+        EXPECT_EQ(ViolationText(about.TheHost()), "");
+    }
+}
+
+}  // namespace
