@@ -1,6 +1,5 @@
 #include "engine/alpha_search.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include "engine/colour.h"
@@ -56,7 +55,7 @@ bool IsBackdropByShape(const KeyRun& run, const Pixel& p) {
     const double dR = LineDistance(run, p, p.R / p.bgR) * p.bgR / p.bgG;
     const double dB = LineDistance(run, p, p.B / p.bgB) * p.bgB / p.bgG;
     const double lineDist = dR + dG + dB;
-    const double lineLoss = lineDist * (p.G - std::max(p.R, p.B)) / run.maxSample;
+    const double lineLoss = lineDist * (p.G - Larger(p.R, p.B)) / run.maxSample;
     return lineDist - lineLoss < run.sRemove;
 }
 
@@ -84,7 +83,7 @@ bool SettleSpecialCase(const KeyRun& run, Pixel* p) {
     const double chroma = std::sqrt(Square(p->R - p->G) + Square(p->G - p->B));
     if (chroma < run.sBlack * 0.15 && p->bgG - p->bgR > p->maxC) {
         // Dark and nearly colourless: foreground, whatever the line says.
-        p->fgG = std::min(p->G, std::max(p->R, p->B));
+        p->fgG = Smaller(p->G, Larger(p->R, p->B));
         return true;
     }
     if (chroma > run.sBlack + run.sBlack && IsBackdropByShape(run, *p)) {

@@ -19,32 +19,6 @@ constexpr double kSmallestSat = 0.5;
 constexpr double kSmallestLevel = 0.2;  // of the mean level
 constexpr int kFewestPixels = 6;        // a cell with fewer takes the global colour
 
-template <class Sample>
-void AddPixels(const Globals* globals, BackdropGrid* grid) {
-    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals);
-    const std::int64_t width = globals->planeWidth, height = globals->planeHeight;
-    const double maxSample = globals->maxSample;
-    const double levelHue =
-        HueSatOf({globals->backdropMeanR, globals->backdropMeanG, globals->backdropMeanB}, 0).hue;
-    const double smallestLevel = globals->backdropMeanG * kSmallestLevel;
-    for (std::int64_t y = 0, i = 0; y < height; ++y) {
-        const std::int64_t cellRow = y * kGridSide / height;
-        for (std::int64_t x = 0; x < width; ++x, ++i) {
-            const Triple seen = FetchLimited(top, i, maxSample);
-            const HueSat c = HueSatOf(seen, kGreyDelta);
-            const bool accepted = std::fabs(c.hue - levelHue) < kHueRange && c.sat > kSmallestSat &&
-                                  seen.g > smallestLevel && seen.r + kLead < seen.g &&
-                                  seen.b + kLead < seen.g;
-            if (!accepted) continue;
-            const std::int64_t cell = cellRow * kGridSide + x * kGridSide / width;
-            grid->gridR[cell] += seen.r;
-            grid->gridG[cell] += seen.g;
-            grid->gridB[cell] += seen.b;
-            ++grid->gridCount[cell];
-        }
-    }
-}
-
 // w, the share of the cell that was accepted, has no upper limit: a cell that is larger than the average and
 // wholly backdrop overshoots its own mean on purpose. In a picture of fewer than 400 pixels the share divides
 // by 0, and such a cell is no number.
@@ -64,12 +38,38 @@ void SettleCells(const Globals* globals, BackdropGrid* grid) {
 
 }  // namespace
 
-void BuildBackdropGrid(const Globals* globals) {
-    gBackdropGrid = {};
-    if (globals->depthBytes == 1) {
-        AddPixels<std::uint8_t>(globals, &gBackdropGrid);
-    } else {
-        AddPixels<std::uint16_t>(globals, &gBackdropGrid);
+void AddIfBackdrop(const Triple& seen, const GridLimits& limits, std::int64_t cell, BackdropGrid* grid) {
+    const HueSat c = HueSatOf(seen, kGreyDelta);
+    const bool accepted = std::fabs(c.hue - limits.levelHue) < kHueRange && c.sat > kSmallestSat &&
+                          seen.g > limits.smallestLevel && seen.r + kLead < seen.g && seen.b + kLead < seen.g;
+    if (!accepted) return;
+    grid->gridR[cell] += seen.r;
+    grid->gridG[cell] += seen.g;
+    grid->gridB[cell] += seen.b;
+    ++grid->gridCount[cell];
+}
+
+template <class Sample>
+void AddGridPixels(const Globals* globals, const GridLimits& limits, BackdropGrid* grid) {
+    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals);
+    const std::int64_t width = globals->planeWidth, height = globals->planeHeight;
+    const double maxSample = globals->maxSample;
+    for (std::int64_t y = 0, i = 0; y < height; ++y) {
+        const std::int64_t cellRow = y * kGridSide / height;
+        for (std::int64_t x = 0; x < width; ++x, ++i) {
+            AddIfBackdrop(FetchLimited(top, i, maxSample), limits,
+                          cellRow * kGridSide + x * kGridSide / width, grid);
+        }
     }
+}
+
+template void AddGridPixels<std::uint8_t>(const Globals*, const GridLimits&, BackdropGrid*);
+template void AddGridPixels<std::uint16_t>(const Globals*, const GridLimits&, BackdropGrid*);
+
+void BuildBackdropGrid(const Globals* globals,
+                       void (*addPixels)(const Globals*, const GridLimits&, BackdropGrid*)) {
+    gBackdropGrid = {};
+    const Triple means{globals->backdropMeanR, globals->backdropMeanG, globals->backdropMeanB};
+    addPixels(globals, {HueSatOf(means, 0).hue, globals->backdropMeanG * kSmallestLevel}, &gBackdropGrid);
     SettleCells(globals, &gBackdropGrid);
 }

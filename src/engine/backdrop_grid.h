@@ -1,7 +1,15 @@
 // The fourth pass of the analysis.
 #pragma once
 
-#include "shell/globals.h"
+#include "engine/forms.h"
 
-// Fills gBackdropGrid from the top layer's colours and the three means of Globals.
-void BuildBackdropGrid(const Globals* globals);
+// Fills gBackdropGrid from the top layer's colours, which addPixels reads, and the three means of Globals.
+void BuildBackdropGrid(const Globals* globals,
+                       void (*addPixels)(const Globals*, const GridLimits&, BackdropGrid*));
+
+// The plain form of adding the accepted pixels to their cells.
+template <class Sample>
+void AddGridPixels(const Globals* globals, const GridLimits& limits, BackdropGrid* grid);
+
+// Adds one pixel to a cell if it is backdrop.
+void AddIfBackdrop(const Triple& seen, const GridLimits& limits, std::int64_t cell, BackdropGrid* grid);

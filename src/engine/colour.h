@@ -1,19 +1,28 @@
 // Colour triples and their hue.
+//
+// Functions of the engine's headers have internal linkage: the sources of the faster forms include them too,
+// and a copy made for one instruction set must not serve another.
 #pragma once
-
-#include <algorithm>
 
 // Logical channels: g is the key channel.
 struct Triple {
     double r, g, b;
 };
 
-inline double Largest(double r, double g, double b) {
-    return std::max(std::max(r, g), b);
+static inline double Larger(double a, double b) {
+    return a < b ? b : a;
 }
 
-inline double Smallest(double r, double g, double b) {
-    return std::min(std::min(r, g), b);
+static inline double Smaller(double a, double b) {
+    return b < a ? b : a;
+}
+
+static inline double Largest(double r, double g, double b) {
+    return Larger(Larger(r, g), b);
+}
+
+static inline double Smallest(double r, double g, double b) {
+    return Smaller(Smaller(r, g), b);
 }
 
 struct HueSat {
@@ -23,7 +32,7 @@ struct HueSat {
 
 // Hue and saturation of a colour; both 0 when its channels lie closer together than minDelta (0: when equal).
 // Ties of the largest channel go to red, then to green.
-inline HueSat HueSatOf(const Triple& c, double minDelta) {
+static inline HueSat HueSatOf(const Triple& c, double minDelta) {
     const double mx = Largest(c.r, c.g, c.b);
     const double delta = mx - Smallest(c.r, c.g, c.b);
     if (delta == 0 || delta < minDelta) return {0, 0};

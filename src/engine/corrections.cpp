@@ -1,6 +1,7 @@
 #include "engine/corrections.h"
 
 #include <cmath>
+#include <initializer_list>
 
 #include "engine/colour.h"
 

@@ -8,12 +8,13 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "engine/edge_blending.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
 
 namespace {
 
-constexpr int alphaEdgeLevel = 200;
+constexpr int alphaEdgeLevel = kAlphaEdgeLevel;
 constexpr std::int32_t kMostRadius = 4;
 
 template <class Sample>
@@ -128,18 +129,22 @@ void BlendAlongColumns(const Blend<Sample>& blend) {
     }
 }
 
+}  // namespace
+
 std::int32_t BlendRadius(std::int32_t planeWidth) {
     const std::int32_t radius = planeWidth / 500;
     return radius < 1 ? 1 : radius > kMostRadius ? kMostRadius : radius;
 }
 
 template <class Sample>
-void BlendColours(Globals* globals, std::size_t pixels) {
-    const std::size_t bytes = pixels * sizeof(Sample);
+bool BlendColours(const Globals* globals) {
+    const std::size_t bytes = sizeof(Sample) * static_cast<std::size_t>(globals->planeWidth) *
+                              static_cast<std::size_t>(globals->planeHeight);
     // From the plain heap, and not from the checked one.
     Sample* work[3];
     for (Sample*& copy : work) copy = static_cast<Sample*>(std::malloc(bytes));
-    if (work[0] != nullptr && work[1] != nullptr && work[2] != nullptr) {
+    const bool made = work[0] != nullptr && work[1] != nullptr && work[2] != nullptr;
+    if (made) {
         const Blend<Sample> blend{
             globals->planeWidth,    globals->planeHeight,          BlendRadius(globals->planeWidth),
             globals->maxSample / 2, OutputPlanes<Sample>(globals), {work[0], work[1], work[2]}};
@@ -152,18 +157,22 @@ void BlendColours(Globals* globals, std::size_t pixels) {
         BlendAlongRows(blend);
         copyPlanes();
         BlendAlongColumns(blend);
-    } else {
-        Fail(globals, memFullErr);
     }
     for (Sample* copy : work) std::free(copy);
+    return made;
 }
+
+template bool BlendColours<std::uint8_t>(const Globals*);
+template bool BlendColours<std::uint16_t>(const Globals*);
+
+namespace {
 
 template <class Sample>
 void BlendEdges(Globals* globals) {
     const std::size_t pixels =
         static_cast<std::size_t>(globals->planeWidth) * static_cast<std::size_t>(globals->planeHeight);
     if (pixels == 0) return;
-    BlendColours<Sample>(globals, pixels);
+    if (!PassesOf<Sample>(*ActiveForm()).blendColours(globals)) Fail(globals, memFullErr);
     std::memset(globals->outA, 255, pixels * sizeof(Sample));
 }
 

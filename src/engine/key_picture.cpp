@@ -2,6 +2,7 @@
 // row.
 #include <cstdlib>
 
+#include "engine/forms.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
 #include "engine/output.h"
@@ -11,28 +12,40 @@
 
 namespace {
 
-// The ring and the table of columns of one run, given back on every way out.
+// The ring and the column weights of one run, given back on every way out.
 struct RunMemory {
     explicit RunMemory(KeyRun* theRun) : run(theRun) {
         ReserveRing(&run->ring, run->width, run->finalRender);
         // From the plain heap: the checked heap's requests to the host are the ring's alone.
-        run->columns =
-            static_cast<GridPlace*>(std::malloc(sizeof(GridPlace) * static_cast<std::size_t>(run->width)));
-        if (run->columns == nullptr && run->width > 0) {
+        const std::size_t weights = static_cast<std::size_t>(run->width) + kColumnPadding;
+        run->columns.low = static_cast<double*>(std::calloc(2 * weights, sizeof(double)));
+        run->columns.high = run->columns.low + weights;
+        if (run->columns.low == nullptr) {
             ReleaseRing(&run->ring);
             throw HeapFailure{memFullErr};
         }
-        for (std::int32_t x = 0; x < run->width; ++x) run->columns[x] = PlaceOnGrid(x, run->width);
     }
     ~RunMemory() {
         ReleaseRing(&run->ring);
-        std::free(run->columns);
+        std::free(run->columns.low);
     }
     RunMemory(const RunMemory&) = delete;
     RunMemory& operator=(const RunMemory&) = delete;
 
     KeyRun* run;
 };
+
+void PlaceColumns(std::int32_t width, GridColumns* columns) {
+    std::int32_t cell = 0;
+    columns->firstColumn[0] = 0;
+    for (std::int32_t x = 0; x < width; ++x) {
+        const GridPlace place = PlaceOnGrid(x, width);
+        columns->low[x] = place.low;
+        columns->high[x] = place.high;
+        while (cell < place.cell) columns->firstColumn[++cell] = x;
+    }
+    while (cell < kGridSide - 1) columns->firstColumn[++cell] = width;
+}
 
 // Above 1 at 8 bits, larger for a darker backdrop. The 255 is a literal: at 16 bits the factor is a large
 // negative number, and the first estimates of alpha are meant to feel it.
@@ -60,6 +73,7 @@ KeyRun BeginRun(const Globals* globals) {
     run.outputAlpha = globals->FlagOutputAlpha != 0;
     run.finalRender = globals->finalRender != 0;
     if (run.finalRender && globals->docInfo->selection != nullptr) run.selection = globals->selectionPlane;
+    run.limits = MakeLaneLimits(run);
     return run;
 }
 
@@ -91,18 +105,13 @@ bool ReportRow(Globals* globals, const KeyRun& run, std::int32_t y, Progress* pr
 // Gives the row after the last one keyed: the height, or the row of the abort.
 template <class Sample>
 std::int32_t KeyRows(Globals* globals, KeyRun* run) {
+    const Passes<Sample>& passes = PassesOf<Sample>(*ActiveForm());
     Progress progress;
     RowRing& ring = run->ring;
     for (std::int32_t y = 0; y < run->height; ++y) {
         if (++ring.ringSlot >= ring.ringRows) ring.ringSlot = 0;
         if (ReportRow(globals, *run, y, &progress)) return y;
-        FetchRow<Sample>(*run, globals, y);
-        KeyRow(*run, y);
-        if (!run->realityInteg) {
-            if (y >= ring.ringRadius) WriteRefinedRow<Sample>(*run, globals, y);
-        } else if (!run->showSelect) {
-            WriteDirectRow<Sample>(*run, globals, y);
-        }
+        passes.turnRow(*run, globals, y);
     }
     return run->height;
 }
@@ -111,6 +120,7 @@ template <class Sample>
 void KeyAllRows(Globals* globals) {
     KeyRun run = BeginRun(globals);
     const RunMemory memory(&run);
+    PlaceColumns(run.width, &run.columns);
     const std::int32_t lastRow = KeyRows<Sample>(globals, &run);
     if (!run.showSelect && !run.realityInteg) FlushRows<Sample>(run, globals);
     if (run.realityInteg && !run.outputAlpha)

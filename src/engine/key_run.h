@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "engine/keying.h"
+#include "engine/lane_limits.h"
 #include "engine/row_ring.h"
 #include "shell/globals.h"
 
@@ -13,6 +15,16 @@ struct GridPlace {
     double low;
     double high;
 };
+
+// The places of all columns. The columns of cell c are firstColumn[c] up to firstColumn[c + 1].
+struct GridColumns {
+    std::int32_t firstColumn[kGridSide];
+    double* low;  // one weight a column, and kColumnPadding more
+    double* high;
+};
+
+// Vectors may read this many weights past the last column.
+constexpr std::int32_t kColumnPadding = 16;
 
 struct KeyRun {
     std::int32_t width, height;
@@ -29,6 +41,7 @@ struct KeyRun {
     // The selection at document size, read as bytes at both depths; null when no pixel is to be restored.
     const std::uint8_t* selection;
 
-    GridPlace* columns;  // one place a column
+    GridColumns columns;
+    LaneLimits limits;
     RowRing ring;
 };

@@ -75,9 +75,14 @@ void KeyRow(const KeyRun& run, std::int32_t y) {
     const RowRing& ring = run.ring;
     const GridPlace row = PlaceOnGrid(y, run.height);
     const std::size_t newest = RingRow(ring, ring.ringSlot);
+    GridPlace column = {};
     for (std::int32_t x = 0; x < run.width; ++x) {
         const std::size_t cell = newest + static_cast<std::size_t>(x);
         if (ring.ringAlpha[cell] < kGateAlpha) continue;
+
+        while (x >= run.columns.firstColumn[column.cell + 1]) ++column.cell;
+        column.low = run.columns.low[x];
+        column.high = run.columns.high[x];
 
         Pixel p;
         p.R = p.fgR = ring.ringFgR[cell];
@@ -85,9 +90,9 @@ void KeyRow(const KeyRun& run, std::int32_t y) {
         p.B = p.fgB = ring.ringFgB[cell];
         p.alpha = ring.ringAlpha[cell];
         p.maxC = Largest(p.R, p.G, p.B);
-        p.bgR = BackdropLevel(run, gBackdropGrid.gridR, row, run.columns[x]);
-        p.bgG = BackdropLevel(run, gBackdropGrid.gridG, row, run.columns[x]);
-        p.bgB = BackdropLevel(run, gBackdropGrid.gridB, row, run.columns[x]);
+        p.bgR = BackdropLevel(run, gBackdropGrid.gridR, row, column);
+        p.bgG = BackdropLevel(run, gBackdropGrid.gridG, row, column);
+        p.bgB = BackdropLevel(run, gBackdropGrid.gridB, row, column);
 
         SearchAlpha(run, &p);
         CorrectPixel(run, &p);

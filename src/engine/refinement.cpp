@@ -1,6 +1,7 @@
 #include "engine/refinement.h"
 
 #include <cmath>
+#include <initializer_list>
 
 namespace {
 

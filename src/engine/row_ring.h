@@ -34,14 +34,14 @@ void ReserveRing(RowRing* ring, std::int32_t width, bool finalRender);
 void ReleaseRing(RowRing* ring);
 
 // One pass each way, no loop: s lies at most ringRows out of range.
-inline std::int32_t wrapSlot(const RowRing& ring, std::int32_t s) {
+static inline std::int32_t wrapSlot(const RowRing& ring, std::int32_t s) {
     if (s < 0) s += ring.ringRows;
     if (s >= ring.ringRows) s -= ring.ringRows;
     return s;
 }
 
 // Index of a row's first cell.
-inline std::size_t RingRow(const RowRing& ring, std::int32_t slot) {
+static inline std::size_t RingRow(const RowRing& ring, std::int32_t slot) {
     assert(slot >= 0 && slot < ring.ringRows);
     return static_cast<std::size_t>(slot) * static_cast<std::size_t>(ring.width);
 }

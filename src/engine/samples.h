@@ -7,34 +7,30 @@
 #include "shell/globals.h"
 
 // levelScale: what one 8-bit level measures in samples: 1, or 128 for a maximum of 32767.
-inline double LevelScale(const Globals* globals) {
+static inline double LevelScale(const Globals* globals) {
     return static_cast<double>(globals->maxSample / 255);
 }
 
 // Cuts toward zero; a non-number, or a value beyond the signed 32-bit range, becomes 0.
-inline std::int32_t CutTowardZero(double value) {
+static inline std::int32_t CutTowardZero(double value) {
     return value > -2147483649.0 && value < 2147483648.0 ? static_cast<std::int32_t>(value) : 0;
 }
 
 // The store of the engine: cuts toward zero and keeps the low bits. A value out of the sample's range wraps
 // on purpose; whoever needs it in range limits it before.
 template <class Sample>
-inline Sample StoreSample(double value) {
+static inline Sample StoreSample(double value) {
     return static_cast<Sample>(CutTowardZero(value));
 }
 
 // A plane of Globals in the view that its samples need.
 template <class Sample>
-inline Sample* View(std::uint8_t* bytes, std::uint16_t* words);
-
-template <>
-inline std::uint8_t* View<std::uint8_t>(std::uint8_t* bytes, std::uint16_t*) {
-    return bytes;
-}
-
-template <>
-inline std::uint16_t* View<std::uint16_t>(std::uint8_t*, std::uint16_t* words) {
-    return words;
+static inline Sample* View(std::uint8_t* bytes, std::uint16_t* words) {
+    if constexpr (sizeof(Sample) == 1) {
+        return bytes;
+    } else {
+        return words;
+    }
 }
 
 // Colour planes as the engine sees them: for a blue backdrop green and blue have changed places, so that g is
@@ -47,7 +43,7 @@ struct LogicalPlanes {
 };
 
 template <class Sample>
-inline LogicalPlanes<Sample> TopPlanes(const Globals* globals) {
+static inline LogicalPlanes<Sample> TopPlanes(const Globals* globals) {
     const Sample* r = View<Sample>(globals->topR, globals->topR16);
     const Sample* g = View<Sample>(globals->topG, globals->topG16);
     const Sample* b = View<Sample>(globals->topB, globals->topB16);
@@ -55,7 +51,7 @@ inline LogicalPlanes<Sample> TopPlanes(const Globals* globals) {
 }
 
 template <class Sample>
-inline LogicalPlanes<Sample> BottomPlanes(const Globals* globals) {
+static inline LogicalPlanes<Sample> BottomPlanes(const Globals* globals) {
     const Sample* r = View<Sample>(globals->bottomR, globals->bottomR16);
     const Sample* g = View<Sample>(globals->bottomG, globals->bottomG16);
     const Sample* b = View<Sample>(globals->bottomB, globals->bottomB16);
@@ -64,7 +60,7 @@ inline LogicalPlanes<Sample> BottomPlanes(const Globals* globals) {
 
 // The pixel at index i as the analysis sees it: the key channel, and no other, limited to maxSample.
 template <class Sample>
-inline Triple FetchLimited(const LogicalPlanes<Sample>& planes, std::int64_t i, double maxSample) {
+static inline Triple FetchLimited(const LogicalPlanes<Sample>& planes, std::int64_t i, double maxSample) {
     const double g = planes.g[i];
     return {static_cast<double>(planes.r[i]), g > maxSample ? maxSample : g,
             static_cast<double>(planes.b[i])};
@@ -80,7 +76,7 @@ struct OutPlanes {
 };
 
 template <class Sample>
-inline OutPlanes<Sample> OutputPlanes(const Globals* globals) {
+static inline OutPlanes<Sample> OutputPlanes(const Globals* globals) {
     return {View<Sample>(globals->outR, globals->outR16), View<Sample>(globals->outG, globals->outG16),
             View<Sample>(globals->outB, globals->outB16), View<Sample>(globals->outA, globals->outA16)};
 }

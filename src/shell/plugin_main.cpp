@@ -1,5 +1,6 @@
 #include "shell/plugin_main.h"
 
+#include "engine/forms.h"
 #include "shell/globals.h"
 #include "shell/handles.h"
 #include "shell/render.h"
@@ -27,7 +28,8 @@ void DoStart(Globals* globals) {
     ResetGlobals(globals);
     ReadScriptParameters(globals);
     globals->docInfo = globals->filterParamBlock->documentInfo;
-    if (globals->docInfo == nullptr) {
+    // No form: the environment asks for one that is unknown here, and guessing would hide it.
+    if (globals->docInfo == nullptr || ActiveForm() == nullptr) {
         Fail(globals, errPlugInHostInsufficient);
     } else {
         AskUser(globals);

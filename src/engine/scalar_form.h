@@ -1,0 +1,5 @@
+#pragma once
+
+#include "engine/forms.h"
+
+extern const EngineForm kScalarForm;
