@@ -16,24 +16,21 @@ std::string gModule;
 ExitCode RunInfo() {
     const std::filesystem::path path = PathOf(gModule);
     const PeFile file = ReadPeFile(path);
-    std::string text = Shown(path.filename()) + ": for " + file.machine + "\n";
-    bool hasList = false;
+    std::string list, terminology;
     try {
         for (const PeResource& resource : file.resources) {
-            if (resource.type == "PIPL") {
-                hasList = true;
-                text += "Property list " + std::to_string(resource.id) + "\n" +
-                        PropertyListInWords(resource.data);
-            } else if (resource.type == "AETE") {
-                text +=
-                    "Terminology " + std::to_string(resource.id) + "\n" + TerminologyInWords(resource.data);
-            }
+            const std::string id = " " + std::to_string(resource.id) + "\n";
+            if (resource.type == "PIPL") list += "Property list" + id + PropertyListInWords(resource.data);
+            if (resource.type == "AETE")
+                terminology += "Terminology" + id + TerminologyInWords(resource.data);
         }
     } catch (const OutOfBytes&) {
         throw Failure(kNoModule, Shown(path) + ": its property list or terminology ends too early");
     }
-    if (!hasList) throw Failure(kNoModule, Shown(path) + ": has no property list, so it is no filter module");
-    std::fputs(text.c_str(), stdout);
+    if (list.empty())
+        throw Failure(kNoModule, Shown(path) + ": has no property list, so it is no filter module");
+    std::printf("%s: for %s\n%s%s", Shown(path.filename()).c_str(), file.machine.c_str(), list.c_str(),
+                terminology.c_str());
     return kDone;
 }
 

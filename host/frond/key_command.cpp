@@ -19,7 +19,7 @@ struct Options {
     std::vector<std::string> photos;
     std::string over, out, format = "png", action, record, matte, selection, module;
     int depth = 0;
-    Fit fit = Fit::kCover;
+    std::string fit = "cover";
     bool quiet = false, trace = false;
     ParameterValues parameters;
 };
@@ -132,7 +132,9 @@ KeySettings ReadSettings(const ParameterValues& parameters) {
     KeySettings settings;
     settings.parameters = parameters;
     settings.depth = gOptions.depth;
-    settings.fit = gOptions.fit;
+    settings.fit = gOptions.fit == "cover"     ? Fit::kCover
+                   : gOptions.fit == "stretch" ? Fit::kStretch
+                                               : Fit::kNone;
     if (!gOptions.over.empty()) {
         settings.background = Read(PathOf(gOptions.over));
         settings.backgroundName = gOptions.over;
@@ -180,13 +182,13 @@ ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vect
 }
 
 ExitCode RunKey() {
+    WatchForInterrupts();
     ParameterValues parameters;
     if (!gOptions.action.empty()) parameters = ReadAction(PathOf(gOptions.action));
     Overlay(parameters, gOptions.parameters);
     const std::vector<Task> tasks = PlanTasks(parameters);
     const fs::path module = FindModule(PathOf(gOptions.module));
     const KeySettings settings = ReadSettings(parameters);
-    WatchForInterrupts();
     ProgressBar bar(gOptions.quiet || gOptions.trace);
     Session session;
     StartSession(session, module, MakeHostOptions(bar));
@@ -215,11 +217,8 @@ Command AddKeyCommand(CLI::App& app) {
         ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg"}));
     key->add_option("--depth", o.depth, "Bits per channel to work with, 8 or 16; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
-    const std::map<std::string, Fit> fits{
-        {"cover", Fit::kCover}, {"stretch", Fit::kStretch}, {"none", Fit::kNone}};
-    key->add_option("--fit", o.fit, "How the background meets the photograph's size: cover, stretch or none")
-        ->transform(CLI::CheckedTransformer(fits))
-        ->type_name("HOW");
+    key->add_option("--fit", o.fit, "How the background meets the photograph's size; default: cover it")
+        ->check(CLI::IsMember({"cover", "stretch", "none"}));
     key->add_option("--selection", o.selection,
                     "Grey picture of the photograph's size; where it is black, nothing changes")
         ->type_name("MASK");

@@ -38,7 +38,7 @@ int Run(int count, char** texts) {
         "Keys photographs taken before a green or blue backdrop, with the filter \"Twin Plate Rig...\".",
         kProgramName);
     app.set_version_flag("--version", std::string("frond ") + FROND_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     app.footer("frond COMMAND --help tells more about a command.");
     const Command commands[] = {AddKeyCommand(app), AddSampleCommand(app), AddCompareCommand(app),
                                 AddInfoCommand(app)};
@@ -52,6 +52,7 @@ int Run(int count, char** texts) {
     for (const Command& command : commands) {
         if (command.app->parsed()) return command.run();
     }
+    Complain("say what to do: key, sample, compare or info; see frond --help");
     return kBadUsage;
 }
 

@@ -45,7 +45,7 @@ std::string EventInWords(ByteReader& reader) {
 
 std::string TerminologyInWords(const Bytes& table) {
     ByteReader reader{&table};
-    reader.at = 2;
+    reader.at = 4;  // two header words
     reader.Take16();
     reader.Take16();
     const std::uint32_t suites = reader.Take16();
