@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstring>
 #include <utility>
 
@@ -161,6 +162,12 @@ Picture Upright(Picture picture, int orientation) {
         std::swap(picture.resolutionX, picture.resolutionY);
     }
     return picture;
+}
+
+double TidyResolution(double pixelsPerUnit) {
+    const double whole = std::round(pixelsPerUnit);
+    return std::fabs(pixelsPerUnit - whole) < 0.013 ? whole
+                                                    : pixelsPerUnit;  // half a pixel per metre, in inches
 }
 
 std::string OneLine(const std::string& text) {

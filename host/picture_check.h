@@ -18,6 +18,9 @@ void CheckPictureFile(const std::filesystem::path& path);
 // is.
 Picture Upright(Picture picture, int orientation);
 
+// A resolution as people mean it: PNG counts pixels per metre, and 300 to the inch come back as 299.9994.
+double TidyResolution(double pixelsPerUnit);
+
 // A decoder's message in one line, without line breaks and closing stops.
 std::string OneLine(const std::string& text);
 

@@ -119,7 +119,11 @@ void ReadResolution(const ImageSpec& spec, Picture& picture) {
     if (x < 1 || y < 1) return;  // some writers leave a zero, or next to it
     picture.resolutionX = x;
     picture.resolutionY = y;
-    if (unit == "in" || unit == "inch") picture.resolutionUnit = ResolutionUnit::kInch;
+    if (unit == "in" || unit == "inch") {
+        picture.resolutionUnit = ResolutionUnit::kInch;
+        picture.resolutionX = TidyResolution(x);
+        picture.resolutionY = TidyResolution(y);
+    }
     if (unit == "cm") picture.resolutionUnit = ResolutionUnit::kCentimetre;
     if (unit == "m") {
         picture.resolutionUnit = ResolutionUnit::kCentimetre;
