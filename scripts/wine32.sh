@@ -18,6 +18,11 @@ fi
 WINEDEBUG="${WINEDEBUG:--all}"
 # No offers to download anything, and a crash ends the program instead of opening a debugger.
 WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree=;mshtml=;winedbg.exe=}"
+# Without a window manager each window costs Wine seconds of waiting for one; it is told that there is none.
+unmanaged='mkdir -p "$WINEPREFIX" && { [ -e "$WINEPREFIX/unmanaged" ] || {
+    /usr/lib/wine/wine reg add "HKCU\Software\Wine\X11 Driver" /v Managed /d N /f >/dev/null 2>&1
+    touch "$WINEPREFIX/unmanaged"
+}; }'
 
 if [ -e "$debian/ready" ]; then
     asRoot=
@@ -28,9 +33,9 @@ if [ -e "$debian/ready" ]; then
     exec $asRoot chroot "$debian" /usr/bin/env -i PATH=/usr/bin:/bin HOME=/root LANG=C.UTF-8 \
         DISPLAY="$DISPLAY" WINEDEBUG="$WINEDEBUG" WINEDLLOVERRIDES="$WINEDLLOVERRIDES" \
         WINEPREFIX=/root/wine WINEARCH=win32 \
-        /bin/sh -c 'cd "$1" && shift && exec /usr/lib/wine/wine "$@"' sh "$PWD" "$@"
+        /bin/sh -c 'cd "$1" && shift && '"$unmanaged"' && exec /usr/lib/wine/wine "$@"' sh "$PWD" "$@"
 fi
 
 export WINEDEBUG WINEDLLOVERRIDES WINEPREFIX="${WINEPREFIX:-$project/build/wine32-prefix}" WINEARCH=win32
-mkdir -p "$WINEPREFIX"
+eval "$unmanaged"
 exec /usr/lib/wine/wine "$@"
