@@ -19,9 +19,7 @@ struct Rgb {
 };
 
 void SetTop(EngineRig* rig, std::int64_t i, const Rgb& c) {
-    rig->Set(kTopR, i, c.r);
-    rig->Set(kTopG, i, c.g);
-    rig->Set(kTopB, i, c.b);
+    rig->SetColour(kTopR, i, c.r, c.g, c.b);
 }
 
 struct Means {

@@ -94,6 +94,12 @@ void EngineRig::Set(Plane plane, std::int64_t i, std::uint16_t sample) {
     }
 }
 
+void EngineRig::SetColour(Plane red, std::int64_t i, std::uint16_t r, std::uint16_t g, std::uint16_t b) {
+    Set(red, i, r);
+    Set(static_cast<Plane>(red + 1), i, g);
+    Set(static_cast<Plane>(red + 2), i, b);
+}
+
 void EngineRig::Fill(Plane plane, std::uint16_t sample) {
     for (std::int64_t i = 0; i < Pixels(); ++i) Set(plane, i, sample);
 }

@@ -53,6 +53,8 @@ class EngineRig {
     // Samples by index, row-major; at 8 bits the low byte counts.
     std::uint16_t Get(Plane plane, std::int64_t i) const;
     void Set(Plane plane, std::int64_t i, std::uint16_t sample);
+    // Three planes at once: kTopR, kBottomR or kOutR and the two behind it.
+    void SetColour(Plane red, std::int64_t i, std::uint16_t r, std::uint16_t g, std::uint16_t b);
     void Fill(Plane plane, std::uint16_t sample);
     void CopyPlane(Plane to, Plane from);
     void ExchangePlanes(Plane a, Plane b);

@@ -121,8 +121,11 @@ void KeyAllRows(Globals* globals) {
     KeyRun run = BeginRun(globals);
     const RunMemory memory(&run);
     PlaceColumns(run.width, &run.columns);
-    const std::int32_t lastRow = KeyRows<Sample>(globals, &run);
-    if (!run.showSelect && !run.realityInteg) FlushRows<Sample>(run, globals);
+    std::int32_t lastRow = KeyRows<Sample>(globals, &run);
+    if (!run.showSelect && !run.realityInteg) {
+        FlushRows<Sample>(run, globals);
+        lastRow = run.height;  // after an abort too: the flush writes up to the end of the picture
+    }
     if (run.realityInteg && !run.outputAlpha)
         sizeof(Sample) == 1 ? blendEdges8(globals) : blendEdges16(globals);
     globals->progressPercent = Percent(lastRow, run.height);
