@@ -197,7 +197,7 @@ TEST(EdgeBlending, RadiusFollowsTheWidth) {
     EXPECT_EQ(blend(1499), two);
     // Radius 4, weights 1 to 8: 101 from 44.4 = (200 + 35 * 40) / 36 in eighths. Below 97 the two candidates
     // before it: 95 by 99: 40; 96 by 100: 40.
-    const Samples four{40, 40, 40, 44, 63, 83, 102, 122, 141, 161, 180, 200};
+    const Samples four{40, 40, 44, 63, 83, 102, 122, 141, 161, 180, 200, 200};
     EXPECT_EQ(blend(2000), four);
     EXPECT_EQ(blend(2600), four);
 }
