@@ -39,32 +39,45 @@ Number Max(Number a, Number b) {
     return a > b ? a : b;
 }
 
-// The bin of each of n pixels, or one of the two marks.
-//
+// What decides about the pixels of a block, as ratios: hue 60 turn / width, saturation width / height.
+struct Ratios {
+    std::int32_t turn[kBlock], width[kBlock], height[kBlock];
+    std::int32_t mark[kBlock];  // 0, or one of the two marks above
+};
+
 // At full brightness the channels differ as the seen ones do, all scaled alike, so that hue, saturation and
-// the margin of ten raw levels are ratios of seen channels. A ratio of samples is either whole or, at 8 bits,
-// at least 1/255 from whole; at 16 bits it is rarely nearer. kNear catches the whole ones, whose doubles may
-// have been rounded to either side, and covers the error of single precision, which is below 0.0001 here.
+// the margin of ten raw levels are ratios of seen channels. A lead of exactly ten is left to the plain form.
 template <class Sample>
-void FindBins(const Sample* r, const Sample* g, const Sample* b, int n, std::int32_t maxSample,
-              std::int32_t darkest, std::int32_t* bins) {
-    constexpr float kNear = 0.001f;
+void FindRatios(const Sample* r, const Sample* g, const Sample* b, int n, std::int32_t maxSample,
+                std::int32_t darkest, Ratios* ratios) {
     for (int i = 0; i < n; ++i) {
         const std::int32_t red = r[i], blue = b[i];
         const std::int32_t green = Min<std::int32_t>(g[i], maxSample);
-        const std::int32_t delta = green - Min(red, blue);
         const std::int32_t lead = green - Max(red, blue);
-        const float hue = static_cast<float>(60 * (blue - red)) / static_cast<float>(Max(delta, 1)) + 60.0f;
-        const float sat = static_cast<float>(200 * delta) / static_cast<float>(Max(green, 1));
-        // Out of range only where the pixel does not count.
-        const std::int32_t hueBin = static_cast<std::int32_t>(Min(Max(hue, 0.0f), 1e6f));
-        const std::int32_t satBin = static_cast<std::int32_t>(Min(Max(sat, 0.0f), 1e6f));
-        const float hueRest = hue - static_cast<float>(hueBin), satRest = sat - static_cast<float>(satBin);
-        const bool settled = (lead > 10) & (hueRest > kNear) & (hueRest < 1 - kNear) & (satRest > kNear) &
-                             (satRest < 1 - kNear);
         const bool candidate = (green > darkest) & (lead >= 10);
+        ratios->turn[i] = candidate ? 60 * (blue - red) : 0;
+        ratios->width[i] = candidate ? green - Min(red, blue) : 1;
+        ratios->height[i] = candidate ? green : 1;
+        ratios->mark[i] = candidate ? (lead > 10 ? 0 : kUnsettled) : kNotCounted;
+    }
+}
+
+// The bin of each pixel, or one of the two marks. A ratio of samples is either whole or, at 8 bits, at least
+// 1/255 from whole; at 16 bits it is rarely nearer. kNear catches the whole ones, whose doubles may have been
+// rounded to either side, and covers the error of single precision, which is below 0.0001 here.
+void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
+    constexpr float kNear = 0.001f;
+    for (int i = 0; i < n; ++i) {
+        const float width = static_cast<float>(ratios.width[i]);
+        const float hue = static_cast<float>(ratios.turn[i]) / width + 60.0f;
+        const float sat = 200.0f * width / static_cast<float>(ratios.height[i]);
+        const std::int32_t hueBin = static_cast<std::int32_t>(hue);
+        const std::int32_t satBin = static_cast<std::int32_t>(sat);
+        const float hueRest = hue - static_cast<float>(hueBin), satRest = sat - static_cast<float>(satBin);
+        const float rest = Min(Min(hueRest, 1 - hueRest), Min(satRest, 1 - satRest));
         const std::int32_t bin = satBin >= kSatSteps / 5 ? hueBin * kSatBins + satBin : kNotCounted;
-        bins[i] = candidate ? (settled ? bin : kUnsettled) : kNotCounted;
+        const std::int32_t settled = rest > kNear ? bin : kUnsettled;
+        bins[i] = ratios.mark[i] == 0 ? settled : ratios.mark[i];
     }
 }
 
@@ -79,10 +92,12 @@ void CountHuesAndSats(const LogicalPlanes<Sample>& top, std::int64_t pixels, con
     std::memset(gHueSatCounts, 0, sizeof gHueSatCounts);
     const std::int32_t maxSample = static_cast<std::int32_t>(limits.maxSample);
     const std::int32_t darkest = static_cast<std::int32_t>(limits.darkest);
+    Ratios ratios;
     std::int32_t bins[kBlock];
     for (std::int64_t first = 0; first < pixels; first += kBlock) {
         const int n = static_cast<int>(Min<std::int64_t>(kBlock, pixels - first));
-        FindBins(top.r + first, top.g + first, top.b + first, n, maxSample, darkest, bins);
+        FindRatios(top.r + first, top.g + first, top.b + first, n, maxSample, darkest, &ratios);
+        FindBins(ratios, n, bins);
         for (int i = 0; i < n; ++i) {
             if (bins[i] >= 0) {
                 ++gHueSatCounts[bins[i]];

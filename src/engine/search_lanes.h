@@ -108,25 +108,61 @@ static inline V StepsAbove(V start, V bound, double stepsPerOne) {
     return LimitLow(fit - Set(1), Set(0));
 }
 
-// Goes on from step `at` of a row of steps (a's first index in `steps`) until each lane stops or has run out.
-// Gives the a that each lane ends with.
+// What the quick test of the search needs of a pixel.
+struct QuickLanes {
+    V slopeR, slopeG, slopeB;  // w - bg, signed
+    V redLimit, thirdLimit;    // what the key channel's lead is compared with
+};
+
+// Whether the lanes go on at x = 1 / a for certain, by candidates worked out without a division: bg + (w -
+// bg) x for (w - (1 - a) bg) / a. The two differ by rounding alone, by some 1e-10 levels for a of
+// kSmallestSkip and more, so that a test that passes by a thousandth of a level passes as it is defined. No
+// number says no.
+static inline M GoesOnForCertain(const KeyRun& run, const PixelLanes& p, const SideLanes& side,
+                                 const QuickLanes& quick, V x) {
+    const V maxSample = Set(run.maxSample), zero = Set(0), slack = Set(0.001 * run.levelScale);
+    const V fR = LimitTo(p.bgR + quick.slopeR * x, zero, maxSample);
+    const V fG = LimitTo(p.bgG + quick.slopeG * x, zero, maxSample);
+    const V fB = LimitTo(p.bgB + quick.slopeB * x, zero, maxSample);
+    M on = Greater(Largest(fG, Select(side.red, fR, fB)), Set(5.001 * run.levelScale));
+    on = And(on, Greater(fG - fR, quick.redLimit));
+    on = And(on, Greater(fG - fB, quick.thirdLimit));
+    return AndNot(on, AndNot(side.halfway, Greater(fG - (fR + fB) * Set(0.5), slack)));
+}
+
+// Goes on from step `at` of the steps until each lane stops or has run out; gives the a that each ends with.
+// The lanes run ahead by the quick test, each to the first step that it cannot pass, and there they are
+// tested as the search is defined, all at once.
 static inline V Descend(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V lead,
-                        const double* steps, V at) {
+                        const double* steps, const double* inverses, V at) {
+    const V slack = Set(0.001 * run.levelScale), k = Set(run.levelScale), alter = Set(run.sAlter),
+            one = Set(1);
+    const QuickLanes quick{p.R - p.bgR, p.G - p.bgG, p.B - p.bgB, (alter - Set(140)) * k + slack,
+                           (lead + alter - Set(100)) * k + slack};
     V a = Gather(steps, at);
     M going = Greater(a, Set(0));
     while (Any(going)) {
-        going = AndNot(going, StopsSearch(run, p, side, lead, a));
-        at = Select(going, at + Set(1), at);
+        M ahead = going;
+        while (Any(ahead)) {
+            // Several steps at once: one after the other, they would wait for each other's gathers.
+            const V from = at;
+            for (int i = 0; i < kStepsAhead; ++i) {
+                const V x = Gather(inverses, from + Set(i));
+                ahead = And(ahead, GoesOnForCertain(run, p, side, quick, x));
+                at = Select(ahead, from + Set(i + 1), at);
+            }
+        }
         a = Gather(steps, at);
-        going = And(going, Greater(a, Set(0)));
+        going = AndNot(And(going, Greater(a, Set(0))), StopsSearch(run, p, side, lead, a));
+        at = Select(going, at + one, at);
     }
-    return a;
+    return Gather(steps, at);
 }
 
 // The unlimited a of the search.
 static inline V SearchA(const KeyRun& run, const PixelLanes& p, const SideLanes& side) {
     V bound = SearchBound(run, p, side, side.coarseLead);
-    const V coarse = Descend(run, p, side, side.coarseLead, kSearchSteps.coarse,
+    const V coarse = Descend(run, p, side, side.coarseLead, kSearchSteps.coarse, kSearchSteps.coarseInverse,
                              LimitHigh(StepsAbove(Set(1), bound, 10), Set(kCoarseSteps - 3)));
 
     // One coarse step back, unless the first test stopped; the row of fine steps that starts there. The
@@ -135,7 +171,7 @@ static inline V SearchA(const KeyRun& run, const PixelLanes& p, const SideLanes&
     const V first = row * Set(kFineStride);
     if (run.blueLogic) bound = SearchBound(run, p, side, side.fineLead);
     const V skip = StepsAbove(Gather(kSearchSteps.fine, first), bound, 200);
-    return Descend(run, p, side, side.fineLead, kSearchSteps.fine, first + skip);
+    return Descend(run, p, side, side.fineLead, kSearchSteps.fine, kSearchSteps.fineInverse, first + skip);
 }
 
 static inline V RaiseToEstimates(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V a) {
