@@ -30,6 +30,7 @@ The photograph          $pictures/photo.png
 Its new background      $pictures/background.png
 The finished picture    $pictures/keyed.png
 What was kept, as grey  $pictures/matte.png
+What a perfect key is   $pictures/composite.png, with its matte in alpha.png
 
 With pictures of your own:
   build/linux/frond key PHOTO --over BACKGROUND -o OUT.png
