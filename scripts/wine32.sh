@@ -26,7 +26,8 @@ unmanaged='mkdir -p "$WINEPREFIX" && { [ -e "$WINEPREFIX/unmanaged" ] || {
 
 if [ -e "$debian/ready" ]; then
     asRoot=
-    [ "$(id -u)" = 0 ] || asRoot="sudo -n"
+    # Who started sudo cannot stop what runs under it; a program that hangs is ended from inside.
+    [ "$(id -u)" = 0 ] || asRoot="sudo -n timeout 600"
     # Linked, not mounted: nothing is left behind, and a deleted build/wine32 takes nothing else with it.
     $asRoot mkdir -p "$debian$PWD" "$debian$project/build"
     $asRoot cp -alf "$project/build/win32" "$debian$project/build"
