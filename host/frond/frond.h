@@ -62,5 +62,6 @@ Command AddKeyCommand(CLI::App& app);
 Command AddSampleCommand(CLI::App& app);
 Command AddCompareCommand(CLI::App& app);
 Command AddInfoCommand(CLI::App& app);
+Command AddAboutCommand(CLI::App& app);
 
 }  // namespace frond

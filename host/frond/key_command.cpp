@@ -6,6 +6,7 @@
 
 #include "host/frond/frond.h"
 #include "host/frond/keying.h"
+#include "host/frond/main_window.h"
 #include "host/picture_io.h"
 #include "host/whole_file.h"
 
@@ -20,7 +21,7 @@ struct Options {
     std::string over, out, format = "png", action, record, matte, selection, module;
     int depth = 0;
     std::string fit = "cover";
-    bool quiet = false, trace = false;
+    bool quiet = false, trace = false, dialog = false;
     ParameterValues parameters;
 };
 
@@ -86,14 +87,20 @@ void RequireDistinctFiles(const std::vector<Task>& tasks) {
     }
 }
 
+void RequireRoomForAlpha(const fs::path& out, const ParameterValues& parameters) {
+    if (out.empty() || Effective(parameters, "FlagOutputAlpha") == 0 || FormatOf(out).holdsAlpha) return;
+    throw Failure(kBadUsage, Shown(out) + ": JPEG holds no transparency; use .png or .tif");
+}
+
 // Everything that can be known to be wrong before work begins.
 std::vector<Task> PlanTasks(const ParameterValues& parameters) {
     if (gOptions.out.empty() && gOptions.matte.empty())
         throw Failure(kBadUsage, "say with -o where the result goes");
+    if (gOptions.dialog && gOptions.out.empty())
+        throw Failure(kBadUsage, "say with -o where the dialog's result goes");
     const bool several = gOptions.photos.size() > 1;
     const bool outInFolder = several || IsFolder(PathOf(gOptions.out));
     const bool matteInFolder = several || IsFolder(PathOf(gOptions.matte));
-    const bool isTransparent = Effective(parameters, "FlagOutputAlpha") != 0;
     std::vector<Task> tasks;
     for (const std::string& text : gOptions.photos) {
         const fs::path photo = PathOf(text);
@@ -104,9 +111,7 @@ std::vector<Task> PlanTasks(const ParameterValues& parameters) {
         if (task.out.empty() || outInFolder) continue;
         RequireWritableName(task.out);
     }
-    if (!gOptions.out.empty() && isTransparent && !FormatOf(tasks[0].out).holdsAlpha) {
-        throw Failure(kBadUsage, Shown(tasks[0].out) + ": JPEG holds no transparency; use .png or .tif");
-    }
+    RequireRoomForAlpha(tasks[0].out, parameters);
     if (!gOptions.matte.empty() && !matteInFolder) RequireWritableName(tasks[0].matte);
     RequireDistinctFiles(tasks);
     if (!gOptions.out.empty() && outInFolder) RequireFolder(PathOf(gOptions.out));
@@ -117,7 +122,10 @@ std::vector<Task> PlanTasks(const ParameterValues& parameters) {
 HostOptions MakeHostOptions(ProgressBar& bar) {
     HostOptions options;
     options.abortRequested = [] { return gStopAsked.load(); };
-    options.progress = [&bar](std::int32_t done, std::int32_t total) { Advance(bar, done, total); };
+    options.progress = [&bar](std::int32_t done, std::int32_t total) {
+        Advance(bar, done, total);
+        if (gOptions.dialog) KeepResponding();
+    };
     options.displayed = [](const DisplayCall&) {};
     if (gOptions.trace) {
         options.trace = [&bar](const std::string& line) {
@@ -132,6 +140,7 @@ KeySettings ReadSettings(const ParameterValues& parameters) {
     KeySettings settings;
     settings.parameters = parameters;
     settings.depth = gOptions.depth;
+    settings.withDialog = gOptions.dialog;
     settings.fit = gOptions.fit == "cover"     ? Fit::kCover
                    : gOptions.fit == "stretch" ? Fit::kStretch
                                                : Fit::kNone;
@@ -150,6 +159,7 @@ void RunTask(Session& session, const KeySettings& settings, const Task& task, Pa
     const Keyed keyed = KeyPhotograph(session, settings, task.photo, !task.out.empty(), !task.matte.empty());
     if (!keyed.warning.empty() && !gOptions.quiet) Complain(keyed.warning);
     if (gStopAsked) throw Failure(kInterrupted, "interrupted; nothing was written");
+    RequireRoomForAlpha(task.out, keyed.recorded);
     if (!task.out.empty()) Write(task.out, keyed.result);
     if (!task.matte.empty()) Write(task.matte, keyed.matte);
     recorded = keyed.recorded;
@@ -157,12 +167,13 @@ void RunTask(Session& session, const KeySettings& settings, const Task& task, Pa
 
 // A picture that fails does not keep the others from their turn; the first failure's code is the program's.
 ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vector<Task>& tasks,
-                  ProgressBar& bar) {
+                  ProgressBar& bar, const MainWindow& window) {
     ExitCode code = kDone;
     bool anyDone = false;
     ParameterValues recorded;
     for (const Task& task : tasks) {
         Begin(bar, Shown(task.photo.filename()));
+        if (window) SetTitle(window, Shown(task.photo.filename()) + " - " + kProgramName);
         try {
             RunTask(session, settings, task, recorded);
             anyDone = true;
@@ -183,6 +194,7 @@ ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vect
 
 ExitCode RunKey() {
     WatchForInterrupts();
+    if (gOptions.dialog) RequireWindows();
     ParameterValues parameters;
     if (!gOptions.action.empty()) parameters = ReadAction(PathOf(gOptions.action));
     Overlay(parameters, gOptions.parameters);
@@ -190,9 +202,16 @@ ExitCode RunKey() {
     const fs::path module = FindModule(PathOf(gOptions.module));
     const KeySettings settings = ReadSettings(parameters);
     ProgressBar bar(gOptions.quiet || gOptions.trace);
+    MainWindow window;
+    HostOptions options = MakeHostOptions(bar);
+    if (gOptions.dialog) {
+        window = OpenMainWindow(kProgramName);
+        options.mainWindow = window.get();
+        options.keepDisplays = false;
+    }
     Session session;
-    StartSession(session, module, MakeHostOptions(bar));
-    return RunTasks(session, settings, tasks, bar);
+    StartSession(session, module, std::move(options));
+    return RunTasks(session, settings, tasks, bar, window);
 }
 
 constexpr char kFooter[] =
@@ -228,6 +247,7 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_option("--record", o.record, "Write the parameters of the run to this file")->type_name("FILE");
     key->add_option("--module", o.module, "The filter module, if it does not lie beside the program")
         ->type_name("FILE");
+    key->add_flag("--dialog", o.dialog, "Let the filter's dialog decide on the parameters (on Windows)");
     key->add_flag("--quiet", o.quiet, "No progress bar and no warnings");
     key->add_flag("--trace", o.trace, "Print every call between the filter and its host on standard error");
     AddParameterOptions(*key, o.parameters);

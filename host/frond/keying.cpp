@@ -134,7 +134,7 @@ Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::fi
                     bool wantsResult, bool wantsMatte) {
     const Plate plate = ReadPlate(settings, path);
     const Plane selection = SelectionFor(settings, plate.photo);
-    KeyJob job{&plate.photo, &plate.background, &selection, settings.parameters};
+    KeyJob job{&plate.photo, &plate.background, &selection, settings.parameters, settings.withDialog};
     Keyed keyed;
     if (!plate.background.profile.empty() && plate.background.profile != plate.photo.profile) {
         keyed.warning =
@@ -144,7 +144,7 @@ Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::fi
     if (wantsResult || IsMatteRun(settings.parameters)) {
         KeyResult run = RunModule(session, job);
         keyed.recorded = run.parameters;
-        if (wantsMatte && IsMatteRun(settings.parameters)) keyed.matte = GreyOf(run.layer.alpha, plate.photo);
+        if (wantsMatte && IsMatteRun(run.parameters)) keyed.matte = GreyOf(run.layer.alpha, plate.photo);
         keyed.result = std::move(run.layer);
         if (Effective(run.parameters, "FlagOutputAlpha") == 0) LayOver(keyed.result, plate.background);
         keyed.result.profile = plate.photo.profile;
@@ -153,7 +153,8 @@ Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::fi
         keyed.result.resolutionUnit = plate.photo.resolutionUnit;
     }
     if (wantsMatte && keyed.matte.width == 0) {
-        job.parameters = ForMatte(settings.parameters);
+        job.parameters = ForMatte(settings.withDialog ? keyed.recorded : settings.parameters);
+        job.withDialog = false;
         KeyResult run = RunModule(session, job);
         if (!wantsResult) keyed.recorded = run.parameters;
         keyed.matte = GreyOf(std::move(run.layer.alpha), plate.photo);

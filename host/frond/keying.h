@@ -18,6 +18,7 @@ struct KeySettings {
     ParameterValues parameters;
     int depth = 0;  // 0: the photograph's
     Fit fit = Fit::kCover;
+    bool withDialog = false;
 };
 
 struct Keyed {
@@ -30,7 +31,8 @@ struct Keyed {
 
 // Keys one photograph. A layered file of two or more layers is keyed over its own lowest layer when no
 // background is given. The result keeps the photograph's profile and resolution. The matte is the alpha of a
-// run of its own with "FlagOutputAlpha", unless the result's run was such a run itself. Throws Failure.
+// run of its own with "FlagOutputAlpha", unless the result's run was such a run itself. With the dialog,
+// which comes with the result's run, both take the parameters that the user leaves. Throws Failure.
 Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
                     bool wantsResult, bool wantsMatte);
 

@@ -41,7 +41,7 @@ int Run(int count, char** texts) {
     app.require_subcommand(0, 1);
     app.footer("frond COMMAND --help tells more about a command.");
     const Command commands[] = {AddKeyCommand(app), AddSampleCommand(app), AddCompareCommand(app),
-                                AddInfoCommand(app)};
+                                AddInfoCommand(app), AddAboutCommand(app)};
     try {
         app.parse(Arguments(count, texts));
     } catch (const CLI::ParseError& error) {
@@ -52,7 +52,7 @@ int Run(int count, char** texts) {
     for (const Command& command : commands) {
         if (command.app->parsed()) return command.run();
     }
-    Complain("say what to do: key, sample, compare or info; see frond --help");
+    Complain("say what to do: key, sample, compare, info or about; see frond --help");
     return kBadUsage;
 }
 

@@ -98,11 +98,17 @@ KeyResult RunModule(Session& session, const KeyJob& job) {
     Document document = DocumentOf(job);
     GiveDescriptor(host, DescriptorOf(job.parameters));
     ClearReport(host);
-    const RunResult run = RunFilter(host, session.module->pluginMain, document, AskForParameters::kNo);
+    OptionsOf(host).playInfo = job.withDialog ? plugInDialogDisplay : plugInDialogDontDisplay;
+    const RunResult run = RunFilter(host, session.module->pluginMain, document,
+                                    job.withDialog ? AskForParameters::kYes : AskForParameters::kNo);
+    const bool cancelled = job.withDialog && run.result == userCanceledErr;
+    if (cancelled) throw Failure(kInterrupted, "cancelled; nothing was written");
     if (gStopAsked || ReportOf(host).aborted) throw Failure(kInterrupted, "interrupted; nothing was written");
     if (run.result != noErr) throw Failure(kRunFailed, ErrorText(run.result));
-    if (!ReportOf(host).violations.empty()) {
-        throw Failure(kRunFailed, "internal error: " + ReportOf(host).violations.front().text);
+    for (const Violation& violation : ReportOf(host).violations) {
+        // The dialog's Reset gives up the buffers of before, by design; the host frees them.
+        if (job.withDialog && violation.kind == ViolationKind::kLeak) continue;
+        throw Failure(kRunFailed, "internal error: " + violation.text);
     }
     KeyResult result;
     result.layer = MakePicture(0, 0, document.depth, 0, false);

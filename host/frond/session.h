@@ -38,6 +38,7 @@ struct KeyJob {
     const Picture* background;
     const Plane* selection;
     ParameterValues parameters;
+    bool withDialog;  // the user decides on the parameters; Windows alone
 };
 
 struct KeyResult {
@@ -46,7 +47,7 @@ struct KeyResult {
 };
 
 // Throws Failure kRunFailed when the module reports an error or broke the host's rules, kInterrupted when the
-// run was aborted.
+// run was aborted, or cancelled in the dialog.
 KeyResult RunModule(Session& session, const KeyJob& job);
 
 }  // namespace frond
