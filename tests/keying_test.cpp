@@ -323,6 +323,8 @@ TEST(SpecialCases, DarkAndColourlessKeepsItsAlpha) {
 TEST(SpecialCases, BackdropByShapeLiesNearTheLineThroughBlack) {
     Setting s;
     EXPECT_EQ(Key(s, {25, 100, 50}), kByShape);  // half the backdrop
+    // At 16 bits (100, 32767, 0), of spread 361.5: pulled to (9963.7, 32767, 9893.9).
+    EXPECT_EQ(Key(At16Bits(s), {3200, 12800, 6400}), (Keyed{9963, 32767, 9893, 0}));
     // (50, 200, 140): by green 40; by red 40 * 50 / 200 = 10; by blue (t 1.4) sqrt(20^2 + 80^2) = 82.46,
     // times 100 / 200 = 41.23. Together 91.23, less 91.23 * 60 / 255: 69.77.
     s.remove = 70;
@@ -435,6 +437,9 @@ TEST(AlphaSearch, StopsWhereTheForegroundGoesBlack) {
     // The mirror: red lacks 28.5 and the third channel then nothing. Red plus green has not grown:
     // (0, 44.06, 33.92) stays, and is pulled to (13.87, 44.06, 37.11).
     EXPECT_EQ(Key(BlueSide(s), {0, 60, 10}), (Keyed{13, 44, 37, Fine(0.715)}));
+    // On the red side red must be black too, and not the third channel: with D = (-14, -140, -100) red stays
+    // above 5 down to 0.311, and green's estimate of 0.7 is what holds.
+    EXPECT_EQ(AlphaOf(s, {36, 60, 0}), Fine(0.7));
     // At 16 bits 5 levels are 640 samples.
     Setting deep = At16Bits(s);
     deep.meanG = 0;
@@ -482,8 +487,12 @@ TEST(AlphaSearch, EstimatesKeepTheir255At16Bits) {
 }
 
 TEST(AlphaSearch, EndsAtZeroOnTheRedSideOnly) {
-    // The backdrop itself, with the plain case off, stops nowhere and has estimates of 0.
+    // The backdrop itself, with the plain case off, stops nowhere and has estimates of 0. Equal channels are
+    // on the red side.
     EXPECT_EQ(Key(BlueSide(SearchAlone()), {100, 200, 50}), kPlain);
+    Setting equal = SearchAlone();
+    equal.backdrop = {100, 200, 100};
+    EXPECT_EQ(Key(equal, {100, 200, 100}), kPlain);
     // On the blue side alpha stays at 0.001, too little to unmix by: the seen colour, of spread 238.5, pulled
     // to (102.2, 200, 134.8).
     EXPECT_EQ(Key(SearchAlone(), {50, 200, 100}), (Keyed{102, 200, 134, Fine(0.001)}));
@@ -694,6 +703,12 @@ TEST(RowLoop, ReportsEveryTwentiethInStepsOfTwentyRows) {
     }
     EXPECT_EQ(rig.abortCalls, 4);
     EXPECT_EQ(rig.globals.progressPercent, 100);
+
+    // 59 / 20 = 2: rows 2, 5, 8 ...; the second call in row 41.
+    EngineRig odd(2, 59, RunKind::kFull8);
+    odd.abortAtCall = 2;
+    odd.Key();
+    EXPECT_EQ(odd.globals.progressPercent, 69);  // 4100 / 59
 
     // 40 / 20 = 2: rows 2, 5, ... 20.
     EngineRig forty(2, 40, RunKind::kFull16);
