@@ -65,26 +65,12 @@ void Pack(Queue* queue, M lanes, V at, const PixelLanes& p, bool withForeground)
     queue->count = n + PopCount(Bits(lanes));
 }
 
-// v * 100 / 100 as the two roundings give it, without a division.
-//
-// p = v * 100 is rounded; d = p - 100 v is then exact, one binary piece of 100 after the other (each
-// difference is of two numbers within a factor of two of each other, and so exact), and p / 100 is v + d /
-// 100. d is a multiple of 4 ulp(v), so that d / 100 is j / 25 ulp(v) for a whole j: never nearer to the half
-// or the quarter of an ulp, where rounding would turn, than a hundredth of one. The error of d * 0.01 is far
-// smaller than that.
-V HundredPercent(V v) {
-    const V p = v * Set(100);
-    const V d = p - v * Set(64) - v * Set(32) - v * Set(4);
-    return v + d * Set(0.01);
-}
-
 // The interpolation along one row of one channel of the grid.
 void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, std::int32_t x0, int n,
                  double* level) {
     const double* cells = table + row.cell * kGridSide;
     const V rowLow = Set(row.low), rowHigh = Set(row.high);
     const V limit = Set(255 * run.levelScale), adjust = Set(run.sAdjust);
-    const bool hundred = run.sAdjust == 100;
     int cell = 0;
     while (run.columns.firstColumn[cell + 1] <= x0) ++cell;
     // A vector may run on into the columns of the next cell, which writes them again.
@@ -97,7 +83,7 @@ void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, s
             const V low = Load(run.columns.low + x0 + x), high = Load(run.columns.high + x0 + x);
             const V value =
                 c00 * low * rowLow + c01 * high * rowLow + c10 * low * rowHigh + c11 * high * rowHigh;
-            Store(level + x, LimitHigh(hundred ? HundredPercent(value) : value * adjust / Set(100), limit));
+            Store(level + x, LimitHigh(DivideBy<25, 4>(value * adjust), limit));
         }
         x = end;
         ++cell;

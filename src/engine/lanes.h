@@ -72,6 +72,10 @@ inline void StorePacked(double* p, M m, V v) {
 inline V Gather(const double* table, V index) {
     return _mm512_i32gather_pd(_mm512_cvttpd_epi32(index), table, 8);
 }
+// The lower half of the mantissa cleared.
+inline V UpperHalf(V v) {
+    return _mm512_castsi512_pd(_mm512_and_si512(_mm512_castpd_si512(v), _mm512_set1_epi64(~0x7ffffffLL)));
+}
 inline V Truncate(V v) {
     return _mm512_roundscale_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
 }
@@ -156,6 +160,9 @@ inline void StorePacked(double* p, M m, V v) {
 inline V Gather(const double* table, V index) {
     return _mm256_i32gather_pd(table, _mm256_cvttpd_epi32(index), 8);
 }
+inline V UpperHalf(V v) {
+    return _mm256_and_pd(v, _mm256_castsi256_pd(_mm256_set1_epi64x(~0x7ffffffLL)));
+}
 inline V Truncate(V v) {
     return _mm256_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
 }
@@ -239,6 +246,9 @@ inline V Gather(const double* table, V index) {
     const __m128i i = _mm_cvttpd_epi32(index);
     return _mm_set_pd(table[_mm_cvtsi128_si32(_mm_shuffle_epi32(i, 1))], table[_mm_cvtsi128_si32(i)]);
 }
+inline V UpperHalf(V v) {
+    return _mm_and_pd(v, _mm_castsi128_pd(_mm_set1_epi64x(~0x7ffffffLL)));
+}
 // For values within the 32-bit range.
 inline V Truncate(V v) {
     return _mm_cvtepi32_pd(_mm_cvttpd_epi32(v));
@@ -277,6 +287,23 @@ inline V Largest(V a, V b) {
 }
 inline V Smallest(V a, V b) {
     return LimitHigh(a, b);
+}
+
+// v / (odd * power) with the one rounding of a division, without one: power a power of two, odd below 2^20,
+// and v finite and far from the ends of the range.
+//
+// q is near the quotient, and v / power - odd * q is worked out exactly: q is cut into two halves, whose
+// products with odd have no more than 53 bits, and each difference is of two numbers close to each other. The
+// quotient is q and a fraction of its last place; since odd divides no power of two, it is never nearer to a
+// rounding border than 1 / (2 odd) of that place, and the last sum, whose error is far smaller, rounds as the
+// division would.
+template <int odd, int power>
+inline V DivideBy(V v) {
+    constexpr double inverse = 1.0 / odd;
+    const V scaled = v * Set(1.0 / power);
+    const V q = scaled * Set(inverse);
+    const V high = UpperHalf(q), low = q - high;
+    return q + (scaled - high * Set(odd) - low * Set(odd)) * Set(inverse);
 }
 
 // The first n samples from p on, n at least 1; lanes past them are 0, and memory past them is not touched.

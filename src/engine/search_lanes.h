@@ -65,40 +65,62 @@ static inline M StopsSearch(const KeyRun& run, const PixelLanes& p, const SideLa
     return Or(stop, And(side.halfway, LessEqual(fG, (fR + fB) / Set(2))));
 }
 
+// A line that starts s above its bound and falls by `fall` for each unit of 1 / a. A start that is not above
+// the bound is the soonest of all.
+struct FallingLine {
+    V s, fall;
+};
+
+// The line that reaches its bound first, if any falls.
+static inline FallingLine Sooner(const FallingLine& a, const FallingLine& b) {
+    const M reached = LessEqual(a.s, Set(0));
+    const M second = Or(AndNot(Less(b.s * a.fall, a.s * b.fall), reached), LessEqual(b.s, Set(0)));
+    return {Select(second, b.s, a.s), Select(second, b.fall, a.fall)};
+}
+
 // A value of a above which no stop test of these lanes can say stop; 1 where nothing is known.
 //
-// With x = 1 / a, a candidate channel is bg + (w - bg) * x, limited to 0..M, and so moves by no more than
-// |w - bg| * (x - 1) from its value at x = 1, the limited seen channel. Each of the four conditions compares
-// a difference or a maximum of candidates with a fixed bound, and so is as far from stopping at x as it was
-// at 1, less its slope L * (x - 1), L being the sum, or the larger, of the slopes of the channels in it. None
-// stops while L * (x - 1) is less than that distance s at x = 1: while x < 1 + s / L, that is a > L / (L +
-// s). The smallest s / L of the four counts. s is taken a thousandth of a level short, far more than the
-// rounding of the exact test amounts to while a is not below kSmallestSkip: there every candidate is known to
-// some 1e-10 levels. Pixels with a non-number compare false below and get 1.
+// With x = 1 / a, a candidate channel is w + (w - bg) t, t = x - 1, limited to 0..M. So fG is at least the
+// smaller of wG + dG t and M, and fR and fB are at most the larger of wR + dR t, wB + dB t and 0, where d = w
+// - bg. Put into the four conditions, this leaves straight lines in t, each of which must have fallen below
+// its bound before the condition can hold: a line that starts s above its bound and falls by `fall` each unit
+// of t stays above while s > fall t, that is while a > fall / (fall + s). The smallest s / fall of all lines
+// counts.
+//
+// s is taken a thousandth of a level short, far more than the rounding of the exact test amounts to while a
+// is not below kSmallestSkip: there every candidate is known to some 1e-10 levels. A line with a non-number
+// does not count, and the condition that it stands for is then false.
 static inline V SearchBound(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V lead) {
-    const V k = Set(run.levelScale), maxSample = Set(run.maxSample), slack = Set(0.001 * run.levelScale);
-    const V seenR = LimitHigh(p.R, maxSample), seenG = LimitHigh(p.G, maxSample),
-            seenB = LimitHigh(p.B, maxSample);
-    const V slopeR = Abs(p.R - p.bgR), slopeG = Abs(p.G - p.bgG), slopeB = Abs(p.B - p.bgB);
-    const V alter = Set(run.sAlter);
+    const V k = Set(run.levelScale), slack = Set(0.001 * run.levelScale);
+    const V dR = p.R - p.bgR, dG = p.G - p.bgG, dB = p.B - p.bgB;
+    const V level = Set(0), top = Set(run.maxSample), flat = Set(0), rise = flat - dG;
 
-    V s = Largest(seenG, Select(side.red, seenR, seenB)) - Set(5) * k - slack;
-    V slope = Largest(slopeG, Select(side.red, slopeR, slopeB));
-    M known = Greater(s, Set(0));
-    const auto take = [&](V distance, V itsSlope) {
-        distance = distance - slack;
-        const M nearer = Less(distance * slope, s * itsSlope);
-        s = Select(nearer, distance, s);
-        slope = Select(nearer, itsSlope, slope);
-        return Greater(distance, Set(0));
-    };
-    known = And(known, take(seenG - seenR - (alter - Set(140)) * k, slopeG + slopeR));
-    known = And(known, take(seenG - seenB - (lead + alter - Set(100)) * k, slopeG + slopeB));
-    const V never = Set(1e30 * run.levelScale);
-    const V halfway = Select(side.halfway, seenG - (seenR + seenB) * Set(0.5), never);
-    known = And(known, take(halfway, slopeG + (slopeR + slopeB) * Set(0.5)));
-    const V bound = Select(known, slope, Set(1)) / Select(known, slope + s, Set(1));
-    return Select(Less(bound, Set(1)), bound, Set(1));
+    // Dark: both the key channel and the strong one must fall below 5 levels, so the higher one must.
+    const V strong = Select(side.red, p.R, p.B);
+    const M keyHigher = Greater(p.G, strong);
+    const FallingLine dark{Select(keyHigher, p.G, strong) - Set(5) * k - slack,
+                           flat - Select(keyHigher, dG, Select(side.red, dR, dB))};
+    // Against red and against the third channel, where nothing, the lower end or the upper end limits.
+    const V alter = Set(run.sAlter);
+    const V redBound = (alter - Set(140)) * k + slack, thirdBound = (lead + alter - Set(100)) * k + slack;
+    const FallingLine red = Sooner({p.G - p.R - redBound, dR + rise},
+                                   Sooner({p.G - level - redBound, rise}, {top - p.R - redBound, dR}));
+    const FallingLine third = Sooner({p.G - p.B - thirdBound, dB + rise},
+                                     Sooner({p.G - level - thirdBound, rise}, {top - p.B - thirdBound, dB}));
+    // Half-way, doubled, alike; where the test does not run, its lines are far off.
+    const V off = Select(side.halfway, flat, Set(1e30)) - slack;
+    const V twice = p.G + p.G + off, twiceRise = rise + rise, twiceTop = top + top + off;
+    const FallingLine low =
+        Sooner(Sooner({twice - p.R - p.B, twiceRise + dR + dB}, {twice - p.R, twiceRise + dR}),
+               Sooner({twice - p.B, twiceRise + dB}, {twice, twiceRise}));
+    const FallingLine high =
+        Sooner({twiceTop - p.R - p.B, dR + dB}, Sooner({twiceTop - p.R, dR}, {twiceTop - p.B, dB}));
+    const FallingLine first = Sooner(Sooner(dark, red), Sooner(third, Sooner(low, high)));
+    // Where no line falls, nothing stops above kSmallestSkip. A non-number compares false.
+    const V fall = LimitLow(first.fall, flat);
+    const V bound = fall / (fall + first.s);
+    const M known = And(Greater(first.s, flat), Less(bound, Set(1)));
+    return Select(known, bound, Set(1));
 }
 
 // The number of steps of the given size from `start` on that lie above the bound for certain: one less than
@@ -247,12 +269,12 @@ static inline void SearchLanes(const KeyRun& run, PixelLanes* p) {
 }
 
 static inline V PullWideChannel(V f, V near, V mx) {
-    f = (Set(2000) - near) * f / Set(2000) + near / Set(2000) * mx;
-    return Set(1500) * f / Set(2000) + Set(0.25) * mx;
+    f = DivideBy<125, 16>((Set(2000) - near) * f) + DivideBy<125, 16>(near) * mx;
+    return DivideBy<125, 16>(Set(1500) * f) + Set(0.25) * mx;
 }
 
 static inline V PullNarrowChannel(V f, V spread, V mx) {
-    return f * spread / Set(50) + (Set(50) - spread) * mx / Set(50);
+    return DivideBy<25, 2>(f * spread) + DivideBy<25, 2>((Set(50) - spread) * mx);
 }
 
 static inline void RescueDarkLanes(PixelLanes* p, M dark) {
