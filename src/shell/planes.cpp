@@ -9,6 +9,9 @@
 namespace {
 
 constexpr std::int32_t kBitsPerByte = 8;
+constexpr char kTwoLayersNeeded[] =
+    "To use this plugin you need two layers. "
+    "The bottom layer is the background with the green image as the top layer";
 
 struct DocumentSize {
     std::int64_t width, height;
@@ -37,11 +40,7 @@ void FindLayers(Globals* globals) {
     } else if (bottom != nullptr) {
         globals->bottomChannels = globals->topChannels = bottom->compositeChannelsList;
     } else {
-        ShowMessage(
-            "To use this plugin you need two layers. The bottom layer is the background with the green image "
-            "as "
-            "the top layer",
-            "Problem");
+        ShowMessage(kTwoLayersNeeded, "Problem");
         globals->bottomChannels = globals->topChannels = document->mergedCompositeChannels;
     }
 }
