@@ -165,9 +165,9 @@ Picture Upright(Picture picture, int orientation) {
 }
 
 double TidyResolution(double pixelsPerUnit) {
+    constexpr double kPerMetre = 0.0254;  // one pixel per metre, in pixels per inch
     const double whole = std::round(pixelsPerUnit);
-    return std::fabs(pixelsPerUnit - whole) < 0.013 ? whole
-                                                    : pixelsPerUnit;  // half a pixel per metre, in inches
+    return std::fabs(pixelsPerUnit - whole) < kPerMetre ? whole : pixelsPerUnit;
 }
 
 std::string OneLine(const std::string& text) {

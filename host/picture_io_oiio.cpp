@@ -8,6 +8,7 @@
 
 #include "host/picture_check.h"
 #include "host/picture_io.h"
+#include "host/picture_metadata.h"
 #include "host/whole_file.h"
 
 namespace frond {
@@ -150,7 +151,10 @@ Picture ReadSubimage(ImageInput& input, int subimage, const std::string& name) {
     const bool isFloat = spec.format.is_floating_point();
     const int depth = !isFloat && spec.format.size() == 1 ? 8 : 16;
     Picture picture = MakePicture(spec.width, spec.height, depth, map.colours, map.alpha >= 0);
-    const bool multiplied = map.alpha >= 0 && spec.get_int_attribute("oiio:UnassociatedAlpha") == 0;
+    // Layered files store straight alpha, but the reader does not say so.
+    const bool isStraight =
+        spec.get_int_attribute("oiio:UnassociatedAlpha") != 0 || std::string(input.format_name()) == "psd";
+    const bool multiplied = map.alpha >= 0 && !isStraight;
     const bool linear = OIIO::Strutil::iequals(spec.get_string_attribute("oiio:ColorSpace"), "linear");
     if (isFloat) {
         SeparateFloat(ReadSamples<float>(input, subimage, spec, TypeDesc::FLOAT, name), spec.nchannels, map,
@@ -196,14 +200,19 @@ Picture ReadFlat(ImageInput& input, const std::string& name) {
 
 Picture ReadPicture(const std::filesystem::path& path) {
     const std::unique_ptr<ImageInput> input = Open(path);
-    return ReadFlat(*input, Shown(path));
+    Picture picture = ReadFlat(*input, Shown(path));
+    if (std::string(input->format_name()) == "jpeg") picture.profile = JpegProfile(ReadWholeFile(path));
+    return picture;
 }
 
 LayeredPicture ReadLayeredPicture(const std::filesystem::path& path) {
     const std::unique_ptr<ImageInput> input = Open(path);
     LayeredPicture result;
+    if (std::string(input->format_name()) != "psd") {
+        result.merged = ReadPicture(path);
+        return result;
+    }
     result.merged = ReadFlat(*input, Shown(path));
-    if (std::string(input->format_name()) != "psd") return result;
     for (int subimage = 1; subimage <= 2 && input->seek_subimage(subimage, 0); ++subimage) {
         const ImageSpec spec = input->spec_dimensions(subimage);
         if (spec.width < 1 || spec.height < 1) {
@@ -228,7 +237,7 @@ ImageSpec SpecOf(const Picture& picture, const PictureFormat& format, int depth,
         spec.channelnames[channels - 1] = "A";
         spec.attribute("oiio:UnassociatedAlpha", 1);
     }
-    if (!picture.profile.empty()) {
+    if (!picture.profile.empty() && format.holds16) {
         spec.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, static_cast<int>(picture.profile.size())),
                        picture.profile.data());
     }
@@ -236,6 +245,8 @@ ImageSpec SpecOf(const Picture& picture, const PictureFormat& format, int depth,
         const char* const units[] = {"none", "in", "cm"};
         spec.attribute("XResolution", static_cast<float>(picture.resolutionX));
         spec.attribute("YResolution", static_cast<float>(picture.resolutionY));
+        // Writers work the vertical resolution out of this ratio, which to them is vertical by horizontal.
+        spec.attribute("PixelAspectRatio", static_cast<float>(picture.resolutionY / picture.resolutionX));
         spec.attribute("ResolutionUnit", units[static_cast<int>(picture.resolutionUnit)]);
     }
     if (format.holds16) {
@@ -262,11 +273,6 @@ std::vector<Sample> Interleave(const Picture& picture, int channels) {
     return samples;
 }
 
-bool StopAsked(void* stop, float) {
-    const auto* flag = static_cast<const std::atomic<bool>*>(stop);
-    return flag != nullptr && *flag;
-}
-
 }  // namespace
 
 void WritePicture(const std::filesystem::path& path, const Picture& picture, const std::atomic<bool>* stop) {
@@ -287,18 +293,16 @@ void WritePicture(const std::filesystem::path& path, const Picture& picture, con
         throw PictureError(Shown(path) +
                            ": cannot be encoded: " + OneLine(output ? output->geterror() : OIIO::geterror()));
     }
-    void* const flag = const_cast<std::atomic<bool>*>(stop);
     const bool written =
         picture.depth == 8
-            ? output->write_image(TypeDesc::UINT8, Interleave<std::uint8_t>(picture, channels).data(),
-                                  OIIO::AutoStride, OIIO::AutoStride, OIIO::AutoStride, StopAsked, flag)
-            : output->write_image(TypeDesc::UINT16, Interleave<std::uint16_t>(picture, channels).data(),
-                                  OIIO::AutoStride, OIIO::AutoStride, OIIO::AutoStride, StopAsked, flag);
+            ? output->write_image(TypeDesc::UINT8, Interleave<std::uint8_t>(picture, channels).data())
+            : output->write_image(TypeDesc::UINT16, Interleave<std::uint16_t>(picture, channels).data());
     const bool closed = output->close();
-    if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
     if (!written || !closed) {
         throw PictureError(Shown(path) + ": cannot be encoded: " + OneLine(output->geterror()));
     }
+    // The library mixes up a profile that takes more than one segment of a JPEG file.
+    if (!format.holds16) EmbedProfile(bytes, picture.profile);
     WriteWholeFile(path, bytes.data(), bytes.size(), stop);
 }
 

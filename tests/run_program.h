@@ -1,0 +1,21 @@
+// Runs the program as a user would, and keeps what it says.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+struct ProgramRun {
+    int code = -1;  // exit code; -1 when it did not end by itself
+    std::string out, err;
+};
+
+struct ProgramLimits {
+    long fileBytes = 0;                  // no file may grow larger; 0: no limit. Not on Windows
+    bool interruptWhenItSpeaks = false;  // Ctrl-C as soon as standard error holds something. Not on Windows
+};
+
+// Starts the program at the path with these arguments (UTF-8, taken as they are, no shell) in the present
+// folder.
+ProgramRun RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
+                      const ProgramLimits& limits = {});
