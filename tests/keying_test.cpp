@@ -307,6 +307,7 @@ TEST(SpecialCases, DarkAndColourlessKeepsItsAlpha) {
     EXPECT_EQ(Key(s, {30, 31, 30}), (Keyed{30, 30, 30, kKept}));
     // Cut to the larger of the two: (29, 30, 30) of spread 12, whose red the pulls take to 29.86.
     EXPECT_EQ(Key(s, {29, 31, 30}), (Keyed{29, 30, 30, kKept}));
+    EXPECT_EQ(Key(s, {30, 31, 29}), (Keyed{30, 30, 29, kKept}));
     // Chroma below 20 * 0.15 = 3. The search would stop at once, with the pixel opaque.
     EXPECT_EQ(AlphaOf(s, {31, 33, 33}), kKept);    // 2
     EXPECT_EQ(AlphaOf(s, {30, 33, 33}), kOpaque);  // 3
@@ -479,6 +480,11 @@ TEST(AlphaSearch, EstimatesKeepTheir255At16Bits) {
     s.topAlpha = kMaxSample16;
     s.backdrop = {12800, 20000, 6400};
     EXPECT_EQ(Key(s, {12800, 24000, 6400}), kPlain);
+    // Nor do red and the third channel: 5200 above, of 19840 left to 255 levels, and 2600 of 26240. A slider of
+    // 0, and blue logic for the latter, let the search run out.
+    s.alter = 0;
+    EXPECT_EQ(Key(s, {18000, 20000, 6400}), kPlain);
+    EXPECT_EQ(AlphaOf(WithBlueLogic(s), {12800, 20000, 9000}), 0);
     // A mean of 15810 = 62 * 255 makes a darkGain of -60: (16000 + 384000) / (255 + 384000) is above 1, and
     // the pixel that would have 0.605 is opaque and as seen.
     s = At16Bits(SearchAlone());
