@@ -150,6 +150,9 @@ std::unique_ptr<EngineRig> EdgesOfDecisions(RunKind kind, std::uint64_t seed) {
     bg.r = draws.Between(1, 150) * bg.k + part;
     bg.b = draws.Between(1, 150) * bg.k + part;
     bg.g = draws.Between(60, 250) * bg.k + part;
+    // Where bounds on the distance from the backdrop's line are tight.
+    if (draws.Below(3) == 0) bg.g = bg.r + bg.b;
+    if (draws.Below(6) == 0) bg.b = bg.k;
     bg.sRemove = g.SliderRemoveGreen;
     bg.sBlack = g.SliderRestoreBlack;
     bg.sAlter = g.SliderAlterGreen;

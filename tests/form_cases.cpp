@@ -177,7 +177,7 @@ std::unique_ptr<EngineRig> DrawRun(Draws draws) {
     std::int32_t width = 0, height = 0;
     switch (draws.Below(8)) {
         case 0:  // past the spans of 256 and the blocks of 1024
-            width = draws.Between(200, 2200);
+            width = draws.Between(200, 2600);
             height = draws.Between(1, 12);
             break;
         case 1:  // so few pixels to so full a cell that a cell's share is infinite
