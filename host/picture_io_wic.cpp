@@ -31,6 +31,11 @@ struct Com {
     Object** operator&() { return &object; }
 };
 
+// The system's encoder has no such pixels.
+struct UnknownPixels : PictureError {
+    using PictureError::PictureError;
+};
+
 std::string CodeText(HRESULT code) {
     char text[32];
     std::snprintf(text, sizeof text, "error 0x%08lx", static_cast<unsigned long>(code));
@@ -265,7 +270,7 @@ bool WriteFrame(IWICBitmapFrameEncode* frame, const Picture& picture, const Layo
     WICPixelFormatGUID format = *layout.format;
     Require(frame->SetPixelFormat(&format), complaint);
     if (!IsEqualGUID(format, *layout.format)) {
-        throw PictureError(complaint + ": the system's encoder does not take pixels of this kind");
+        throw UnknownPixels(complaint + ": the system's encoder does not take pixels of this kind");
     }
     const bool hasProfile = picture.profile.empty() || WriteProfile(frame, picture);
     std::vector<std::uint8_t> bytes = layout.depth == 8 ? Interleave<std::uint8_t>(picture, layout)
@@ -357,6 +362,15 @@ std::vector<std::uint8_t> BytesOf(IStream* memory, const std::string& complaint)
     return file;
 }
 
+// Encoding goes to memory, so that only a whole file ever meets the disk.
+std::vector<std::uint8_t> Encoded(const Picture& picture, const PictureFormat& format,
+                                  const std::string& complaint, bool& hasProfile) {
+    Com<IStream> memory;
+    Require(CreateStreamOnHGlobal(nullptr, TRUE, &memory), complaint);
+    hasProfile = Encode(memory.object, picture, format, LayoutOf(picture), complaint);
+    return BytesOf(memory.object, complaint);
+}
+
 }  // namespace
 
 Picture ReadPicture(const std::filesystem::path& path) {
@@ -391,11 +405,15 @@ void WritePicture(const std::filesystem::path& path, const Picture& given, const
         static const bool exchanges = PngWriterExchangesBytes();
         if (exchanges) ExchangeBytes(picture);
     }
-    Com<IStream> memory;
-    // Encoding goes to memory, so that only a whole file ever meets the disk.
-    Require(CreateStreamOnHGlobal(nullptr, TRUE, &memory), complaint);
-    const bool hasProfile = Encode(memory.object, picture, format, LayoutOf(picture), complaint);
-    std::vector<std::uint8_t> file = BytesOf(memory.object, complaint);
+    std::vector<std::uint8_t> file;
+    bool hasProfile = false;
+    try {
+        file = Encoded(picture, format, complaint, hasProfile);
+    } catch (const UnknownPixels&) {
+        if (picture.colour.size() != 1) throw;
+        MakeColour(picture);  // not every substitute for the component writes grey in 16 bits
+        file = Encoded(picture, format, complaint, hasProfile);
+    }
     if (!hasProfile) EmbedProfile(file, picture.profile);
     WriteWholeFile(path, file.data(), file.size(), stop);
 }

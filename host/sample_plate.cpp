@@ -72,6 +72,9 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
     }
     static const CameraCurve curve;
     const Subject subject = PrepareSubject(options.width, options.height);
+    const Surroundings surroundings = MeasureSurroundings(
+        options.height, static_cast<float>(options.width) / static_cast<float>(options.height), subject.maps,
+        options.isBlue);
     const Vec3 spill = SpillColour(options.isBlue);
     const float scale = 1 / static_cast<float>(options.height);
     const auto largest = static_cast<float>(LargestSample(options.depth));
@@ -84,13 +87,12 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
             const std::size_t at = static_cast<std::size_t>(row) * options.width + column;
             const Seen seen = SubjectAt(subject, column, row);
             Vec3 photo = seen.light + spill * seen.spill;
-            if (seen.alpha < 1)
-                photo = photo + BackdropAt(p, subject.maps, options.isBlue) * (1 - seen.alpha);
+            if (seen.alpha < 1) photo = photo + BackdropAt(surroundings, p) * (1 - seen.alpha);
             photo.x += SensorNoise(photo.x, column, row, 0);
             photo.y += SensorNoise(photo.y, column, row, 1);
             photo.z += SensorNoise(photo.z, column, row, 2);
             Put(plate.photo, at, photo, curve);
-            const Vec3 landscape = LandscapeAt(p);
+            const Vec3 landscape = LandscapeAt(surroundings, p);
             Put(plate.background, at, landscape, curve);
             if (!options.withTruth) continue;
             Put(plate.composite, at, seen.light + landscape * (1 - seen.alpha), curve);

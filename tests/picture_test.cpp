@@ -196,8 +196,7 @@ TEST(PictureFile, KeepsSamplesProfileAndResolution) {
                     const auto path = folder / (std::string("picture") + ending);
                     WritePicture(path, picture);
                     Picture found = ReadPicture(path);
-                    if (colours == 1 && withAlpha) {  // some coders know grey only without alpha
-                        MakeColour(found);
+                    if (found.colour.size() > picture.colour.size()) {  // some coders lack some kinds of grey
                         MakeColour(picture);
                     }
                     ExpectSame(found, picture);

@@ -1,7 +1,5 @@
 #include "host/plate/figure.h"
 
-#include "host/plate/parallel.h"
-
 namespace frond::plate {
 
 namespace {
@@ -117,7 +115,7 @@ Sight Look(Shape shape, float x, float y) {
 
 // Outside an outline the nearest surface's values must stand, or the outermost pixels would take on the light
 // of nothing: one sweep each way carries them over a few lines.
-void SpreadOutwards(std::vector<Sight>& sights, int columns, int rows) {
+void SpreadOutwards(GridValues<Sight>& sights, int columns, int rows) {
     for (int pass = 0; pass < 3; ++pass) {
         std::vector<Sight> spread = sights;
         for (int y = 1; y + 1 < rows; ++y) {
@@ -136,18 +134,6 @@ void SpreadOutwards(std::vector<Sight>& sights, int columns, int rows) {
     }
 }
 
-struct Cell {
-    int at;
-    float fx, fy;
-};
-
-Cell CellAt(const FigureMaps& maps, Vec2 at) {
-    const float x = std::min(std::max((at.x - maps.left) / maps.step, 0.0f), maps.columns - 1.001f);
-    const float y = std::min(std::max(at.y / maps.step, 0.0f), maps.rows - 1.001f);
-    const int ix = static_cast<int>(x), iy = static_cast<int>(y);
-    return {iy * maps.columns + ix, x - static_cast<float>(ix), y - static_cast<float>(iy)};
-}
-
 }  // namespace
 
 Vec3 MainLight() {
@@ -155,45 +141,28 @@ Vec3 MainLight() {
 }
 
 FigureMaps MeasureFigure(int height, float aspect) {
+    constexpr int kRows = 720;
     FigureMaps maps;
-    maps.rows = std::min(720, height) + 2;
-    maps.step = 1.0f / static_cast<float>(maps.rows - 2);
-    maps.columns = static_cast<int>(aspect / maps.step) + 2;
-    maps.left = -aspect / 2;
-    const std::size_t count = static_cast<std::size_t>(maps.columns) * static_cast<std::size_t>(maps.rows);
-    for (auto& part : maps.parts) part.resize(count);
-    maps.outline.resize(count);
-    ForEachRow(maps.rows, [&maps](int row) {
-        for (int column = 0; column < maps.columns; ++column) {
-            const int at = row * maps.columns + column;
-            const float x = maps.left + static_cast<float>(column) * maps.step;
-            const float y = static_cast<float>(row) * maps.step;
-            maps.outline[at] = 1;
-            for (int part = 0; part < kPartCount; ++part) {
-                maps.parts[part][at] = Look(kShapes[part], x, y);
-                maps.outline[at] = std::min(maps.outline[at], maps.parts[part][at].clearance);
-            }
-        }
-    });
-    for (auto& part : maps.parts) SpreadOutwards(part, maps.columns, maps.rows);
+    maps.shape = MakeGridShape(std::min(kRows, height), aspect);
+    for (int part = 0; part < kPartCount; ++part) {
+        maps.parts[part] =
+            MeasureGrid<Sight>(maps.shape, [part](Vec2 at) { return Look(kShapes[part], at.x, at.y); });
+    }
+    maps.outline.resize(maps.parts[0].size());
+    for (std::size_t i = 0; i < maps.outline.size(); ++i) {
+        maps.outline[i] = std::min(maps.parts[kBackHair][i].clearance,
+                                   std::min(maps.parts[kSkin][i].clearance, maps.parts[kCloth][i].clearance));
+    }
+    for (auto& part : maps.parts) SpreadOutwards(part, maps.shape.columns, maps.shape.rows);
     return maps;
 }
 
 Sight SightAt(const FigureMaps& maps, Part part, Vec2 at) {
-    const Cell cell = CellAt(maps, at);
-    const Sight* s = maps.parts[part].data() + cell.at;
-    const Sight *a = s, *b = s + 1, *c = s + maps.columns, *d = s + maps.columns + 1;
-    const auto blend = [&cell](auto va, auto vb, auto vc, auto vd) {
-        return Mix(Mix(va, vb, cell.fx), Mix(vc, vd, cell.fx), cell.fy);
-    };
-    return {blend(a->clearance, b->clearance, c->clearance, d->clearance),
-            blend(a->normal, b->normal, c->normal, d->normal), blend(a->light, b->light, c->light, d->light)};
+    return Between(maps.parts[part], maps.shape, CellAt(maps.shape, at));
 }
 
 float OutlineAt(const FigureMaps& maps, Vec2 at) {
-    const Cell cell = CellAt(maps, at);
-    const float* s = maps.outline.data() + cell.at;
-    return Mix(Mix(s[0], s[1], cell.fx), Mix(s[maps.columns], s[maps.columns + 1], cell.fx), cell.fy);
+    return Between(maps.outline, maps.shape, CellAt(maps.shape, at));
 }
 
 float HandClearance(Vec2 at, float time) {

@@ -4,8 +4,7 @@
 // its top, z towards the viewer.
 #pragma once
 
-#include <vector>
-
+#include "host/plate/grid.h"
 #include "host/plate/numbers.h"
 
 namespace frond::plate {
@@ -17,6 +16,11 @@ struct Sight {
     float light;      // 0 to 1: how much of the main light gets there
 };
 
+// A sight between two others.
+inline Sight Mix(const Sight& a, const Sight& b, float t) {
+    return {Mix(a.clearance, b.clearance, t), Mix(a.normal, b.normal, t), Mix(a.light, b.light, t)};
+}
+
 enum Part { kBackHair, kSkin, kCloth, kPartCount };
 
 // The direction towards the main light.
@@ -24,11 +28,9 @@ Vec3 MainLight();
 
 // The figure measured on a grid of sight lines; between them its shapes are smooth enough to be interpolated.
 struct FigureMaps {
-    int columns = 0, rows = 0;
-    float step = 0;  // between two lines
-    float left = 0;  // x of the first column
-    std::vector<Sight> parts[kPartCount];
-    std::vector<float> outline;  // clearance of the whole figure
+    GridShape shape;
+    GridValues<Sight> parts[kPartCount];
+    GridValues<float> outline;  // clearance of the whole figure
 };
 
 // Measures a picture of the given size; `aspect` is its width by its height.

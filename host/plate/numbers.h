@@ -45,6 +45,9 @@ inline float Clamp01(float v) {
 inline float Mix(float a, float b, float t) {
     return a + (b - a) * t;
 }
+inline Vec2 Mix(Vec2 a, Vec2 b, float t) {
+    return {Mix(a.x, b.x, t), Mix(a.y, b.y, t)};
+}
 inline Vec3 Mix(Vec3 a, Vec3 b, float t) {
     return a + (b - a) * t;
 }

@@ -31,9 +31,8 @@ float ShadowAt(Vec2 at, const FigureMaps& maps) {
     return 1 - 0.34f * SmoothStep(0.10f, -0.05f, near) - 0.14f * SmoothStep(0.16f, -0.06f, far);
 }
 
-}  // namespace
-
-Vec3 BackdropAt(Vec2 at, const FigureMaps& maps, bool isBlue) {
+// The light on the cloth, and how far it turns away from the lamp.
+Vec2 ClothLightAt(Vec2 at, const FigureMaps& maps) {
     constexpr float e = 0.004f;
     const float here = ClothHeight(at);
     const float slopeX = (ClothHeight({at.x + e, at.y}) - here) / e;
@@ -47,13 +46,19 @@ Vec3 BackdropAt(Vec2 at, const FigureMaps& maps, bool isBlue) {
     const float fill = 0.16f / (1 + 2 * ((at.x - 0.7f) * (at.x - 0.7f) + (at.y - 0.8f) * (at.y - 0.8f)));
     const float fromMiddle = at.x * at.x + (at.y - 0.5f) * (at.y - 0.5f);
     const float fallOff = 1 - 0.22f * fromMiddle;
-    const float light = (lamp * Mix(1, facing, 0.75f) * ShadowAt(at, maps) + fill) * fallOff;
+    return {(lamp * Mix(1, facing, 0.75f) * ShadowAt(at, maps) + fill) * fallOff, Clamp01(1 - facing)};
+}
 
+}  // namespace
+
+Vec3 BackdropAt(const Surroundings& surroundings, Vec2 at) {
+    const Vec2 cloth =
+        Between(surroundings.backdrop, surroundings.backdropShape, CellAt(surroundings.backdropShape, at));
     const float weave = 1 + 0.05f * (Noise(at.x * 900, at.y * 900, 77) - 0.5f) +
                         0.03f * (Noise(at.x * 260, at.y * 1900, 78) - 0.5f);
     // Where the folds turn away, a little of the room's neutral light shows on the cloth's nap.
-    const Vec3 nap = Vec3{0.012f, 0.012f, 0.013f} * (1 + 2 * Clamp01(1 - facing));
-    return (isBlue ? kBlueCloth : kGreenCloth) * (light * weave) + nap;
+    const Vec3 nap = Vec3{0.012f, 0.012f, 0.013f} * (1 + 2 * cloth.y);
+    return (surroundings.isBlue ? kBlueCloth : kGreenCloth) * (cloth.x * weave) + nap;
 }
 
 Vec3 SpillColour(bool isBlue) {
@@ -107,9 +112,7 @@ Vec3 MountainAt(Vec2 at, float below, float edge, std::uint32_t seed) {
     return Mix(rock, Mix(Vec3{0.36f, 0.42f, 0.55f}, Vec3{0.90f, 0.83f, 0.74f}, slope), snow);
 }
 
-}  // namespace
-
-Vec3 LandscapeAt(Vec2 at) {
+Vec3 ViewAt(Vec2 at) {
     struct Chain {
         float base, height, roughness, haze;
         std::uint32_t seed;
@@ -135,6 +138,26 @@ Vec3 LandscapeAt(Vec2 at) {
     const float trees = horizon - 0.020f * Turbulence(at.x * 26, 0.5f, 4, 561);
     colour = Mix(colour, Vec3{0.030f, 0.042f, 0.026f}, SmoothStep(-0.002f, 0.002f, at.y - trees));
     return Mix(colour, MeadowAt(at), SmoothStep(horizon - 0.002f, horizon + 0.003f, at.y));
+}
+
+}  // namespace
+
+Surroundings MeasureSurroundings(int height, float aspect, const FigureMaps& maps, bool isBlue) {
+    // Folds are broad, and the landscape is out of focus: beyond these rows there is nothing finer to see.
+    constexpr int kBackdropRows = 720, kLandscapeRows = 1440;
+    Surroundings surroundings;
+    surroundings.isBlue = isBlue;
+    surroundings.backdropShape = MakeGridShape(std::min(kBackdropRows, height), aspect);
+    surroundings.landscapeShape = MakeGridShape(std::min(kLandscapeRows, height), aspect);
+    surroundings.backdrop =
+        MeasureGrid<Vec2>(surroundings.backdropShape, [&maps](Vec2 at) { return ClothLightAt(at, maps); });
+    surroundings.landscape = MeasureGrid<Vec3>(surroundings.landscapeShape, ViewAt);
+    return surroundings;
+}
+
+Vec3 LandscapeAt(const Surroundings& surroundings, Vec2 at) {
+    return Between(surroundings.landscape, surroundings.landscapeShape,
+                   CellAt(surroundings.landscapeShape, at));
 }
 
 }  // namespace frond::plate
