@@ -13,7 +13,8 @@ struct Wording {
     const char* help;
 };
 
-constexpr Wording kWordings[kParameterCount] = {
+// In the order of kParameters.
+constexpr Wording kWordings[] = {
     {"--remove-green", "take the backdrop's colour out of what is kept"},
     {"--restore-black", "keep dark areas from turning transparent"},
     {"--alter-green", "what counts as the backdrop's colour"},
@@ -26,6 +27,7 @@ constexpr Wording kWordings[kParameterCount] = {
     {"--blue", "the backdrop is blue"},
     {"--original", "leave the photograph unkeyed"},
 };
+static_assert(sizeof(kWordings) / sizeof(kWordings[0]) == kParameterCount, "every parameter has its words");
 
 void AddFlag(CLI::App& app, const std::string& name, const Wording& wording,
              std::optional<std::int32_t>& value) {

@@ -1,5 +1,7 @@
 // The run's eleven parameters: their scripting names, keys and defaults, in the terminology's order, which is
-// also the order in which a descriptor is written. The fields of Globals bear the same names.
+// also the order in which a descriptor is written. The fields of Globals bear the same names. What else has a
+// row for each parameter is held to this table by the compiler or by a test; docs/architecture.md has the
+// list.
 #pragma once
 
 #include "hostapi/hostapi.h"
@@ -12,16 +14,11 @@ struct ParameterInfo {
 };
 
 constexpr ParameterInfo kParameters[] = {
-    {"SliderRemoveGreen", FourCC("RGre"), false, 40},
-    {"SliderRestoreBlack", FourCC("RBlk"), false, 20},
-    {"SliderAlterGreen", FourCC("AGre"), false, 100},
-    {"SliderSelectTransp", FourCC("STsp"), false, 100},
-    {"SliderScaleTransp", FourCC("SKTp"), false, 70},
-    {"SliderAdjBGLevel", FourCC("ABGl"), false, 100},
-    {"FlagRealityInteg", FourCC("RInt"), true, 1},
-    {"FlagShowSelect", FourCC("SSel"), true, 0},
-    {"FlagOutputAlpha", FourCC("OutA"), true, 0},
-    {"FlagBlueLogic", FourCC("Blog"), true, 0},
+    {"SliderRemoveGreen", FourCC("RGre"), false, 40}, {"SliderRestoreBlack", FourCC("RBlk"), false, 20},
+    {"SliderAlterGreen", FourCC("AGre"), false, 100}, {"SliderSelectTransp", FourCC("STsp"), false, 100},
+    {"SliderScaleTransp", FourCC("SKTp"), false, 70}, {"SliderAdjBGLevel", FourCC("ABGl"), false, 100},
+    {"FlagRealityInteg", FourCC("RInt"), true, 1},    {"FlagShowSelect", FourCC("SSel"), true, 0},
+    {"FlagOutputAlpha", FourCC("OutA"), true, 0},     {"FlagBlueLogic", FourCC("Blog"), true, 0},
     {"FlagOrgPhoto", FourCC("OrgP"), true, 0},
 };
 

@@ -5,7 +5,10 @@
 #include <commctrl.h>
 #include <shellapi.h>
 
+#include <iterator>
+
 #include "shell/globals.h"
+#include "shell/parameter_table.h"
 #include "support/checked_heap.h"
 #include "ui/dialog_ids.h"
 #include "ui/dialog_window_win32.h"
@@ -46,6 +49,8 @@ constexpr CheckBoxControl kCheckBoxes[] = {
     {kIdOutputAlpha, &Globals::FlagOutputAlpha},   {kIdBlueLogic, &Globals::FlagBlueLogic},
     {kIdOrgPhoto, &Globals::FlagOrgPhoto},
 };
+static_assert(std::size(kSliders) + std::size(kCheckBoxes) == kParameterCount,
+              "every parameter has its control");
 
 // No exception may leave a window procedure: want of memory becomes a code, and the dialog stays open.
 void Compose(Globals* globals) {
