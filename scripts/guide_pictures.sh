@@ -1,0 +1,108 @@
+#!/bin/bash
+# Makes the pictures of the README and of docs/guide.md anew with frond, from the sample plate:
+#
+#   guide_pictures.sh           into docs/images
+#   guide_pictures.sh --check   aside, and says whether those in docs/images are still what comes out
+#
+# Needs a build of the preset linux and the command oiiotool (package openimageio-tools). FROND names another
+# frond. The pictures of the dialog are screenshots.sh's.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+frond=$(realpath "${FROND:-build/linux/frond}")
+committed=$PWD/docs/images
+images=$committed
+work=$PWD/build/guide
+
+command -v oiiotool >/dev/null || { echo "guide_pictures.sh: oiiotool is missing: install openimageio-tools" >&2; exit 1; }
+rm -rf "$work"
+mkdir -p "$work"
+case ${1:-} in
+"") ;;
+--check) images=$work/images ;;
+*)
+    echo "usage: guide_pictures.sh [--check]" >&2
+    exit 2
+    ;;
+esac
+mkdir -p "$images/guide"
+cd "$work"
+
+"$frond" sample --size 960x640 green
+"$frond" sample --size 960x640 --blue blue
+
+# Keys the green plate with these settings, or the blue one if that is their first word; `result` is the picture.
+key() {
+    local plate=green words
+    read -ra words <<<"$1"
+    [ "${words[0]:-}" != blue ] || plate=blue words=("${words[@]:1}")
+    result=keyed-$(tr -c 'a-z0-9\n' _ <<<"$1").png
+    [ -e "$result" ] || "$frond" key $plate/photo.png --over green/background.png --quiet -o "$result" "${words[@]}"
+}
+
+# write_jpeg FILE WORDS...: what oiiotool makes of the words.
+write_jpeg() {
+    oiiotool -q "${@:2}" -d uint8 --attrib jpeg:subsampling 4:2:0 --compression jpeg:86 -o "$1"
+}
+
+# strip NAME CROP WIDTH SETTINGS...: one panel for each of the settings, the same part of the picture (in
+# oiiotool's words, WIDTHxHEIGHT+X+Y), scaled to the given width. Settings that end in .png are a picture itself.
+strip() {
+    local name=$1 crop=$2 width=$3 settings panels=()
+    shift 3
+    for settings in "$@"; do
+        case $settings in *.png) result=$settings ;; *) key "$settings" ;; esac
+        panels+=("$result" --ch "0,1,2" --cut "$crop" --resize "${width}x0")
+    done
+    write_jpeg "$images/guide/$name.jpg" "${panels[@]}" --mosaic:pad=6 "$#x1"
+}
+
+whole=960x640+0+0
+head=260x240+400+100
+hair=208x200+370+90
+veil=300x300+185+310
+bust=400x330+300+80
+
+# The README's two.
+key "--original"
+write_jpeg "$images/photo.jpg" "$result"
+key ""
+write_jpeg "$images/keyed.jpg" "$result"
+
+# What each control does: low, as it comes, high.
+strip remove-backdrop $whole 312 "--remove-green 0" "" "--remove-green 120"
+strip remove-hair $hair 312 "--remove-green 0" "" "--remove-green 120"
+strip restore-dark $head 312 "--restore-black 0" "" "--restore-black 100"
+strip alter-green $veil 312 "--alter-green 60" "" "--alter-green 140"
+strip select-transparency $veil 312 "--select-transparency 50" "" "--select-transparency 150"
+strip scale-transparency $veil 312 "--scale-transparency 20" "" "--scale-transparency 160"
+strip background-level $veil 312 "--background-level 70" "" "--background-level 130"
+strip blend-edges 120x105+520+180 420 "--no-blend" ""
+strip show-selected $whole 460 "" "--no-blend --show-matte"
+strip blue-logic $whole 312 "blue --original" "blue" "blue --blue"
+
+"$frond" key green/photo.png --over green/background.png --quiet --transparent -o cut-out.png --matte matte.png
+oiiotool -q --pattern checker:color1=.55,.55,.55:color2=.7,.7,.7:width=16:height=16 960x640 3 -o checker.tif
+oiiotool -q cut-out.png --ch R,G,B,A --premult checker.tif --ch R,G,B,A=1 --over --ch R,G,B -d uint8 -o seen.png
+oiiotool -q matte.png --ch 0,0,0 -o matte-colour.png
+strip transparency $whole 460 seen.png matte-colour.png
+
+# Symptoms, before and after.
+strip mend-green-veil $veil 420 "" "--alter-green 80"
+strip mend-holes $head 420 "--restore-black 0" "--restore-black 20"
+strip mend-thin-hair $hair 420 "--remove-green 120" "--remove-green 30"
+strip mend-backdrop-left $whole 460 "--remove-green 10" "--remove-green 40"
+strip mend-purple $veil 420 "--alter-green 40" "--alter-green 90"
+strip mend-see-through $head 420 "--select-transparency 50" "--select-transparency 100"
+strip mend-veil-eaten $veil 420 "--remove-green 120" "--remove-green 40"
+strip mend-depth $bust 460 "--depth 16" "--depth 8"
+
+[ "$images" != "$committed" ] || exit 0
+status=0
+for picture in $({ cd "$committed" && ls -- *.jpg guide/*.jpg; cd "$images" && ls -- *.jpg guide/*.jpg; } | sort -u); do
+    # What another encoder makes of the same picture differs by rounding only.
+    difference=$("$frond" compare "$images/$picture" "$committed/$picture" 2>&1 | sed -n 's/^mean absolute error *\([0-9.]*\).*/\1/p') || true
+    awk -v d="${difference:-256}" 'BEGIN { exit d > 0.1 }' && continue
+    echo "docs/images/$picture is not what the program makes; run scripts/guide_pictures.sh" >&2
+    status=1
+done
+exit $status
