@@ -1,0 +1,176 @@
+// frond_bench: what the engine costs, by stage, form, picture, size and depth.
+//
+//   frond_bench [--form=NAME,...] [--stage=NAME,...] [--picture=NAME,...] [--size=MEGAPIXELS,...]
+//               [--depth=BITS,...] [--repeat=N] [--module=PATH] [options of Google Benchmark]
+//
+// Without options: every form that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8 and
+// 16 bits, five repetitions, and the module in the folder above the program's. The forms take turns within a
+// repetition only with --benchmark_enable_random_interleaving=true, which wants one size and depth at a time.
+// Every result is compared with the one of the first form; a difference ends the program with 1, a wrong
+// option with 2.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "engine/forms.h"
+#include "stages.h"
+#include "table.h"
+
+namespace bench {
+namespace {
+
+using Names = std::vector<std::string>;
+
+struct Options {
+    Names forms, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, repeat{"5"}, module;
+};
+
+Names Split(const std::string& list) {
+    Names names;
+    std::istringstream in(list);
+    for (std::string name; std::getline(in, name, ',');) names.push_back(name);
+    return names;
+}
+
+[[noreturn]] void Refuse(const std::string& message) {
+    std::fprintf(stderr, "frond_bench: %s\n", message.c_str());
+    std::exit(2);
+}
+
+// Takes our own options out of the command line and leaves the others to the library.
+Options ReadOptions(int* argc, char** argv) {
+    Options options;
+    const std::map<std::string, Names*> known = {
+        {"--form", &options.forms},   {"--stage", &options.stages}, {"--picture", &options.pictures},
+        {"--size", &options.sizes},   {"--depth", &options.depths}, {"--repeat", &options.repeat},
+        {"--module", &options.module}};
+    int kept = 1;
+    for (int i = 1; i < *argc; ++i) {
+        const std::string argument = argv[i];
+        const std::size_t equals = argument.find('=');
+        const auto option = known.find(argument.substr(0, equals));
+        if (option == known.end() || equals == std::string::npos) {
+            argv[kept++] = argv[i];
+        } else {
+            *option->second = Split(argument.substr(equals + 1));
+        }
+    }
+    *argc = kept;
+    return options;
+}
+
+void CheckNames(const Names& names, const char* const* known, const char* kind) {
+    for (const std::string& name : names) {
+        const char* const* each = known;
+        while (*each != nullptr && name != *each) ++each;
+        if (*each == nullptr) Refuse(std::string("there is no ") + kind + " named " + name);
+    }
+}
+
+int Number(const std::string& text, int first, int last, const char* kind) {
+    char* end = nullptr;
+    const long number = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != 0 || number < first || number > last) {
+        Refuse(text + " is no " + kind + " from " + std::to_string(first) + " to " + std::to_string(last));
+    }
+    return static_cast<int>(number);
+}
+
+void FillIn(Options* options) {
+    CheckNames(options->forms, kFormNames, "form");
+    CheckNames(options->stages, kStageNames, "stage");
+    CheckNames(options->pictures, kPictureNames, "picture");
+    for (const std::string& form : options->forms) {
+        if (!FormRunsHere(form.c_str())) Refuse("this machine does not run the form " + form);
+    }
+    if (options->forms.empty()) {
+        for (const char* const* form = kFormNames; *form != nullptr; ++form) {
+            if (FormRunsHere(*form)) options->forms.push_back(*form);
+        }
+    }
+    if (options->stages.empty()) {
+        for (const char* const* stage = kStageNames; *stage != nullptr; ++stage)
+            options->stages.push_back(*stage);
+    }
+    if (options->repeat.size() != 1 || options->module.size() > 1)
+        Refuse("one number of repetitions, one module");
+    if (options->module.empty()) {
+        const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
+        options->module.push_back((program.parent_path().parent_path() / "MarbleFrondKeeper.so").string());
+    }
+}
+
+// The results of the first form, by stage and shape.
+std::map<std::string, std::uint64_t> firstHashes;
+
+void Measure(benchmark::State& state, const std::string& key, const std::string& stage,
+             const std::string& form, const Shape& shape, const std::string& module) {
+    double seconds = 0;
+    std::int64_t pixels = 0;
+    for (auto _ : state) {
+        const Measured measured = RunStage(stage, form, shape, module);
+        if (!measured.error.empty()) {
+            state.SkipWithError(measured.error.c_str());
+            return;
+        }
+        if (firstHashes.emplace(key, measured.hash).first->second != measured.hash) {
+            state.SkipWithError("the result differs from that of the first form");
+            return;
+        }
+        state.SetIterationTime(measured.seconds);
+        seconds += measured.seconds;
+        pixels += measured.pixels;
+    }
+    state.counters[kNanosecondsCounter] = seconds * 1e9 / static_cast<double>(pixels);
+    state.counters["Mpx/s"] = static_cast<double>(pixels) / 1e6 / seconds;
+}
+
+void Register(const Options& options, const std::string& picture, int size, int depth) {
+    const int repetitions = Number(options.repeat[0], 1, 1000, "number of repetitions");
+    const Shape shape{picture, size, depth};
+    for (const std::string& stage : options.stages) {
+        for (const std::string& form : options.forms) {
+            const std::string key = stage + "/" + picture + "/" + std::to_string(size) + " Mpx/" +
+                                    std::to_string(depth) + " bits";
+            const auto measure = [=](benchmark::State& state) {
+                Measure(state, key, stage, form, shape, options.module[0]);
+            };
+            benchmark::RegisterBenchmark((key + "/" + form).c_str(), measure)
+                ->UseManualTime()
+                ->Iterations(1)
+                ->Repetitions(repetitions);
+        }
+    }
+}
+
+int Main(int argc, char** argv) {
+    Options options = ReadOptions(&argc, argv);
+    FillIn(&options);
+    for (const std::string& picture : options.pictures) {
+        for (const std::string& size : options.sizes) {
+            for (const std::string& depth : options.depths) {
+                if (depth != "8" && depth != "16") Refuse("there is no depth of " + depth + " bits");
+                Register(options, picture, Number(size, 1, 200, "size in megapixels"),
+                         Number(depth, 8, 16, "depth"));
+            }
+        }
+    }
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    TableReporter table;
+    benchmark::RunSpecifiedBenchmarks(&table);
+    return table.AnyFailed() ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace bench
+
+int main(int argc, char** argv) {
+    return bench::Main(argc, argv);
+}

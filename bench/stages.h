@@ -1,0 +1,36 @@
+// The stages that are measured, each in a full-size run with parameters at their defaults.
+//
+//   stage       what runs                                                  on what
+//   run         selector 3 of the built module in the stand-in host        the two layers
+//   unblended   the same without edge blending: refined rows               the two layers
+//   engine      AnalyseBackdrop and KeyPicture, linked                     planes of the two layers
+//   analysis    AnalyseBackdrop                                            planes of the two layers
+//   keying      fetch, search, corrections; foreground and matte written   planes of the two layers
+//   refinement  fetch, refinement and pixel step                           foreground and matte that keying
+//   gave edges       edge blending                                              the same
+//
+// Refinement and edges take the matte as the top layer's transparency, at either depth.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "pictures.h"
+
+namespace bench {
+
+extern const char* const kStageNames[];  // ending in null
+
+struct Measured {
+    double seconds;      // of this thread's processor time
+    std::uint64_t hash;  // of the results: the same for every form
+    std::int64_t pixels;
+    std::string error;  // empty: it ran
+};
+
+// One run of one stage, by itself. The picture of the last call is kept. form: one that runs here.
+// modulePath: of the module, for the stages that load it.
+Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape,
+                  const std::string& modulePath);
+
+}  // namespace bench

@@ -1,0 +1,79 @@
+#include "table.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace bench {
+
+namespace {
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t half = values.size() / 2;
+    return values.size() % 2 == 1 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+std::vector<std::string> Parts(const std::string& name) {
+    std::vector<std::string> parts;
+    std::istringstream in(name);
+    for (std::string part; std::getline(in, part, '/');) parts.push_back(part);
+    return parts;
+}
+
+std::string Text(const char* format, double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+}  // namespace
+
+bool TableReporter::ReportContext(const Context&) {
+    return true;
+}
+
+void TableReporter::ReportRuns(const std::vector<Run>& runs) {
+    for (const Run& run : runs) {
+        if (run.error_occurred) {
+            failed_ = true;
+            GetErrorStream() << run.run_name.function_name << ": " << run.error_message << "\n";
+            continue;
+        }
+        const auto counter = run.counters.find(kNanosecondsCounter);
+        const std::vector<std::string> parts = Parts(run.run_name.function_name);
+        if (run.run_type != Run::RT_Iteration || counter == run.counters.end() || parts.size() != 5) continue;
+
+        const std::string shape = parts[1] + ", " + parts[2] + ", " + parts[3];
+        if (rows_.find(shape) == rows_.end()) shapes_.push_back(shape);
+        std::vector<Row>& rows = rows_[shape];
+        auto row = std::find_if(rows.begin(), rows.end(),
+                                [&](const Row& r) { return r.stage == parts[0] && r.form == parts[4]; });
+        if (row == rows.end()) row = rows.insert(rows.end(), {parts[0], parts[4], {}});
+        row->nanoseconds.push_back(counter->second.value);
+        GetErrorStream() << run.run_name.function_name << ": " << Text("%.2f", counter->second.value)
+                         << " ns a pixel" << std::endl;
+    }
+}
+
+void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows) {
+    std::ostream& out = GetOutputStream();
+    out << "\n" << shape << "\n\n";
+    out << "| Stage | Form | Mpx/s | ns/px | Spread | Factor |\n|---|---|---:|---:|---|---:|\n";
+    for (const Row& row : rows) {
+        const double median = Median(row.nanoseconds);
+        const auto ends = std::minmax_element(row.nanoseconds.begin(), row.nanoseconds.end());
+        const auto plain = std::find_if(rows.begin(), rows.end(), [&](const Row& r) {
+            return r.stage == row.stage && r.form == "scalar";
+        });
+        out << "| " << row.stage << " | " << row.form << " | " << Text("%.1f", 1000 / median) << " | "
+            << Text("%.2f", median) << " | " << Text("%.2f", *ends.first) << " to "
+            << Text("%.2f", *ends.second) << " | "
+            << (plain == rows.end() ? "" : Text("%.1f", Median(plain->nanoseconds) / median)) << " |\n";
+    }
+}
+
+void TableReporter::Finalize() {
+    for (const std::string& shape : shapes_) PrintShape(shape, rows_[shape]);
+}
+
+}  // namespace bench

@@ -1,0 +1,38 @@
+// The benchmark's report: a line as each repetition ends, and tables at the end.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// Counters that every benchmark sets, per repetition.
+constexpr char kNanosecondsCounter[] = "ns/px";
+
+// Tables in Markdown, one for each shape of picture: a line for each stage and form, with megapixels a
+// second, the median of nanoseconds a pixel over the repetitions, the spread from the smallest to the largest
+// of them, and the factor against the plain form. Benchmarks are named stage/picture/size/depth/form.
+class TableReporter : public benchmark::BenchmarkReporter {
+  public:
+    bool ReportContext(const Context& context) override;
+    void ReportRuns(const std::vector<Run>& runs) override;
+    void Finalize() override;
+
+    bool AnyFailed() const { return failed_; }
+
+  private:
+    struct Row {
+        std::string stage, form;
+        std::vector<double> nanoseconds;
+    };
+    void PrintShape(const std::string& shape, std::vector<Row>& rows);
+
+    std::vector<std::string> shapes_;  // in the order of their first run
+    std::map<std::string, std::vector<Row>> rows_;
+    bool failed_ = false;
+};
+
+}  // namespace bench
