@@ -3,7 +3,7 @@
 # root or through sudo, on Debian 12. Asks nothing, and does nothing when nothing is missing.
 set -eu
 
-packages="g++ cmake ninja-build libopenimageio-dev libcli11-dev nlohmann-json3-dev"
+packages="g++ cmake ninja-build libopenimageio-dev liblcms2-dev libcli11-dev nlohmann-json3-dev"
 case ${1:-} in
 build) ;;
 test)

@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 
+#include "host/colour.h"
 #include "host/picture_check.h"
 #include "host/picture_io.h"
 #include "host/picture_metadata.h"
@@ -178,6 +179,61 @@ TEST(PictureShape, FlattensOnWhite) {
     Flatten(picture);
     EXPECT_EQ(picture.colour[0], Plane({65535, 20000, 65535}));
     EXPECT_TRUE(picture.alpha.empty());
+}
+
+// A profile with the primaries of sRGB and a pure power as its curve, gamma in units of 1/256.
+Bytes MatrixProfile(std::uint32_t gamma) {
+    Bytes profile = MakeProfile(160);
+    profile.resize(128);
+    const std::uint32_t columns[4][3] = {
+        {63190, 65536, 54061}, {28578, 14582, 911}, {25235, 46984, 6360}, {9376, 3970, 46790}};
+    const char* const names[] = {"wtpt", "rXYZ", "gXYZ", "bXYZ", "rTRC", "gTRC", "bTRC"};
+    constexpr std::uint32_t kData = 128 + 4 + 7 * 12;
+    Append(profile, 7, 4, true);
+    for (std::uint32_t i = 0; i < 7; ++i) {
+        Append(profile, names[i]);
+        Append(profile, kData + std::min(i, 4u) * 20, 4, true);
+        Append(profile, i < 4 ? 20 : 14, 4, true);
+    }
+    for (const auto& column : columns) {
+        Append(profile, std::string("XYZ \0\0\0\0", 8));
+        for (const std::uint32_t value : column) Append(profile, value, 4, true);
+    }
+    Append(profile, std::string("curv\0\0\0\0", 8));
+    Append(profile, 1, 4, true);
+    Append(profile, gamma, 2, true);
+    profile.resize((profile.size() + 3) / 4 * 4);
+    Bytes size;
+    Append(size, static_cast<std::uint32_t>(profile.size()), 4, true);
+    std::copy(size.begin(), size.end(), profile.begin());
+    return profile;
+}
+
+TEST(PictureShape, ConvertsColours) {
+    // From a linear curve to a square: the root of each sample, and white and black stay.
+    for (const int depth : {8, 16}) {
+        const double largest = LargestSample(depth);
+        Picture picture = MakePicture(5, 3, depth, 3, false);
+        for (int c = 0; c < 3; ++c) {
+            for (int i = 0; i < 15; ++i)
+                picture.colour[c][i] = static_cast<std::uint16_t>(largest * (i + c) / 16);
+            picture.colour[c][14] = static_cast<std::uint16_t>(largest);
+        }
+        const Picture before = picture;
+        EXPECT_FALSE(ConvertColours(picture, MatrixProfile(512)));  // it says nothing of its own colours
+        picture.profile = MatrixProfile(256);
+        EXPECT_FALSE(ConvertColours(picture, Bytes(200, 'x')));
+        ExpectSame(picture, before);
+        ASSERT_TRUE(ConvertColours(picture, MatrixProfile(512)));
+        EXPECT_TRUE(picture.profile == MatrixProfile(512));
+        for (int c = 0; c < 3; ++c) {
+            for (int i = 0; i < 15; ++i) {
+                const double expected = std::sqrt(before.colour[c][i] / largest) * largest;
+                ASSERT_NEAR(picture.colour[c][i], expected, depth == 8 ? 1 : 100)
+                    << "channel " << c << " pixel " << i;
+            }
+        }
+    }
 }
 
 TEST(PictureFile, KeepsSamplesProfileAndResolution) {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "host/colour.h"
 #include "host/frond/frond.h"
 #include "host/picture_io.h"
 #include "host/whole_file.h"
@@ -64,8 +65,17 @@ Plate ReadPlate(const KeySettings& settings, const std::filesystem::path& path) 
         ChangeDepth(*picture, depth);
     }
     DropGreyProfile(plate.photo);
+    DropGreyProfile(plate.background);
     Flatten(plate.background);
     return plate;
+}
+
+// Where both pictures say what their values mean, the background is brought to the photograph's profile. What
+// has none is taken as it stands. False when the conversion cannot be done.
+bool MatchColours(Plate& plate) {
+    const bool bothSay = !plate.photo.profile.empty() && !plate.background.profile.empty();
+    if (!bothSay || plate.background.profile == plate.photo.profile) return true;
+    return ConvertColours(plate.background, plate.photo.profile);
 }
 
 // A mask's values as bytes; a coloured mask counts by its brightness.
@@ -132,14 +142,14 @@ Picture GreyOf(Plane plane, const Picture& like) {
 
 Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
                     bool wantsResult, bool wantsMatte) {
-    const Plate plate = ReadPlate(settings, path);
+    Plate plate = ReadPlate(settings, path);
     const Plane selection = SelectionFor(settings, plate.photo);
     KeyJob job{&plate.photo, &plate.background, &selection, settings.parameters, settings.withDialog};
     Keyed keyed;
-    if (!plate.background.profile.empty() && plate.background.profile != plate.photo.profile) {
-        keyed.warning =
-            settings.backgroundName +
-            ": has another colour profile than the photograph; its values are taken as they stand";
+    if (!MatchColours(plate)) {
+        keyed.warning = settings.backgroundName +
+                        ": its colour profile cannot be converted to the photograph's; its values are taken "
+                        "as they stand";
     }
     if (wantsResult || IsMatteRun(settings.parameters)) {
         KeyResult run = RunModule(session, job);
