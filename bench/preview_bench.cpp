@@ -37,8 +37,7 @@ double TimeOf(Stage stage) {
     return (WorkDone() - begin) / kStageRuns;
 }
 
-// ---- The host's services, timed
-// ------------------------------------------------------------------------------
+// ---- The host's services, timed ---------------------------------------------------------------------------
 
 double hostTime;  // milliseconds
 PSChannelPortsSuite ports;
@@ -70,8 +69,7 @@ void TimedDispose(void** block) {
     buffers.Dispose(block);
 }
 
-// ---- A document and the state of a dialog over it
-// ------------------------------------------------------------
+// ---- A document and the state of a dialog over it ---------------------------------------------------------
 
 // A plate of two megapixels, enlarged to the wanted size by repetition: the preview sees no difference.
 Document MakeDocument(int width, int height, int depth, bool selected) {

@@ -130,8 +130,7 @@ Measured RunEdges(Prepared& p) {
     return Result(rig, seconds);
 }
 
-// ---- The module in its host
-// ---------------------------------------------------------------------------------
+// ---- The module in its host -------------------------------------------------------------------------------
 
 Document& DocumentOf(Prepared& p) {
     if (!p.document) {

@@ -183,8 +183,7 @@ SPErr CanWrite(PIChannelPort key, Boolean* answer) {
     return AskPort("CanWrite", HostCall::kCanWrite, key, answer, true);
 }
 
-// ---- The slots without a caller in the module, answered truthfully
-// -------------------------------------------
+// ---- The slots without a caller in the module, answered truthfully ----------------------------------------
 
 // The open document for a port's sake; null with a violation, also for a null place to answer in.
 const Document* DemandDocument(const char* call, PIChannelPort key, const void* answer) {

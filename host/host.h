@@ -29,8 +29,7 @@
 #include "host/document.h"
 #include "hostapi/hostapi.h"
 
-// ---- Findings
-// ------------------------------------------------------------------------------------------------
+// ---- Findings ---------------------------------------------------------------------------------------------
 
 enum class ViolationKind {
     kBadHandle,     // unknown, foreign or disposed handle
@@ -75,8 +74,7 @@ struct HostReport {
     bool aborted = false;   // abortProc has said true
 };
 
-// ---- Options
-// -------------------------------------------------------------------------------------------------
+// ---- Options ----------------------------------------------------------------------------------------------
 
 // The calls that can fail, for fault injection.
 enum class HostCall {
@@ -149,8 +147,7 @@ struct HostOptions {
     std::function<void(FilterRecord&)> adjustRecord;
 };
 
-// ---- The host
-// ------------------------------------------------------------------------------------------------
+// ---- The host ---------------------------------------------------------------------------------------------
 
 struct Host;
 
@@ -201,8 +198,7 @@ void ShowAbout(Host& host, PluginMainProc pluginMain);
 // buffer or block is left and whatever guard was hurt. The module may be unloaded afterwards.
 void CloseHost(Host& host);
 
-// ---- What the host keeps for the module
-// ----------------------------------------------------------------------
+// ---- What the host keeps for the module -------------------------------------------------------------------
 
 // Replaces the descriptor that the next run finds; an empty list is a descriptor without keys.
 void GiveDescriptor(Host& host, const Descriptor& descriptor);

@@ -121,8 +121,7 @@ void Violate(Host& host, ViolationKind kind, const Parts&... parts) {
 
 std::string RectText(const VRect& rect);
 
-// ---- Memory (host.cpp)
-// ---------------------------------------------------------------------------------------
+// ---- Memory (host.cpp) ------------------------------------------------------------------------------------
 
 // Ends a block after a look at its guards; reports what it finds under the block's name.
 void Retire(Host& host, const GuardedBlock& block);
@@ -130,8 +129,7 @@ void Retire(Host& host, const GuardedBlock& block);
 // Reports hurt guards of all live blocks, and late writes into the quarantine, which is emptied.
 void CheckAllMemory(Host& host);
 
-// ---- Handles (handle_procs.cpp)
-// ------------------------------------------------------------------------------
+// ---- Handles (handle_procs.cpp) ---------------------------------------------------------------------------
 
 void FillHandleProcs(const HostOptions& options, HandleProcs* procs);
 Handle MakeHandle(Host& host, std::size_t size);            // null without memory
@@ -140,15 +138,13 @@ HandleRecord* FindHandle(const Host& host, Handle handle);  // null unless it is
 void MoveUnlockedHandles(Host& host);
 std::string HandleText(const Host& host, Handle handle);
 
-// ---- Suites
-// --------------------------------------------------------------------------------------------------
+// ---- Suites -----------------------------------------------------------------------------------------------
 
 const PSBufferSuite* BufferSuite();
 const PSChannelPortsSuite* ChannelPortsSuite();
 const PSGetFileListSuite* GetFileListSuite();
 
-// ---- Document, descriptors, painting
-// -------------------------------------------------------------------------
+// ---- Document, descriptors, painting ----------------------------------------------------------------------
 
 std::unique_ptr<DocumentRecords> DescribeDocument(Host& host, Document& document);
 

@@ -156,8 +156,7 @@ TEST(DialogFaults, BearsOddBounds) {
     visit(TwoLayers(65536 + 40, 3), "a width that wraps to 40", false);
 }
 
-// ---- The About box
-// -------------------------------------------------------------------------------------------
+// ---- The About box ----------------------------------------------------------------------------------------
 
 // Shows the box from a thread of its own, like a host with a main window.
 class About {

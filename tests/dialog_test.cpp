@@ -45,8 +45,7 @@ Document MakePlate(int width, int height, int depth, std::int32_t top = 0, std::
     return document;
 }
 
-// ---- The engine over the planes that the module's record holds
-// ---------------------------------------------
+// ---- The engine over the planes that the module's record holds --------------------------------------------
 
 SPErr AllocateBlock(std::size_t size, void** block) {
     *block = std::malloc(size);
@@ -148,8 +147,7 @@ std::vector<std::string> ScaledReads(const std::vector<std::string>& trace) {
 constexpr Costs kKeyed = {0, 1, 0};
 constexpr Costs kReloaded = {6, 1, 0};  // the plates have no transparency: six channels
 
-// ---- Opening
-// -------------------------------------------------------------------------------------------------
+// ---- Opening ----------------------------------------------------------------------------------------------
 
 TEST(Dialog, OpensOverTheHostWithEveryControlInItsPlace) {
     DialogRun run(MakePlate(300, 200, 8));
@@ -228,8 +226,7 @@ TEST(Dialog, BringsItsOwnCommonControls) {
     EXPECT_EQ(AssemblyOfClass(TRACKBAR_CLASSA), "");
 }
 
-// ---- Controls
-// ------------------------------------------------------------------------------------------------
+// ---- Controls ---------------------------------------------------------------------------------------------
 
 TEST(Dialog, EverySliderSetsItsFieldAndKeysOnce) {
     DialogRun run(MakePlate(300, 200, 8));
@@ -332,8 +329,7 @@ TEST(Dialog, ZoomAndScrollReadTheirPartOfTheDocument) {
     expectView(readsOf([&] { run.SetSlider(kIdZoom, 100); }), "source (200 400 200 400)");
 }
 
-// ---- Pixels
-// --------------------------------------------------------------------------------------------------
+// ---- Pixels -----------------------------------------------------------------------------------------------
 
 TEST(Dialog, PaintsWhatTheEngineMakesOfThePreview) {
     for (const int depth : {8, 16}) {
@@ -410,8 +406,7 @@ TEST(Dialog, ShowsThePhotographOutsideTheSelection) {
     }
 }
 
-// ---- Ways out
-// ------------------------------------------------------------------------------------------------
+// ---- Ways out ---------------------------------------------------------------------------------------------
 
 TEST(Dialog, ResetBeginsAfresh) {
     DialogRun run(MakePlate(300, 200, 8));

@@ -104,8 +104,7 @@ TEST_P(Forms, KeyLikeThePlainOneAtTheEdgesOfDecisions) {
     }
 }
 
-// ---- The form of a whole module, by the environment
-// ------------------------------------------------------------
+// ---- The form of a whole module, by the environment -------------------------------------------------------
 
 void SetFormVariable(const char* name) {
 #ifdef _WIN32

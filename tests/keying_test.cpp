@@ -124,8 +124,7 @@ int Fine(double alpha) {
     return static_cast<int>(kFineAlpha * alpha);
 }
 
-// ---- Lookup, fetch, gate
-// ------------------------------------------------------------------------------------
+// ---- Lookup, fetch, gate ----------------------------------------------------------------------------------
 
 // A pixel of exactly the backdrop's colour comes out as nothing at all; at a distance of one level it does
 // not.
@@ -260,8 +259,7 @@ TEST(Gate, OriginalPhotoIsNotKeyed) {
     EXPECT_EQ(rig.Get(kOutA, 0), 255);
 }
 
-// ---- Special cases
-// ------------------------------------------------------------------------------------------
+// ---- Special cases ----------------------------------------------------------------------------------------
 
 // The shape case leaves (100, 255, 0), of spread sqrt(100^2 + 255^2 + 155^2) = 314.7, and the wide pull makes
 // of it (149.5, 255 less a rounding, 81.5).
@@ -346,8 +344,7 @@ TEST(SpecialCases, BackdropByShapeLiesNearTheLineThroughBlack) {
     EXPECT_NE(Key(s, {70, 100, 60}), kByShape);
 }
 
-// ---- Search
-// -------------------------------------------------------------------------------------------------
+// ---- Search -----------------------------------------------------------------------------------------------
 
 TEST(AlphaSearch, UnmixesWhereTheForegroundStopsBeingGreen) {
     // D = (75, -40, -20). Green is 40 below red from 190 < 115 / a on, at 0.60526; near the third channel
@@ -480,8 +477,8 @@ TEST(AlphaSearch, EstimatesKeepTheir255At16Bits) {
     s.topAlpha = kMaxSample16;
     s.backdrop = {12800, 20000, 6400};
     EXPECT_EQ(Key(s, {12800, 24000, 6400}), kPlain);
-    // Nor do red and the third channel: 5200 above, of 19840 left to 255 levels, and 2600 of 26240. A slider of
-    // 0, and blue logic for the latter, let the search run out.
+    // Nor do red and the third channel: 5200 above, of 19840 left to 255 levels, and 2600 of 26240. A slider
+    // of 0, and blue logic for the latter, let the search run out.
     s.alter = 0;
     EXPECT_EQ(Key(s, {18000, 20000, 6400}), kPlain);
     EXPECT_EQ(AlphaOf(WithBlueLogic(s), {12800, 20000, 9000}), 0);
@@ -537,8 +534,7 @@ TEST(AlphaSearch, SurvivesBackdropsThatAreNoColour) {
     EXPECT_EQ(Key(s, {125, 160, 80}), (Keyed{161, 123, 0, Fine(0.605)}));
 }
 
-// ---- Corrections
-// --------------------------------------------------------------------------------------------
+// ---- Corrections ------------------------------------------------------------------------------------------
 
 TEST(Corrections, PullTowardsGreyByTheSpread) {
     // These stop the search at once: opaque, foreground as seen. (100, 110, 95) has a spread of 18.71 * 255 /
@@ -631,8 +627,7 @@ TEST(Corrections, ContrastAndOffset) {
     EXPECT_EQ(AlphaOf(s, {141, 100, 0}), Fine(1));
 }
 
-// ---- False colours
-// ------------------------------------------------------------------------------------------
+// ---- False colours ----------------------------------------------------------------------------------------
 
 Setting View(Setting s) {
     s.view = true;
@@ -695,8 +690,7 @@ TEST(FalseColours, PaintTheMatte) {
     ExpectView(s, {16000, 20480, 10240}, {15521, 15520, 15520});
 }
 
-// ---- The row loop
-// -------------------------------------------------------------------------------------------
+// ---- The row loop -----------------------------------------------------------------------------------------
 
 TEST(RowLoop, ReportsEveryTwentiethInStepsOfTwentyRows) {
     // 100 / 20 = 5: every sixth row is looked at, 5, 11, 17, 23 ...; the first of each twenty calls.

@@ -23,8 +23,7 @@ void ExpectPixel(const EngineRig& rig, std::int64_t i, int r, int g, int b, int 
     EXPECT_EQ(rig.Get(kOutA, i), a) << "alpha of pixel " << i;
 }
 
-// ---- Pixel step
-// ---------------------------------------------------------------------------------------------
+// ---- Pixel step -------------------------------------------------------------------------------------------
 
 // One column. The first row, opaque and of colour c, is kept as it is; the newest row lends it alpha and
 // background.
@@ -117,8 +116,7 @@ TEST(PixelStep, AlphaIsThatOfThePixelItself) {
     EXPECT_EQ(step.rig.Get(kOutA, 0), 250);
 }
 
-// ---- Direct rows
-// --------------------------------------------------------------------------------------------
+// ---- Direct rows ------------------------------------------------------------------------------------------
 
 TEST(DirectRow, CompositesWithoutLimits) {
     // Alpha 2, as a top layer may have beyond the range: 2 * 40000 - 1000 - 65536; 2 * 100 - 1000 + 65536.
@@ -178,8 +176,7 @@ TEST(DirectRow, EdgeBlendingSeesTheMatteAt8BitsOnly) {
     }
 }
 
-// ---- Selection
-// ----------------------------------------------------------------------------------------------
+// ---- Selection --------------------------------------------------------------------------------------------
 
 // A half-transparent top layer before white, which no composite leaves as it was: true where the top pixel
 // was put back. Green is 0, which the fetch alone would have made 1.
@@ -227,8 +224,7 @@ TEST(Selection, CountsInFullSizeRunsOfDocumentsThatHaveOne) {
     }
 }
 
-// ---- Flush
-// --------------------------------------------------------------------------------------------------
+// ---- Flush ------------------------------------------------------------------------------------------------
 
 TEST(Flush, TakesTopBottomOrCompositeByAlpha) {
     for (const bool blue : {false, true}) {

@@ -1,8 +1,8 @@
 // The host's plug-in interface, as far as this module and the stand-in host use it.
 //
 // The layouts are the host's and are binary: FilterRecord is packed to 4 bytes on every platform, everything
-// else has natural alignment. Names are the host's published ones. hostapi_layout.cpp pins the offset of every
-// field that is touched. Calling convention is C throughout.
+// else has natural alignment. Names are the host's published ones. hostapi_layout.cpp pins the offset of
+// every field that is touched. Calling convention is C throughout.
 #pragma once
 
 #include <cstddef>
@@ -61,7 +61,7 @@ constexpr std::int16_t filterSelectorStart = 3;
 constexpr std::int16_t filterSelectorContinue = 4;
 constexpr std::int16_t filterSelectorFinish = 5;
 
-// ---- Handles -------------------------------------------------------------------------------------------------
+// ---- Handles ----------------------------------------------------------------------------------------------
 
 struct HandleProcs {
     std::int16_t handleProcsVersion;
@@ -79,7 +79,7 @@ struct HandleProcs {
 constexpr std::int16_t kHandleProcsVersion = 1;
 constexpr std::int16_t kHandleProcsCount = 8;
 
-// ---- Suites --------------------------------------------------------------------------------------------------
+// ---- Suites -----------------------------------------------------------------------------------------------
 
 struct SPBasicSuite {
     SPErr (*AcquireSuite)(const char* name, std::int32_t version, const void** suite);
@@ -153,7 +153,7 @@ struct PSGetFileListSuite {
 constexpr char kPSGetFileListSuite[] = "Photoshop GetFileList Suite for Plug-ins";
 constexpr std::int32_t kPSGetFileListSuiteVersion = 4;
 
-// ---- Document ------------------------------------------------------------------------------------------------
+// ---- Document ---------------------------------------------------------------------------------------------
 
 constexpr std::int16_t kChannelRed = 1;
 constexpr std::int16_t kChannelGreen = 2;
@@ -210,7 +210,7 @@ struct ReadImageDocumentDesc {
 constexpr std::int32_t plugInModeRGBColor = 3;
 constexpr std::int32_t plugInModeRGB48 = 11;
 
-// ---- Descriptors (scripting) ---------------------------------------------------------------------------------
+// ---- Descriptors (scripting) ------------------------------------------------------------------------------
 
 using PIReadDescriptor = struct OpaqueReadDescriptor*;
 using PIWriteDescriptor = struct OpaqueWriteDescriptor*;
@@ -261,7 +261,7 @@ struct PIDescriptorParameters {
     ReadDescriptorProcs* readDescriptorProcs;
 };
 
-// ---- Painting ------------------------------------------------------------------------------------------------
+// ---- Painting ---------------------------------------------------------------------------------------------
 
 constexpr std::int32_t kSimplePSMask = 0;
 
@@ -295,7 +295,7 @@ using ProgressProc = void (*)(std::int32_t done, std::int32_t total);
 using DisplayPixelsProc = OSErr (*)(const PSPixelMap* source, const VRect* srcRect, std::int32_t dstRow,
                                     std::int32_t dstCol, void* platformContext);
 
-// ---- Parameter blocks of the entry point ---------------------------------------------------------------------
+// ---- Parameter blocks of the entry point ------------------------------------------------------------------
 
 struct PlatformData {
     void* hwnd;  // the host's main window

@@ -14,11 +14,18 @@ struct ParameterInfo {
 };
 
 constexpr ParameterInfo kParameters[] = {
-    {"SliderRemoveGreen", FourCC("RGre"), false, 40}, {"SliderRestoreBlack", FourCC("RBlk"), false, 20},
-    {"SliderAlterGreen", FourCC("AGre"), false, 100}, {"SliderSelectTransp", FourCC("STsp"), false, 100},
-    {"SliderScaleTransp", FourCC("SKTp"), false, 70}, {"SliderAdjBGLevel", FourCC("ABGl"), false, 100},
-    {"FlagRealityInteg", FourCC("RInt"), true, 1},    {"FlagShowSelect", FourCC("SSel"), true, 0},
-    {"FlagOutputAlpha", FourCC("OutA"), true, 0},     {"FlagBlueLogic", FourCC("Blog"), true, 0},
+    // Sliders.
+    {"SliderRemoveGreen", FourCC("RGre"), false, 40},
+    {"SliderRestoreBlack", FourCC("RBlk"), false, 20},
+    {"SliderAlterGreen", FourCC("AGre"), false, 100},
+    {"SliderSelectTransp", FourCC("STsp"), false, 100},
+    {"SliderScaleTransp", FourCC("SKTp"), false, 70},
+    {"SliderAdjBGLevel", FourCC("ABGl"), false, 100},
+    // Flags.
+    {"FlagRealityInteg", FourCC("RInt"), true, 1},
+    {"FlagShowSelect", FourCC("SSel"), true, 0},
+    {"FlagOutputAlpha", FourCC("OutA"), true, 0},
+    {"FlagBlueLogic", FourCC("Blog"), true, 0},
     {"FlagOrgPhoto", FourCC("OrgP"), true, 0},
 };
 
