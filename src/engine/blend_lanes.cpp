@@ -65,8 +65,8 @@ void ForgetRows(Blend<Sample>* blend) {
     for (std::int64_t& row : blend->keptRow) row = -1;
 }
 
-// Marks n candidates; gives whether there is any. near and far point at the samples of A one and two away, of
-// the first candidate.
+// Marks which of n pixels are candidates along a row, and as what; gives whether there is any. A points at
+// the alpha of the first, and two samples on either side are there.
 template <class Sample>
 bool MarkRow(const Sample* A, int n, std::uint8_t* marks) {
     constexpr int kLevel = kAlphaEdgeLevel;
