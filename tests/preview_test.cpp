@@ -1,18 +1,13 @@
 // The preview without a window: its geometry against values worked by hand, and its composition against the
-// engine run over the same planes. The host is a handful of functions here: ports whose samples are known by
-// formula, and buffers that can run out.
+// engine run over the same planes.
 #include "ui/preview.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <vector>
 
 #include "engine/keying.h"
-#include "shell/globals.h"
-#include "support/checked_heap.h"
+#include "shell/planes.h"
+#include "tests/shell_rig.h"
 #include "ui/preview_geometry.h"
 
 namespace {
@@ -97,325 +92,200 @@ TEST(PreviewGeometry, PlacesDialogsOverTheirParent) {
     EXPECT_EQ(corner.v, 0);
 }
 
-// ---- Composition ------------------------------------------------------------------------------------------
+// ---- Composition -----------------------------------------------------------------------------------------
 
-constexpr std::int32_t kDocW = 40, kDocH = 30;
+constexpr std::int32_t kDocW = 40, kDocH = 30, kWidth = 33, kHeight = 24, kCount = kWidth * kHeight;
 
-// Red, green and blue of the top and of the bottom layer, transparency, selection.
-enum Port { kTop, kBottom = 3, kTransparency = 6, kSelection, kPorts };
-
-PIChannelPort PortOf(int port) {
-    return reinterpret_cast<PIChannelPort>(static_cast<std::intptr_t>(port + 1));
-}
-
-struct Record {
-    std::vector<VRect> sources;  // of the scaled reads
-    int fullReads = 0;
-    std::vector<std::uint32_t> buffers;  // sizes asked for
-    int liveBuffers = 0;
-    std::size_t failBufferAt = 0;  // counted from 1; 0: none
-};
-Record* record;
-
-// A green backdrop of some variation with a reddish disc.
-int SampleOf(int port, int x, int y) {
-    const int dx = x - 18, dy = y - 14;
-    const bool subject = dx * dx + dy * dy < 90;
-    const int wobble = (x * 7 + y * 11 + port * 5) % 13;
-    switch (port) {
-        case kTop:
-            return (subject ? 180 : 40) + wobble;
-        case kTop + 1:
-            return (subject ? 90 : 190) + wobble;
-        case kTop + 2:
-            return (subject ? 70 : 50) + wobble;
-        case kTransparency:
-            return 255 - wobble;
-        default:
-            return 100 + port * 10 + wobble * 3;
-    }
-}
-
-// The document's selection: all but the upper left part.
+// The document's selection: all but the upper left part. At 16 bits one byte of each sample is 0 either way.
+constexpr std::uint16_t kIn16 = 0x8000, kOut16 = 1;
 bool Selected(int x, int y) {
     return x >= 10 || y >= 12;
 }
 
-void Put(const PixelMemoryDesc* memory, int index, int sample) {
-    if (memory->depth == 8) {
-        static_cast<std::uint8_t*>(memory->data)[index] = static_cast<std::uint8_t>(sample);
-    } else {
-        static_cast<std::uint16_t*>(memory->data)[index] =
-            static_cast<std::uint16_t>(sample * 32767 / 255 + 1);
+Document PreviewedDocument(int depth, bool selected) {
+    Document document = GreenDocument(kDocW, kDocH, depth, 2);
+    if (!selected) return document;
+    document.selection = MakeChannel(document, depth == 8 ? 255 : kIn16);
+    for (int i = 0; i < kDocW * kDocH; ++i) {
+        if (Selected(i % kDocW, i / kDocW)) continue;
+        SetSample(document, *document.selection, i % kDocW, i / kDocW, depth == 8 ? 0 : kOut16);
     }
+    return document;
 }
 
-SPErr CanRead(PIChannelPort, Boolean* canRead) {
-    *canRead = 1;
-    return 0;
-}
-
-SPErr ReadFull(PIChannelPort, std::int32_t, VRect* bounds, const PixelMemoryDesc* memory) {
-    ++record->fullReads;
-    for (int i = 0; i < bounds->bottom * bounds->right; ++i) {
-        Put(memory, i, Selected(i % bounds->right, i / bounds->right) ? 255 : 0);
+// A document of 40 by 30, its state as at the dialog's opening, with a preview of 33 by 24.
+struct PreviewRig : ShellRig {
+    explicit PreviewRig(int depth, bool selected = false, HostOptions options = {})
+        : ShellRig(PreviewedDocument(depth, selected), std::move(options)) {
+        globals->proxyRect = {3, 5, 3 + kHeight, 5 + kWidth};
+        globals->previewWidth = kWidth;
+        globals->previewHeight = kHeight;
+        OptionsOf(*host).trace = [this](const std::string& line) { trace.push_back(line); };
     }
-    return 0;
-}
-
-// The nearest sample of the source rectangle.
-SPErr ReadScaled(PIChannelPort port, VRect* rect, const PSScaling* scaling, const PixelMemoryDesc* memory) {
-    const VRect& from = scaling->sourceRect;
-    record->sources.push_back(from);
-    const int channel = static_cast<int>(reinterpret_cast<std::intptr_t>(port)) - 1;
-    for (int i = 0; i < rect->bottom * rect->right; ++i) {
-        const int x = i % rect->right, y = i / rect->right;
-        Put(memory, i,
-            SampleOf(channel, from.left + x * (from.right - from.left) / rect->right,
-                     from.top + y * (from.bottom - from.top) / rect->bottom));
-    }
-    return 0;
-}
-
-void* NewBlock(std::uint32_t*, std::uint32_t size) {
-    record->buffers.push_back(size);
-    if (record->buffers.size() == record->failBufferAt) return nullptr;
-    ++record->liveBuffers;
-    void* block = std::malloc(size);
-    std::memset(block, 0xA5, size);
-    return block;
-}
-
-void DisposeBlock(void** block) {
-    if (*block != nullptr) --record->liveBuffers;
-    std::free(*block);
-    *block = nullptr;
-}
-
-SPErr AllocateBlock(std::size_t size, void** block) {
-    *block = std::malloc(size);
-    return 0;
-}
-
-SPErr FreeBlock(void* block) {
-    std::free(block);
-    return 0;
-}
-
-// A two-layer document of 40 by 30, its state as at the dialog's opening, with a preview of 33 by 24.
-class Preview : public testing::TestWithParam<int> {
-  protected:
-    Preview() {
-        record = &record_;
-        broker.AllocateBlock = AllocateBlock;
-        broker.FreeBlock = FreeBlock;
-        gSPBasicSuite = &broker;
-        ports.CanRead = CanRead;
-        ports.ReadPixelsFromLevel = ReadFull;
-        ports.ReadScaledPixels = ReadScaled;
-        buffers.New = NewBlock;
-        buffers.Dispose = DisposeBlock;
-        for (int port = 0; port < kPorts; ++port) {
-            channels[port].port = PortOf(port);
-            channels[port].depth = GetParam();
-            if (port % 3 != 2 && port < kTransparency) channels[port].next = &channels[port + 1];
-        }
-        layers[0].next = &layers[1];
-        layers[0].compositeChannelsList = &channels[kBottom];
-        layers[1].compositeChannelsList = &channels[kTop];
-        layers[1].transparency = &channels[kTransparency];
-        document.bounds = {0, 0, kDocH, kDocW};
-        document.layersDescriptor = layers;
-        document.targetCompositeChannels = &channels[kTop];
-        block.documentInfo = &document;
-        globals.result = &result;
-        globals.filterParamBlock = &block;
-        globals.docInfo = &document;
-        globals.gPSChannelPortsSuite = &ports;
-        globals.gPSBufferSuite = &buffers;
-        globals.mustAnalyse = globals.mustReload = 1;
-        globals.SliderAdjBGLevel = globals.SliderAlterGreen = globals.SliderSelectTransp = 100;
-        globals.SliderRemoveGreen = 40;
-        globals.SliderRestoreBlack = 20;
-        globals.SliderScaleTransp = 70;
-        globals.proxyRect = {3, 5, 27, 38};
-        globals.previewWidth = 33;
-        globals.previewHeight = 24;
+    ~PreviewRig() {
+        ReleasePreviewBuffers(globals);
+        OptionsOf(*host).trace = nullptr;
     }
 
-    ~Preview() override {
-        DisposePlanes(&globals);
-        ReleasePreviewBuffers(&globals);
-        EXPECT_EQ(record_.liveBuffers, 0);
-        gSPBasicSuite = nullptr;
+    // The calls of this name that a composition makes.
+    std::vector<std::string> Calls(const std::string& name) {
+        trace.clear();
+        ComposePreview(globals);
+        std::vector<std::string> calls;
+        std::copy_if(trace.begin(), trace.end(), std::back_inserter(calls),
+                     [&](const std::string& line) { return line.compare(0, name.size(), name) == 0; });
+        return calls;
     }
-
+    std::vector<std::string> ReadsOf(int zoom, int scrollX, int scrollY) {
+        globals->previewZoom = zoom;
+        globals->previewScrollX = scrollX;
+        globals->previewScrollY = scrollY;
+        globals->mustReload = 1;
+        return Calls("ReadScaledPixels");
+    }
     int At(const std::uint8_t* plane, int i) const {
-        return globals.depthBytes == 1 ? plane[i] : reinterpret_cast<const std::uint16_t*>(plane)[i] & 0xFF;
+        return globals->depthBytes == 1 ? plane[i] : reinterpret_cast<const std::uint16_t*>(plane)[i] & 0xFF;
     }
-
     // The preview against the planes as they stand now, with `chosen` for the selection.
     template <typename Chosen>
     void ExpectPreview(Chosen chosen) {
-        const int count = 33 * 24;
         int differences = 0, keyed = 0;
-        for (int i = 0; i < count; ++i) {
-            const bool out = chosen(i % 33, i / 33);
-            const auto* pixels = globals.previewPixels;
-            differences += pixels[i] != At(out ? globals.outR : globals.topR, i) ||
-                           pixels[count + i] != At(out ? globals.outG : globals.topG, i) ||
-                           pixels[2 * count + i] != At(out ? globals.outB : globals.topB, i) ||
-                           globals.previewAlpha[i] != At(globals.outA, i);
-            keyed += At(globals.outR, i) != At(globals.topR, i);
+        for (int i = 0; i < kCount; ++i) {
+            const bool out = chosen(i % kWidth, i / kWidth);
+            const auto* pixels = globals->previewPixels;
+            differences += pixels[i] != At(out ? globals->outR : globals->topR, i) ||
+                           pixels[kCount + i] != At(out ? globals->outG : globals->topG, i) ||
+                           pixels[2 * kCount + i] != At(out ? globals->outB : globals->topB, i) ||
+                           globals->previewAlpha[i] != At(globals->outA, i);
+            keyed += At(globals->outR, i) != At(globals->topR, i);
         }
         EXPECT_EQ(differences, 0);
-        EXPECT_GT(keyed, count / 4) << "the engine has not changed the picture";
+        EXPECT_GT(keyed, kCount / 4) << "the engine has not changed the picture";
     }
 
-    Record record_;
-    SPBasicSuite broker{};
-    PSChannelPortsSuite ports{};
-    PSBufferSuite buffers{};
-    ReadChannelDesc channels[kPorts]{};
-    ReadLayerDesc layers[2]{};
-    ReadImageDocumentDesc document{};
-    FilterRecord block{};
-    std::int16_t result = 0;
-    Globals globals{};
+    std::vector<std::string> trace;
 };
 
+class Preview : public testing::TestWithParam<int> {};
 INSTANTIATE_TEST_SUITE_P(Depths, Preview, testing::Values(8, 16), testing::PrintToStringParamName());
 
 TEST_P(Preview, ShowsWhatTheEngineMakesOfTheReducedPlanes) {
-    ComposePreview(&globals);
-    EXPECT_EQ(result, 0);
+    PreviewRig rig(GetParam());
+    Globals& globals = *rig.globals;
+    const std::vector<std::string> blocks = rig.Calls("New ");
+    ASSERT_EQ(blocks.size(), 14u);
+    EXPECT_EQ(blocks[0].find("New 2376 "), 0u) << "the three colours";
+    EXPECT_EQ(blocks[1].find("New 792 "), 0u) << "alpha";
+    EXPECT_EQ(rig.result, 0);
     EXPECT_EQ(globals.mustAnalyse | globals.mustReload, 0);
     EXPECT_EQ(globals.maxSample, 255);
-    EXPECT_EQ(record_.buffers[0], 3u * 33 * 24);
-    EXPECT_EQ(record_.buffers[1], 33u * 24);
-    const int topmost = GetParam() == 8 ? 255 : *std::max_element(globals.topR16, globals.topR16 + 33 * 24);
+    const int topmost = GetParam() == 8 ? 255 : *std::max_element(globals.topR16, globals.topR16 + kCount);
     EXPECT_LE(topmost, 255) << "a preview runs on bytes";
-    ExpectPreview([](int, int) { return true; });
+    rig.ExpectPreview([](int, int) { return true; });
 
     // The same planes through the engine once more, by hand, after a change of everything it reads.
-    const std::vector<std::uint8_t> before(globals.previewPixels, globals.previewPixels + 3 * 33 * 24);
+    const std::vector<std::uint8_t> before(globals.previewPixels, globals.previewPixels + 3 * kCount);
     globals.SliderRemoveGreen = 120;
     globals.FlagOutputAlpha = 1;
     ComposePreview(&globals);
-    ExpectPreview([](int, int) { return true; });
+    rig.ExpectPreview([](int, int) { return true; });
     EXPECT_NE(0, std::memcmp(before.data(), globals.previewPixels, before.size()));
     globals.SliderRemoveGreen = 40;
     globals.FlagOutputAlpha = 0;
     AnalyseBackdrop(&globals);
     KeyPicture(&globals);
-    for (int i = 0; i < 33 * 24; ++i) ASSERT_EQ(before[i], At(globals.outR, i)) << i;
+    for (int i = 0; i < kCount; ++i) ASSERT_EQ(before[i], rig.At(globals.outR, i)) << i;
 }
 
 TEST_P(Preview, ReadsTheViewThatZoomAndScrollSelect) {
-    ComposePreview(&globals);
-    ASSERT_EQ(record_.sources.size(), 7u);
-    const auto expectView = [&](int zoom, int scrollX, int scrollY, VRect view) {
-        record_.sources.clear();
-        globals.previewZoom = zoom;
-        globals.previewScrollX = scrollX;
-        globals.previewScrollY = scrollY;
-        globals.mustReload = 1;
-        const double mean = globals.backdropMeanG;
-        ComposePreview(&globals);
-        ASSERT_EQ(record_.sources.size(), 7u);
-        for (const VRect& source : record_.sources) {
-            EXPECT_EQ(source.top, view.top);
-            EXPECT_EQ(source.left, view.left);
-            EXPECT_EQ(source.bottom, view.bottom);
-            EXPECT_EQ(source.right, view.right);
-        }
-        EXPECT_EQ(globals.backdropMeanG, mean) << "a new view is not analysed";
+    PreviewRig rig(GetParam());
+    ComposePreview(rig.globals);
+    const double mean = rig.globals->backdropMeanG;
+    const struct {
+        int zoom, scrollX, scrollY;
+        const char* view;
+    } kCases[] = {
+        {0, 100, 100, "source (0 0 30 40)"},
+        {50, 100, 0, "source (0 20 15 40)"},
+        {33, 50, 25, "source (2 7 22 33)"},  // spans 20 and 26; 10 * 25 / 100, 14 * 50 / 100
+        {100, 100, 100, "source (30 40 30 40)"},
     };
-    expectView(0, 100, 100, {0, 0, 30, 40});
-    expectView(50, 100, 0, {0, 20, 15, 40});
-    expectView(33, 50, 25, {2, 7, 22, 33});  // spans 20 and 26; (30 - 20) * 25 / 100, (40 - 26) * 50 / 100
-    expectView(100, 100, 100, {30, 40, 30, 40});
-    document.bounds = {-5, 7, 25, 47};
-    expectView(50, 0, 100, {10, 7, 25, 27});
-    // An unchanged view costs no read.
-    record_.sources.clear();
-    ComposePreview(&globals);
-    EXPECT_TRUE(record_.sources.empty());
+    for (const auto& c : kCases) {
+        const std::vector<std::string> reads = rig.ReadsOf(c.zoom, c.scrollX, c.scrollY);
+        EXPECT_EQ(reads.size(), 7u);
+        for (const std::string& line : reads) EXPECT_NE(line.find(c.view), line.npos) << line;
+        EXPECT_EQ(rig.globals->backdropMeanG, mean) << "a new view is not analysed";
+    }
+    EXPECT_TRUE(rig.Calls("Read").empty()) << "an unchanged view costs no read";
 }
 
 TEST_P(Preview, LeavesThePhotographOutsideTheSelection) {
-    document.selection = &channels[kSelection];
-    globals.previewZoom = 50;
-    globals.previewScrollX = 10;
-    ComposePreview(&globals);
-    EXPECT_EQ(record_.fullReads, 1);
+    PreviewRig rig(GetParam(), true);
+    rig.globals->previewZoom = 50;
+    rig.globals->previewScrollX = 10;
+    EXPECT_EQ(rig.Calls("ReadPixelsFromLevel").size(), 1u);
     // The view is 20 by 15 at 2, 0. At 16 bits the plane is tested byte by byte, so that byte i belongs to
     // sample i / 2: rows and columns of the document are taken for twice as many.
-    const bool bytes = GetParam() == 8;
-    const auto chosen = [&](int x, int y) {
-        const int index = kDocW * (y * 15 / 24) + x * 20 / 33 + 2;
-        const int sample = bytes ? index : index / 2;
-        const int value = (Selected(sample % kDocW, sample / kDocW) ? 255 : 0);
-        const int wide = value * 32767 / 255 + 1;
-        return (bytes ? value : index % 2 == 0 ? wide & 0xFF : wide >> 8) != 0;
-    };
-    ExpectPreview(chosen);
-
+    rig.ExpectPreview([](int x, int y) {
+        const int index = kDocW * (y * 15 / kHeight) + x * 20 / kWidth + 2;
+        if (GetParam() == 8) return Selected(index % kDocW, index / kDocW);
+        const int sample = index / 2;
+        const int value = Selected(sample % kDocW, sample / kDocW) ? kIn16 : kOut16;
+        return (index % 2 == 0 ? value & 0xFF : value >> 8) != 0;
+    });
     // Past the plane's end: the last byte decides for the whole preview.
-    globals.previewZoom = globals.previewScrollX = globals.previewScrollY = 100;
-    globals.mustReload = 1;
-    ComposePreview(&globals);
-    EXPECT_EQ(result, 0);
+    rig.ReadsOf(100, 100, 100);
+    EXPECT_EQ(rig.result, 0);
 }
 
 TEST_P(Preview, SurvivesWantOfMemoryAndTriesAgain) {
     // previewPixels, previewAlpha, then the twelve planes.
-    for (std::size_t call = 1; call <= 14; ++call) {
-        DisposePlanes(&globals);
-        ReleasePreviewBuffers(&globals);
-        record_.buffers.clear();
-        record_.failBufferAt = call;
-        result = 0;
-        globals.mustReload = 1;
-        ComposePreview(&globals);
-        EXPECT_EQ(result, call == 2 ? noErr : memFullErr) << call;
-        EXPECT_EQ(record_.liveBuffers, call == 1 ? 0 : call == 2 ? 13 : 2) << call;
-        EXPECT_EQ(globals.mustReload, call == 2 ? 0 : 1) << call;
-        record_.failBufferAt = 0;
-        result = 0;
-        globals.FlagOutputAlpha = 1;
-        ComposePreview(&globals);
-        EXPECT_EQ(result, 0);
+    for (int call = 1; call <= 14; ++call) {
+        SCOPED_TRACE(call);
+        HostOptions options;
+        options.failKindEnabled = true;
+        options.failKind = HostCall::kNewBuffer;
+        options.failKindAt = call;
+        PreviewRig rig(GetParam(), false, options);
+        ComposePreview(rig.globals);
+        EXPECT_EQ(rig.result, call == 2 ? noErr : memFullErr);
+        EXPECT_EQ(CountLive(*rig.host).buffers, call == 1 ? 0 : call == 2 ? 13 : 2);
+        EXPECT_EQ(rig.globals->mustReload, call == 2 ? 0 : 1);
+        rig.result = 0;
+        rig.globals->FlagOutputAlpha = 1;
+        ComposePreview(rig.globals);
+        EXPECT_EQ(rig.result, 0);
         PSPixelMap map;
         PSPixelMask mask;
-        DescribePreview(&globals, &map, &mask);
+        DescribePreview(rig.globals, &map, &mask);
         EXPECT_EQ(map.masks, call == 2 ? nullptr : &mask) << "no alpha, no mask";
-        globals.FlagOutputAlpha = 0;
+        // The strict host takes no null buffer at the end.
+        if (call == 2) rig.globals->previewAlpha = NewBuffer(rig.globals, 1);
     }
-    globals.previewWidth = -4;  // as a wrapped document leaves it
-    record_.buffers.clear();
-    ComposePreview(&globals);
-    EXPECT_TRUE(record_.buffers.empty());
+    PreviewRig wrapped(GetParam());
+    wrapped.globals->previewWidth = -4;  // as a wrapped document leaves it
+    EXPECT_TRUE(wrapped.Calls("New ").empty());
 }
 
-TEST_P(Preview, DescribesItselfToTheHost) {
-    ComposePreview(&globals);
+TEST(PreviewRecord, DescribesThePixelsToTheHost) {
+    PreviewRig rig(8);
+    ComposePreview(rig.globals);
     PSPixelMap map;
     PSPixelMask mask;
     std::memset(&map, 0xA5, sizeof map);
     std::memset(&mask, 0xA5, sizeof mask);
-    DescribePreview(&globals, &map, &mask);
+    DescribePreview(rig.globals, &map, &mask);
     EXPECT_EQ(map.version, 2);
     EXPECT_TRUE(map.bounds.top == 3 && map.bounds.left == 5 && map.bounds.bottom == 27 &&
                 map.bounds.right == 38);
-    EXPECT_TRUE(map.imageMode == 3 && map.rowBytes == 33 && map.colBytes == 1 && map.planeBytes == 33 * 24);
-    EXPECT_EQ(map.baseAddr, globals.previewPixels);
+    EXPECT_TRUE(map.imageMode == 3 && map.rowBytes == 33 && map.colBytes == 1 && map.planeBytes == kCount);
+    EXPECT_EQ(map.baseAddr, rig.globals->previewPixels);
     EXPECT_TRUE(map.mat == nullptr && map.masks == nullptr && map.pixelOverlays == nullptr);
     EXPECT_TRUE(map.maskPhaseRow == 0 && map.maskPhaseCol == 0 && map.colorManagementOptions == 0u);
-    globals.FlagOutputAlpha = 1;
-    DescribePreview(&globals, &map, &mask);
+    rig.globals->FlagOutputAlpha = 1;
+    DescribePreview(rig.globals, &map, &mask);
     ASSERT_EQ(map.masks, &mask);
-    EXPECT_TRUE(mask.next == nullptr && mask.maskData == globals.previewAlpha);
+    EXPECT_TRUE(mask.next == nullptr && mask.maskData == rig.globals->previewAlpha);
     EXPECT_TRUE(mask.rowBytes == 33 && mask.colBytes == 1 && mask.maskDescription == 0);
 }
 
