@@ -17,6 +17,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#else
+#include <dlfcn.h>
 #endif
 
 namespace {
@@ -43,16 +45,19 @@ void FakeMain(std::int16_t selector, void* block, std::intptr_t* data, std::int1
     record.handleProcs->unlockProc(state);
 }
 
-const PSBufferSuite& Buffers(FilterRecord& record) {
+template <class Suite>
+const Suite& SuiteOf(FilterRecord& record, const char* name, std::int32_t version) {
     const void* suite = nullptr;
-    record.sSPBasic->AcquireSuite(kPSBufferSuite, kPSBufferSuiteVersion, &suite);
-    return *static_cast<const PSBufferSuite*>(suite);
+    record.sSPBasic->AcquireSuite(name, version, &suite);
+    return *static_cast<const Suite*>(suite);
+}
+
+const PSBufferSuite& Buffers(FilterRecord& record) {
+    return SuiteOf<PSBufferSuite>(record, kPSBufferSuite, kPSBufferSuiteVersion);
 }
 
 const PSChannelPortsSuite& Ports(FilterRecord& record) {
-    const void* suite = nullptr;
-    record.sSPBasic->AcquireSuite(kPSChannelPortsSuite, kPSChannelPortsSuiteVersion, &suite);
-    return *static_cast<const PSChannelPortsSuite*>(suite);
+    return SuiteOf<PSChannelPortsSuite>(record, kPSChannelPortsSuite, kPSChannelPortsSuiteVersion);
 }
 
 // Two layers whose samples all differ from their neighbours; the upper one is the target.
@@ -108,12 +113,14 @@ TEST_F(HostTest, WalksTheSelectorsAndKeepsTheModulesState) {
     const RunResult run = RunFilter(*host_, FakeMain, document_, AskForParameters::kYes);
     EXPECT_EQ(run.result, noErr);
     EXPECT_EQ(run.lastSelector, filterSelectorFinish);
-    EXPECT_EQ(lines[0], "> PluginMain 1");
-    EXPECT_EQ(lines[1], "NewHandle 16 -> handle 1");
-    EXPECT_EQ(lines[2], "LockHandle handle 1 1 -> locked");
-    EXPECT_EQ(lines[3], "UnlockHandle handle 1");
-    EXPECT_EQ(lines[4], "< PluginMain 1 result 0");
-    EXPECT_EQ(std::count(lines.begin(), lines.end(), "NewHandle 16 -> handle 1"), 1);
+    std::vector<std::string> expected = {"> PluginMain 1", "NewHandle 16 -> handle 1",
+                                         "LockHandle handle 1 1 -> locked", "UnlockHandle handle 1",
+                                         "< PluginMain 1 result 0"};
+    for (const char* selector : {"2", "3", "5"}) {
+        expected.insert(expected.end(), {std::string("> PluginMain ") + selector, expected[2], expected[3],
+                                         std::string("< PluginMain ") + selector + " result 0"});
+    }
+    EXPECT_EQ(lines, expected);
     EXPECT_EQ(ReportOf(*host_).fallibleCalls, 5);  // one handle, four locks
 
     const std::intptr_t data = DataWord(*host_);
@@ -606,9 +613,8 @@ TEST_F(HostTest, AnswersAbortProgressAndUrls) {
         EXPECT_FALSE(r.abortProc());
         EXPECT_TRUE(r.abortProc());
         EXPECT_TRUE(r.abortProc());
-        const void* suite = nullptr;
-        r.sSPBasic->AcquireSuite(kPSGetFileListSuite, kPSGetFileListSuiteVersion, &suite);
-        EXPECT_EQ(static_cast<const PSGetFileListSuite*>(suite)->BrowseUrl("https://a.example/"), noErr);
+        const auto& pages = SuiteOf<PSGetFileListSuite>(r, kPSGetFileListSuite, kPSGetFileListSuiteVersion);
+        EXPECT_EQ(pages.BrowseUrl("https://a.example/"), noErr);
     });
     EXPECT_EQ(total, 9);
     EXPECT_EQ(ReportOf(*host_).abortCalls, 3);
@@ -649,19 +655,15 @@ TEST_F(HostTest, TakesDownAndComposesWhatIsShown) {
                   static_cast<std::uint8_t*>(alpha)[width + 1] = 255;
                   static_cast<std::uint8_t*>(alpha)[width + 2] = 51;
                   PSPixelMask mask = {nullptr, alpha, width, 1, kSimplePSMask};
-                  PSPixelMap map = {2,
-                                    {5, 7, 5 + height, 7 + width},
-                                    plugInModeRGBColor,
-                                    width,
-                                    1,
-                                    width * height,
-                                    pixels,
-                                    nullptr,
-                                    &mask,
-                                    0,
-                                    0,
-                                    nullptr,
-                                    0};
+                  PSPixelMap map{};
+                  map.version = 2;
+                  map.bounds = {5, 7, 5 + height, 7 + width};
+                  map.imageMode = plugInModeRGBColor;
+                  map.rowBytes = width;
+                  map.colBytes = 1;
+                  map.planeBytes = width * height;
+                  map.baseAddr = pixels;
+                  map.masks = &mask;
                   EXPECT_EQ(r.displayPixels(&map, &map.bounds, 30, 40, nullptr), noErr);
                   map.planeBytes = width * height + 1;  // the last plane ends past the block
                   EXPECT_NE(r.displayPixels(&map, &map.bounds, 30, 40, nullptr), noErr);
@@ -709,12 +711,19 @@ TEST_F(HostTest, PaintsIntoTheDeviceContext) {
 
 #ifdef _WIN32
 constexpr char kBuiltModule[] = "MarbleFrondKeeper.8bf";
+bool BuiltModuleIsLoaded() {
+    return GetModuleHandleA(kBuiltModule) != nullptr;
+}
 #else
 constexpr char kBuiltModule[] = "MarbleFrondKeeper.so";
+bool BuiltModuleIsLoaded() {
+    void* const module = dlopen("./MarbleFrondKeeper.so", RTLD_NOW | RTLD_NOLOAD);
+    if (module != nullptr) dlclose(module);
+    return module != nullptr;
+}
 #endif
 
-// Tests run where the module was built.
-TEST_F(HostTest, LoadsTheBuiltModuleAndWalksItWithoutAViolation) {
+TEST_F(HostTest, RefusesFilesThatAreNoModule) {
     std::string error;
     EXPECT_EQ(OpenModule("no-such-module", &error), nullptr);
     EXPECT_EQ(error, "cannot load the module no-such-module: no such file");
@@ -722,10 +731,16 @@ TEST_F(HostTest, LoadsTheBuiltModuleAndWalksItWithoutAViolation) {
     EXPECT_EQ(OpenModule("host-test-no-module.txt", &error), nullptr);
     EXPECT_EQ(error.find("cannot load the module host-test-no-module.txt: "), 0u) << error;
     std::remove("host-test-no-module.txt");
+}
 
-    ModulePtr module = OpenModule(kBuiltModule, &error);
-    ASSERT_NE(module, nullptr) << error;
+// Tests run where the module was built. One that stayed in the process after its unloading would keep its
+// file open and its unload step from running.
+TEST_F(HostTest, WalksTheBuiltModuleAndUnloadsIt) {
     for (const std::int32_t depth : {8, 16}) {
+        std::string error;
+        ModulePtr module = OpenModule(kBuiltModule, &error);
+        ASSERT_NE(module, nullptr) << error;
+        EXPECT_TRUE(BuiltModuleIsLoaded());
         document_ = SampleDocument(61, 43, depth);
         document_.selection = MakeChannel(document_, depth == 8 ? 255 : kHostMaxSample16);
         const Document before = document_;
@@ -734,10 +749,11 @@ TEST_F(HostTest, LoadsTheBuiltModuleAndWalksItWithoutAViolation) {
         EXPECT_EQ(run.lastSelector, filterSelectorFinish);
         EXPECT_NE(document_.layers[1].colour[1].bytes, before.layers[1].colour[1].bytes);
         EXPECT_EQ(document_.layers[0].colour[1].bytes, before.layers[0].colour[1].bytes);
+        EXPECT_EQ(KeptDescriptor(*host_).value_or(Descriptor{}).size(), 11u);
+        CloseHost(*host_);
+        module.reset();
+        EXPECT_FALSE(BuiltModuleIsLoaded());
     }
-    EXPECT_EQ(KeptDescriptor(*host_).value_or(Descriptor{}).size(), 11u);
-    CloseHost(*host_);
-    module.reset();
     const LiveCounts live = CountLive(*host_);
     EXPECT_EQ(live.handles + live.buffers + live.blocks, 0);
     EXPECT_EQ(ViolationText(*host_), "");
