@@ -247,6 +247,14 @@ DisplayCall DialogRun::PaintedAfter(const std::function<void()>& doing) {
     return LastPainted();
 }
 
+void DialogRun::AwaitRepaintBy(const std::function<void()>& doing) {
+    WaitFor("the dialog to come to rest", [this] { return !GetUpdateRect(window_, nullptr, FALSE); });
+    Send(window_, WM_NULL);  // a painting that has begun is over
+    const int before = paintings_;
+    doing();
+    WaitFor("the repaint after a change", [&] { return paintings_ > before; });
+}
+
 DisplayCall DialogRun::LastPainted() {
     const std::lock_guard<std::mutex> lock(guard_);
     return painted_;

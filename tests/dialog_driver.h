@@ -84,6 +84,9 @@ class DialogRun {
     DisplayCall PaintedAfter(const std::function<void()>& doing);
     DisplayCall LastPainted();
 
+    // Waits until the dialog paints of its own accord after the doing.
+    void AwaitRepaintBy(const std::function<void()>& doing);
+
     // Ends the run; gives what the host then has.
     RunResult EndWith(const std::function<void()>& doing);
     RunResult Ok();

@@ -288,6 +288,15 @@ TEST(Dialog, EveryCheckBoxTogglesItsField) {
     EXPECT_EQ(run.State().FlagRealityInteg, 1);
 }
 
+TEST(Dialog, EveryChangeRepaintsByItself) {
+    DialogRun run(MakePlate(300, 200, 8));
+    run.AwaitRepaintBy([&] { run.SetSlider(kIdScaleTransp, 90); });
+    run.AwaitRepaintBy([&] { run.ClickButton(kIdShowSelect); });
+    run.AwaitRepaintBy([&] { run.SetSlider(kIdZoom, 20); });
+    run.AwaitRepaintBy([&] { run.MoveScrollBar(kIdScrollY, SB_LINEDOWN, 0); });
+    run.AwaitRepaintBy([&] { run.ClickButton(kIdReset); });
+}
+
 TEST(Dialog, ZoomAndScrollReadTheirPartOfTheDocument) {
     DialogRun run(MakePlate(400, 200, 8));
     const auto readsOf = [&](const std::function<void()>& doing) { return ScaledReads(run.TraceOf(doing)); };
