@@ -4,6 +4,7 @@
 
 #include "host/picture_io.h"
 #include "host/whole_file.h"
+#include "tests/run_program.h"
 #include "tests/scratch_folder.h"
 
 namespace frond {
@@ -96,6 +97,33 @@ TEST(LayeredFile, GivesTheTwoLowestLayersAtTheirPlaces) {
     // Straight, not multiplied by the alpha.
     EXPECT_EQ(upper.colour[0], Plane(30, 40));
     EXPECT_EQ(upper.alpha, Plane(30, 70));
+}
+
+TEST(LayeredFile, IsKeyedOverItsOwnLowestLayer) {
+    const ScratchFolder folder;
+    // A green layer that leaves a margin over a blue one; the third layer counts for nothing.
+    WriteBytes(folder / "p.psd", MakePsd(64, 48, 3,
+                                         {{0, 0, 64, 48, false, 20, 40, 200, 255},
+                                          {6, 4, 50, 40, true, 30, 190, 40, 255},
+                                          {20, 20, 9, 9, false, 220, 30, 30, 255}}));
+    const LayeredPicture file = ReadLayeredPicture(folder / "p.psd");
+    WritePicture(folder / "upper.png", PlaceOnCanvas(file.layers[1], 64, 48));
+    WritePicture(folder / "lower.png", file.layers[0]);
+    const auto program = std::filesystem::current_path() / "frond";
+    const auto at = [&folder](const char* name) { return (folder / name).string(); };
+    for (const auto& arguments : std::vector<std::vector<std::string>>{
+             {"key", at("p.psd"), "-o", at("layers.png")},
+             {"key", at("upper.png"), "--over", at("lower.png"), "-o", at("files.png")}}) {
+        const ProgramRun run = RunProgram(program, arguments);
+        ASSERT_EQ(run.code, 0) << run.err;
+    }
+    const Picture layers = ReadPicture(folder / "layers.png");
+    EXPECT_EQ(layers.colour, ReadPicture(folder / "files.png").colour);
+    // The green is gone, inside the layer as outside.
+    for (const std::size_t pixel : {std::size_t{0}, std::size_t{24 * 64 + 30}}) {
+        EXPECT_NEAR(layers.colour[1][pixel], 40, 2) << pixel;
+        EXPECT_NEAR(layers.colour[2][pixel], 200, 2) << pixel;
+    }
 }
 
 TEST(LayeredFile, RefusesCmykAndEveryCut) {
