@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <sstream>
 
+#include "engine/forms.h"
+#include "stages.h"
+
 namespace bench {
 
 namespace {
@@ -18,6 +21,12 @@ std::vector<std::string> Parts(const std::string& name) {
     std::istringstream in(name);
     for (std::string part; std::getline(in, part, '/');) parts.push_back(part);
     return parts;
+}
+
+int Place(const char* const* names, const std::string& name) {
+    int place = 0;
+    while (names[place] != nullptr && name != names[place]) ++place;
+    return place;
 }
 
 std::string Text(const char* format, double value) {
@@ -56,6 +65,11 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
 }
 
 void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows) {
+    // In the order of the lists, whatever the order of the runs.
+    std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+        const int stageA = Place(kStageNames, a.stage), stageB = Place(kStageNames, b.stage);
+        return stageA != stageB ? stageA < stageB : Place(kFormNames, a.form) < Place(kFormNames, b.form);
+    });
     std::ostream& out = GetOutputStream();
     out << "\n" << shape << "\n\n";
     out << "| Stage | Form | Mpx/s | ns/px | Spread | Factor |\n|---|---|---:|---:|---|---:|\n";
