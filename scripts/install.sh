@@ -9,7 +9,8 @@ build) ;;
 test)
     packages="$packages googletest libbenchmark-dev"
     packages="$packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix"
-    packages="$packages wine wine64 fonts-wine xvfb debootstrap openimageio-tools"
+    packages="$packages wine wine64 fonts-wine xvfb debootstrap"
+    packages="$packages openimageio-tools dpkg-dev python3-markdown unzip"
     ;;
 *)
     echo "usage: install.sh build|test" >&2

@@ -8,13 +8,14 @@
 
 namespace {
 
+// "Version" is the filter's, and part of its design; the module's own goes into the rights notice.
 constexpr char kAboutText[] =
     "Marble Frond Keeper\n"
     " Twin Plate Rig\n"
     "\n"
     "Version 3.0\n"
     "Copyright the Marble Frond Keeper developers.\n"
-    "Free software under the MIT License.\n"
+    "Release " FROND_VERSION ", free under the MIT License.\n"
     "\n"
     "\n"
     "A Marble Frond Removal System";

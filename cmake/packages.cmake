@@ -1,0 +1,67 @@
+# What is installed besides program and module, and the packages: cmake --build build/linux --target package
+# makes a .deb, and the same in build/win64 a ZIP with the modules for both kinds of Photoshop.
+#
+# The stand-in host is not installed as a library: it exists to test this module, and its interface may change with
+# every commit.
+
+# The guide, as a page where Python's Markdown is at hand, for a reader without a viewer for Markdown.
+find_program(MARKDOWN NAMES markdown_py)
+set(guide ${PROJECT_SOURCE_DIR}/docs/guide.md)
+if(MARKDOWN)
+    set(page ${PROJECT_BINARY_DIR}/guide.html)
+    add_custom_command(OUTPUT ${page}
+        COMMAND ${PROJECT_SOURCE_DIR}/scripts/guide_page.sh ${MARKDOWN} ${guide} ${page}
+        DEPENDS ${guide} ${PROJECT_SOURCE_DIR}/scripts/guide_page.sh
+        VERBATIM)
+    add_custom_target(guide_page ALL DEPENDS ${page})
+    set(guide ${page})
+endif()
+install(FILES ${guide} DESTINATION ${FROND_GUIDE_FOLDER})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images DESTINATION ${FROND_GUIDE_FOLDER} FILES_MATCHING
+    PATTERN "*.jpg" PATTERN "*.png")
+
+set(CPACK_PACKAGE_NAME marble-frond-keeper)
+set(CPACK_PACKAGE_CONTACT "The Marble Frond Keeper developers <developers@frondkeeper.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "keys photographs taken before a green or blue backdrop")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_VERBATIM_VARIABLES ON)
+
+if(WIN32)
+    install(FILES LICENSE DESTINATION . RENAME LICENSE.txt)
+    install(FILES CHANGELOG.md DESTINATION . RENAME CHANGES.txt)
+    set(CPACK_GENERATOR ZIP)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+        install(SCRIPT cmake/install_win32_module.cmake)
+        set(CPACK_PACKAGE_FILE_NAME MarbleFrondKeeper-${PROJECT_VERSION}-windows)
+    else()
+        set(CPACK_PACKAGE_FILE_NAME MarbleFrondKeeper-${PROJECT_VERSION}-windows-32-bit-only)
+    endif()
+else()
+    set(pages ${PROJECT_BINARY_DIR}/share)
+    file(MAKE_DIRECTORY ${pages})
+    foreach(text host/frond/frond.1 CHANGELOG.md)
+        get_filename_component(name ${text} NAME)
+        string(REPLACE CHANGELOG.md changelog name ${name})
+        add_custom_command(OUTPUT ${pages}/${name}.gz
+            COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/${text} > ${pages}/${name}.gz
+            DEPENDS ${PROJECT_SOURCE_DIR}/${text})
+        list(APPEND compressed ${pages}/${name}.gz)
+    endforeach()
+    add_custom_target(manual ALL DEPENDS ${compressed})
+    install(FILES ${pages}/frond.1.gz DESTINATION share/man/man1)
+    install(FILES ${pages}/changelog.gz DESTINATION ${FROND_GUIDE_FOLDER})
+    install(FILES LICENSE DESTINATION ${FROND_GUIDE_FOLDER} RENAME copyright)
+    install(FILES host/frond/completion.bash DESTINATION share/bash-completion/completions RENAME frond)
+
+    set(CPACK_GENERATOR DEB)
+    set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+    set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+"frond takes the green or blue backdrop out of photographs and sets the subject
+on a new background, or writes it with transparency. It runs the filter module
+\"Twin Plate Rig\" on picture files, and finds the backdrop's colour by itself.")
+endif()
+include(CPack)

@@ -1,0 +1,73 @@
+#!/bin/bash
+# Makes the package of a build, unpacks it far from the build and puts it to use: check_package.sh BUILD VERSION
+set -euo pipefail
+build=$(realpath "$1") version=$2
+root=$(cd "$(dirname "$0")/.." && pwd)
+place=$(mktemp -d)
+trap 'rm -rf "$place"' EXIT
+
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+rm -f "$build"/packages/*.deb "$build"/packages/*.zip
+cmake --build "$build" --target package >"$build/package.log" 2>&1 || { tail -n 20 "$build/package.log" >&2; exit 1; }
+package=$(echo "$build"/packages/*"$version"*)
+cd "$place"
+case $package in
+*.deb)
+    dpkg-deb -x "$package" .
+    frond=(usr/bin/frond)
+    wanted="usr/share/man/man1/frond.1.gz usr/share/bash-completion/completions/frond
+        usr/share/doc/marble-frond-keeper/copyright"
+    guide=usr/share/doc/marble-frond-keeper
+    ;;
+*.zip)
+    unzip -q "$package"
+    mv -- */* .
+    frond=("$root/scripts/wine64.sh" 64-bit/frond.exe)
+    wanted="64-bit/MarbleFrondKeeper.8bf 32-bit/MarbleFrondKeeper.8bf LICENSE.txt CHANGES.txt"
+    guide=guide
+    ;;
+*) fail "$build: made no package of version $version" ;;
+esac
+
+for file in $wanted; do
+    [ -s "$file" ] || fail "$package: lacks $file"
+done
+grep -ohE 'images/[a-z/-]+\.(jpg|png)' "$guide"/guide.* >pictures
+while read -r picture; do
+    [ -s "$guide/$picture" ] || fail "$package: the guide lacks its $picture"
+done <pictures
+
+# Nothing but what was unpacked may serve it.
+unset FROND_MODULE
+"${frond[@]}" --version | tr -d '\r' >version || exit $?
+[ "$(cat version)" = "frond $version" ] || fail "$package: says it is $(cat version)"
+"${frond[@]}" sample --size 96x64 plate
+"${frond[@]}" key plate/photo.png --over plate/background.png --quiet -o keyed.png
+[ -s keyed.png ] || fail "$package: its frond keys nothing"
+
+case $package in
+*.deb)
+    # The manual page and the completion know every option.
+    gunzip -c usr/share/man/man1/frond.1.gz | sed 's/\\//g' >manual
+    for command in key sample compare; do
+        "${frond[@]}" $command --help | grep -oE -- '--[A-Za-z][A-Za-z-]*' | grep -v -e --help -e --no-Flag | sort -u >options
+        while read -r option; do
+            grep -q -e "$option" manual || fail "the manual page lacks $option of frond $command"
+        done <options
+    done
+    # shellcheck disable=SC1091
+    . usr/share/bash-completion/completions/frond
+    COMP_WORDS=("$place/usr/bin/frond" key --re) COMP_CWORD=2
+    _frond
+    [ "${COMPREPLY[*]}" = "--record --remove-green --restore-black" ] || fail "completion gives: ${COMPREPLY[*]}"
+    ;;
+*.zip)
+    for bits in 32 64; do
+        "${frond[@]}" info $bits-bit/MarbleFrondKeeper.8bf | grep -q "Twin Plate Rig" || fail "$bits-bit: is no module"
+    done
+    ;;
+esac
