@@ -66,6 +66,7 @@ case $package in
     [ "${COMPREPLY[*]}" = "--record --remove-green --restore-black" ] || fail "completion gives: ${COMPREPLY[*]}"
     ;;
 *.zip)
+    cmp 64-bit/MarbleFrondKeeper.8bf "$build/MarbleFrondKeeper.8bf"
     for bits in 32 64; do
         "${frond[@]}" info $bits-bit/MarbleFrondKeeper.8bf | grep -q "Twin Plate Rig" || fail "$bits-bit: is no module"
     done
