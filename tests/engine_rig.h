@@ -5,6 +5,7 @@
 // One rig at a time may run the engine: the host's callbacks and the broker carry no context.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -100,6 +101,11 @@ class EngineRig {
     std::vector<std::uint8_t> memory_[kPlaneCount];
     std::vector<void*> addresses_;  // of the allocations, null after their release
 };
+
+// The colour of one pixel of the out planes.
+inline std::array<int, 3> OutColour(const EngineRig& rig, std::int64_t i) {
+    return {rig.Get(kOutR, i), rig.Get(kOutG, i), rig.Get(kOutB, i)};
+}
 
 // FNV-1a over bytes, 64 bits; continue with the last result.
 constexpr std::uint64_t kHashStart = 0xcbf29ce484222325u;

@@ -9,6 +9,8 @@
 
 namespace {
 
+using Colour = std::array<int, 3>;
+
 void ShowPhotoRefined(EngineRig* rig) {
     rig->globals.FlagOrgPhoto = 1;
     rig->globals.FlagRealityInteg = 0;
@@ -52,9 +54,12 @@ void ExpectWindows(RunKind kind, const int (&windows)[8][cells], const int (&tap
     }
     rig.Key();
     for (int x = 0; x < 8; ++x) {
-        EXPECT_EQ(rig.Get(kOutR, x), Smoothed(kReds, windows[x], taps, kGreens, kRadius)) << "column " << x;
-        EXPECT_EQ(rig.Get(kOutG, x), Smoothed(kGreens, windows[x], taps, kGreens, kRadius)) << "column " << x;
-        EXPECT_EQ(rig.Get(kOutB, x), Smoothed(kBlues, windows[x], taps, kBlues, kRadius)) << "column " << x;
+        const auto smoothed = [&](const int(&values)[8], const int(&firstValues)[8]) {
+            return Smoothed(values, windows[x], taps, firstValues, kRadius);
+        };
+        EXPECT_EQ(OutColour(rig, x),
+                  (Colour{smoothed(kReds, kGreens), smoothed(kGreens, kGreens), smoothed(kBlues, kBlues)}))
+            << "column " << x;
     }
 }
 
@@ -99,21 +104,13 @@ TEST(Refinement, WeighsByAlphaOverTheCentreRowsBackground) {
     // 200 = 60000 / 330; 2400 / 80. Red: the first two as green; 300 * 90 + 30 * 30 = 27900; 3280. Blue:
     // 880; 22700; 60990; 3520.
     // x 0: (10 * 8000 + 30 * 29500) / (10 * 80 + 30 * 230 = 7700)
-    EXPECT_EQ(rig.Get(kOutR, 0), 125);
-    EXPECT_EQ(rig.Get(kOutG, 0), 125);
-    EXPECT_EQ(rig.Get(kOutB, 0), 89);
+    EXPECT_EQ(OutColour(rig, 0), (Colour{125, 125, 89}));
     // x 1: (5 * 8000 + 10 * 29500 + 30 * 60000) / (400 + 2300 + 9900 = 12600)
-    EXPECT_EQ(rig.Get(kOutR, 1), 93);
-    EXPECT_EQ(rig.Get(kOutG, 1), 169);
-    EXPECT_EQ(rig.Get(kOutB, 1), 163);
+    EXPECT_EQ(OutColour(rig, 1), (Colour{93, 169, 163}));
     // x 2 is opaque, and kept.
-    EXPECT_EQ(rig.Get(kOutR, 2), 90);
-    EXPECT_EQ(rig.Get(kOutG, 2), 180);
-    EXPECT_EQ(rig.Get(kOutB, 2), 200);
+    EXPECT_EQ(OutColour(rig, 2), (Colour{90, 180, 200}));
     // x 3: (5 * 60000 + 10 * 2400) / (1650 + 800 = 2450)
-    EXPECT_EQ(rig.Get(kOutR, 3), 70);
-    EXPECT_EQ(rig.Get(kOutG, 3), 132);
-    EXPECT_EQ(rig.Get(kOutB, 3), 138);
+    EXPECT_EQ(OutColour(rig, 3), (Colour{70, 132, 138}));
 }
 
 TEST(Refinement, FullSizeWeighsFiveRows) {
@@ -131,9 +128,9 @@ TEST(Refinement, FullSizeWeighsFiveRows) {
     }
     rig.Key();
     for (int x = 5; x < 11; ++x) {
-        EXPECT_EQ(rig.Get(kOutR, 22 + x), (60 * 500 + 90 * 2000 + 180 * 200) / 330);
-        EXPECT_EQ(rig.Get(kOutG, 22 + x), (60 * 1000 + 90 * 400 + 180 * 2000) / 330);
-        EXPECT_EQ(rig.Get(kOutB, 22 + x), (60 * 20000 + 90 * 30 + 180 * 10000) / 330);
+        EXPECT_EQ(OutColour(rig, 22 + x),
+                  (Colour{(60 * 500 + 90 * 2000 + 180 * 200) / 330, (60 * 1000 + 90 * 400 + 180 * 2000) / 330,
+                          (60 * 20000 + 90 * 30 + 180 * 10000) / 330}));
     }
     // Row 0 has no rows above it: weights 300, 30 and 10 of its own background of 9000. It is opaque and
     // kept; row 1 has weights 180, 50, 30 and 60.
@@ -201,10 +198,8 @@ TEST(Refinement, LimitsWhatItHandsOn) {
     rig.SetColour(kTopR, 1, 100, 100, 30000);
     rig.SetColour(kBottomR, 1, 1000, 1000, 1000);
     rig.Key();
-    for (Plane plane : {kOutR, kOutG, kOutB}) EXPECT_EQ(rig.Get(plane, 0), 32767);
-    EXPECT_EQ(rig.Get(kOutR, 1), 0);
-    EXPECT_EQ(rig.Get(kOutG, 1), 0);
-    EXPECT_EQ(rig.Get(kOutB, 1), 32767);
+    EXPECT_EQ(OutColour(rig, 0), (Colour{32767, 32767, 32767}));
+    EXPECT_EQ(OutColour(rig, 1), (Colour{0, 0, 32767}));
 }
 
 TEST(Refinement, OneColumnReadsOnIntoTheRing) {
@@ -215,7 +210,7 @@ TEST(Refinement, OneColumnReadsOnIntoTheRing) {
     rig.Fill(kTopA, 0);
     rig.SetColour(kBottomR, 0, 10, 20, 30);
     rig.Key();
-    for (Plane plane : {kOutR, kOutG, kOutB}) EXPECT_EQ(rig.Get(plane, 0), 255);
+    EXPECT_EQ(OutColour(rig, 0), (Colour{255, 255, 255}));
 }
 
 }  // namespace
