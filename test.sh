@@ -1,8 +1,8 @@
 #!/bin/bash
 # Installs what is missing, builds everything and runs all tests: ./test.sh [PRESET...]
 #
-# Without presets: linux, asan, win64 and win32, the Windows ones under Wine. Each preset leaves its logs in
-# build/PRESET. Ends with the number of tests that passed, failed and were skipped; 0 when none failed.
+# Without presets: scripts/lint.sh, then linux, asan, win64 and win32, the Windows ones under Wine. Each preset
+# leaves its logs in build/PRESET. Ends with the number of tests that passed, failed and were skipped; 0 when none failed.
 set -euo pipefail
 cd "$(dirname "$0")"
 presets=("$@")
@@ -83,6 +83,11 @@ run_tests() {
 
 scripts/install.sh test
 case " ${presets[*]} " in *" win32 "*) fetch_wine32 ;; esac
+
+if [ $# = 0 ]; then
+    echo "== the sources' style and Clang's findings"
+    if scripts/lint.sh; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+fi
 
 for preset in "${presets[@]}"; do
     SECONDS=0

@@ -8,7 +8,8 @@
 
 // levelScale: what one 8-bit level measures in samples: 1, or 128 for a maximum of 32767.
 static inline double LevelScale(const Globals* globals) {
-    return static_cast<double>(globals->maxSample / 255);
+    const std::int32_t scale = globals->maxSample / 255;
+    return scale;
 }
 
 // Cuts toward zero; a non-number, or a value beyond the signed 32-bit range, becomes 0.
