@@ -15,7 +15,8 @@ constexpr char kAboutText[] =
     "\n"
     "Version 3.0\n"
     "Copyright the Marble Frond Keeper developers.\n"
-    "Release " FROND_VERSION ", free under the MIT License.\n"
+    "Release " FROND_VERSION
+    ", free under the MIT License.\n"
     "\n"
     "\n"
     "A Marble Frond Removal System";
