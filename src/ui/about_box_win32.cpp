@@ -21,7 +21,7 @@ constexpr char kAboutText[] =
     "\n"
     "A Marble Frond Removal System";
 constexpr char kPageLabel[] = "MarbleFrondKeeper";
-constexpr char kPage[] = "https://www.frondkeeper.example/";
+constexpr char kPage[] = "https://www.frond.example/";
 
 // Asks the host to open the product's page. A host that cannot does nothing.
 void OpenPage() {
