@@ -329,7 +329,8 @@ TEST(PictureFile, TurnsJpegByItsExif) {
         Append(exif, 3, 2, bigEndian);
         Append(exif, 1, 4, bigEndian);
         Append(exif, 6, 2, bigEndian);
-        Append(exif, 0, 6, bigEndian);
+        Append(exif, 0, 2, bigEndian);
+        Append(exif, 0, 4, bigEndian);
         Bytes file = ReadWholeFile(folder / "p.jpg");
         file.insert(file.begin() + 2, exif.begin(), exif.end());
         WriteBytes(folder / "turned.jpg", file);
