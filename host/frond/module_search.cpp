@@ -6,6 +6,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#else
+#include <sys/auxv.h>
 #endif
 
 namespace frond {
@@ -31,8 +33,11 @@ fs::path FromEnvironment() {
 constexpr char kModuleFile[] = "MarbleFrondKeeper.so";
 
 fs::path ProgramPath() {
-    std::error_code ignored;
-    return fs::read_symlink("/proc/self/exe", ignored);
+    std::error_code failure;
+    const fs::path path = fs::read_symlink("/proc/self/exe", failure);
+    if (!failure) return path;
+    // Without /proc, as in a bare chroot, there is the name that the program was started by.
+    return fs::canonical(reinterpret_cast<const char*>(getauxval(AT_EXECFN)), failure);
 }
 
 fs::path FromEnvironment() {
