@@ -34,7 +34,7 @@ constexpr char kModuleFile[] = "MarbleFrondKeeper.so";
 
 fs::path ProgramPath() {
     std::error_code failure;
-    const fs::path path = fs::read_symlink("/proc/self/exe", failure);
+    fs::path path = fs::read_symlink("/proc/self/exe", failure);
     if (!failure) return path;
     // Without /proc, as in a bare chroot, there is the name that the program was started by.
     return fs::canonical(reinterpret_cast<const char*>(getauxval(AT_EXECFN)), failure);
