@@ -211,7 +211,10 @@ int JpegOrientation(const Bytes& file) {
 
 bool EmbedProfile(Bytes& file, const Bytes& profile) {
     if (profile.empty() || file.size() < 64) return false;
-    if (IsJpeg(file) && Read16(file, 4, true) + 4 <= file.size() && profile.size() <= 255 * kLargestPiece) {
+    if (IsJpeg(file)) {
+        const std::size_t first = Read16(file, 4, true);
+        const bool isSound = file[3] != 0xDA && first >= 2 && first + 4 <= file.size();
+        if (!isSound || profile.size() > 255 * kLargestPiece) return false;
         EmbedInJpeg(file, profile);
         return true;
     }

@@ -230,6 +230,7 @@ TEST_F(FrondProgram, RefusesBadInputInOneLine) {
     WriteText("kind.json", R"({"parameters": {"FlagBlueLogic": 1}})");
     WriteText("large.json", R"({"parameters": {"SliderRemoveGreen": 2147483648}})");
     WriteText("half.json", R"({"parameters": {"SliderRem)");
+    WriteText("beyond.json", R"({"parameters": {"SliderRemoveGreen": 1e999}})");
     const std::vector<std::string> good = {"key", At("photo.png"), "--over", At("background.png")};
     const auto refuses = [&](std::vector<std::string> rest, int code, const std::string& word) {
         rest.insert(rest.begin(), good.begin(), good.end());
@@ -256,6 +257,7 @@ TEST_F(FrondProgram, RefusesBadInputInOneLine) {
     refuses({"-o", At("o.png"), "--action", At("kind.json")}, 2, "FlagBlueLogic");
     refuses({"-o", At("o.png"), "--action", At("large.json")}, 2, "SliderRemoveGreen");
     refuses({"-o", At("o.png"), "--action", At("half.json")}, 2, "parse error");
+    refuses({"-o", At("o.png"), "--action", At("beyond.json")}, 2, "overflow");
     refuses({"-o", At("o.png"), "--module", At("none")}, 5, "no such module");
     refuses({"-o", At("o.png"), "--module", At("photo.png")}, 5, "module");
     ExpectRefusal({"sample", At("dir"), "--size", "12"}, 2, "size");

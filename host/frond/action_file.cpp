@@ -32,12 +32,12 @@ std::int32_t ValueOf(const ParameterInfo& info, const Json& value, const std::st
 Json Parsed(const std::vector<std::uint8_t>& bytes, const std::string& file) {
     try {
         return Json::parse(bytes.begin(), bytes.end());
-    } catch (const Json::parse_error& error) {
-        // The library's text begins with an error number of its own.
+    } catch (const Json::exception& error) {  // of its syntax, or a number beyond all doubles
+        // The library's text begins with an error number of its own, in brackets.
         const std::string text = OneLine(error.what());
-        const std::size_t start = text.find("parse error");
+        const std::size_t end = text.find("] ");
         throw Failure(kBadUsage,
-                      file + ": is no action: " + text.substr(start == std::string::npos ? 0 : start));
+                      file + ": is no action: " + text.substr(end == std::string::npos ? 0 : end + 2));
     }
 }
 
