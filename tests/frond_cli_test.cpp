@@ -347,6 +347,29 @@ TEST_F(FrondProgram, ComparesPictures) {
     EXPECT_NE(run.out.find(" 51.0000 of 255"), std::string::npos) << run.out;
 }
 
+// Of 100 pixels the ends of the band are none of it. Green above both others counts only beyond the truth's.
+TEST_F(FrondProgram, ComparesTheSoftBandAlone) {
+    Picture truth = MakePicture(10, 10, 8, 3, false), keyed = truth, alpha = MakePicture(10, 10, 8, 1, false);
+    for (Plane& plane : truth.colour) plane.assign(100, 100);
+    for (Plane& plane : keyed.colour) plane.assign(100, 100);
+    alpha.colour[0].assign(100, 0);
+    alpha.colour[0][0] = 5, alpha.colour[0][1] = 250;
+    alpha.colour[0][2] = 6, alpha.colour[0][3] = 249;
+    keyed.colour[1][0] = keyed.colour[1][1] = 255;
+    keyed.colour[1][2] = 130;
+    truth.colour[1][2] = 110;
+    keyed.colour[2][3] = 108;
+    WritePicture(folder / "truth.png", truth);
+    WritePicture(folder / "keyed.png", keyed);
+    WritePicture(folder / "alpha.png", alpha);
+    const ProgramRun run = Frond({"compare", At("keyed.png"), At("truth.png"), "--band", At("alpha.png")});
+    EXPECT_NE(run.out.find("soft band            2.00 % of the pixels\n"
+                           "  mean absolute error  4.6667 of 255\n"
+                           "  green left           10.0000 of 255\n"),
+              std::string::npos)
+        << run.out;
+}
+
 TEST_F(FrondProgram, TellsOfTheModuleAndOfItself) {
     EXPECT_EQ(Frond({"--version"}).out.rfind("frond ", 0), 0u);
     EXPECT_NE(Frond({"key", "--help"}).out.find("Exit codes: 0 done"), std::string::npos);
