@@ -130,11 +130,12 @@ Command AddCompareCommand(CLI::App& app) {
     compare->add_option("A", gOptions.a, "A picture")->required();
     compare->add_option("B", gOptions.b, "The other")->required();
     compare->add_flag("--alpha", gOptions.alpha, "Compare alpha channels; a grey picture counts as one");
-    compare
-        ->add_option("--band", gOptions.band,
-                     "The true alpha; also measure where it is half-transparent (0.02 to 0.98)")
-        ->type_name("ALPHA");
-    compare->add_flag("--blue", gOptions.isBlue, "With --band: the backdrop was blue");
+    CLI::Option* band =
+        compare
+            ->add_option("--band", gOptions.band,
+                         "The true alpha; also measure where it is half-transparent (0.02 to 0.98)")
+            ->type_name("ALPHA");
+    compare->add_flag("--blue", gOptions.isBlue, "With --band: the backdrop was blue")->needs(band);
     compare->footer(
         "Colour is compared as stored, alpha aside. Pictures of 8 and of 16 bits may be mixed.\n"
         "Exit codes: 0, 2 (command line), 3 (cannot be read or of another size).");
