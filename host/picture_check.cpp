@@ -95,8 +95,10 @@ bool WholePsd(const Bytes& bytes) {
 }  // namespace
 
 void CheckPictureFile(const std::filesystem::path& path) {
-    const std::string name = Shown(path);
-    const Bytes bytes = ReadWholeFile(path);
+    CheckPictureBytes(ReadWholeFile(path), Shown(path));
+}
+
+void CheckPictureBytes(const Bytes& bytes, const std::string& name) {
     if (bytes.empty()) throw PictureError(name + ": is empty");
     bool isWhole = true, isCmyk = false;
     if (StartsWith(bytes, "\xFF\xD8\xFF", 3)) {

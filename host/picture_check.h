@@ -2,8 +2,10 @@
 // out, orientation, endings.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "host/picture.h"
 
@@ -13,6 +15,7 @@ namespace frond {
 // fill the rest of a truncated JPEG, PNG or PSD with grey and say nothing, or convert CMYK without its
 // profile; a file of any other kind passes here and is left to its decoder.
 void CheckPictureFile(const std::filesystem::path& path);
+void CheckPictureBytes(const std::vector<std::uint8_t>& bytes, const std::string& name);
 
 // Turns a picture by its orientation tag, 1 to 8 in the numbering of EXIF; any other value leaves it as it
 // is.

@@ -18,8 +18,9 @@ class Draws {
     Draws(const std::uint8_t* bytes, std::size_t size);
 
     std::uint32_t Below(std::uint32_t count);
-    std::int32_t Between(std::int32_t low, std::int32_t high) {
-        return low + static_cast<std::int32_t>(Below(static_cast<std::uint32_t>(high - low) + 1));
+    std::int32_t Between(std::int32_t low, std::int32_t high) {  // not the type's whole range
+        const std::uint32_t from = static_cast<std::uint32_t>(low);
+        return static_cast<std::int32_t>(from + Below(static_cast<std::uint32_t>(high) - from + 1));
     }
 
   private:

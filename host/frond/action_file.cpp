@@ -43,14 +43,7 @@ Json Parsed(const std::vector<std::uint8_t>& bytes, const std::string& file) {
 
 }  // namespace
 
-ParameterValues ReadAction(const std::filesystem::path& path) {
-    const std::string file = Shown(path);
-    std::vector<std::uint8_t> bytes;
-    try {
-        bytes = ReadWholeFile(path);
-    } catch (const PictureError& error) {
-        throw Failure(kBadInput, error.what());
-    }
+ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::string& file) {
     const Json action = Parsed(bytes, file);
     if (!action.is_object() || !action.contains("parameters") || !action["parameters"].is_object()) {
         throw Failure(kBadUsage, file + ": is no action: it has no object \"parameters\"");
@@ -76,7 +69,15 @@ ParameterValues ReadAction(const std::filesystem::path& path) {
     return values;
 }
 
-void WriteAction(const std::filesystem::path& path, const ParameterValues& values) {
+ParameterValues ReadAction(const std::filesystem::path& path) {
+    try {
+        return ParseAction(ReadWholeFile(path), Shown(path));
+    } catch (const PictureError& error) {
+        throw Failure(kBadInput, error.what());
+    }
+}
+
+std::string ActionText(const ParameterValues& values) {
     Json parameters = Json::object();
     for (std::size_t i = 0; i < values.size(); ++i) {
         const std::int32_t value = values[i].value_or(kParameters[i].defaultValue);
@@ -86,7 +87,11 @@ void WriteAction(const std::filesystem::path& path, const ParameterValues& value
             parameters[kParameters[i].name] = value;
         }
     }
-    const std::string text = Json({{"action", kActionName}, {"parameters", parameters}}).dump(2) + "\n";
+    return Json({{"action", kActionName}, {"parameters", parameters}}).dump(2) + "\n";
+}
+
+void WriteAction(const std::filesystem::path& path, const ParameterValues& values) {
+    const std::string text = ActionText(values);
     try {
         WriteWholeFile(path, text.data(), text.size(), &gStopAsked);
     } catch (const PictureError& error) {

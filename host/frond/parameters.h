@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "host/descriptor.h"
 #include "shell/parameter_table.h"
@@ -37,6 +39,8 @@ void Set(ParameterValues& values, const char* name, std::int32_t value);
 // the scripting names; sliders are whole numbers of 32 bits, flags true or false. A parameter that is left
 // out keeps its default; any other key, name or kind of value is a Failure. Writing puts all eleven there.
 ParameterValues ReadAction(const std::filesystem::path& path);
+ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::string& file);
 void WriteAction(const std::filesystem::path& path, const ParameterValues& values);
+std::string ActionText(const ParameterValues& values);
 
 }  // namespace frond

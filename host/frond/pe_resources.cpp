@@ -136,20 +136,22 @@ PeFile Parse(const Bytes& bytes) {
 
 }  // namespace
 
-PeFile ReadPeFile(const std::filesystem::path& path) {
-    Bytes bytes;
-    try {
-        bytes = ReadWholeFile(path);
-    } catch (const PictureError& error) {
-        throw Failure(kBadInput, error.what());
-    }
+PeFile ParsePeFile(const Bytes& bytes, const std::string& file) {
     if (bytes.size() < 64 || bytes[0] != 'M' || bytes[1] != 'Z') {
-        throw Failure(kNoModule, Shown(path) + ": is no Windows module");
+        throw Failure(kNoModule, file + ": is no Windows module");
     }
     try {
         return Parse(bytes);
     } catch (const OutOfBytes&) {
-        throw Failure(kNoModule, Shown(path) + ": is no Windows module, or a damaged one");
+        throw Failure(kNoModule, file + ": is no Windows module, or a damaged one");
+    }
+}
+
+PeFile ReadPeFile(const std::filesystem::path& path) {
+    try {
+        return ParsePeFile(ReadWholeFile(path), Shown(path));
+    } catch (const PictureError& error) {
+        throw Failure(kBadInput, error.what());
     }
 }
 

@@ -23,5 +23,6 @@ struct PeFile {
 
 // Throws Failure kBadInput for a file that cannot be read, kNoModule for one that is no Windows module.
 PeFile ReadPeFile(const std::filesystem::path& path);
+PeFile ParsePeFile(const Bytes& bytes, const std::string& file);
 
 }  // namespace frond

@@ -1,0 +1,23 @@
+// The parser of action files: any bytes are an action or a Failure of one line, and what it has read it reads
+// again from what it would write.
+#include <cstdlib>
+#include <vector>
+
+#include "host/frond/frond.h"
+#include "host/frond/parameters.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    try {
+        frond::ParameterValues values = frond::ParseAction({bytes, bytes + size}, "action.json");
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (!values[i]) values[i] = kParameters[i].defaultValue;
+        }
+        const std::string text = frond::ActionText(values);
+        if (frond::ParseAction({text.begin(), text.end()}, "action.json") != values) std::abort();
+    } catch (const frond::Failure& failure) {
+        const std::string line = failure.what();
+        if (failure.code != frond::kBadUsage || line.find("action.json: ") != 0) std::abort();
+        if (line.find('\n') != std::string::npos) std::abort();
+    }
+    return 0;
+}

@@ -1,0 +1,274 @@
+// The whole module through the stand-in host: document, parameters, the walk, failing calls and what a poor
+// host leaves out are drawn from the input. Whatever comes, the module neither crashes nor leaks nor breaks
+// a rule of the host.
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "engine/forms.h"
+#include "host/host.h"
+#include "shell/globals.h"
+#include "shell/handles.h"
+#include "shell/parameter_table.h"
+#include "shell/planes.h"
+#include "shell/plugin_main.h"
+#include "support/checked_heap.h"
+#include "tests/form_cases.h"
+#include "ui/preview.h"
+#include "ui/preview_geometry.h"
+
+namespace {
+
+bool Rarely(Draws* draws) {
+    return draws->Below(10) == 0;
+}
+
+bool Half(Draws* draws) {
+    return draws->Below(2) == 0;
+}
+
+// ---- The document
+
+// Samples of a few kinds: all alike, noise, or a green backdrop under noise.
+Channel DrawChannel(const Document& document, std::int32_t backdrop, Draws* draws) {
+    const std::int32_t largest = document.depth == 8 ? 255 : kHostMaxSample16;
+    const std::int32_t step = largest / 255, noise = draws->Below(3) == 0 ? largest : 6 * step;
+    Channel channel = MakeChannel(document, 0);
+    Random random(draws->Below(1u << 31));
+    const std::int32_t width = WidthOf(document.bounds), height = HeightOf(document.bounds);
+    for (std::int32_t y = 0; y < height; ++y) {
+        for (std::int32_t x = 0; x < width; ++x) {
+            const auto drawn = static_cast<std::int32_t>(random.Below(static_cast<std::uint32_t>(noise) + 1));
+            const std::int32_t sample = random.Below(4) == 0 ? drawn : backdrop * step + drawn;
+            SetSample(document, channel, x, y, static_cast<std::uint16_t>(std::min(sample, largest)));
+        }
+    }
+    channel.readable = !Rarely(draws);
+    channel.hasWritePort = !Rarely(draws);
+    channel.writable = !Rarely(draws);
+    return channel;
+}
+
+Layer DrawLayer(const Document& document, Draws* draws) {
+    Layer layer;
+    layer.name = "layer";
+    const std::int32_t backdrop[] = {60, 190, 80};
+    const std::uint32_t channels = Rarely(draws) ? 4 : 3;
+    for (std::uint32_t i = 0; i < channels; ++i)
+        layer.colour.push_back(DrawChannel(document, backdrop[i % 3], draws));
+    if (Half(draws)) layer.transparency = DrawChannel(document, Half(draws) ? 255 : 100, draws);
+    if (Rarely(draws)) layer.mask = DrawChannel(document, 100, draws);
+    return layer;
+}
+
+Document DrawDocument(Draws* draws) {
+    std::int32_t width = draws->Between(1, 40), height = draws->Between(1, 50);
+    if (Rarely(draws)) width = draws->Between(1, 3000);
+    if (Rarely(draws)) std::swap(width, height);
+    if (std::int64_t{width} * height > 20000) height = 1 + 20000 / width;
+    Document document = MakeDocument(width, height, Half(draws) ? 8 : 16);
+    if (Rarely(draws)) {  // the corner of a canvas that was cropped
+        const std::int32_t x = draws->Between(-60, 60), y = draws->Between(-60, 60);
+        document.bounds = {y, x, y + height, x + width};
+    }
+    const std::uint32_t layers = Rarely(draws) ? draws->Below(4) : 2;
+    for (std::uint32_t i = 0; i < layers; ++i) document.layers.push_back(DrawLayer(document, draws));
+    if (layers == 0 || Rarely(draws)) document.flat = DrawLayer(document, draws);
+    if (Rarely(draws)) document.alphaChannels.push_back(DrawChannel(document, 0, draws));
+    if (draws->Below(3) == 0) document.selection = DrawChannel(document, Half(draws) ? 0 : 100, draws);
+    document.targetLayer = layers == 0 ? kTargetFlat : static_cast<int>(draws->Below(layers));
+    return document;
+}
+
+Descriptor DrawDescriptor(Draws* draws) {
+    Descriptor descriptor;
+    for (const ParameterInfo& info : kParameters) {
+        if (Rarely(draws)) continue;
+        const std::int32_t far = draws->Between(-2000000000, 2000000000);
+        const std::int32_t slider = Rarely(draws) ? far : draws->Between(-20, 220);
+        if (info.isFlag) {
+            descriptor.push_back({info.key, kTypeBoolean, static_cast<std::int32_t>(draws->Below(2))});
+        } else {
+            descriptor.push_back({info.key, kTypeInteger, slider});
+        }
+    }
+    if (Rarely(draws)) descriptor.push_back({FourCC("what"), kTypeInteger, 1});
+    return descriptor;
+}
+
+// ---- The host
+
+// What a host may lack. Drawn once, for all calls.
+std::function<void(FilterRecord&)> DrawGaps(Draws* draws) {
+    const std::uint32_t gap = draws->Below(12);
+    return [gap](FilterRecord& record) {
+        ReadImageDocumentDesc* const document = record.documentInfo;
+        switch (gap) {
+            case 0:
+                record.abortProc = nullptr;
+                break;
+            case 1:
+                record.progressProc = nullptr;
+                break;
+            case 2:
+                record.descriptorParameters = nullptr;
+                break;
+            case 3:
+                record.documentInfo = nullptr;
+                break;
+            case 4:
+                record.sSPBasic = nullptr;
+                break;
+            case 5:
+                document->targetCompositeChannels = nullptr;
+                break;
+            case 6:
+                document->layersDescriptor = nullptr;
+                break;
+            case 7:
+                document->mergedCompositeChannels = nullptr;
+                break;
+            case 8:
+                if (document->targetCompositeChannels != nullptr)
+                    document->targetCompositeChannels->next = nullptr;
+                break;
+            case 9:
+                record.descriptorParameters->readDescriptorProcs = nullptr;
+                break;
+            default:
+                break;
+        }
+    };
+}
+
+bool HandlesUsable(const HostOptions& options) {
+    return options.handleProcsVersion == kHandleProcsVersion && options.numHandleProcs >= kHandleProcsCount;
+}
+
+HostOptions DrawOptions(Draws* draws) {
+    HostOptions options;
+    options.playInfo = static_cast<std::int16_t>(draws->Below(3));
+    options.fillByte = static_cast<std::uint8_t>(draws->Below(256));
+    options.moveHandles = Half(draws);
+    options.disposeClearsPointer = Half(draws);
+    options.offersDisplayPixels = !Rarely(draws);
+    if (draws->Below(3) == 0) options.failAt = draws->Between(1, 90);
+    options.failKindEnabled = Rarely(draws);
+    options.failKind = static_cast<HostCall>(draws->Below(static_cast<int>(HostCall::kDisplayPixels) + 1));
+    options.failKindAt = draws->Between(0, 8);
+    if (draws->Below(4) == 0) options.abortAt = draws->Between(1, 3);
+    options.allocateBlockGivesNull = Rarely(draws);
+    options.shrinkScaledReads = Rarely(draws);
+    if (Rarely(draws)) options.closeReadCode = static_cast<OSErr>(-draws->Between(1, 2000));
+    if (Rarely(draws)) options.closeWriteCode = -50;
+    if (Rarely(draws)) options.handleProcsVersion = 2;
+    if (Rarely(draws)) options.numHandleProcs = 7;
+    // The host's own handles, which a descriptor is behind, cannot be given back then.
+    options.descriptorsUsable = HandlesUsable(options) && !Rarely(draws);
+    if (Rarely(draws)) options.missingSuites.push_back(Half(draws) ? kPSBufferSuite : kPSChannelPortsSuite);
+    if (draws->Below(4) == 0) options.adjustRecord = DrawGaps(draws);
+    return options;
+}
+
+// Handles of the process, where the host's procs are of no use, are the driver's to free: a host would keep
+// them to its end.
+void FreeProcessHandles(Host& host) {
+    if (HandlesUsable(OptionsOf(host))) return;
+    const HandleProcs unusable{};
+    const Handle handles[] = {reinterpret_cast<Handle>(DataWord(host)), ParametersHandle(host)};
+    for (const Handle handle : handles) {
+        if (handle != nullptr) DisposeHandle(&unusable, handle);
+    }
+}
+
+// ---- The walk
+
+void PlaySelectors(Host& host, Document& document, Draws* draws) {
+    OpenDocument(host, document);
+    const std::uint32_t calls = draws->Between(1, 6);
+    for (std::uint32_t i = 0; i < calls; ++i)
+        CallSelector(host, PluginMain, static_cast<std::int16_t>(draws->Between(-1, 7) + (i == 1 ? 3 : 0)));
+    EndRun(host);
+}
+
+// The preview as a dialog would drive it: opened, zoomed, scrolled, tuned and closed.
+void PlayPreview(Host& host, Document& document, Draws* draws) {
+    OpenDocument(host, document);
+    FilterRecord* const record = PrepareRecord(host);
+    gSPBasicSuite = record->sSPBasic;
+    std::int16_t result = noErr;
+    std::intptr_t data = 0;
+    Globals* const globals =
+        AllocateGlobals(&result, record, record->handleProcs, sizeof(Globals), &data, ResetGlobals);
+    if (globals != nullptr && globals->docInfo != nullptr) {
+        globals->proxyRect = {0, 0, static_cast<std::int16_t>(draws->Between(4, 90)),
+                              static_cast<std::int16_t>(draws->Between(4, 90))};
+        FitPreview(globals, globals->docInfo->bounds, &globals->proxyRect, &globals->scaleFactor);
+        for (int change = 0; change < 4; ++change) {
+            globals->previewZoom = draws->Between(0, 100);
+            globals->previewScrollX = draws->Between(0, 100);
+            globals->previewScrollY = draws->Between(0, 100);
+            globals->mustReload = globals->mustReload || Half(draws);
+            globals->FlagOutputAlpha = Half(draws);
+            globals->FlagBlueLogic = Rarely(draws);
+            globals->SliderRemoveGreen = draws->Between(0, 100);
+            try {
+                ComposePreview(globals);
+            } catch (const HeapFailure&) {
+            }
+            PSPixelMap map;
+            PSPixelMask mask;
+            DescribePreview(globals, &map, &mask);
+            const VRect whole = map.bounds;
+            if (map.baseAddr != nullptr && record->displayPixels != nullptr)
+                record->displayPixels(&map, &whole, 0, 0, nullptr);
+        }
+        ReleasePreviewBuffers(globals);
+        DisposePlanes(globals);
+    }
+    const Handle own = reinterpret_cast<Handle>(data);
+    if (own != nullptr) {
+        UnlockHandle(record->handleProcs, own);
+        DisposeHandle(record->handleProcs, own);
+    }
+    if (record->parameters != nullptr && record->parameters != ParametersHandle(host))
+        DisposeHandle(record->handleProcs, record->parameters);
+    EndRun(host);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    Draws draws(bytes, size);
+    const char* const form = kFormNames[draws.Below(4)];
+    SetActiveForm(FormRunsHere(form) ? form : "scalar");
+    HostPtr host = CreateHost(DrawOptions(&draws));
+    const std::uint32_t runs = draws.Between(1, 2);
+    for (std::uint32_t i = 0; i < runs; ++i) {
+        Document document = DrawDocument(&draws);
+        if (Half(&draws)) GiveDescriptor(*host, DrawDescriptor(&draws));
+        switch (draws.Below(4)) {
+            case 0:
+                PlayPreview(*host, document, &draws);
+                break;
+            case 1:
+                PlaySelectors(*host, document, &draws);
+                break;
+            default:
+                RunFilter(*host, PluginMain, document,
+                          Half(&draws) ? AskForParameters::kYes : AskForParameters::kNo);
+        }
+    }
+    if (Rarely(&draws)) ShowAbout(*host, PluginMain);
+    FreeProcessHandles(*host);
+    CloseHost(*host);
+    bool allowed = true;
+    for (const Violation& violation : ReportOf(*host).violations) {
+        // The preview's alpha goes with its pixels, also where the host had no memory for it.
+        if (violation.text == "Dispose: null is no buffer") continue;
+        std::fprintf(stderr, "%s\n", violation.text.c_str());
+        allowed = false;
+    }
+    if (!allowed) std::abort();
+    return 0;
+}

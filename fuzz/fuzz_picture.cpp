@@ -1,0 +1,92 @@
+// What frond reads of picture and module files by itself: wholeness, profiles, orientation, the resources of
+// a module and their words; and what it does to pictures in memory.
+#include <algorithm>
+#include <cstdlib>
+
+#include "host/frond/frond.h"
+#include "host/frond/module_words.h"
+#include "host/frond/pe_resources.h"
+#include "host/picture_check.h"
+#include "host/picture_metadata.h"
+#include "host/resample.h"
+#include "tests/form_cases.h"
+
+namespace {
+
+using frond::Bytes;
+
+void CheckFile(const Bytes& file) {
+    try {
+        frond::CheckPictureBytes(file, "picture");
+    } catch (const frond::PictureError&) {
+    }
+    const Bytes profile = frond::JpegProfile(file);
+    const int orientation = frond::JpegOrientation(file);
+    if (orientation < 1 || orientation > 8) std::abort();
+    Bytes embedded = file;
+    const Bytes other(300, 7);
+    if (!frond::EmbedProfile(embedded, other) && embedded != file) std::abort();
+    // What was embedded is found again where there was no other.
+    if (embedded != file && profile.empty() && file[0] == 0xFF && frond::JpegProfile(embedded) != other)
+        std::abort();
+}
+
+void CheckModule(const Bytes& file) {
+    try {
+        for (const frond::PeResource& resource : frond::ParsePeFile(file, "module").resources) {
+            if (resource.type == "PIPL") frond::PropertyListInWords(resource.data);
+            if (resource.type == "AETE") frond::TerminologyInWords(resource.data);
+        }
+    } catch (const frond::Failure&) {
+    } catch (const frond::OutOfBytes&) {
+    }
+}
+
+template <class InWords>
+void CheckWords(InWords inWords, const Bytes& bytes) {
+    try {
+        inWords(bytes);
+    } catch (const frond::OutOfBytes&) {
+    }
+}
+
+void CheckConversions(Draws draws) {
+    const int width = draws.Between(1, 40), height = draws.Between(1, 40);
+    frond::Picture picture = frond::MakePicture(width, height, draws.Below(2) == 0 ? 8 : 16,
+                                                draws.Below(2) == 0 ? 1 : 3, draws.Below(2) == 0);
+    for (frond::Plane& plane : picture.colour) {
+        for (std::uint16_t& sample : plane)
+            sample = static_cast<std::uint16_t>(draws.Between(0, frond::LargestSample(picture.depth)));
+    }
+    picture = frond::Upright(std::move(picture), draws.Between(-1, 10));
+    if (draws.Below(2) == 0) frond::ChangeDepth(picture, draws.Below(2) == 0 ? 8 : 16);
+    if (draws.Below(2) == 0) {
+        picture.offsetX = draws.Between(-2000000000, 2000000000);
+        picture.offsetY = draws.Between(-50, 50);
+        picture = frond::PlaceOnCanvas(picture, draws.Between(1, 60), draws.Between(1, 60));
+    }
+    constexpr frond::Fit kFits[] = {frond::Fit::kCover, frond::Fit::kStretch, frond::Fit::kNone};
+    const int w = draws.Between(1, 90), h = draws.Between(1, 90);
+    frond::Picture fitted = frond::FitPicture(picture, w, h, kFits[draws.Below(3)]);
+    frond::Flatten(fitted);
+    frond::MakeColour(fitted);
+    if (fitted.width != w || fitted.height != h || fitted.colour.size() != 3) std::abort();
+    const int largest = frond::LargestSample(fitted.depth);
+    for (const frond::Plane& plane : fitted.colour) {
+        if (plane.size() != frond::PixelCount(fitted)) std::abort();
+        if (*std::max_element(plane.begin(), plane.end()) > largest) std::abort();
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    if (size == 0) return 0;
+    const Bytes file(bytes, bytes + size), behindFirst(bytes + 1, bytes + size);
+    if (file[0] == 'p') CheckWords(frond::PropertyListInWords, behindFirst);
+    if (file[0] == 't') CheckWords(frond::TerminologyInWords, behindFirst);
+    if (file[0] == 'c') CheckConversions(Draws(bytes + 1, size - 1));
+    CheckFile(file);
+    CheckModule(file);
+    return 0;
+}
