@@ -8,7 +8,7 @@ case ${1:-} in
 build) ;;
 test)
     packages="$packages googletest libbenchmark-dev"
-    packages="$packages clang clang-format clang-tidy"
+    packages="$packages clang libclang-rt-14-dev clang-format clang-tidy"
     packages="$packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix"
     packages="$packages wine wine64 fonts-wine xvfb debootstrap"
     packages="$packages openimageio-tools dpkg-dev python3-markdown unzip"
