@@ -9,7 +9,8 @@ git ls-files '*.cpp' '*.h' | xargs clang-format --dry-run -Werror
 [ "${1:-}" != --format ] || exit 0
 
 mkdir -p build/lint
-cmake --preset clang -DFROND_BUILD_TESTS=OFF -DFROND_BUILD_BENCH=OFF >build/clang-configure.log 2>&1 || {
+cmake --preset clang -DFROND_BUILD_TESTS=OFF -DFROND_BUILD_BENCH=OFF -DFROND_BUILD_FUZZERS=ON \
+    >build/clang-configure.log 2>&1 || {
     cat build/clang-configure.log
     exit 1
 }
