@@ -27,8 +27,8 @@ struct PictureFormat {
 PictureFormat FormatOf(const std::filesystem::path& path);
 
 // Writes a picture in the format of the name's ending, with profile and resolution; JPEG gets 8 bits, and no
-// alpha. The file is written under another name in the same folder and renamed when it is whole: `path` holds
-// either what it held before or the whole picture. Throws PictureError for a folder that is not there or not
+// alpha. The file takes its name when it is whole (WriteWholeFile): `path` holds either what it held before
+// or the whole picture. Throws PictureError for a folder that is not there or not
 // writable, a full disk, or when `stop` (may be null) becomes true meanwhile.
 void WritePicture(const std::filesystem::path& path, const Picture& picture,
                   const std::atomic<bool>* stop = nullptr);

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -11,8 +12,8 @@
 
 #ifdef _WIN32
 #include <io.h>
-#include <process.h>
 #else
+#include <fcntl.h>
 #include <unistd.h>
 #endif
 
@@ -33,11 +34,14 @@ std::FILE* OpenToRead(const std::filesystem::path& path) {
 std::FILE* OpenNew(const std::filesystem::path& path) {
     return _wfopen(path.c_str(), L"wb");
 }
+std::FILE* OpenUnnamed(const std::filesystem::path&) {
+    return nullptr;
+}
+bool GiveName(std::FILE*, const std::filesystem::path&) {
+    return false;
+}
 bool Settle(std::FILE* file) {
     return std::fflush(file) == 0 && _commit(_fileno(file)) == 0;
-}
-int ProcessId() {
-    return _getpid();
 }
 #else
 std::FILE* OpenToRead(const std::filesystem::path& path) {
@@ -46,12 +50,30 @@ std::FILE* OpenToRead(const std::filesystem::path& path) {
 std::FILE* OpenNew(const std::filesystem::path& path) {
     return std::fopen(path.c_str(), "wbx");
 }
+
+std::string OpenFileName(int file) {
+    return "/proc/self/fd/" + std::to_string(file);
+}
+
+// A file in the folder without a name, which the system drops however the process ends. Null where the file
+// system has no such files, or where there is no /proc, without which it could get no name later.
+std::FILE* OpenUnnamed(const std::filesystem::path& folder) {
+    const int file = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
+    if (file < 0) return nullptr;
+    std::FILE* const stream = access(OpenFileName(file).c_str(), F_OK) == 0 ? fdopen(file, "wb") : nullptr;
+    if (stream == nullptr) close(file);
+    return stream;
+}
+
+// False where a file of that name is there already.
+bool GiveName(std::FILE* file, const std::filesystem::path& name) {
+    const std::string source = OpenFileName(fileno(file));
+    return linkat(AT_FDCWD, source.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
 // Some file systems cannot sync; only a real write error counts.
 bool Settle(std::FILE* file) {
     return std::fflush(file) == 0 && (fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP);
-}
-int ProcessId() {
-    return getpid();
 }
 #endif
 
@@ -59,31 +81,55 @@ std::string Reason(int error) {
     return std::generic_category().message(error);
 }
 
-// A file that goes away with its owner unless it is kept.
+// A name beside the target that no other process takes, on this machine or on another that shares the folder.
+std::filesystem::path PassingName(const std::filesystem::path& target) {
+    std::random_device random;
+    std::string name = ".";
+    for (int i = 0; i < 16; ++i) name += "0123456789abcdef"[random() % 16];
+    return target.parent_path() / (name + ".frond-part");
+}
+
+[[noreturn]] void ThrowUnwritten(const std::filesystem::path& path, const std::string& reason) {
+    throw PictureError(Shown(path) + ": cannot be written: " + reason);
+}
+
+// A file in the making. It has no name where the system allows that, else a passing one, and goes away with
+// its owner unless it is kept.
 struct PassingFile {
-    std::filesystem::path path;
+    std::filesystem::path target, path;  // an empty path: no name
     std::FILE* stream;
 
-    explicit PassingFile(const std::filesystem::path& name) : path(name), stream(OpenNew(name)) {}
+    explicit PassingFile(const std::filesystem::path& theTarget)
+        : target(theTarget), stream(OpenUnnamed(theTarget.parent_path())) {
+        if (stream != nullptr) return;
+        path = PassingName(target);
+        errno = 0;
+        stream = OpenNew(path);
+        if (stream == nullptr) ThrowUnwritten(target, Reason(errno));
+    }
     PassingFile(const PassingFile&) = delete;
     PassingFile& operator=(const PassingFile&) = delete;
     ~PassingFile() {
-        if (stream == nullptr) return;
-        std::fclose(stream);
+        if (stream != nullptr) std::fclose(stream);
         std::error_code ignored;
-        std::filesystem::remove(path, ignored);
+        if (!path.empty()) std::filesystem::remove(path, ignored);
     }
 
-    void KeepAs(const std::filesystem::path& target) {
+    // To be called when all is on the disk.
+    void Keep() {
+        if (path.empty()) {
+            if (GiveName(stream, target)) return;
+            // Only a file with a name can take another's place.
+            path = PassingName(target);
+            if (!GiveName(stream, path)) ThrowUnwritten(target, Reason(errno));
+        }
         const int closed = std::fclose(stream);
         stream = nullptr;
+        if (closed != 0) ThrowUnwritten(target, Reason(errno));
         std::error_code failure;
-        if (closed == 0) std::filesystem::rename(path, target, failure);
-        if (closed == 0 && !failure) return;
-        const std::string reason = closed != 0 ? Reason(errno) : failure.message();
-        std::error_code ignored;
-        std::filesystem::remove(path, ignored);
-        throw PictureError(Shown(target) + ": cannot be written: " + reason);
+        std::filesystem::rename(path, target, failure);
+        if (failure) ThrowUnwritten(target, failure.message());
+        path.clear();
     }
 };
 
@@ -91,23 +137,17 @@ struct PassingFile {
 
 void WriteWholeFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
                     const std::atomic<bool>* stop) {
-    std::filesystem::path passing = path;
-    passing.replace_filename("." + std::to_string(ProcessId()) + ".frond-part");
-    errno = 0;
-    PassingFile file(passing);
-    if (file.stream == nullptr) throw PictureError(Shown(path) + ": cannot be written: " + Reason(errno));
+    PassingFile file(path);
     const auto* from = static_cast<const char*>(bytes);
     for (std::size_t done = 0; done < size;) {
         if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
         const std::size_t piece = std::min(kPiece, size - done);
-        if (std::fwrite(from + done, 1, piece, file.stream) != piece) {
-            throw PictureError(Shown(path) + ": cannot be written: " + Reason(errno));
-        }
+        if (std::fwrite(from + done, 1, piece, file.stream) != piece) ThrowUnwritten(path, Reason(errno));
         done += piece;
     }
-    if (!Settle(file.stream)) throw PictureError(Shown(path) + ": cannot be written: " + Reason(errno));
+    if (!Settle(file.stream)) ThrowUnwritten(path, Reason(errno));
     if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
-    file.KeepAs(path);
+    file.Keep();
 }
 
 std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path) {

@@ -12,10 +12,11 @@ namespace frond {
 // A path as people read it, in UTF-8.
 std::string Shown(const std::filesystem::path& path);
 
-// Writes a file under a passing name in the same folder and renames it when it is complete and on the disk,
-// so that `path` holds either what it held before or all of the bytes. Throws PictureError for a folder that
-// is missing or closed to us, for a full disk, and when `stop` (may be null) becomes true meanwhile; nothing
-// is left behind then.
+// Writes a file that takes its name when it is complete and on the disk, so that `path` holds either what it
+// held before or all of the bytes, whenever the process ends. Throws PictureError for a folder that is
+// missing or closed to us, for a full disk, and when `stop` (may be null) becomes true meanwhile; nothing is
+// left behind then. Nor is it when the process is killed, on Linux and a file system that has files without a
+// name; elsewhere a hidden file that ends in .frond-part can stay.
 void WriteWholeFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
                     const std::atomic<bool>* stop = nullptr);
 
