@@ -158,6 +158,10 @@ void DropHandle(Host& host, Handle handle) {
     HandleRecord& record = *host.handles.at(handle);
     Retire(host, BlockOf(host, record));
     record.address = nullptr;
+    host.disposedHandles.push_back(handle);
+    if (host.disposedHandles.size() <= kRememberedHandles) return;
+    host.handles.erase(host.disposedHandles.front());
+    host.disposedHandles.pop_front();
 }
 
 HandleRecord* FindHandle(const Host& host, Handle handle) {

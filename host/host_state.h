@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <deque>
 #include <map>
 #include <memory>
 #include <set>
@@ -18,8 +19,12 @@
 constexpr SPErr kServiceFailed = -1;
 constexpr OSErr kWrongDescriptorType = -1700;
 
-// The master pointer of a handle, at the address that is the handle. Records of disposed handles stay, so
-// that an old handle is never taken for a new one; the word behind the pointer tells a handle of this host.
+// How many disposed handles the host remembers.
+constexpr std::size_t kRememberedHandles = 1000;
+
+// The master pointer of a handle, at the address that is the handle. Records of disposed handles stay for
+// long, so that an old handle is not taken for a new one; the word behind the pointer tells a handle of this
+// host.
 struct HandleRecord {
     char* address = nullptr;  // null once disposed
     std::uint32_t tag = FourCC("frnd");
@@ -74,6 +79,7 @@ struct Host {
 
     GuardedMemory memory;
     std::map<Handle, std::unique_ptr<HandleRecord>> handles;
+    std::deque<Handle> disposedHandles;  // oldest first
     int handlesMade = 0, buffersMade = 0, blocksMade = 0, portsMade = 0, tokensMade = 0;
     std::map<std::string, int> acquired;  // suites by name, how often
     std::map<PIReadDescriptor, std::unique_ptr<ReadToken>> readTokens;

@@ -1,0 +1,109 @@
+// One module and one host for a great many small runs of all kinds: nothing may grow. Some 2,000 runs by
+// default; FROND_SOAK_RUNS in the environment says how many otherwise.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "host/module.h"
+#include "shell/parameter_table.h"
+#include "tests/engine_scenes.h"
+#include "tests/shell_rig.h"
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#include <unistd.h>
+#endif
+
+namespace {
+
+#ifdef _WIN32
+constexpr char kModule[] = "MarbleFrondKeeper.8bf";
+#else
+constexpr char kModule[] = "MarbleFrondKeeper.so";
+#endif
+
+// What the process holds, in bytes.
+struct Footprint {
+    std::int64_t allocated = 0, resident = 0;
+};
+
+// Nothing where it cannot be told: sanitizers keep memory of their own, and hold back what was freed.
+Footprint MeasureFootprint() {
+    Footprint footprint;
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+    const struct mallinfo2 heap = mallinfo2();
+    footprint.allocated = static_cast<std::int64_t>(heap.uordblks + heap.hblkhd);
+    if (std::FILE* file = std::fopen("/proc/self/statm", "r")) {
+        long pages = 0, resident = 0;
+        if (std::fscanf(file, "%ld %ld", &pages, &resident) == 2)
+            footprint.resident = std::int64_t{resident} * sysconf(_SC_PAGESIZE);
+        std::fclose(file);
+    }
+#endif
+    return footprint;
+}
+
+Descriptor RandomDescriptor(Random* random) {
+    Descriptor descriptor;
+    for (const ParameterInfo& info : kParameters) {
+        const auto value = static_cast<std::int32_t>(random->Below(info.isFlag ? 2 : 201));
+        if (random->Below(4) != 0)
+            descriptor.push_back({info.key, info.isFlag ? kTypeBoolean : kTypeInteger, value});
+    }
+    return descriptor;
+}
+
+// Faults of every kind, some on purpose too late to be met. A dialog that is asked for cannot open, for want
+// of a window to own it or of windows altogether.
+void DrawFaults(Random* random, HostOptions* options) {
+    options->playInfo = static_cast<std::int16_t>(random->Below(3));
+    options->mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
+    options->failKindEnabled = random->Below(4) == 0;
+    options->failKind = static_cast<HostCall>(random->Below(static_cast<int>(HostCall::kDisplayPixels) + 1));
+    options->failKindAt = static_cast<int>(random->Below(6));
+    options->failAt = random->Below(4) == 0 ? 1 + static_cast<int>(random->Below(120)) : 0;
+    options->abortAt = static_cast<int>(random->Below(4));
+}
+
+void RunOnce(Host& host, PluginMainProc pluginMain, Random* random) {
+    const auto side = [random] { return 1 + static_cast<int>(random->Below(6)); };
+    const int width = side(), height = side();
+    Document document = GreenDocument(width, height, random->Below(2) == 0 ? 8 : 16, 2);
+    if (random->Below(3) == 0) document.selection = PatternChannel(document, 3);
+    DrawFaults(random, &OptionsOf(host));
+    if (random->Below(3) != 0) GiveDescriptor(host, RandomDescriptor(random));
+    RunFilter(host, pluginMain, document,
+              random->Below(2) == 0 ? AskForParameters::kNo : AskForParameters::kYes);
+}
+
+TEST(Soak, NothingGrowsOverManyRuns) {
+    const char* const asked = std::getenv("FROND_SOAK_RUNS");
+    const int runs = asked != nullptr ? std::atoi(asked) : 2000;
+    const int early = std::max(1000, runs / 10);  // by then all that has a limit has reached it
+    ASSERT_GT(runs, early);
+    std::string error;
+    const ModulePtr module = OpenModule(kModule, &error);
+    ASSERT_NE(module, nullptr) << error;
+    const HostPtr host = CreateHost();
+    Random random(5);
+    Footprint before;
+    for (int run = 1; run <= runs; ++run) {
+        RunOnce(*host, module->pluginMain, &random);
+        const LiveCounts live = CountLive(*host);
+        ASSERT_LE(live.handles, 3) << "run " << run;  // state, parameters, descriptor
+        ASSERT_EQ(live.buffers + live.blocks + live.readTokens + live.writeTokens, 0) << "run " << run;
+        ASSERT_EQ(ViolationText(*host), "") << "run " << run;
+        ClearReport(*host);
+        if (run != early && run != runs) continue;
+        CloseHost(*host);  // empties what the host holds back of freed memory
+        const Footprint now = MeasureFootprint();
+        std::printf("run %d: %lld bytes allocated, %lld resident\n", run,
+                    static_cast<long long>(now.allocated), static_cast<long long>(now.resident));
+        if (run == early) before = now;
+        if (run < runs) continue;
+        EXPECT_LE(now.allocated, before.allocated + 4096);
+        EXPECT_LE(now.resident, before.resident + (1 << 20));
+    }
+}
+
+}  // namespace
