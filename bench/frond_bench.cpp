@@ -156,7 +156,7 @@ int Main(int argc, char** argv) {
         for (const std::string& size : options.sizes) {
             for (const std::string& depth : options.depths) {
                 if (depth != "8" && depth != "16") Refuse("there is no depth of " + depth + " bits");
-                Register(options, picture, Number(size, 1, 200, "size in megapixels"),
+                Register(options, picture, Number(size, 1, 300, "size in megapixels"),
                          Number(depth, 8, 16, "depth"));
             }
         }

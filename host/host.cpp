@@ -76,9 +76,11 @@ bool FailsNow(Host& host, HostCall call) {
     const int number = ++host.report.fallibleCalls;
     const int numberOfKind = ++host.callsOfKind[static_cast<std::size_t>(call)];
     const HostOptions& options = host.options;
-    if (options.failAt == number) return true;
-    return options.failKindEnabled && options.failKind == call &&
-           (options.failKindAt == 0 || options.failKindAt == numberOfKind);
+    const bool failsOfKind = options.failKindEnabled && options.failKind == call &&
+                             (options.failKindAt == 0 || options.failKindAt == numberOfKind);
+    if (options.failAt != number && !failsOfKind) return false;
+    host.report.failures.push_back(call);
+    return true;
 }
 
 void AddViolation(Host& host, ViolationKind kind, const std::string& text) {

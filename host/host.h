@@ -64,18 +64,6 @@ struct DisplayCall {
     std::vector<std::uint8_t> maskBytes;  // one plane; empty without a mask
 };
 
-struct HostReport {
-    std::vector<Violation> violations;
-    std::vector<DisplayCall> displays;                            // see HostOptions::keepDisplays
-    std::vector<std::string> urls;                                // given to BrowseUrl
-    std::vector<std::pair<std::int32_t, std::int32_t>> progress;  // done, total
-    int abortCalls = 0;
-    int fallibleCalls = 0;  // since the host was made; see HostOptions::failAt
-    bool aborted = false;   // abortProc has said true
-};
-
-// ---- Options ----------------------------------------------------------------------------------------------
-
 // The calls that can fail, for fault injection.
 enum class HostCall {
     kNewHandle,
@@ -99,6 +87,19 @@ enum class HostCall {
     kBrowseUrl,
     kDisplayPixels,
 };
+
+struct HostReport {
+    std::vector<Violation> violations;
+    std::vector<DisplayCall> displays;                            // see HostOptions::keepDisplays
+    std::vector<std::string> urls;                                // given to BrowseUrl
+    std::vector<std::pair<std::int32_t, std::int32_t>> progress;  // done, total
+    int abortCalls = 0;
+    int fallibleCalls = 0;           // since the host was made; see HostOptions::failAt
+    std::vector<HostCall> failures;  // the calls that were made to fail
+    bool aborted = false;            // abortProc has said true
+};
+
+// ---- Options ----------------------------------------------------------------------------------------------
 
 struct HostOptions {
     // What the module meets.

@@ -190,6 +190,48 @@ TEST_F(FrondProgram, LeavesAloneWhatIsNotSelected) {
     }
 }
 
+// A green backdrop with a grey subject in its middle third.
+TEST_F(FrondProgram, TakesPicturesOfOnePixelAndOfOneLine) {
+    const std::pair<int, int> sizes[] = {{1, 1}, {1, 30000}, {30000, 1}};
+    for (const auto& [width, height] : sizes) {
+        for (const int depth : {8, 16}) {
+            SCOPED_TRACE(std::to_string(width) + " by " + std::to_string(height) + " at " +
+                         std::to_string(depth));
+            const int step = LargestSample(depth) / 255, count = width * height;
+            Picture photo = MakePicture(width, height, depth, 3, false), background = photo;
+            const int backdrop[] = {50, 180, 60};
+            for (std::size_t c = 0; c < 3; ++c) {
+                background.colour[c].assign(PixelCount(photo), static_cast<std::uint16_t>(200 * step));
+                for (int i = 0; i < count; ++i) {
+                    const bool isSubject = count > 1 && i / (count / 3) == 1;
+                    photo.colour[c][i] = static_cast<std::uint16_t>((isSubject ? 120 : backdrop[c]) * step);
+                }
+            }
+            WritePicture(folder / "photo.png", photo);
+            WritePicture(folder / "background.png", background);
+            WritePicture(folder / "nothing.png", MakePicture(width, height, 8, 1, false));
+            for (const char* blending : {"--no-blend", "--blend"}) {
+                Key({"-o", At("o.tif"), blending});
+                const Picture out = ReadPicture(folder / "o.tif");
+                EXPECT_EQ(out.width, width);
+                EXPECT_EQ(out.height, height);
+                EXPECT_EQ(out.depth, depth);
+                // Without blended edges a line has no rows or columns enough for the filter's refinement.
+                for (std::size_t c = 0; c < 3 && count > 1 && blending[2] == 'b'; ++c) {
+                    EXPECT_NEAR(out.colour[c][0], 200 * step, 2 * step) << "channel " << c;
+                    EXPECT_NEAR(out.colour[c][count / 2], 120 * step, 2 * step) << "channel " << c;
+                }
+            }
+            Key({"-o", At("o.tif"), "--selection", At("nothing.png")});
+            const Picture untouched = ReadPicture(folder / "o.tif");
+            for (std::size_t c = 0; c < 3; ++c) {
+                for (int i = 0; i < count; ++i)
+                    ASSERT_NEAR(untouched.colour[c][i], photo.colour[c][i], depth == 8 ? 0 : 2);
+            }
+        }
+    }
+}
+
 TEST_F(FrondProgram, KeepsProfileAndResolution) {
     Picture photo = Plate().photo;
     photo.resolutionX = photo.resolutionY = 240;
