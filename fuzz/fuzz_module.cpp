@@ -35,7 +35,7 @@ Channel DrawChannel(const Document& document, std::int32_t backdrop, Draws* draw
     const std::int32_t largest = document.depth == 8 ? 255 : kHostMaxSample16;
     const std::int32_t step = largest / 255, noise = draws->Below(3) == 0 ? largest : 6 * step;
     Channel channel = MakeChannel(document, 0);
-    Random random(draws->Below(1u << 31));
+    Draws random(draws->Below(1u << 31));
     const std::int32_t width = WidthOf(document.bounds), height = HeightOf(document.bounds);
     for (std::int32_t y = 0; y < height; ++y) {
         for (std::int32_t x = 0; x < width; ++x) {

@@ -1,17 +1,17 @@
 // The module's operators new and delete, in a process of their own: they replace those of the whole program,
 // so that no test framework can live beside them.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <initializer_list>
+#include <iterator>
 #include <new>
 
 #include "support/checked_heap.h"
 
 namespace {
 
-constexpr int kMaxBlocks = 8;
-void* gLive[kMaxBlocks];
+void* gLive[8];
 bool gMemoryLeft = true;
 int gFailures = 0;
 
@@ -22,32 +22,24 @@ void Expect(bool holds, const char* what) {
 }
 
 SPErr AllocateBlock(std::size_t size, void** block) {
-    if (!gMemoryLeft) return memFullErr;
-    *block = std::malloc(size);
-    for (void*& slot : gLive)
-        if (!slot) {
-            slot = *block;
-            return 0;
-        }
-    return memFullErr;
-}
-
-SPErr FreeBlock(void* block) {
-    if (!block) return 0;
-    for (void*& slot : gLive)
-        if (slot == block) {
-            slot = nullptr;
-            std::free(block);
-            return 0;
-        }
-    Expect(false, "a block was freed at another address than it was given at");
+    void** const slot = std::find(std::begin(gLive), std::end(gLive), nullptr);
+    if (!gMemoryLeft || slot == std::end(gLive)) return memFullErr;
+    *slot = *block = std::malloc(size);
     return 0;
 }
 
-int LiveBlocks() {
-    int live = 0;
-    for (void* slot : gLive) live += slot != nullptr;
-    return live;
+SPErr FreeBlock(void* block) {
+    if (block == nullptr) return 0;
+    void** const slot = std::find(std::begin(gLive), std::end(gLive), block);
+    Expect(slot != std::end(gLive), "a block was freed at another address than it was given at");
+    if (slot == std::end(gLive)) return 0;
+    *slot = nullptr;
+    std::free(block);
+    return 0;
+}
+
+std::ptrdiff_t LiveBlocks() {
+    return std::end(gLive) - std::begin(gLive) - std::count(std::begin(gLive), std::end(gLive), nullptr);
 }
 
 struct alignas(4096) Page {
@@ -56,10 +48,8 @@ struct alignas(4096) Page {
 
 template <class T>
 void ExpectAllForms(const char* name) {
-    T* const one = new T;
-    T* const many = new T[3];
-    T* const quiet = new (std::nothrow) T;
-    T* const quietMany = new (std::nothrow) T[3];
+    T *const one = new T, *const many = new T[3];
+    T *const quiet = new (std::nothrow) T, *const quietMany = new (std::nothrow) T[3];
     Expect(LiveBlocks() == 4, name);
     Expect(gCheckedHeap.count == 4, "the blocks are not all in the table");
     for (T* address : {one, many, quiet, quietMany}) {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <limits>
 
 #include "engine/keying.h"
 #include "shell/scripting.h"
@@ -23,17 +25,16 @@ Boolean AnswerAbort() {
 }
 
 void NoteProgress(std::int32_t done, std::int32_t total) {
-    running->progress.push_back({done, total});
+    running->progress.emplace_back(done, total);
 }
 
 }  // namespace
 
 struct EngineRig::Broker {
     static SPErr Allocate(std::size_t size, void** block) {
-        *block = nullptr;
-        running->blocks.push_back(size);
-        const bool fails = static_cast<std::int32_t>(running->blocks.size()) == running->failBlockAt;
-        if (!fails) *block = std::malloc(size);
+        running->heapCalls.push_back(static_cast<std::int64_t>(size));
+        const bool fails = static_cast<std::int32_t>(running->addresses_.size()) + 1 == running->failBlockAt;
+        *block = fails ? nullptr : std::malloc(size);
         running->addresses_.push_back(*block);
         return *block == nullptr ? memFullErr : 0;
     }
@@ -42,7 +43,7 @@ struct EngineRig::Broker {
         const auto first = running->addresses_.begin(), last = running->addresses_.end();
         const auto found = std::find(first, last, block);
         if (block == nullptr || found == last) std::abort();  // a block that is not the engine's
-        running->freedBlocks.push_back(static_cast<std::size_t>(found - first));
+        running->heapCalls.push_back(first - found - 1);
         *found = nullptr;
         std::free(block);
         return 0;
@@ -177,34 +178,42 @@ std::uint64_t HashOutputs(EngineRig& rig) {
     return hash;
 }
 
-std::uint64_t HashAnalysis(const EngineRig& rig) {
-    std::uint64_t hash = kHashStart;
-    const auto add = [&](double value) {
-        std::uint64_t bits = 0x7ff8000000000000u;
-        if (!std::isnan(value)) std::memcpy(&bits, &value, sizeof bits);
-        hash = HashBytes(&bits, sizeof bits, hash);
-    };
-    add(rig.globals.backdropMeanR);
-    add(rig.globals.backdropMeanG);
-    add(rig.globals.backdropMeanB);
-    for (const double* table : {gBackdropGrid.gridR, gBackdropGrid.gridG, gBackdropGrid.gridB}) {
-        for (int cell = 0; cell < kGridCells; ++cell) add(table[cell]);
+std::vector<double> AnalysisOf(const EngineRig& rig) {
+    const BackdropGrid& grid = gBackdropGrid;
+    std::vector<double> values = {rig.globals.backdropMeanR, rig.globals.backdropMeanG,
+                                  rig.globals.backdropMeanB};
+    for (const double* table : {grid.gridR, grid.gridG, grid.gridB})
+        values.insert(values.end(), table, table + kGridCells);
+    values.insert(values.end(), std::begin(grid.gridCount), std::end(grid.gridCount));
+    for (double& value : values) {
+        if (std::isnan(value)) value = std::numeric_limits<double>::quiet_NaN();
     }
-    return HashBytes(gBackdropGrid.gridCount, sizeof gBackdropGrid.gridCount, hash);
+    return values;
+}
+
+std::uint64_t HashAnalysis(const EngineRig& rig) {
+    const std::vector<double> values = AnalysisOf(rig);
+    return HashBytes(values.data(), values.size() * sizeof values[0]);
 }
 
 std::string FirstDifference(const EngineRig& expected, const EngineRig& actual) {
-    static const char* const names[] = {"outR", "outG", "outB", "outA"};
-    for (std::int64_t i = 0; i < expected.Pixels(); ++i) {
-        for (Plane plane : kOutputs) {
-            const int want = expected.Get(plane, i), got = actual.Get(plane, i);
-            if (want == got) continue;
-            return std::string(names[plane - kOutR]) + " at column " + std::to_string(i % expected.Width()) +
-                   ", row " + std::to_string(i / expected.Width()) + ": " + std::to_string(want) +
-                   " expected, " + std::to_string(got) + " found";
-        }
+    const auto found = [](const std::string& what, std::int64_t want, std::int64_t got) {
+        return what + ": " + std::to_string(want) + " expected, " + std::to_string(got) + " found";
+    };
+    for (int n = 0; n < kPlaneCount; ++n) {
+        const Plane plane = static_cast<Plane>(n);
+        if (std::memcmp(expected.Bytes(plane), actual.Bytes(plane), expected.PlaneBytes()) == 0) continue;
+        std::int64_t i = 0;
+        while (expected.Get(plane, i) == actual.Get(plane, i)) ++i;
+        return found("plane " + std::to_string(n) + " at column " + std::to_string(i % expected.Width()) +
+                         ", row " + std::to_string(i / expected.Width()),
+                     expected.Get(plane, i), actual.Get(plane, i));
     }
-    const int want = expected.globals.progressPercent, got = actual.globals.progressPercent;
-    if (want == got) return {};
-    return "progressPercent: " + std::to_string(want) + " expected, " + std::to_string(got) + " found";
+    const int percent = expected.globals.progressPercent, gotPercent = actual.globals.progressPercent;
+    if (percent != gotPercent) return found("progressPercent", percent, gotPercent);
+    if (expected.abortCalls != actual.abortCalls)
+        return found("calls of abortProc", expected.abortCalls, actual.abortCalls);
+    if (expected.progress != actual.progress) return "other reports of progress";
+    if (!actual.GuardsStand()) return "memory beside a plane was written";
+    return actual.LiveBlocks() == 0 ? "" : "a block was not given back";
 }

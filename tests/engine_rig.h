@@ -8,6 +8,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "shell/globals.h"
@@ -15,6 +16,11 @@
 // Depth and purpose of a run. A preview of a 16-bit document holds samples of 0..255 in 16-bit planes.
 enum class RunKind { kFull8, kPreview8, kFull16, kPreview16 };
 constexpr RunKind kRunKinds[] = {RunKind::kFull8, RunKind::kPreview8, RunKind::kFull16, RunKind::kPreview16};
+
+// Half the height of the refinement's window, and how many rows it runs behind.
+constexpr std::int32_t Radius(RunKind kind) {
+    return kind == RunKind::kFull8 || kind == RunKind::kFull16 ? 2 : 1;
+}
 
 // The planes of Globals, in their order there.
 enum Plane {
@@ -32,10 +38,6 @@ enum Plane {
     kOutA
 };
 constexpr Plane kOutputs[] = {kOutR, kOutG, kOutB, kOutA};
-
-struct ProgressCall {
-    std::int32_t done, total;
-};
 
 class EngineRig {
   public:
@@ -59,7 +61,7 @@ class EngineRig {
     void Fill(Plane plane, std::uint16_t sample);
     void CopyPlane(Plane to, Plane from);
     void ExchangePlanes(Plane a, Plane b);
-    std::uint8_t* Bytes(Plane plane) { return globals.*kPlanes[plane]; }
+    std::uint8_t* Bytes(Plane plane) const { return globals.*kPlanes[plane]; }
     std::size_t PlaneBytes() const {
         return static_cast<std::size_t>(Pixels()) * static_cast<std::size_t>(globals.depthBytes);
     }
@@ -85,10 +87,9 @@ class EngineRig {
     // The host's side of the run.
     std::int32_t abortAtCall = 0;  // the call of abortProc, from 1, that answers true; 0: none
     std::int32_t abortCalls = 0;
-    std::vector<ProgressCall> progress;
-    std::int32_t failBlockAt = 0;          // the allocation, from 1, that fails; 0: none
-    std::vector<std::size_t> blocks;       // bytes of every allocation asked for
-    std::vector<std::size_t> freedBlocks;  // which allocation, from 0, was freed, in order
+    std::vector<std::pair<std::int32_t, std::int32_t>> progress;  // done and total of every report
+    std::int32_t failBlockAt = 0;         // the allocation, from 1, that fails; 0: none
+    std::vector<std::int64_t> heapCalls;  // bytes of every block asked for; -n where the n-th was given back
     std::int32_t LiveBlocks() const;
 
   private:
@@ -102,9 +103,12 @@ class EngineRig {
     std::vector<void*> addresses_;  // of the allocations, null after their release
 };
 
-// The colour of one pixel of the out planes.
+// One pixel of the out planes: its colour, and its alpha too.
 inline std::array<int, 3> OutColour(const EngineRig& rig, std::int64_t i) {
     return {rig.Get(kOutR, i), rig.Get(kOutG, i), rig.Get(kOutB, i)};
+}
+inline std::array<int, 4> OutPixel(const EngineRig& rig, std::int64_t i) {
+    return {rig.Get(kOutR, i), rig.Get(kOutG, i), rig.Get(kOutB, i), rig.Get(kOutA, i)};
 }
 
 // FNV-1a over bytes, 64 bits; continue with the last result.
@@ -113,9 +117,12 @@ std::uint64_t HashBytes(const void* bytes, std::size_t size, std::uint64_t hash 
 
 // Of the four out planes, end to end.
 std::uint64_t HashOutputs(EngineRig& rig);
-// Of the three means and the whole grid; any non-number counts as the same one.
+
+// What an analysis leaves: the three means, and gridR, gridG, gridB and gridCount cell by cell. Any two
+// non-numbers are the same here.
+std::vector<double> AnalysisOf(const EngineRig& rig);
 std::uint64_t HashAnalysis(const EngineRig& rig);
 
-// Place and both values of the first difference between the out planes and progressPercent of two rigs of the
-// same size; empty when there is none.
+// Place and both values of the first difference between the planes of two rigs of the same size and what
+// their hosts saw of the runs, or a sign that the second run harmed its memory; empty when there is none.
 std::string FirstDifference(const EngineRig& expected, const EngineRig& actual);

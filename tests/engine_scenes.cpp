@@ -1,220 +1,159 @@
 #include "engine_scenes.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <iterator>
+
+Draws::Draws(const std::uint8_t* bytes, std::size_t size)
+    : bytes_(bytes), left_(size), state_(HashBytes(bytes, size) | 1) {}
+
+std::uint32_t Draws::Below(std::uint32_t count) {
+    if (left_ == 0) {
+        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
+        return static_cast<std::uint32_t>(((state_ >> 32) * count) >> 32);
+    }
+    std::uint32_t number = 0;
+    for (std::uint32_t range = count - 1; range != 0 && left_ != 0; range >>= 8, --left_)
+        number = number << 8 | *bytes_++;
+    return number % count;
+}
 
 namespace {
 
-// Numbers are drawn one to an expression, or in a list between braces: elsewhere the order of evaluation is
-// the compiler's, and pictures would differ from one to the next.
-
-// A pixel in 256ths of an 8-bit level: 0 .. 65535.
+// In 8-bit levels; what lies beyond the range is cut off where it is stored. Doubles of 256ths are exact.
 struct Colour {
-    std::int32_t r, g, b;
+    double r, g, b;
 };
 
-constexpr std::int32_t kLevel = 256;
-constexpr std::int32_t kOpaque = 65535;
-
-Colour Levels(std::int32_t r, std::int32_t g, std::int32_t b) {
-    return {r * kLevel, g * kLevel, b * kLevel};
-}
-
-// share: 0 .. 256, of `over`.
-Colour Mix(const Colour& under, const Colour& over, std::int32_t share) {
-    const auto mix = [share](std::int32_t a, std::int32_t b) {
-        return (a * (256 - share) + b * share) / 256;
-    };
+// share: 0 .. 1, of `over`.
+Colour Mix(const Colour& under, const Colour& over, double share) {
+    const auto mix = [share](double a, double b) { return a + (b - a) * share; };
     return {mix(under.r, over.r), mix(under.g, over.g), mix(under.b, over.b)};
 }
 
-Colour Scaled(const Colour& c, std::int32_t share) {
-    return Mix(Colour{0, 0, 0}, c, share);
+// One pixel after the other is drawn, in rows.
+struct Painter {
+    EngineRig* rig;
+    Draws draws;
+    Colour palette[6];  // the first is the backdrop
+    double x, y;        // of the pixel, from -1 to 1
+
+    double Level(double low, double high) { return low + (high - low) * draws.Between(0, 65535) / 65536; }
+    Colour Noisy(const Colour& c, double levels) {
+        return {c.r + Level(-levels, levels), c.g + Level(-levels, levels), c.b + Level(-levels, levels)};
+    }
+};
+
+// A backdrop that falls off from the middle, and before it a figure that fades out between 0.6 and 0.75 of
+// the half picture, with strands across its upper part and a veil on its lower left.
+Colour FigurePixel(Painter* p) {
+    const double distance = p->x * p->x + p->y * p->y;
+    const int along = static_cast<int>(p->x * 40 + 40), down = static_cast<int>(p->y * 30 + 30);
+    const Colour backdrop = p->Noisy({52, 196 - 60 * distance, 84 - 20 * distance}, 2);
+    const double share = p->Level(0, 1);
+    if (p->y < 0 && (along * 7 + down * 3) % 23 < 4) return Mix(backdrop, {90, 50, 34}, share);
+    if (distance > 0.36 && p->x < -0.5 && p->y > 0) return Mix(backdrop, {200, 196, 190}, 0.4);
+    const Colour cloth[] = {{214, 168, 140}, {24, 25, 26}, {236, 238, 235}, {120, 122, 118}, {150, 40, 46}};
+    const Colour subject = p->Noisy(cloth[(along / 5 + down / 3) % 5], 1);
+    return Mix(backdrop, subject, std::min(1.0, std::max(0.0, (0.5625 - distance) / (0.5625 - 0.36))));
 }
 
-Colour Noisy(const Colour& c, std::int32_t levels, Random* random) {
-    const auto noise = [&] {
-        return static_cast<std::int32_t>(random->Below(static_cast<std::uint32_t>(2 * levels * kLevel + 1))) -
-               levels * kLevel;
-    };
-    return {c.r + noise(), c.g + noise(), c.b + noise()};
+Colour PalettePixel(Painter* p) {
+    const std::uint32_t kind = p->draws.Below(8);
+    const Colour &backdrop = p->palette[0], &other = p->palette[kind < 6 ? kind : 1];
+    if (kind < 4) return Mix(backdrop, other, p->draws.Between(0, 20) / 20.0);
+    return kind < 6 ? other : Mix({0, 0, 0}, backdrop, p->draws.Between(10, 200) / 100.0);
 }
 
-std::int32_t Between(std::int32_t low, std::int32_t high, Random* random) {
-    return low + static_cast<std::int32_t>(random->Below(static_cast<std::uint32_t>(high - low + 1)));
-}
-
-// Distance from the middle of the picture, in 256ths of the half diagonal of its smaller side; squared.
-std::int64_t SquaredDistance(const EngineRig& rig, std::int64_t x, std::int64_t y) {
-    const std::int64_t half = std::max(1, std::min(rig.Width(), rig.Height()) / 2);
-    const std::int64_t dx = (x - rig.Width() / 2) * 256 / half, dy = (y - rig.Height() / 2) * 256 / half;
-    return dx * dx + dy * dy;
-}
-
-// Falls off from the middle, with folds and noise.
-Colour Backdrop(const EngineRig& rig, std::int64_t x, std::int64_t y, Random* random) {
-    const auto fall =
-        static_cast<std::int32_t>(std::min<std::int64_t>(SquaredDistance(rig, x, y) / 2048, 90));
-    const auto fold = static_cast<std::int32_t>(std::abs((x * 3 + y * 2) % 97 - 48) / 4);
-    return Noisy(Levels(52 + fold, 196 - fall + fold, 84 - fall / 3), 2, random);
-}
-
-Colour Subject(std::int64_t x, std::int64_t y, std::int64_t distance, Random* random) {
-    const auto shade = static_cast<std::int32_t>(256 - std::min<std::int64_t>(distance / 512, 120));
-    const std::int64_t band = (x / 5 + y / 3) % 5;
-    const Colour cloth[] = {Levels(214, 168, 140), Levels(24, 25, 26), Levels(236, 238, 235),
-                            Levels(120, 122, 118), Levels(150, 40, 46)};
-    return Noisy(Scaled(cloth[band], shade), 1, random);
-}
-
-Colour FigurePixel(const EngineRig& rig, std::int64_t x, std::int64_t y, Random* random) {
-    const Colour backdrop = Backdrop(rig, x, y, random);
-    const std::int64_t distance = SquaredDistance(rig, x, y);
-    const Colour subject = Subject(x, y, distance, random);
-    // Wholly subject inside 0.6 of the radius, softly fading out to 0.75; a veil on the left of the figure.
-    constexpr std::int64_t kInner = 154 * 154, kOuter = 192 * 192;
-    if (distance <= kInner) return subject;
-    const bool veil = x * 5 < rig.Width() && y * 2 > rig.Height();
-    if (veil) return Mix(backdrop, Levels(200, 196, 190), 110);
-    if (distance >= kOuter) return backdrop;
-    const auto share = static_cast<std::int32_t>((kOuter - distance) * 256 / (kOuter - kInner));
-    return Mix(backdrop, Mix(subject, backdrop, 30), share);
-}
-
-Colour HairPixel(const EngineRig& rig, std::int64_t x, std::int64_t y, Random* random) {
-    const Colour backdrop = Backdrop(rig, x, y, random);
-    const std::int64_t strand = (x * 7 + y * 3 + (y * y) / 11) % 23;
-    if (strand > 3) return backdrop;
-    const Colour hair = Levels(70 + Between(0, 40, random), 50, 34);
-    return Mix(backdrop, hair, Between(24, 256, random));
-}
-
-Colour RampPixel(const EngineRig& rig, std::int64_t x, std::int64_t y) {
-    const auto along = static_cast<std::int32_t>(x * 256 / std::max(1, rig.Width()));
-    const auto down = static_cast<std::int32_t>(y * 256 / std::max(1, rig.Height()));
-    const std::int32_t g = (40 + down * 215 / 256) * kLevel;
-    return {g * (256 - along) / 300, g, g * along / 280 + (down % 16) * 60};
-}
-
-Colour GreyPixel(const EngineRig& rig, std::int64_t x, std::int64_t y, Random* random) {
-    if ((x / 3 + y / 2) % 4 == 0) return Backdrop(rig, x, y, random);
-    const auto level = static_cast<std::int32_t>((x * 37 + y * 11) % 256) * kLevel;
-    return {level + Between(-4, 4, random) * kLevel, level + Between(-3, 6, random) * kLevel,
-            level + Between(-4, 4, random) * kLevel};
-}
-
-Colour ThresholdPixel(Random* random) {
-    const auto near = [&](std::int32_t level) {
-        return level * kLevel + Between(-2, 2, random) * kLevel / 2;
-    };
-    switch (random->Below(5)) {
+Colour ThresholdPixel(Painter* p) {
+    const auto near = [&](double level) { return level + p->draws.Between(-2, 2) / 2.0; };
+    switch (p->draws.Below(5)) {
         case 0:  // the backdrop itself, as good as
             return {near(50), near(200), near(100)};
         case 1:  // darker on the backdrop's line
-            return Scaled(Levels(50, 200, 100), Between(8, 256, random));
+            return Mix({0, 0, 0}, {50, 200, 100}, p->Level(0, 1));
         case 2:  // 40 levels from the key channel, and 5
-            return {near(100 + 40 * Between(0, 1, random)), near(100), near(95 + 45 * Between(0, 1, random))};
+            return {near(100 + 40 * p->draws.Between(0, 1)), near(100),
+                    near(95 + 45 * p->draws.Between(0, 1))};
         case 3:  // hardly lit
-            return {near(Between(0, 12, random)), near(Between(0, 12, random)), near(Between(0, 12, random))};
-        default:  // equal channels
-            return Levels(100, 100 + Between(0, 1, random), 100);
+            return {near(p->draws.Between(0, 12)), near(p->draws.Between(0, 12)),
+                    near(p->draws.Between(0, 12))};
+        default:  // nearly colourless
+            const double grey = p->draws.Between(0, 255);
+            return {grey + p->draws.Between(-4, 4), grey + p->draws.Between(-3, 6), grey};
     }
 }
 
-Colour NoisePixel(Random* random) {
-    return {Between(0, kOpaque, random), Between(0, kOpaque, random), Between(0, kOpaque, random)};
-}
-
-Colour TopPixel(const EngineRig& rig, Scene scene, std::int64_t x, std::int64_t y, Random* random) {
+Colour TopPixel(Painter* p, Scene scene) {
     switch (scene) {
-        case Scene::kRamps:
-            return RampPixel(rig, x, y);
-        case Scene::kSubject:
-            return FigurePixel(rig, x, y, random);
-        case Scene::kHair:
-            return HairPixel(rig, x, y, random);
-        case Scene::kGreys:
-            return GreyPixel(rig, x, y, random);
+        case Scene::kRamps: {
+            const double g = 150 + 105 * p->y;
+            return {g * (1 - p->x) / 2.4, g, g * (1 + p->x) / 2.2 + p->Level(0, 4)};
+        }
+        case Scene::kFigure:
+            return FigurePixel(p);
+        case Scene::kPalette:
+            return PalettePixel(p);
         case Scene::kThresholds:
-            return ThresholdPixel(random);
+            return ThresholdPixel(p);
         default:
-            return NoisePixel(random);
+            return {p->Level(0, 256), p->Level(0, 256), p->Level(0, 256)};
     }
 }
 
-// Opaque, but for a corner that fades away in the natural scenes and for the engine's limits of alpha in the
-// others.
-std::int32_t TopAlpha(const EngineRig& rig, Scene scene, std::int64_t x, std::int64_t y, Random* random) {
-    if (scene == Scene::kNoise) return Between(0, kOpaque, random);
-    if (scene == Scene::kThresholds) {
-        const std::int32_t limits[] = {3, 13, 51, 128, 204, 230, 242, 252, 255, 255};
-        const std::int32_t limit = limits[random->Below(10)] * kLevel;
-        return std::min(kOpaque, limit + Between(-1, 1, random) * kLevel);
-    }
-    const std::int64_t corner = x + y - (std::int64_t{rig.Width()} + rig.Height()) * 3 / 4;
-    return corner <= 0 ? kOpaque
-                       : static_cast<std::int32_t>(std::max<std::int64_t>(0, kOpaque - corner * 6000));
+// Opaque but for a corner that fades away, round the engine's limits, or anything.
+double TopAlpha(Painter* p, Scene scene) {
+    const double limits[] = {3, 13, 51, 128, 204, 230, 242, 252, 255, 255};
+    if (scene == Scene::kNoise) return p->Level(0, 256);
+    const double limit = limits[p->draws.Below(10)];
+    if (scene == Scene::kThresholds) return limit + p->draws.Between(-1, 1);
+    return 256 * std::min(1.0, 3 - 2 * (p->x + p->y));
 }
 
-std::uint16_t SampleOf(const EngineRig& rig, std::int32_t value) {
-    value = std::min(std::max(value, 0), kOpaque);
-    return static_cast<std::uint16_t>(rig.globals.maxSample == kMaxSample16 ? value / 2 : value / kLevel);
+std::uint16_t SampleOf(const EngineRig& rig, double level) {
+    const double M = rig.globals.maxSample, scale = M == kMaxSample16 ? 128 : 1;
+    return static_cast<std::uint16_t>(std::min(std::max(level * scale, 0.0), M));
 }
 
 // Zero, one, round the largest sample, and at 16 bits the host's own largest and the type's.
-std::uint16_t ExtremeSample(const EngineRig& rig, Random* random) {
+std::uint16_t ExtremeSample(const EngineRig& rig, Draws* draws) {
     const std::int32_t M = rig.globals.maxSample;
     const std::int32_t samples[] = {0, 0, 1, M / 2, M - 1, M, M, M + 1, 65535};
-    const std::int32_t sample = samples[random->Below(rig.globals.depthBytes == 2 ? 9 : 7)];
-    return static_cast<std::uint16_t>(sample);
+    return static_cast<std::uint16_t>(samples[draws->Below(rig.globals.depthBytes == 2 ? 9 : 7)]);
 }
 
-void SetTop(EngineRig* rig, std::int64_t i, const Colour& c, std::int32_t alpha) {
-    const bool blue = rig->globals.FlagBlueLogic != 0;
-    rig->Set(kTopR, i, SampleOf(*rig, c.r));
-    rig->Set(blue ? kTopB : kTopG, i, SampleOf(*rig, c.g));
-    rig->Set(blue ? kTopG : kTopB, i, SampleOf(*rig, c.b));
-    rig->Set(kTopA, i, SampleOf(*rig, alpha));
-}
-
-void SetBottom(EngineRig* rig, std::int64_t i, std::int64_t x, std::int64_t y, Random* random) {
-    const auto level = static_cast<std::int32_t>((x * 5 + y * 9) % 256);
-    rig->Set(kBottomR, i, SampleOf(*rig, level * kLevel + Between(0, 255, random)));
-    rig->Set(kBottomG, i, SampleOf(*rig, (255 - level) * kLevel));
-    rig->Set(kBottomB, i, SampleOf(*rig, Between(0, kOpaque, random)));
+void PaintPixel(Painter* p, Scene scene, std::int64_t i) {
+    EngineRig& rig = *p->rig;
+    const auto set = [&](Plane red, const Colour& c, bool exchanged) {
+        const std::uint16_t g = SampleOf(rig, c.g), b = SampleOf(rig, c.b);
+        rig.SetColour(red, i, SampleOf(rig, c.r), exchanged ? b : g, exchanged ? g : b);
+    };
+    set(kTopR, TopPixel(p, scene), rig.globals.FlagBlueLogic != 0);
+    set(kBottomR, {p->Level(0, 60) + 90 * (1 + p->x), 128 - 127 * p->x * p->y, p->Level(0, 256)}, false);
+    rig.Set(kTopA, i, SampleOf(rig, TopAlpha(p, scene)));
+    rig.Set(kSelection, i, p->draws.Below(4) == 0 ? 0 : SampleOf(rig, p->Level(1, 256)));
+    if (scene != Scene::kExtremes) return;
+    for (Plane plane : {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB})
+        rig.Set(plane, i, ExtremeSample(rig, &p->draws));
 }
 
 }  // namespace
 
-void PaintScene(EngineRig* rig, Scene scene, std::uint64_t seed) {
-    Random random(seed);
-    for (std::int64_t y = 0, i = 0; y < rig->Height(); ++y) {
-        for (std::int64_t x = 0; x < rig->Width(); ++x, ++i) {
-            const Colour top = TopPixel(*rig, scene, x, y, &random);
-            SetTop(rig, i, top, TopAlpha(*rig, scene, x, y, &random));
-            SetBottom(rig, i, x, y, &random);
-            rig->Set(kSelection, i, random.Below(4) == 0 ? 0 : SampleOf(*rig, Between(1, kOpaque, &random)));
-            if (scene != Scene::kExtremes) continue;
-            for (Plane plane : {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB}) {
-                rig->Set(plane, i, ExtremeSample(*rig, &random));
-            }
-        }
-    }
-}
-
-void RandomSliders(EngineRig* rig, Random* random) {
-    Globals& g = rig->globals;
-    for (std::int32_t* slider : {&g.SliderAdjBGLevel, &g.SliderRemoveGreen, &g.SliderRestoreBlack,
-                                 &g.SliderAlterGreen, &g.SliderSelectTransp, &g.SliderScaleTransp}) {
-        *slider = random->Below(8) == 0 ? Between(-1000, 1000, random) : Between(0, 200, random);
+void PaintScene(EngineRig* rig, Scene scene, Draws draws) {
+    Painter p{rig, draws, {}, 0, 0};
+    for (Colour& colour : p.palette) colour = {p.Level(0, 256), p.Level(0, 256), p.Level(0, 256)};
+    p.palette[0].g = std::max(p.palette[0].g, 60.0);
+    for (std::int64_t i = 0; i < rig->Pixels(); ++i) {
+        p.x = 2.0 * static_cast<double>(i % rig->Width()) / rig->Width() - 1;
+        p.y = 2.0 * static_cast<double>(i / rig->Width()) / rig->Height() - 1;
+        PaintPixel(&p, scene, i);
     }
 }
 
 void SetFlags(EngineRig* rig, unsigned bits) {
     Globals& g = rig->globals;
-    g.FlagBlueLogic = bits & 1;
-    g.FlagOrgPhoto = bits >> 1 & 1;
-    g.FlagShowSelect = bits >> 2 & 1;
-    g.FlagRealityInteg = bits >> 3 & 1;
-    g.FlagOutputAlpha = bits >> 4 & 1;
+    g.FlagBlueLogic = (bits & kBlue) != 0;
+    g.FlagOrgPhoto = (bits & kPhoto) != 0;
+    g.FlagShowSelect = (bits & kView) != 0;
+    g.FlagRealityInteg = (bits & kBlend) != 0;
+    g.FlagOutputAlpha = (bits & kTransparency) != 0;
 }

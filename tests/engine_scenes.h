@@ -1,44 +1,49 @@
-// Pictures for the engine's tests and benchmarks, the same on every platform: whole numbers only, and a
-// generator of their own.
+// Pictures for the engine's tests, the same on every platform, and the numbers that they are drawn from.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "engine_rig.h"
 
-// Uniform 32-bit numbers; the same seed gives the same row everywhere.
-struct Random {
-    explicit Random(std::uint64_t seed) : state(seed * 2 + 1) {}
-    std::uint32_t Next() {
-        state = state * 6364136223846793005u + 1442695040888963407u;
-        return static_cast<std::uint32_t>(state >> 32);
-    }
+// Where numbers come from: a seed, or a fuzzer's bytes and, behind their end, what they seed. The same source
+// gives the same numbers everywhere, and copies draw the same ones.
+//
+// Numbers are drawn one to an expression, or in a list between braces: elsewhere the order of evaluation is
+// the compiler's.
+class Draws {
+  public:
+    explicit Draws(std::uint64_t seed) : state_(seed * 2 + 1) {}
+    Draws(const std::uint8_t* bytes, std::size_t size);
+
     // 0 .. count - 1
-    std::uint32_t Below(std::uint32_t count) {
-        return static_cast<std::uint32_t>((std::uint64_t{Next()} * count) >> 32);
+    std::uint32_t Below(std::uint32_t count);
+    std::int32_t Between(std::int32_t low, std::int32_t high) {  // not the type's whole range
+        const std::uint32_t from = static_cast<std::uint32_t>(low);
+        return static_cast<std::int32_t>(from + Below(static_cast<std::uint32_t>(high) - from + 1));
     }
 
-    std::uint64_t state;
+  private:
+    const std::uint8_t* bytes_ = nullptr;
+    std::size_t left_ = 0;
+    std::uint64_t state_;
 };
 
 enum class Scene {
     kNoise,       // every sample for itself
     kRamps,       // backdrop of changing hue along the rows, saturation and level down the columns
-    kSubject,     // a lit figure before an uneven backdrop: soft edges, cloth, a veil, spill
-    kHair,        // thin strands over backdrop, partly covering it
-    kGreys,       // nearly neutral colours from black to white, over backdrop
+    kFigure,      // a lit figure before an uneven backdrop: soft edges, cloth, a veil, strands of hair
+    kPalette,     // few colours before a backdrop: pure, mixed with it, the backdrop at another level
     kThresholds,  // samples round the levels at which the engine decides
     kExtremes     // zeros, maxima and what lies beyond them
 };
-constexpr Scene kScenes[] = {Scene::kNoise, Scene::kRamps,      Scene::kSubject, Scene::kHair,
-                             Scene::kGreys, Scene::kThresholds, Scene::kExtremes};
+constexpr Scene kScenes[] = {Scene::kNoise,   Scene::kRamps,      Scene::kFigure,
+                             Scene::kPalette, Scene::kThresholds, Scene::kExtremes};
 
 // Fills the top and bottom planes and the selection, in the scale of the rig's samples. For a blue backdrop
 // (FlagBlueLogic) green and blue of the top layer change places.
-void PaintScene(EngineRig* rig, Scene scene, std::uint64_t seed);
+void PaintScene(EngineRig* rig, Scene scene, Draws draws);
 
-// Six random slider values: mostly on the dialog's range, at times far off it.
-void RandomSliders(EngineRig* rig, Random* random);
-
-// Flags from the low five bits: blue logic, original photo, show selected, blend edges, output alpha.
+// Flags from the low five bits.
+constexpr unsigned kAllFlags = 32, kBlue = 1, kPhoto = 2, kView = 4, kBlend = 8, kTransparency = 16;
 void SetFlags(EngineRig* rig, unsigned bits);
