@@ -1,7 +1,6 @@
 // The run's eleven parameters: their scripting names, keys and defaults, in the terminology's order, which is
-// also the order in which a descriptor is written. The fields of Globals bear the same names. What else has a
-// row for each parameter is held to this table by the compiler or by a test; docs/architecture.md has the
-// list.
+// also the order in which a descriptor is written. The fields of Globals bear the same names. "Adding a
+// parameter" in docs/architecture.md lists what else has a row for each.
 #pragma once
 
 #include "hostapi/hostapi.h"
