@@ -1,4 +1,5 @@
-// Picture files. One implementation per platform: picture_io_oiio.cpp and picture_io_wic.cpp.
+// Picture files. One implementation per platform: picture_read_oiio.cpp and picture_write_oiio.cpp,
+// picture_read_wic.cpp and picture_write_wic.cpp.
 #pragma once
 
 #include <atomic>
