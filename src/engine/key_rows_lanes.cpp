@@ -10,6 +10,7 @@
 #include "engine/lane_passes.h"
 #include "engine/lanes.h"
 #include "engine/pixel_pass.h"
+#include "engine/quick_search.h"
 #include "engine/samples.h"
 #include "engine/search_lanes.h"
 
@@ -222,8 +223,27 @@ void Classify(const KeyRun& run, M keyed, V at, PixelLanes* p, Queues* queues) {
     if (Any(correct)) Pack(&queues->correct, correct, at, *p, true);
 }
 
+F NarrowAt(const double* p) {
+    return Narrow(Load(p), Load(p + kLanes));
+}
+
+void FindQueueSteps(const KeyRun& run, const Queue& queue, float* coarse, float* fine) {
+    const QuickRun quick = QuickRunOf(run);
+    for (int i = 0; i < queue.count; i += kFloats) {
+        const F R = NarrowAt(queue.R + i), B = NarrowAt(queue.B + i);
+        const FM blue = Greater(B, R);
+        const FoundSteps found =
+            FindSteps(quick, {R, NarrowAt(queue.G + i), B, NarrowAt(queue.bgR + i), NarrowAt(queue.bgG + i),
+                              NarrowAt(queue.bgB + i), blue, run.blueLogic ? blue : LessEqual(B, R)});
+        Store(coarse + i, found.coarse);
+        Store(fine + i, found.fine);
+    }
+}
+
 // Keys what was packed and puts the results to their places in the span.
 void WorkOff(const KeyRun& run, Queue* queue, bool search, Span* span) {
+    alignas(64) float coarse[kSpanRoom + kFloats], fine[kSpanRoom + kFloats];
+    if (search) FindQueueSteps(run, *queue, coarse, fine);
     for (int i = 0; i < queue->count; i += kLanes) {
         PixelLanes p{Load(queue->R + i),
                      Load(queue->G + i),
@@ -236,7 +256,7 @@ void WorkOff(const KeyRun& run, Queue* queue, bool search, Span* span) {
                      Set(0),
                      Set(0)};
         if (search) {
-            SearchLanes(run, &p);
+            SearchLanes(run, Widen(coarse + i), Widen(fine + i), &p);
         } else {
             p.fgR = Load(queue->fgR + i);
             p.fgG = Load(queue->fgG + i);

@@ -24,7 +24,13 @@ namespace FROND_FORM {
 inline V LimitTo(V v, V low, V high) {
     return LimitHigh(LimitLow(v, low), high);
 }
+inline F LimitTo(F v, F low, F high) {
+    return LimitHigh(LimitLow(v, low), high);
+}
 inline M Greater(V a, V b) {
+    return Less(b, a);
+}
+inline FM Greater(F a, F b) {
     return Less(b, a);
 }
 inline M GreaterEqual(V a, V b) {
@@ -33,6 +39,12 @@ inline M GreaterEqual(V a, V b) {
 inline bool Any(M m) {
     return Bits(m) != 0;
 }
+inline bool Any(FM m) {
+    return Bits(m) != 0;
+}
+inline bool All(FM m) {
+    return Bits(m) == (1u << kFloats) - 1;
+}
 inline bool All(M m) {
     return Bits(m) == (1u << kLanes) - 1;
 }
@@ -40,6 +52,13 @@ inline V Largest(V a, V b) {
     return LimitLow(a, b);
 }
 inline V Smallest(V a, V b) {
+    return LimitHigh(a, b);
+}
+
+inline F Largest(F a, F b) {
+    return LimitLow(a, b);
+}
+inline F Smallest(F a, F b) {
     return LimitHigh(a, b);
 }
 

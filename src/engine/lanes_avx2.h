@@ -98,4 +98,64 @@ inline void StoreWhole(std::uint16_t* p, V v) {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_shuffle_epi8(_mm256_cvttpd_epi32(v), low));
 }
 
+// Single precision, for what decides by margins.
+using F = __m256;
+using FM = __m256;
+constexpr int kFloats = 8;
+
+inline F SetF(float v) {
+    return _mm256_set1_ps(v);
+}
+inline F LoadF(const float* p) {
+    return _mm256_loadu_ps(p);
+}
+inline void Store(float* p, F v) {
+    _mm256_storeu_ps(p, v);
+}
+inline F Narrow(V low, V high) {
+    return _mm256_set_m128(_mm256_cvtpd_ps(high), _mm256_cvtpd_ps(low));
+}
+inline V Widen(const float* p) {
+    return _mm256_cvtps_pd(_mm_loadu_ps(p));
+}
+inline F LimitLow(F v, F low) {
+    return _mm256_max_ps(low, v);
+}
+inline F LimitHigh(F v, F high) {
+    return _mm256_min_ps(high, v);
+}
+inline FM Less(F a, F b) {
+    return _mm256_cmp_ps(a, b, _CMP_LT_OQ);
+}
+inline FM LessEqual(F a, F b) {
+    return _mm256_cmp_ps(a, b, _CMP_LE_OQ);
+}
+inline FM And(FM a, FM b) {
+    return _mm256_and_ps(a, b);
+}
+inline FM Or(FM a, FM b) {
+    return _mm256_or_ps(a, b);
+}
+inline FM AndNot(FM a, FM b) {
+    return _mm256_andnot_ps(b, a);
+}
+inline F Select(FM m, F a, F b) {
+    return _mm256_blendv_ps(b, a, m);
+}
+inline unsigned Bits(FM m) {
+    return static_cast<unsigned>(_mm256_movemask_ps(m));
+}
+inline F Gather(const float* table, F index) {
+    return _mm256_i32gather_ps(table, _mm256_cvttps_epi32(index), 4);
+}
+inline F Truncate(F v) {
+    return _mm256_round_ps(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+}
+inline F LoadSingles(const std::uint8_t* p) {
+    return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
+}
+inline F LoadSingles(const std::uint16_t* p) {
+    return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+}
+
 }  // namespace FROND_FORM

@@ -65,135 +65,25 @@ static inline M StopsSearch(const KeyRun& run, const PixelLanes& p, const SideLa
     return Or(stop, And(side.halfway, LessEqual(fG, (fR + fB) / Set(2))));
 }
 
-// A line that starts s above its bound and falls by `fall` for each unit of 1 / a. A start that is not above
-// the bound is the soonest of all.
-struct FallingLine {
-    V s, fall;
-};
-
-// The line that reaches its bound first, if any falls.
-static inline FallingLine Sooner(const FallingLine& a, const FallingLine& b) {
-    const M reached = LessEqual(a.s, Set(0));
-    const M second = Or(AndNot(Less(b.s * a.fall, a.s * b.fall), reached), LessEqual(b.s, Set(0)));
-    return {Select(second, b.s, a.s), Select(second, b.fall, a.fall)};
-}
-
-// A value of a above which no stop test of these lanes can say stop; 1 where nothing is known.
-//
-// With x = 1 / a, a candidate channel is w + (w - bg) t, t = x - 1, limited to 0..M. So fG is at least the
-// smaller of wG + dG t and M, and fR and fB are at most the larger of wR + dR t, wB + dB t and 0, where d = w
-// - bg. Put into the four conditions, this leaves straight lines in t, each of which must have fallen below
-// its bound before the condition can hold: a line that starts s above its bound and falls by `fall` each unit
-// of t stays above while s > fall t, that is while a > fall / (fall + s). The smallest s / fall of all lines
-// counts.
-//
-// s is taken a thousandth of a level short, far more than the rounding of the exact test amounts to while a
-// is not below kSmallestSkip: there every candidate is known to some 1e-10 levels. A line with a non-number
-// does not count, and the condition that it stands for is then false.
-static inline V SearchBound(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V lead) {
-    const V k = Set(run.levelScale), slack = Set(0.001 * run.levelScale);
-    const V dR = p.R - p.bgR, dG = p.G - p.bgG, dB = p.B - p.bgB;
-    const V level = Set(0), top = Set(run.maxSample), flat = Set(0), rise = flat - dG;
-
-    // Dark: both the key channel and the strong one must fall below 5 levels, so the higher one must.
-    const V strong = Select(side.red, p.R, p.B);
-    const M keyHigher = Greater(p.G, strong);
-    const FallingLine dark{Select(keyHigher, p.G, strong) - Set(5) * k - slack,
-                           flat - Select(keyHigher, dG, Select(side.red, dR, dB))};
-    // Against red and against the third channel, where nothing, the lower end or the upper end limits.
-    const V alter = Set(run.sAlter);
-    const V redBound = (alter - Set(140)) * k + slack, thirdBound = (lead + alter - Set(100)) * k + slack;
-    const FallingLine red = Sooner({p.G - p.R - redBound, dR + rise},
-                                   Sooner({p.G - level - redBound, rise}, {top - p.R - redBound, dR}));
-    const FallingLine third = Sooner({p.G - p.B - thirdBound, dB + rise},
-                                     Sooner({p.G - level - thirdBound, rise}, {top - p.B - thirdBound, dB}));
-    // Half-way, doubled, alike; where the test does not run, its lines are far off.
-    const V off = Select(side.halfway, flat, Set(1e30)) - slack;
-    const V twice = p.G + p.G + off, twiceRise = rise + rise, twiceTop = top + top + off;
-    const FallingLine low =
-        Sooner(Sooner({twice - p.R - p.B, twiceRise + dR + dB}, {twice - p.R, twiceRise + dR}),
-               Sooner({twice - p.B, twiceRise + dB}, {twice, twiceRise}));
-    const FallingLine high =
-        Sooner({twiceTop - p.R - p.B, dR + dB}, Sooner({twiceTop - p.R, dR}, {twiceTop - p.B, dB}));
-    const FallingLine first = Sooner(Sooner(dark, red), Sooner(third, Sooner(low, high)));
-    // Where no line falls, nothing stops above kSmallestSkip. A non-number compares false.
-    const V fall = LimitLow(first.fall, flat);
-    const V bound = fall / (fall + first.s);
-    const M known = And(Greater(first.s, flat), Less(bound, Set(1)));
-    return Select(known, bound, Set(1));
-}
-
-// The number of steps of the given size from `start` on that lie above the bound for certain: one less than
-// fit, at least 0. The repeated subtraction has drifted by some 1e-14 at most.
-static inline V StepsAbove(V start, V bound, double stepsPerOne) {
-    const V fit = Truncate((start - LimitLow(bound, Set(kSmallestSkip))) * Set(stepsPerOne));
-    return LimitLow(fit - Set(1), Set(0));
-}
-
-// What the quick test of the search needs of a pixel.
-struct QuickLanes {
-    V slopeR, slopeG, slopeB;  // w - bg, signed
-    V redLimit, thirdLimit;    // what the key channel's lead is compared with
-};
-
-// Whether the lanes go on at x = 1 / a for certain, by candidates worked out without a division: bg + (w -
-// bg) x for (w - (1 - a) bg) / a. The two differ by rounding alone, by some 1e-10 levels for a of
-// kSmallestSkip and more, so that a test that passes by a thousandth of a level passes as it is defined. No
-// number says no.
-static inline M GoesOnForCertain(const KeyRun& run, const PixelLanes& p, const SideLanes& side,
-                                 const QuickLanes& quick, V x) {
-    const V maxSample = Set(run.maxSample), zero = Set(0), slack = Set(0.001 * run.levelScale);
-    const V fR = LimitTo(p.bgR + quick.slopeR * x, zero, maxSample);
-    const V fG = LimitTo(p.bgG + quick.slopeG * x, zero, maxSample);
-    const V fB = LimitTo(p.bgB + quick.slopeB * x, zero, maxSample);
-    M on = Greater(Largest(fG, Select(side.red, fR, fB)), Set(5.001 * run.levelScale));
-    on = And(on, Greater(fG - fR, quick.redLimit));
-    on = And(on, Greater(fG - fB, quick.thirdLimit));
-    return AndNot(on, AndNot(side.halfway, Greater(fG - (fR + fB) * Set(0.5), slack)));
-}
-
-// Goes on from step `at` of the steps until each lane stops or has run out; gives the a that each ends with.
-// The lanes run ahead by the quick test, each to the first step that it cannot pass, and there they are
-// tested as the search is defined, all at once.
+// Takes the open lanes on from step `at` of the steps until each stops or has run out; gives the step that
+// each ends with.
 static inline V Descend(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V lead,
-                        const double* steps, const double* inverses, V at) {
-    const V slack = Set(0.001 * run.levelScale), k = Set(run.levelScale), alter = Set(run.sAlter),
-            one = Set(1);
-    const QuickLanes quick{p.R - p.bgR, p.G - p.bgG, p.B - p.bgB, (alter - Set(140)) * k + slack,
-                           (lead + alter - Set(100)) * k + slack};
+                        const double* steps, M open, V at) {
     V a = Gather(steps, at);
-    M going = Greater(a, Set(0));
-    while (Any(going)) {
-        M ahead = going;
-        while (Any(ahead)) {
-            // Several steps at once: one after the other, they would wait for each other's gathers.
-            const V from = at;
-            for (int i = 0; i < kStepsAhead; ++i) {
-                const V x = Gather(inverses, from + Set(i));
-                ahead = And(ahead, GoesOnForCertain(run, p, side, quick, x));
-                at = Select(ahead, from + Set(i + 1), at);
-            }
-        }
+    open = And(open, Greater(a, Set(0)));
+    while (Any(open)) {
+        open = AndNot(open, StopsSearch(run, p, side, lead, a));
+        at = Select(open, at + Set(1), at);
         a = Gather(steps, at);
-        going = AndNot(And(going, Greater(a, Set(0))), StopsSearch(run, p, side, lead, a));
-        at = Select(going, at + one, at);
+        open = And(open, Greater(a, Set(0)));
     }
-    return Gather(steps, at);
+    return at;
 }
 
-// The unlimited a of the search.
-static inline V SearchA(const KeyRun& run, const PixelLanes& p, const SideLanes& side) {
-    V bound = SearchBound(run, p, side, side.coarseLead);
-    const V coarse = Descend(run, p, side, side.coarseLead, kSearchSteps.coarse, kSearchSteps.coarseInverse,
-                             LimitHigh(StepsAbove(Set(1), bound, 10), Set(kCoarseSteps - 3)));
-
-    // One coarse step back, unless the first test stopped; the row of fine steps that starts there. The
-    // coarse steps lie 0.1 apart, from 1 to a hair above 0 and then near -0.1.
-    const V row = Truncate((Set(1) - coarse) * Set(10) + Set(0.5));
-    const V first = row * Set(kFineStride);
-    if (run.blueLogic) bound = SearchBound(run, p, side, side.fineLead);
-    const V skip = StepsAbove(Gather(kSearchSteps.fine, first), bound, 200);
-    return Descend(run, p, side, side.fineLead, kSearchSteps.fine, kSearchSteps.fineInverse, first + skip);
+// The fine step that the open lanes' search ends with; it does not stop before the coarse step given.
+static inline V SearchFrom(const KeyRun& run, const PixelLanes& p, const SideLanes& side, M open, V coarse) {
+    const V row = Descend(run, p, side, side.coarseLead, kSearchSteps.coarse, open, coarse);
+    return Descend(run, p, side, side.fineLead, kSearchSteps.fine, open, row * Set(kFineStride));
 }
 
 static inline V RaiseToEstimates(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V a) {
@@ -235,10 +125,12 @@ static inline void PaintMatteLanes(const KeyRun& run, PixelLanes* p) {
 }
 
 // The main path of the decision: search, floors, lift of the seen colour, unmixing. The foreground on entry
-// does not count.
-static inline void SearchLanes(const KeyRun& run, PixelLanes* p) {
+// does not count. coarse and fine: what FindSteps found.
+static inline void SearchLanes(const KeyRun& run, V coarse, V fine, PixelLanes* p) {
     const SideLanes side = SidesOf(run, *p);
-    V a = RaiseToEstimates(run, *p, side, SearchA(run, *p, side));
+    const M open = Less(fine, Set(0));
+    if (Any(open)) fine = Select(open, SearchFrom(run, *p, side, open, coarse), fine);
+    const V a = RaiseToEstimates(run, *p, side, Gather(kSearchSteps.fine, fine));
     const V u = LimitHigh(LimitLow(a, Select(side.red, Set(0), Set(0.001))), Set(1));
 
     const V excessR = p->R - (Set(1) - a) * p->bgR;
