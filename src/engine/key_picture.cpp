@@ -18,8 +18,9 @@ struct RunMemory {
         ReserveRing(&run->ring, run->width, run->finalRender);
         // From the plain heap: the checked heap's requests to the host are the ring's alone.
         const std::size_t weights = static_cast<std::size_t>(run->width) + kColumnPadding;
-        run->columns.low = static_cast<double*>(std::calloc(2 * weights, sizeof(double)));
+        run->columns.low = static_cast<double*>(std::calloc(weights, 2 * sizeof(double) + sizeof(float)));
         run->columns.high = run->columns.low + weights;
+        run->columns.share = reinterpret_cast<float*>(run->columns.high + weights);
         if (run->columns.low == nullptr) {
             ReleaseRing(&run->ring);
             throw HeapFailure{memFullErr};
@@ -42,6 +43,7 @@ void PlaceColumns(std::int32_t width, GridColumns* columns) {
         const GridPlace place = PlaceOnGrid(x, width);
         columns->low[x] = place.low;
         columns->high[x] = place.high;
+        columns->share[x] = static_cast<float>(place.high);
         while (cell < place.cell) columns->firstColumn[++cell] = x;
     }
     while (cell < kGridSide - 1) columns->firstColumn[++cell] = width;

@@ -4,7 +4,7 @@
 //
 // Most pixels of a photograph before a backdrop are settled without a division: what is plainly backdrop,
 // what is backdrop by its shape, what is plainly foreground. The rest is packed, and keyed in full vectors.
-#include "engine/colour.h"
+#include "engine/classify_lanes.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
 #include "engine/lane_passes.h"
@@ -12,59 +12,10 @@
 #include "engine/pixel_pass.h"
 #include "engine/quick_search.h"
 #include "engine/samples.h"
-#include "engine/search_lanes.h"
+#include "engine/settled_groups.h"
 
 namespace FROND_FORM {
 namespace {
-
-constexpr int kSpan = 256;
-constexpr int kSpanRoom = kSpan + kLanes;
-
-// A span's results, and its backdrop. Entries past the span's end are scratch.
-struct Span {
-    double bgR[kSpanRoom], bgG[kSpanRoom], bgB[kSpanRoom];
-    double fgR[kSpanRoom], fgG[kSpanRoom], fgB[kSpanRoom];
-    double alpha[kSpanRoom];
-};
-
-// Pixels of a span that wait for work in full vectors, with their places in the span.
-struct Queue {
-    int count;
-    double at[kSpanRoom];
-    double R[kSpanRoom], G[kSpanRoom], B[kSpanRoom];
-    double bgR[kSpanRoom], bgG[kSpanRoom], bgB[kSpanRoom];
-    double fgR[kSpanRoom], fgG[kSpanRoom], fgB[kSpanRoom];
-    double alpha[kSpanRoom];
-};
-
-struct Queues {
-    Queue search;   // pixels of the main path; their foreground is not filled in
-    Queue correct;  // pixels whose alpha is found and whose corrections are due
-};
-
-int PopCount(unsigned bits) {
-    int count = 0;
-    for (; bits != 0; bits &= bits - 1) ++count;
-    return count;
-}
-
-void Pack(Queue* queue, M lanes, V at, const PixelLanes& p, bool withForeground) {
-    const int n = queue->count;
-    StorePacked(queue->at + n, lanes, at);
-    StorePacked(queue->R + n, lanes, p.R);
-    StorePacked(queue->G + n, lanes, p.G);
-    StorePacked(queue->B + n, lanes, p.B);
-    StorePacked(queue->bgR + n, lanes, p.bgR);
-    StorePacked(queue->bgG + n, lanes, p.bgG);
-    StorePacked(queue->bgB + n, lanes, p.bgB);
-    if (withForeground) {
-        StorePacked(queue->fgR + n, lanes, p.fgR);
-        StorePacked(queue->fgG + n, lanes, p.fgG);
-        StorePacked(queue->fgB + n, lanes, p.fgB);
-        StorePacked(queue->alpha + n, lanes, p.alpha);
-    }
-    queue->count = n + PopCount(Bits(lanes));
-}
 
 // The interpolation along one row of one channel of the grid.
 void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, std::int32_t x0, int n,
@@ -91,136 +42,10 @@ void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, s
     }
 }
 
-V LineDistance(const PixelLanes& p, V invK, V t) {
-    return Sqrt(Square(p.R * invK - p.bgR * t * invK) + Square(p.G * invK - p.bgG * t * invK) +
-                Square(p.B * invK - p.bgB * t * invK));
-}
-
-M IsBackdropByShapeExactly(const KeyRun& run, const PixelLanes& p) {
-    const V invK = Set(1 / run.levelScale);
-    const V dG = LineDistance(p, invK, p.G / p.bgG);
-    const V dR = LineDistance(p, invK, p.R / p.bgR) * p.bgR / p.bgG;
-    const V dB = LineDistance(p, invK, p.B / p.bgB) * p.bgB / p.bgG;
-    const V lineDist = dR + dG + dB;
-    const V lineLoss = lineDist * (p.G - Largest(p.R, p.B)) / Set(run.maxSample);
-    return Less(lineDist - lineLoss, Set(run.sRemove));
-}
-
-// Which of the lanes are backdrop by their shape.
-//
-// With X = R bgG - bgR G, Y = B bgG - bgB G, Z = B bgR - bgB R, the three line distances are the roots of
-// X² + Y², X² + Z² and Y² + Z², each divided by bgG k, so that the test asks whether the sum of the roots,
-// times M - G + max(R, B), is less than sRemove M bgG k. The sum lies between 2 and the root of 6 times the
-// root of Q = X² + Y² + Z² (its square is 2 Q + 2 sums of products of two roots, and each such product is at
-// least the square they share; the upper bound is the root mean square's). So two comparisons of squares
-// settle all but a narrow band, which is worked out as it is defined. The margin of a millionth covers the
-// rounding of both forms where every backdrop channel is at least one level, sRemove at least 1 and the
-// factor positive: with ratios of seen to backdrop of 65536 at most, the exact form's own rounding stays
-// under a hundred-millionth of a level.
-M IsBackdropByShape(const KeyRun& run, const PixelLanes& p, M asked) {
-    const V k = Set(run.levelScale), maxSample = Set(run.maxSample);
-    const V X = p.R * p.bgG - p.bgR * p.G, Y = p.B * p.bgG - p.bgB * p.G, Z = p.B * p.bgR - p.bgB * p.R;
-    const V factor = maxSample - p.G + Largest(p.R, p.B);
-    const V seen = (Square(X) + Square(Y) + Square(Z)) * Square(factor);
-    const V limit = Square(Set(run.sRemove) * maxSample * p.bgG * k);
-
-    M posed = And(GreaterEqual(p.bgR, k), And(GreaterEqual(p.bgG, k), GreaterEqual(p.bgB, k)));
-    posed = And(posed, And(Greater(factor, Set(0)), GreaterEqual(Set(run.sRemove), Set(1))));
-    const M inside = And(posed, Less(seen * Set(6 * 1.000002), limit));
-    const M outside = And(posed, Greater(seen * Set(4), limit * Set(1.000002)));
-    const M unsettled = AndNot(AndNot(asked, inside), outside);
-    if (!Any(unsettled)) return And(asked, inside);
-    return Or(And(asked, inside), And(unsettled, IsBackdropByShapeExactly(run, p)));
-}
-
-void PaintKeyed(const KeyRun& run, M lanes, V scale, PixelLanes* p) {
-    const M above = Greater(p->G, p->bgG);
-    const V redAndThird = Select(above, Set(100), Set(50)) * scale;
-    p->fgR = Select(lanes, redAndThird, p->fgR);
-    p->fgG = Select(lanes, Select(above, Set(run.maxSample), Set(150)) * scale, p->fgG);
-    p->fgB = Select(lanes, redAndThird, p->fgB);
-    p->alpha = Select(lanes, Set(1), p->alpha);
-}
-
-// Whether the corrections leave an opaque foreground alone that is as it was seen, its leading channel more
-// than 40 levels above the key channel: the wide pull, the drop and the rescue do not apply, and neither does
-// the narrow pull if the spread is not below 50. The margin covers the rounding of the spread.
-M IsFarFromGrey(const KeyRun& run, const PixelLanes& p) {
-    const V squares = Square(p.R - p.B) + Square(p.G - p.B) + Square(p.G - p.R);
-    return Greater(squares * Square(Set(run.maxSample)),
-                   Square(p.G * Set(50 * run.levelScale)) * Set(1.000001));
-}
-
-// Settles the keyed lanes as far as no search is needed and packs the others. On return the foreground and
-// the alpha of the lanes that were not packed are final.
-void Classify(const KeyRun& run, M keyed, V at, PixelLanes* p, Queues* queues) {
-    const LaneLimits& limits = run.limits;
-    const V k = Set(run.levelScale), invK = Set(1 / run.levelScale), zero = Set(0);
-
-    const V dist = Square(p->R * invK - p->bgR * invK) + Square(p->G * invK - p->bgG * invK) +
-                   Square(p->B * invK - p->bgB * invK);
-    const M plain = And(keyed, Less(dist, Set(limits.plainBelow)));
-    M open = AndNot(keyed, plain);
-
-    const V chroma = Square(p->R - p->G) + Square(p->G - p->B);
-    const V maxC = Largest(Largest(p->R, p->G), p->B);
-    const M grey = And(open, And(Less(chroma, Set(limits.greyBelow)), Greater(p->bgG - p->bgR, maxC)));
-    open = AndNot(open, grey);
-
-    M shape = And(open, Greater(chroma, Set(limits.colouredAbove)));
-    if (Any(shape)) shape = IsBackdropByShape(run, *p, shape);
-    open = AndNot(open, shape);
-
-    const V strong = Select(Greater(p->B, p->R), p->B, p->R);
-    const M opaque = And(open, Greater(strong, Set(40) * k + p->G));
-    const M search = AndNot(open, opaque);
-
-    if (Any(search)) Pack(&queues->search, search, at, *p, false);
-
-    M correct = grey;
-    if (Any(opaque)) {
-        p->alpha = Select(opaque, Set(1), p->alpha);
-        M unsettled = AndNot(opaque, IsFarFromGrey(run, *p));
-        if (run.showSelect) {
-            p->fgR = Select(opaque, Set(40) * k, p->fgR);
-            p->fgG = Select(opaque, Set(40) * k, p->fgG);
-            p->fgB = Select(opaque, Set(200) * k, p->fgB);
-            unsettled = opaque;
-        }
-        correct = Or(correct, unsettled);
-    }
-    if (Any(grey)) p->fgG = Select(grey, Smallest(p->G, Largest(p->R, p->B)), p->fgG);
-    if (Any(plain)) {
-        p->alpha = Select(plain, zero, p->alpha);
-        p->fgR = Select(plain, zero, p->fgR);
-        p->fgG = Select(plain, zero, p->fgG);
-        p->fgB = Select(plain, zero, p->fgB);
-        if (run.showSelect) {
-            PaintKeyed(run, plain, Set(1), p);
-            correct = Or(correct, plain);
-        } else if (run.sBlack > 0) {
-            // Only the dark rescue can still change a pixel whose foreground is 0.
-            correct = Or(correct, And(plain, Less(p->G, p->bgG)));
-        }
-    }
-    if (Any(shape)) {
-        p->alpha = Select(shape, zero, p->alpha);
-        if (limits.shapeIsConstant) {
-            const V five = Set(5 * run.levelScale);
-            const M wide = And(Less(p->B - five, p->G), Less(p->R - five, p->G));
-            const Triple &w = limits.shapeWide, &n = limits.shapeNarrow;
-            p->fgR = Select(shape, Select(wide, Set(w.r), Set(n.r)), p->fgR);
-            p->fgG = Select(shape, Select(wide, Set(w.g), Set(n.g)), p->fgG);
-            p->fgB = Select(shape, Select(wide, Set(w.b), Set(n.b)), p->fgB);
-        } else {
-            p->fgR = Select(shape, Set(100), p->fgR);
-            p->fgG = Select(shape, Set(run.maxSample), p->fgG);
-            p->fgB = Select(shape, zero, p->fgB);
-            if (run.showSelect) PaintKeyed(run, shape, k, p);
-            correct = Or(correct, shape);
-        }
-    }
-    if (Any(correct)) Pack(&queues->correct, correct, at, *p, true);
+void FillBackdrop(const KeyRun& run, const GridPlace& row, std::int32_t x0, int from, int to, Span* span) {
+    FillChannel(run, gBackdropGrid.gridR, row, x0 + from, to - from, span->bgR + from);
+    FillChannel(run, gBackdropGrid.gridG, row, x0 + from, to - from, span->bgG + from);
+    FillChannel(run, gBackdropGrid.gridB, row, x0 + from, to - from, span->bgB + from);
 }
 
 F NarrowAt(const double* p) {
@@ -299,17 +124,18 @@ Planes<Sample> PlanesOf(const KeyRun& run, const Globals* globals) {
             run.blueLogic ? out.g : out.b};
 }
 
-// Fetches and keys n pixels from index p on. copyOut: the fetched colours go to the output planes.
+// Fetches pixels `from` to `to` of the span that begins at index `first`, and keys them but for those that it
+// packs. copyOut: the fetched colours go to the output planes.
 template <class Sample>
-void KeySpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int n, bool copyOut,
-             Queues* queues, Span* span) {
+void KeyStretch(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from, int to,
+                bool copyOut, Queues* queues, Span* span) {
     const V maxSample = Set(run.maxSample), gate = Set(0.05);
     alignas(64) double lane[kLanes];
     for (int i = 0; i < kLanes; ++i) lane[i] = i;
     const V lanes = Load(lane);
-    for (int x = 0; x < n; x += kLanes) {
+    for (int x = from; x < to; x += kLanes) {
         const std::int64_t i = first + x;
-        const int left = n - x;
+        const int left = to - x;
         PixelLanes p;
         p.R = LoadSamples(planes.top.r + i, left);
         p.G = LoadSamples(planes.top.g + i, left);
@@ -337,17 +163,16 @@ void KeySpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first
         Store(span->fgB + x, p.fgB);
         Store(span->alpha + x, p.alpha);
     }
-    WorkOff(run, &queues->search, true, span);
-    WorkOff(run, &queues->correct, false, span);
 }
 
-// The direct writer over a span.
+// The direct writer over a stretch of a span.
 template <class Sample>
-void WriteSpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int n, const Span& span) {
+void WriteStretch(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from, int to,
+                  const Span& span) {
     const V one = Set(1), maxSample = Set(run.maxSample);
-    for (int x = 0; x < n; x += kLanes) {
+    for (int x = from; x < to; x += kLanes) {
         const std::int64_t i = first + x;
-        const int left = n - x;
+        const int left = to - x;
         const V a = Load(span.alpha + x);
         const V fgR = Load(span.fgR + x), fgG = Load(span.fgG + x), fgB = Load(span.fgB + x);
         const V topAlpha = LoadSamples(planes.topAlpha + i, left);
@@ -368,6 +193,90 @@ void WriteSpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t fir
         StoreSamples(planes.outKey + i, g, left);
         StoreSamples(planes.outThird + i, b, left);
         StoreSamples(planes.out.a + i, alpha, left);
+    }
+}
+
+template <class Sample>
+void CopySamples(Sample* to, const Sample* from, int n) {
+    std::memcpy(to, from, sizeof(Sample) * static_cast<unsigned>(n));
+}
+
+// The top layer's colours as they are fetched.
+template <class Sample>
+void CopyFetched(const KeyRun& run, const Planes<Sample>& planes, std::int64_t i, int n) {
+    const Sample most = static_cast<Sample>(run.maxSample);
+    CopySamples(planes.out.r + i, planes.top.r + i, n);
+    for (int x = 0; x < n; ++x) {
+        const Sample G = planes.top.g[i + x], B = planes.top.b[i + x];
+        planes.outKey[i + x] = G == 0 ? 1 : G;
+        planes.outThird[i + x] = B > most ? most : B;
+    }
+}
+
+// The direct writer over settled groups, whose alpha is 0 or 1: one of the layers comes through as it is.
+template <class Sample>
+void WriteSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t i, int n, GroupKind kind) {
+    if (kind == GroupKind::backdrop) {
+        CopySamples(planes.out.r + i, planes.bottom.r + i, n);
+        CopySamples(planes.outKey + i, planes.bottom.g + i, n);
+        CopySamples(planes.outThird + i, planes.bottom.b + i, n);
+    } else {
+        CopyFetched(run, planes, i, n);
+    }
+    if (sizeof(Sample) == 1) {
+        std::memset(planes.out.a + i, kind == GroupKind::backdrop ? 0 : 255, static_cast<unsigned>(n));
+    } else {
+        CopySamples(planes.out.a + i, planes.topAlpha + i, n);
+    }
+}
+
+// The same for the ring. A foreground whose alpha is 0 is not seen.
+template <class Sample>
+void KeepSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from, int to,
+                 GroupKind kind, Span* span) {
+    const bool keyed = kind == GroupKind::backdrop;
+    CopyFetched(run, planes, first + from, to - from);
+    for (int x = from; x < to; x += kLanes) {
+        const std::int64_t i = first + x;
+        Store(span->fgR + x, keyed ? Set(0) : LoadWhole(planes.out.r + i));
+        Store(span->fgG + x, keyed ? Set(0) : LoadWhole(planes.outKey + i));
+        Store(span->fgB + x, keyed ? Set(0) : LoadWhole(planes.outThird + i));
+        Store(span->alpha + x, Set(keyed ? 0 : 1));
+    }
+}
+
+// Groups of a span: kFloats pixels each, the last one what is left.
+constexpr int kGroups = kSpan / kFloats;
+
+// Calls visit(from, to, kind) for each stretch of groups of one kind.
+template <class Visit>
+void ForStretches(const GroupKind* kinds, int n, Visit visit) {
+    for (int from = 0; from < n;) {
+        const GroupKind kind = kinds[from / kFloats];
+        int to = from + kFloats;
+        while (to < n && kinds[to / kFloats] == kind) to += kFloats;
+        visit(from, to < n ? to : n, kind);
+        from = to;
+    }
+}
+
+template <class Sample>
+void FindKinds(const KeyRun& run, const GroupRun& groups, const Planes<Sample>& planes, const GridPlace& row,
+               std::int64_t first, std::int32_t x0, int n, GroupKind* kinds) {
+    alignas(64) float bgR[kSpan + kFloats], bgG[kSpan + kFloats], bgB[kSpan + kFloats];
+    FillQuickly(run, gBackdropGrid.gridR, row, x0, n, bgR);
+    FillQuickly(run, gBackdropGrid.gridG, row, x0, n, bgG);
+    FillQuickly(run, gBackdropGrid.gridB, row, x0, n, bgB);
+    for (int x = 0; x < n; x += kFloats) {
+        GroupKind* kind = kinds + x / kFloats;
+        *kind = GroupKind::open;
+        if (n - x < kFloats) break;
+        const std::int64_t i = first + x;
+        if (!All(LessEqual(groups.maxSample, LoadSingles(planes.topAlpha + i)))) continue;
+        *kind =
+            KindOf(groups, {LoadSingles(planes.top.r + i), Largest(LoadSingles(planes.top.g + i), SetF(1)),
+                            Smallest(LoadSingles(planes.top.b + i), groups.maxSample), LoadF(bgR + x),
+                            LoadF(bgG + x), LoadF(bgB + x)});
     }
 }
 
@@ -432,20 +341,31 @@ void TurnRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
         return;
     }
     const GridPlace row = PlaceOnGrid(y, run.height);
+    const GroupRun groups = GroupRunOf(run);
     alignas(64) Span span;
     alignas(64) Queues queues;
     queues.search.count = queues.correct.count = 0;
+    GroupKind kinds[kGroups] = {};
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
         const int n = run.width - x0 < kSpan ? run.width - x0 : kSpan;
         const std::int64_t first = firstOfRow + x0;
-        if (!run.orgPhoto) {
-            FillChannel(run, gBackdropGrid.gridR, row, x0, n, span.bgR);
-            FillChannel(run, gBackdropGrid.gridG, row, x0, n, span.bgG);
-            FillChannel(run, gBackdropGrid.gridB, row, x0, n, span.bgB);
-        }
-        KeySpan(run, planes, first, n, !run.realityInteg, &queues, &span);
+        if (groups.use) FindKinds(run, groups, planes, row, first, x0, n, kinds);
+        ForStretches(kinds, n, [&](int from, int to, GroupKind kind) {
+            if (kind == GroupKind::open) {
+                if (!run.orgPhoto) FillBackdrop(run, row, x0, from, to, &span);
+                KeyStretch(run, planes, first, from, to, !run.realityInteg, &queues, &span);
+            } else if (run.realityInteg) {
+                WriteSettled(run, planes, first + from, to - from, kind);
+            } else {
+                KeepSettled(run, planes, first, from, to, kind, &span);
+            }
+        });
+        WorkOff(run, &queues.search, true, &span);
+        WorkOff(run, &queues.correct, false, &span);
         if (run.realityInteg) {
-            WriteSpan(run, planes, first, n, span);
+            ForStretches(kinds, n, [&](int from, int to, GroupKind kind) {
+                if (kind == GroupKind::open) WriteStretch(run, planes, first, from, to, span);
+            });
         } else {
             FillRing(run, planes, first, x0, n, span);
         }

@@ -21,6 +21,7 @@ struct GridColumns {
     std::int32_t firstColumn[kGridSide];
     double* low;  // one weight a column, and kColumnPadding more
     double* high;
+    float* share;  // high, for what single precision decides
 };
 
 // Vectors may read this many weights past the last column.
