@@ -43,11 +43,11 @@ Footprint MeasureFootprint() {
     return footprint;
 }
 
-Descriptor RandomDescriptor(Random* random) {
+Descriptor RandomDescriptor(Draws* draws) {
     Descriptor descriptor;
     for (const ParameterInfo& info : kParameters) {
-        const auto value = static_cast<std::int32_t>(random->Below(info.isFlag ? 2 : 201));
-        if (random->Below(4) != 0)
+        const auto value = static_cast<std::int32_t>(draws->Below(info.isFlag ? 2 : 201));
+        if (draws->Below(4) != 0)
             descriptor.push_back({info.key, info.isFlag ? kTypeBoolean : kTypeInteger, value});
     }
     return descriptor;
@@ -55,25 +55,25 @@ Descriptor RandomDescriptor(Random* random) {
 
 // Faults of every kind, some on purpose too late to be met. A dialog that is asked for cannot open, for want
 // of a window to own it or of windows altogether.
-void DrawFaults(Random* random, HostOptions* options) {
-    options->playInfo = static_cast<std::int16_t>(random->Below(3));
+void DrawFaults(Draws* draws, HostOptions* options) {
+    options->playInfo = static_cast<std::int16_t>(draws->Below(3));
     options->mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
-    options->failKindEnabled = random->Below(4) == 0;
-    options->failKind = static_cast<HostCall>(random->Below(static_cast<int>(HostCall::kDisplayPixels) + 1));
-    options->failKindAt = static_cast<int>(random->Below(6));
-    options->failAt = random->Below(4) == 0 ? 1 + static_cast<int>(random->Below(120)) : 0;
-    options->abortAt = static_cast<int>(random->Below(4));
+    options->failKindEnabled = draws->Below(4) == 0;
+    options->failKind = static_cast<HostCall>(draws->Below(static_cast<int>(HostCall::kDisplayPixels) + 1));
+    options->failKindAt = static_cast<int>(draws->Below(6));
+    options->failAt = draws->Below(4) == 0 ? 1 + static_cast<int>(draws->Below(120)) : 0;
+    options->abortAt = static_cast<int>(draws->Below(4));
 }
 
-void RunOnce(Host& host, PluginMainProc pluginMain, Random* random) {
-    const auto side = [random] { return 1 + static_cast<int>(random->Below(6)); };
+void RunOnce(Host& host, PluginMainProc pluginMain, Draws* draws) {
+    const auto side = [draws] { return 1 + static_cast<int>(draws->Below(6)); };
     const int width = side(), height = side();
-    Document document = GreenDocument(width, height, random->Below(2) == 0 ? 8 : 16, 2);
-    if (random->Below(3) == 0) document.selection = PatternChannel(document, 3);
-    DrawFaults(random, &OptionsOf(host));
-    if (random->Below(3) != 0) GiveDescriptor(host, RandomDescriptor(random));
+    Document document = GreenDocument(width, height, draws->Below(2) == 0 ? 8 : 16, 2);
+    if (draws->Below(3) == 0) document.selection = PatternChannel(document, 3);
+    DrawFaults(draws, &OptionsOf(host));
+    if (draws->Below(3) != 0) GiveDescriptor(host, RandomDescriptor(draws));
     RunFilter(host, pluginMain, document,
-              random->Below(2) == 0 ? AskForParameters::kNo : AskForParameters::kYes);
+              draws->Below(2) == 0 ? AskForParameters::kNo : AskForParameters::kYes);
 }
 
 TEST(Soak, NothingGrowsOverManyRuns) {
@@ -85,10 +85,10 @@ TEST(Soak, NothingGrowsOverManyRuns) {
     const ModulePtr module = OpenModule(kModule, &error);
     ASSERT_NE(module, nullptr) << error;
     const HostPtr host = CreateHost();
-    Random random(5);
+    Draws draws(5);
     Footprint before;
     for (int run = 1; run <= runs; ++run) {
-        RunOnce(*host, module->pluginMain, &random);
+        RunOnce(*host, module->pluginMain, &draws);
         const LiveCounts live = CountLive(*host);
         ASSERT_LE(live.handles, 3) << "run " << run;  // state, parameters, descriptor
         ASSERT_EQ(live.buffers + live.blocks + live.readTokens + live.writeTokens, 0) << "run " << run;
