@@ -17,15 +17,13 @@ Bytes PlaneBytes(const Globals* globals, const std::uint8_t* plane) {
     return Bytes(plane, plane + size * globals->depthBytes);
 }
 
-void ExpectLayer(const Globals* globals, const Layer& layer, std::uint8_t* const (&planes)[3]) {
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(layer.colour[i].bytes, PlaneBytes(globals, planes[i])) << "channel " << i;
-}
-
-void ExpectTopAndBottom(const ShellRig& rig, const Layer& top, const Layer& bottom) {
-    const Globals* globals = rig.globals;
-    ExpectLayer(globals, top, {globals->topR, globals->topG, globals->topB});
-    ExpectLayer(globals, bottom, {globals->bottomR, globals->bottomG, globals->bottomB});
+void ExpectColours(const Globals* globals, const Layer& top, const Layer& bottom) {
+    const std::uint8_t* const tops[] = {globals->topR, globals->topG, globals->topB};
+    const std::uint8_t* const bottoms[] = {globals->bottomR, globals->bottomG, globals->bottomB};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(top.colour[i].bytes, PlaneBytes(globals, tops[i])) << "channel " << i;
+        EXPECT_EQ(bottom.colour[i].bytes, PlaneBytes(globals, bottoms[i])) << "channel " << i;
+    }
 }
 
 TEST(LoadPlanes, ReadsTheTwoLowestLayers) {
@@ -35,60 +33,55 @@ TEST(LoadPlanes, ReadsTheTwoLowestLayers) {
             document.layers[1].colour.push_back(PatternChannel(document, 77));
             document.selection = PatternChannel(document, 99);
             ShellRig rig(document);
-            ASSERT_TRUE(LoadPlanes(rig.globals, false));
+            for (int load = 1; load <= 2; ++load) ASSERT_TRUE(LoadPlanes(rig.globals, false));
+            EXPECT_EQ(kPlaneCount, CountLive(*rig.host).buffers) << "those of the first load were given back";
             EXPECT_EQ(0, rig.result);
             EXPECT_EQ(depth / 8, rig.globals->depthBytes);
             EXPECT_EQ(depth == 8 ? 255 : 32767, rig.globals->maxSample);
-            EXPECT_EQ(7, rig.globals->planeWidth);
-            EXPECT_EQ(5, rig.globals->planeHeight);
-            ExpectTopAndBottom(rig, document.layers[1], document.layers[0]);
+            ASSERT_TRUE(rig.globals->planeWidth == 7 && rig.globals->planeHeight == 5);
+            ExpectColours(rig.globals, document.layers[1], document.layers[0]);
             EXPECT_EQ(document.layers[1].transparency->bytes, PlaneBytes(rig.globals, rig.globals->topA));
             EXPECT_EQ(document.selection->bytes, PlaneBytes(rig.globals, rig.globals->selectionPlane));
             for (int i = 0; i < kPlaneCount; ++i) {
                 EXPECT_EQ(static_cast<void*>(rig.globals->*kPlanes[i]), rig.globals->*kPlanes16[i]);
             }
-            ASSERT_TRUE(LoadPlanes(rig.globals, false)) << "once more, over planes that exist";
-            EXPECT_EQ(kPlaneCount, CountLive(*rig.host).buffers);
         }
     }
 }
 
 // The ports are asked from 0, 0 wherever the document's corner lies.
 TEST(LoadPlanes, CountsFromTheCorner) {
-    std::vector<std::string> reads;
+    int reads = 0;
     HostOptions options;
     options.trace = [&reads](const std::string& line) {
-        if (line.find("ReadPixelsFromLevel") == 0) reads.push_back(line);
+        if (line.find("ReadPixelsFromLevel") != 0) return;
+        EXPECT_NE(line.npos, line.find(" (0 0 5 7) ")) << line;
+        EXPECT_NE(line.npos, line.find(" row 112 col 16 offset 0 depth 16 ")) << line;
+        ++reads;
     };
     Document document = PatternDocument(7, 5, 16, 2);
     document.bounds = {-3, 2, 2, 9};
     ShellRig rig(document, options);
     ASSERT_TRUE(LoadPlanes(rig.globals, false));
-    EXPECT_EQ(7u, reads.size());
-    for (const std::string& line : reads) {
-        EXPECT_NE(std::string::npos, line.find(" (0 0 5 7) ")) << line;
-        EXPECT_NE(std::string::npos, line.find(" row 112 col 16 offset 0 depth 16 ")) << line;
+    EXPECT_EQ(7, reads);
+}
+
+TEST(LoadPlanes, OneLayerServesAsBothAndNoneAsksForTwo) {
+    MessageLog messages;
+    {
+        Document document = PatternDocument(4, 3, 8, 1);
+        ShellRig rig(document);
+        ReadChannelDesc ofAnEarlierDocument = {};
+        rig.globals->topTransparency = &ofAnEarlierDocument;
+        ASSERT_TRUE(LoadPlanes(rig.globals, false));
+        ExpectColours(rig.globals, document.layers[0], document.layers[0]);
+        EXPECT_EQ(nullptr, rig.globals->topTransparency);
+        EXPECT_TRUE(messages.Lines().empty());
     }
-}
-
-TEST(LoadPlanes, OneLayerServesAsBoth) {
-    MessageLog messages;
-    Document document = PatternDocument(4, 3, 8, 1);
-    ShellRig rig(document);
-    ReadChannelDesc ofAnEarlierDocument = {};
-    rig.globals->topTransparency = &ofAnEarlierDocument;
-    ASSERT_TRUE(LoadPlanes(rig.globals, false));
-    ExpectTopAndBottom(rig, document.layers[0], document.layers[0]);
-    EXPECT_EQ(nullptr, rig.globals->topTransparency);
-    EXPECT_TRUE(messages.Lines().empty());
-}
-
-TEST(LoadPlanes, NoLayersAskForTwoAndGoOn) {
-    MessageLog messages;
     Document document = PatternDocument(4, 3, 8, 0);
     ShellRig rig(document);
     ASSERT_TRUE(LoadPlanes(rig.globals, false));
-    ExpectTopAndBottom(rig, *document.flat, *document.flat);
+    ExpectColours(rig.globals, *document.flat, *document.flat);
     EXPECT_EQ(
         std::vector<std::string>{"Problem: To use this plugin you need two layers. The bottom layer is the "
                                  "background with the green image as the top layer"},
@@ -106,33 +99,30 @@ TEST(LoadPlanes, AMissingTransparencyIsOpaque) {
             if (how == "without a port") {
                 rig.globals->docInfo->layersDescriptor->next->transparency->port = nullptr;
             }
-            ASSERT_TRUE(LoadPlanes(rig.globals, false));
-            const Channel full = MakeChannel(document, depth == 8 ? 255 : 32767);
-            EXPECT_EQ(full.bytes, PlaneBytes(rig.globals, rig.globals->topA));
             rig.globals->proxyRect = {0, 0, 3, 4};
-            ASSERT_TRUE(LoadPlanes(rig.globals, true));
-            const Channel reduced = MakeChannel(document, 255);
-            EXPECT_EQ(reduced.bytes, PlaneBytes(rig.globals, rig.globals->topA)) << "on the preview's scale";
+            for (const bool reduced : {false, true}) {
+                ASSERT_TRUE(LoadPlanes(rig.globals, reduced));
+                const Channel opaque = MakeChannel(document, depth == 8 || reduced ? 255 : 32767);
+                EXPECT_EQ(opaque.bytes, PlaneBytes(rig.globals, rig.globals->topA)) << how << ' ' << depth;
+            }
         }
     }
 }
 
 TEST(LoadPlanes, ReadsReducedAtTheProxysSize) {
     Document document = PatternDocument(8, 6, 16, 2);
-    for (std::size_t i = 1; i < document.layers[1].colour[1].bytes.size(); i += 2) {
+    const Layer& top = document.layers[1];
+    for (std::size_t i = 1; i < top.colour[1].bytes.size(); i += 2) {
         document.layers[1].colour[1].bytes[i] = 0;  // a green channel without a sample above 255
     }
     document.selection = PatternChannel(document, 99);
     ShellRig rig(document);
-    rig.globals->proxyRect = {2, 2, 5, 6};  // 3 rows of 4: each sample the mean of 2 by 2, or of 1 at zoom 50
+    rig.globals->proxyRect = {2, 2, 5, 6};  // 3 rows of 4: the lower right quarter as it stands
     rig.globals->previewZoom = 50;
-    rig.globals->previewScrollX = 100;
-    rig.globals->previewScrollY = 100;
+    rig.globals->previewScrollX = rig.globals->previewScrollY = 100;
     ASSERT_TRUE(LoadPlanes(rig.globals, true));
     EXPECT_EQ(255, rig.globals->maxSample);
-    EXPECT_EQ(4, rig.globals->planeWidth);
-    EXPECT_EQ(3, rig.globals->planeHeight);
-    const Layer& top = document.layers[1];
+    ASSERT_TRUE(rig.globals->planeWidth == 4 && rig.globals->planeHeight == 3);
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 4; ++x) {
             const int red = SampleAt(document, top.colour[0], x + 4, y + 3);
@@ -147,61 +137,37 @@ TEST(LoadPlanes, ReadsReducedAtTheProxysSize) {
 }
 
 TEST(LoadPlanes, TellsOfReadsThatFail) {
+    const std::string unreadable = "Cannot Read Data: gPSChannelPortsSuite",
+                      unscaled = "Error Reading Scaled Data: Error";
+    HostOptions shrinking;
+    shrinking.shrinkScaledReads = true;
     const struct {
-        HostCall kind;
+        HostOptions options;
         bool reduced;
         OSErr result;
+        int questions;  // after a code the colours are read no further, but the transparency is
         std::vector<std::string> messages;
     } kCases[] = {
-        {HostCall::kCanRead, false, errPlugInHostInsufficient, {"Cannot Read Data: gPSChannelPortsSuite"}},
-        {HostCall::kCanRead, true, errPlugInHostInsufficient, {"Cannot Read Data: gPSChannelPortsSuite"}},
-        {HostCall::kReadPixels, false, errPlugInHostInsufficient, {}},
-        {HostCall::kReadScaledPixels, true, 0, {"Error Reading Scaled Data: Error"}},
+        {FailingAt(HostCall::kCanRead, 2), false, errPlugInHostInsufficient, 3, {unreadable}},
+        {FailingAt(HostCall::kCanRead, 2), true, errPlugInHostInsufficient, 3, {unreadable}},
+        {FailingAt(HostCall::kReadPixels, 2), false, errPlugInHostInsufficient, 3, {}},
+        {FailingAt(HostCall::kReadScaledPixels, 2), true, 0, 7, {unscaled}},
+        {shrinking, true, 0, 7, std::vector<std::string>(7, unscaled)},
     };
     for (const auto& failing : kCases) {
         MessageLog messages;
-        std::vector<std::string> trace;
-        HostOptions options;
-        options.failKindEnabled = true;
-        options.failKind = failing.kind;
-        options.failKindAt = 2;  // the top layer's green
-        options.trace = [&trace](const std::string& line) {
-            trace.push_back(line.substr(0, line.find(' ')));
-        };
+        int questions = 0;
+        HostOptions options = failing.options;
+        options.trace = [&](const std::string& line) { questions += line.find("CanRead") == 0; };
         ShellRig rig(PatternDocument(4, 3, 8, 2), options);
         rig.globals->proxyRect = {0, 0, 3, 4};
-        trace.clear();
         EXPECT_TRUE(LoadPlanes(rig.globals, failing.reduced)) << "the planes exist, whatever they hold";
         EXPECT_EQ(failing.result, rig.result);
+        EXPECT_EQ(failing.questions, questions);
         EXPECT_EQ(failing.messages, messages.Lines());
-        if (failing.kind == HostCall::kReadScaledPixels) {
+        if (options.failKind == HostCall::kReadScaledPixels) {
             EXPECT_EQ(Bytes(12, 0), PlaneBytes(rig.globals, rig.globals->topG)) << "cleared before the read";
         }
-        // After a code the colours are read no further, but the transparency is.
-        EXPECT_EQ(failing.result == 0 ? 7 : 3, std::count(trace.begin(), trace.end(), "CanRead"));
-    }
-
-    MessageLog messages;
-    HostOptions options;
-    options.shrinkScaledReads = true;
-    ShellRig rig(PatternDocument(4, 3, 8, 2), options);
-    rig.globals->proxyRect = {0, 0, 3, 4};
-    EXPECT_TRUE(LoadPlanes(rig.globals, true));
-    EXPECT_EQ(std::vector<std::string>(7, "Error Reading Scaled Data: Error"), messages.Lines());
-    EXPECT_EQ(0, rig.result);
-}
-
-TEST(LoadPlanes, GivesBackWhatItMadeWhenMemoryEnds) {
-    for (int n = 1; n <= kPlaneCount; ++n) {
-        HostOptions options;
-        options.failKindEnabled = true;
-        options.failKind = HostCall::kNewBuffer;
-        options.failKindAt = n;
-        ShellRig rig(PatternDocument(4, 3, 8, 2), options);
-        EXPECT_FALSE(LoadPlanes(rig.globals, false)) << n;
-        EXPECT_EQ(memFullErr, rig.result) << n;
-        EXPECT_EQ(0, CountLive(*rig.host).buffers) << n;
-        for (auto plane : kPlanes) EXPECT_EQ(nullptr, rig.globals->*plane) << n;
     }
 }
 
@@ -209,13 +175,13 @@ TEST(LoadPlanes, GivesBackWhatItMadeWhenMemoryEnds) {
 TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
     MessageLog messages;
     ShellRig rig(PatternDocument(4, 3, 8, 2));
-    const ReadImageDocumentDesc sound = *rig.record->documentInfo;
-    ReadImageDocumentDesc document = sound;
-    rig.globals->docInfo = &document;
-    const auto codeOf = [&rig](bool reduced) {
+    ReadImageDocumentDesc& document = *rig.globals->docInfo;
+    const ReadImageDocumentDesc sound = document;
+    const auto codeOf = [&](bool reduced) {
         rig.result = 0;
         EXPECT_FALSE(LoadPlanes(rig.globals, reduced));
         EXPECT_EQ(0, CountLive(*rig.host).buffers);
+        document = sound;
         return rig.result;
     };
     for (const VRect& bounds : {VRect{0, 0, 0, 4}, VRect{0, 0, 3, -4}, VRect{0, INT32_MIN, 3, INT32_MAX}}) {
@@ -226,23 +192,17 @@ TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
     EXPECT_EQ(memFullErr, codeOf(false)) << "more than the buffer suite can be asked for";
     document.bounds = {0, 0, 1, 300000000};
     EXPECT_EQ(memFullErr, codeOf(false)) << "more bits a row than a memory record holds";
-    document = sound;
     document.targetCompositeChannels = nullptr;
     EXPECT_EQ(errPlugInHostInsufficient, codeOf(false));
     ReadChannelDesc bitmap = *sound.targetCompositeChannels;
     bitmap.depth = 1;
     document.targetCompositeChannels = &bitmap;
     EXPECT_EQ(errPlugInHostInsufficient, codeOf(false));
-    document = sound;
     rig.globals->proxyRect = {2, 2, 1, 100};
     EXPECT_EQ(0, codeOf(true)) << "a preview without pixels is no failure of the run";
-    rig.globals->docInfo = nullptr;
-    EXPECT_EQ(errPlugInHostInsufficient, codeOf(false));
 
     // A channel of deeper samples than the planes would be read past their ends.
-    rig.globals->docInfo = rig.record->documentInfo;
-    rig.globals->docInfo->layersDescriptor->next->compositeChannelsList->depth = 16;
-    rig.result = 0;
+    document.layersDescriptor->next->compositeChannelsList->depth = 16;
     EXPECT_TRUE(LoadPlanes(rig.globals, false));
     EXPECT_EQ(errPlugInHostInsufficient, rig.result);
 }
@@ -256,9 +216,9 @@ TEST(ViewOf, FollowsZoomAndScroll) {
         int zoom, scrollX, scrollY;
         PreviewView view;
     } kCases[] = {
-        {0, 0, 0, {10, -20, 333, 1001}},   {0, 70, 30, {10, -20, 333, 1001}},
-        {50, 0, 0, {10, -20, 166, 500}},   {50, 100, 100, {177, 481, 166, 500}},
-        {33, 50, 25, {37, 145, 223, 670}}, {100, 0, 0, {10, -20, 0, 0}},
+        {0, 70, 30, {10, -20, 333, 1001}},
+        {50, 0, 0, {10, -20, 166, 500}},
+        {33, 50, 25, {37, 145, 223, 670}},
         {100, 100, 100, {343, 981, 0, 0}},
     };
     for (const auto& c : kCases) {
@@ -266,10 +226,9 @@ TEST(ViewOf, FollowsZoomAndScroll) {
         globals.previewScrollX = c.scrollX;
         globals.previewScrollY = c.scrollY;
         const PreviewView view = ViewOf(&globals);
-        EXPECT_EQ(c.view.top, view.top) << "zoom " << c.zoom;
-        EXPECT_EQ(c.view.left, view.left) << "zoom " << c.zoom;
-        EXPECT_EQ(c.view.spanH, view.spanH) << "zoom " << c.zoom;
-        EXPECT_EQ(c.view.spanW, view.spanW) << "zoom " << c.zoom;
+        EXPECT_EQ(0, std::memcmp(&c.view, &view, sizeof view))
+            << "zoom " << c.zoom << ": " << view.top << ' ' << view.left << ' ' << view.spanH << ' '
+            << view.spanW;
     }
 }
 

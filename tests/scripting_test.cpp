@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "shell/parameter_table.h"
-#include "shell/plugin_main.h"
 #include "tests/shell_rig.h"
 
 namespace {
@@ -13,6 +12,8 @@ namespace {
 struct ScriptRig : ShellRig {
     explicit ScriptRig(const Descriptor& items, HostOptions options = {})
         : ShellRig(PatternDocument(4, 3, 8, 2), std::move(options), items) {}
+
+    PIDescriptorParameters& Parameters() { return *record->descriptorParameters; }
 };
 
 TEST(ReadScriptParameters, OverlaysTheDefaultsWithWhatIsThere) {
@@ -27,8 +28,6 @@ TEST(ReadScriptParameters, OverlaysTheDefaultsWithWhatIsThere) {
     EXPECT_EQ(-5, rig.globals->SliderScaleTransp);
     EXPECT_EQ(1, rig.globals->FlagOrgPhoto);
     EXPECT_EQ(20, rig.globals->SliderRestoreBlack);
-    EXPECT_EQ(1, rig.globals->FlagRealityInteg);
-    EXPECT_EQ(nullptr, rig.record->descriptorParameters->descriptor) << "reading consumes it";
 }
 
 TEST(ReadScriptParameters, PassesOnOtherClosingCodes) {
@@ -36,11 +35,9 @@ TEST(ReadScriptParameters, PassesOnOtherClosingCodes) {
         HostOptions options;
         options.closeReadCode = code;
         ScriptRig rig({{FourCC("RGre"), kTypeInteger, 5}}, options);
-        rig.record->descriptorParameters->playInfo = plugInDialogDisplay;
         ReadScriptParameters(rig.globals);
         EXPECT_EQ(code == errMissingParameter ? 0 : code, rig.result);
         EXPECT_EQ(5, rig.globals->SliderRemoveGreen);
-        EXPECT_EQ(1, ParametersOf(rig.globals)->showDialog);
     }
 }
 
@@ -49,15 +46,14 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
         for (std::int16_t playInfo : {plugInDialogDontDisplay, plugInDialogDisplay, plugInDialogSilent}) {
             for (std::uint8_t before : {0, 1}) {
                 ScriptRig rig({{FourCC("RGre"), kTypeInteger, 5}});
-                PIDescriptorParameters* parameters = rig.record->descriptorParameters;
-                parameters->playInfo = playInfo;
-                if (!usable) parameters->descriptorParametersVersion = 1;
+                rig.Parameters().playInfo = playInfo;
+                if (!usable) rig.Parameters().descriptorParametersVersion = 1;
                 ParametersOf(rig.globals)->showDialog = before;
                 ReadScriptParameters(rig.globals);
-                const bool opens = usable ? playInfo == plugInDialogDisplay : before == 1;
-                EXPECT_EQ(opens, ParametersOf(rig.globals)->showDialog == 1)
+                EXPECT_EQ(usable ? playInfo == plugInDialogDisplay : before,
+                          ParametersOf(rig.globals)->showDialog)
                     << usable << ' ' << playInfo << ' ' << int{before};
-                EXPECT_EQ(usable, parameters->descriptor == nullptr);
+                EXPECT_EQ(usable, rig.Parameters().descriptor == nullptr) << "reading consumes it";
             }
         }
     }
@@ -66,71 +62,49 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
 // Every one of the procs must be there, of the one version known.
 TEST(DescriptorParameters, AreUsableOnlyWhole) {
     ScriptRig rig({});
-    const PIDescriptorParameters sound = *rig.record->descriptorParameters;
-    EXPECT_TRUE(DescriptorParametersUsable(&sound));
-    EXPECT_FALSE(DescriptorParametersUsable(nullptr));
-    PIDescriptorParameters parameters = sound;
-    const auto usableWithout = [&parameters](auto procs, std::size_t firstProc, int index) {
-        const void* none = nullptr;
-        std::memcpy(reinterpret_cast<char*>(&procs) + firstProc + index * sizeof none, &none, sizeof none);
-        if constexpr (std::is_same_v<decltype(procs), ReadDescriptorProcs>) {
-            parameters.readDescriptorProcs = &procs;
-        } else {
-            parameters.writeDescriptorProcs = &procs;
-        }
-        return DescriptorParametersUsable(&parameters);
-    };
-    for (int i = 0; i < kReadDescriptorProcsCount; ++i) {
-        EXPECT_FALSE(usableWithout(*sound.readDescriptorProcs,
-                                   offsetof(ReadDescriptorProcs, openReadDescriptorProc), i))
-            << "read proc " << i;
-    }
-    parameters = sound;
-    for (int i = 0; i < kWriteDescriptorProcsCount; ++i) {
-        EXPECT_FALSE(usableWithout(*sound.writeDescriptorProcs,
-                                   offsetof(WriteDescriptorProcs, openWriteDescriptorProc), i))
-            << "write proc " << i;
-    }
-    parameters = sound;
-    parameters.readDescriptorProcs = nullptr;
-    EXPECT_FALSE(DescriptorParametersUsable(&parameters));
-    parameters = sound;
-    parameters.writeDescriptorProcs = nullptr;
-    EXPECT_FALSE(DescriptorParametersUsable(&parameters));
-
-    const auto usableWith = [&](auto change) {
-        ReadDescriptorProcs read = *sound.readDescriptorProcs;
-        WriteDescriptorProcs write = *sound.writeDescriptorProcs;
-        change(read, write);
+    const PIDescriptorParameters sound = rig.Parameters();
+    PIDescriptorParameters parameters;
+    ReadDescriptorProcs read;
+    WriteDescriptorProcs write;
+    const auto usableAfter = [&](auto change) {
+        read = *sound.readDescriptorProcs;
+        write = *sound.writeDescriptorProcs;
         parameters = sound;
         parameters.readDescriptorProcs = &read;
         parameters.writeDescriptorProcs = &write;
+        change();
         return DescriptorParametersUsable(&parameters);
     };
-    EXPECT_FALSE(usableWith([](auto& read, auto&) { read.readDescriptorProcsVersion = 1; }));
-    EXPECT_FALSE(usableWith([](auto& read, auto&) { read.numReadDescriptorProcs = 17; }));
-    EXPECT_FALSE(usableWith([](auto&, auto& write) { write.writeDescriptorProcsVersion = -1; }));
-    EXPECT_FALSE(usableWith([](auto&, auto& write) { write.numWriteDescriptorProcs = 15; }));
-    EXPECT_TRUE(usableWith([](auto& read, auto& write) {
-        read.numReadDescriptorProcs = 19;
-        write.numWriteDescriptorProcs = 17;
-    }));
+    const auto clear = [](void* firstProc, int index) {
+        std::memset(static_cast<char*>(firstProc) + index * sizeof(void*), 0, sizeof(void*));
+    };
+    EXPECT_FALSE(DescriptorParametersUsable(nullptr));
+    EXPECT_TRUE(usableAfter([&] { read.numReadDescriptorProcs = write.numWriteDescriptorProcs = 19; }));
+    for (int i = 0; i < kReadDescriptorProcsCount; ++i) {
+        EXPECT_FALSE(usableAfter([&] { clear(&read.openReadDescriptorProc, i); })) << "read proc " << i;
+    }
+    for (int i = 0; i < kWriteDescriptorProcsCount; ++i) {
+        EXPECT_FALSE(usableAfter([&] { clear(&write.openWriteDescriptorProc, i); })) << "write proc " << i;
+    }
+    EXPECT_FALSE(usableAfter([&] { parameters.readDescriptorProcs = nullptr; }));
+    EXPECT_FALSE(usableAfter([&] { parameters.writeDescriptorProcs = nullptr; }));
+    EXPECT_FALSE(usableAfter([&] { read.readDescriptorProcsVersion = 1; }));
+    EXPECT_FALSE(usableAfter([&] { read.numReadDescriptorProcs = 17; }));
+    EXPECT_FALSE(usableAfter([&] { write.writeDescriptorProcsVersion = -1; }));
+    EXPECT_FALSE(usableAfter([&] { write.numWriteDescriptorProcs = 15; }));
 }
 
-TEST(WriteScriptParameters, ReplacesTheDescriptorAndAsksForNoDialog) {
-    ScriptRig rig({{FourCC("RGre"), kTypeInteger, 5}});
-    PIDescriptorParameters* parameters = rig.record->descriptorParameters;
-    parameters->recordInfo = plugInDialogNone;
+TEST(WriteScriptParameters, AsksForNoDialogAtAReplay) {
+    ScriptRig rig({});
+    rig.Parameters().recordInfo = plugInDialogNone;
     WriteScriptParameters(rig.globals);
-    EXPECT_EQ(plugInDialogOptional, parameters->recordInfo);
-    EXPECT_NE(nullptr, parameters->descriptor);
-    DisposeHandle(rig.record->handleProcs, parameters->descriptor);
-    parameters->descriptor = nullptr;
+    EXPECT_EQ(plugInDialogOptional, rig.Parameters().recordInfo);
+    DisposeHandle(rig.record->handleProcs, rig.Parameters().descriptor);
 }
 
 TEST(WriteScriptParameters, ARunIsRecordedAndReplayed) {
     Document document = PatternDocument(6, 5, 8, 2);
-    HostPtr host = CreateHost();
+    const HostPtr host = CreateHost();
     Descriptor recorded;
     for (int i = 0; i < kParameterCount; ++i) {
         const bool flag = kParameters[i].isFlag;

@@ -1,6 +1,5 @@
 // What the shell's tests share: documents in which every sample differs from its neighbours and from those of
-// the other channels, and the state record made over the stand-in host without a call through the entry
-// point.
+// the other channels, faults, whole runs, and the state record made without a call through the entry point.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,17 +11,17 @@
 #include "host/host.h"
 #include "shell/globals.h"
 #include "shell/handles.h"
+#include "shell/plugin_main.h"
 #include "support/checked_heap.h"
 #include "ui/message_box.h"
 
 inline Channel PatternChannel(const Document& document, int seed) {
     Channel channel = MakeChannel(document, 0);
-    for (int y = 0; y < HeightOf(document.bounds); ++y) {
-        for (int x = 0; x < WidthOf(document.bounds); ++x) {
-            const int value = x * 7 + y * 13 + seed * 29;
-            const int sample = document.depth == 8 ? value % 256 : (value * 127) % (kHostMaxSample16 + 1);
-            SetSample(document, channel, x, y, static_cast<std::uint16_t>(sample));
-        }
+    const int width = WidthOf(document.bounds);
+    for (int i = 0; i < width * HeightOf(document.bounds); ++i) {
+        const int value = i % width * 7 + i / width * 13 + seed * 29;
+        const int sample = document.depth == 8 ? value % 256 : (value * 127) % (kHostMaxSample16 + 1);
+        SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
     }
     return channel;
 }
@@ -48,18 +47,34 @@ inline Document PatternDocument(int width, int height, int depth, int layers) {
 // away.
 inline Document GreenDocument(int width, int height, int depth, int layers) {
     Document document = PatternDocument(width, height, depth, layers);
-    std::vector<Channel>& colour = document.layers[1].colour;
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            for (int i = 0; i < 3; ++i) {
-                const int quarter = SampleAt(document, colour[i], x, y) / 4;
-                const int backdrop = depth == 8 ? 150 : 20000;
-                SetSample(document, colour[i], x, y,
-                          static_cast<std::uint16_t>(quarter + (i == 1) * backdrop));
-            }
+    for (int c = 0; c < 3; ++c) {
+        Channel& channel = document.layers[1].colour[c];
+        for (int i = 0; i < width * height; ++i) {
+            const int backdrop = c != 1 ? 0 : depth == 8 ? 150 : 20000;
+            const int sample = SampleAt(document, channel, i % width, i / width) / 4 + backdrop;
+            SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
         }
     }
     return document;
+}
+
+// A host whose n-th call of the kind fails.
+inline HostOptions FailingAt(HostCall kind, int n) {
+    HostOptions options;
+    options.failKindEnabled = true;
+    options.failKind = kind;
+    options.failKindAt = n;
+    return options;
+}
+
+// One run from the descriptor; expects a host that has nothing to complain of afterwards.
+inline RunResult RunStrictly(Document& document, HostOptions options = {}, const Descriptor& items = {}) {
+    const HostPtr host = CreateHost(std::move(options));
+    if (!items.empty()) GiveDescriptor(*host, items);
+    const RunResult run = RunFilter(*host, PluginMain, document, AskForParameters::kNo);
+    CloseHost(*host);
+    EXPECT_EQ("", ViolationText(*host));
+    return run;
 }
 
 // The message boxes shown while it lives.
