@@ -111,11 +111,11 @@ TEST(LoadPlanes, AMissingTransparencyIsOpaque) {
 
 TEST(LoadPlanes, ReadsReducedAtTheProxysSize) {
     Document document = PatternDocument(8, 6, 16, 2);
+    document.bounds = {30, -20, 36, -12};
     const Layer& top = document.layers[1];
     for (std::size_t i = 1; i < top.colour[1].bytes.size(); i += 2) {
         document.layers[1].colour[1].bytes[i] = 0;  // a green channel without a sample above 255
     }
-    document.selection = PatternChannel(document, 99);
     ShellRig rig(document);
     rig.globals->proxyRect = {2, 2, 5, 6};  // 3 rows of 4: the lower right quarter as it stands
     rig.globals->previewZoom = 50;
@@ -131,9 +131,6 @@ TEST(LoadPlanes, ReadsReducedAtTheProxysSize) {
             EXPECT_EQ(green, rig.globals->topG16[y * 4 + x]) << "taken at face value: " << x << ' ' << y;
         }
     }
-    const Bytes& selection = document.selection->bytes;
-    EXPECT_EQ(0, std::memcmp(selection.data(), rig.globals->selectionPlane, selection.size()))
-        << "the selection at the document's size and on its scale";
 }
 
 TEST(LoadPlanes, TellsOfReadsThatFail) {
@@ -205,31 +202,6 @@ TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
     document.layersDescriptor->next->compositeChannelsList->depth = 16;
     EXPECT_TRUE(LoadPlanes(rig.globals, false));
     EXPECT_EQ(errPlugInHostInsufficient, rig.result);
-}
-
-TEST(ViewOf, FollowsZoomAndScroll) {
-    ReadImageDocumentDesc document = {};
-    document.bounds = {10, -20, 10 + 333, -20 + 1001};
-    Globals globals = {};
-    globals.docInfo = &document;
-    const struct {
-        int zoom, scrollX, scrollY;
-        PreviewView view;
-    } kCases[] = {
-        {0, 70, 30, {10, -20, 333, 1001}},
-        {50, 0, 0, {10, -20, 166, 500}},
-        {33, 50, 25, {37, 145, 223, 670}},
-        {100, 100, 100, {343, 981, 0, 0}},
-    };
-    for (const auto& c : kCases) {
-        globals.previewZoom = c.zoom;
-        globals.previewScrollX = c.scrollX;
-        globals.previewScrollY = c.scrollY;
-        const PreviewView view = ViewOf(&globals);
-        EXPECT_EQ(0, std::memcmp(&c.view, &view, sizeof view))
-            << "zoom " << c.zoom << ": " << view.top << ' ' << view.left << ' ' << view.spanH << ' '
-            << view.spanW;
-    }
 }
 
 }  // namespace
