@@ -3,7 +3,7 @@
 
   quality.py table            the table, with the settings that stand in LINES below
   quality.py commands         the commands behind its lines
-  quality.py strip            docs/images/quality.jpg, the same details of each result
+  quality.py strip            docs/images/quality/details.jpg, the same details of each result
   quality.py search TOOL      the best settings of frond, chromakey, colorkey or gegl
 
 --size WIDTHxHEIGHT takes a plate of another size than 2400x1600. --from SETTINGS, as the search prints them, lets a
@@ -251,7 +251,7 @@ def make_strip(colour):
     panels = " ".join(f"{picture} --ch 0,1,2 --cut {detail}" for detail in DETAILS for picture in pictures)
     run(
         f"oiiotool -q {panels} --mosaic:pad=6 {len(pictures)}x{len(DETAILS)} --resize 1000x0 -d uint8 "
-        f"--attrib jpeg:subsampling 4:4:4 --compression jpeg:88 -o {ROOT}/docs/images/quality.jpg"
+        f"--attrib jpeg:subsampling 4:4:4 --compression jpeg:88 -o {ROOT}/docs/images/quality/details.jpg"
     )
 
 
