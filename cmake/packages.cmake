@@ -18,7 +18,7 @@ if(MARKDOWN)
 endif()
 install(FILES ${guide} DESTINATION ${FROND_GUIDE_FOLDER})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/images DESTINATION ${FROND_GUIDE_FOLDER} FILES_MATCHING
-    PATTERN "*.jpg" PATTERN "*.png")
+    PATTERN "*.jpg" PATTERN "*.png" PATTERN quality EXCLUDE)
 
 set(CPACK_PACKAGE_NAME marble-frond-keeper)
 set(CPACK_PACKAGE_CONTACT "The Marble Frond Keeper developers <developers@frondkeeper.example>")
