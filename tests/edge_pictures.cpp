@@ -1,10 +1,9 @@
 #include "edge_pictures.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <iterator>
 
-#include "engine/keying.h"
 #include "form_cases.h"
 
 namespace {
@@ -38,43 +37,30 @@ double Distance(const Backdrop& bg, const Colour& c, double t) {
     return std::hypot(c.r - bg.r * t, c.g - bg.g * t, c.b - bg.b * t) / bg.k;
 }
 
-double Chroma(const Colour& c) {
-    return std::hypot(c.r - c.g, c.g - c.b);
-}
-
-// The foreground left at a.
-Colour Left(const Backdrop& bg, const Colour& c, double a) {
+// What the engine decides by, in words of its own, of a colour and of the foreground that it leaves at a.
+// Only where these change their sign matters here.
+constexpr std::size_t kDecisions = 12;
+std::array<double, kDecisions> Decisions(const Backdrop& bg, const Colour& c, double a) {
     const auto left = [&](double seen, double backdrop) {
-        return std::min(std::max((seen - (1 - a) * backdrop) / a, 0.0), bg.M);
+        return std::min(std::max((seen - (1 - a) * backdrop) / a, 0.0), bg.M) / bg.k;
     };
-    return {left(c.r, bg.r), left(c.g, bg.g), left(c.b, bg.b)};
+    const Colour f{left(c.r, bg.r), left(c.g, bg.g), left(c.b, bg.b)};
+    const double chroma = std::hypot(c.r - c.g, c.g - c.b), strong = std::max(c.r, c.b);
+    const double line = Distance(bg, c, c.g / bg.g) + Distance(bg, c, c.r / bg.r) * bg.r / bg.g +
+                        Distance(bg, c, c.b / bg.b) * bg.b / bg.g;
+    return {Distance(bg, c, 1) - 0.4,
+            chroma - bg.sBlack * 0.15,
+            chroma - bg.sBlack * 2,
+            bg.g - bg.r - std::max(c.g, strong),
+            line - line * (c.g - strong) / bg.M - bg.sRemove,
+            strong - 40 * bg.k - c.g,
+            std::max(f.g, f.r) - 5,
+            f.g - f.r - bg.sAlter + 140,
+            f.g - f.b - bg.sAlter + 80,
+            2 * f.g - f.r - f.b,
+            std::hypot(c.r - c.b, c.g - c.b, c.g - c.r) / bg.k * bg.M / c.g - 50,
+            c.b - 5 * bg.k - c.g};
 }
-
-// What the engine decides by, in words of its own, as quantities that are compared with 0: of the seen colour
-// c, and of the foreground f left at some a. Only where their sign changes matters here.
-using Quantity = double (*)(const Backdrop&, const Colour& c, const Colour& f);
-const Quantity kQuantities[] = {
-    [](const Backdrop& bg, const Colour& c, const Colour&) { return Distance(bg, c, 1) - 0.4; },
-    [](const Backdrop& bg, const Colour& c, const Colour&) { return Chroma(c) - bg.sBlack * 0.15; },
-    [](const Backdrop& bg, const Colour& c, const Colour&) { return Chroma(c) - bg.sBlack * 2; },
-    [](const Backdrop& bg, const Colour& c, const Colour&) {
-        return bg.g - bg.r - std::max({c.r, c.g, c.b});
-    },
-    [](const Backdrop& bg, const Colour& c, const Colour&) {
-        const double sum = Distance(bg, c, c.g / bg.g) + Distance(bg, c, c.r / bg.r) * bg.r / bg.g +
-                           Distance(bg, c, c.b / bg.b) * bg.b / bg.g;
-        return sum - sum * (c.g - std::max(c.r, c.b)) / bg.M - bg.sRemove;
-    },
-    [](const Backdrop& bg, const Colour& c, const Colour&) { return std::max(c.r, c.b) - 40 * bg.k - c.g; },
-    [](const Backdrop& bg, const Colour&, const Colour& f) { return std::max(f.g, f.r) - 5 * bg.k; },
-    [](const Backdrop& bg, const Colour&, const Colour& f) { return (f.g - f.r) / bg.k - bg.sAlter + 140; },
-    [](const Backdrop& bg, const Colour&, const Colour& f) { return (f.g - f.b) / bg.k - bg.sAlter + 80; },
-    [](const Backdrop&, const Colour&, const Colour& f) { return 2 * f.g - f.r - f.b; },
-    [](const Backdrop& bg, const Colour& c, const Colour&) {
-        return std::hypot(c.r - c.b, c.g - c.b, c.g - c.r) / bg.k * bg.M / c.g - 50;
-    },
-    [](const Backdrop& bg, const Colour& c, const Colour&) { return c.b - 5 * bg.k - c.g; },
-};
 
 Colour DrawColour(const Backdrop& bg, Draws* draws) {
     const double share = draws->Below(4) == 0 ? draws->Between(0, 300) / 200.0 : 0;  // of the backdrop
@@ -88,9 +74,9 @@ Colour DrawColour(const Backdrop& bg, Draws* draws) {
 // Two colours between which a decision turns, as near to each other as samples come; of no other use when it
 // does not turn between the colours drawn.
 void SetNeighbours(EngineRig* rig, std::int64_t i, const Backdrop& bg, Draws* draws) {
-    const Quantity quantity = kQuantities[draws->Below(std::size(kQuantities))];
+    const std::uint32_t which = draws->Below(kDecisions);
     const double a = draws->Between(1, 200) * 0.005;
-    const auto below = [&](const Colour& c) { return quantity(bg, c, Left(bg, c, a)) < 0; };
+    const auto below = [&](const Colour& c) { return Decisions(bg, c, a)[which] < 0; };
     Colour yes = DrawColour(bg, draws), no = DrawColour(bg, draws);
     for (int tries = 0; tries < 20 && !below(yes); ++tries) yes = DrawColour(bg, draws);
     for (int tries = 0; tries < 20 && below(no); ++tries) no = DrawColour(bg, draws);
@@ -146,27 +132,20 @@ std::unique_ptr<EngineRig> EdgesOfDecisions(RunKind kind, std::uint64_t seed) {
     SetFlags(rig.get(), ways[draws.Below(3)]);
     const double M = g.maxSample, k = std::floor(M / 255);
     const double part = draws.Below(3) == 0 ? 0 : draws.Between(0, 999) / 1000.0;
-    Colour bg{draws.Between(1, 150) * k + part, draws.Between(60, 250) * k + part,
-              draws.Between(1, 150) * k + part};
+    Backdrop bg{draws.Between(1, 150) * k + part,
+                draws.Between(60, 250) * k + part,
+                draws.Between(1, 150) * k + part,
+                k,
+                M,
+                double(g.SliderRemoveGreen),
+                double(g.SliderRestoreBlack),
+                double(g.SliderAlterGreen)};
     // Where bounds on the distance from the backdrop's line are tight.
     if (draws.Below(3) == 0) bg.g = bg.r + bg.b;
     if (draws.Below(6) == 0) bg.b = k;
-    g.backdropMeanR = bg.r;
-    g.backdropMeanG = bg.g;
-    g.backdropMeanB = bg.b;
-    std::fill(std::begin(gBackdropGrid.gridR), std::end(gBackdropGrid.gridR), bg.r);
-    std::fill(std::begin(gBackdropGrid.gridG), std::end(gBackdropGrid.gridG), bg.g);
-    std::fill(std::begin(gBackdropGrid.gridB), std::end(gBackdropGrid.gridB), bg.b);
-    const double adjust = g.SliderAdjBGLevel / 100.0;
-    const Backdrop backdrop{bg.r * adjust,
-                            bg.g * adjust,
-                            bg.b * adjust,
-                            k,
-                            M,
-                            double(g.SliderRemoveGreen),
-                            double(g.SliderRestoreBlack),
-                            double(g.SliderAlterGreen)};
-    for (std::int64_t i = 0; i < rig->Pixels(); i += 2) SetNeighbours(rig.get(), i, backdrop, &draws);
+    rig->LayBackdrop(bg.r, bg.g, bg.b);
+    for (double* level : {&bg.r, &bg.g, &bg.b}) *level *= g.SliderAdjBGLevel / 100.0;
+    for (std::int64_t i = 0; i < rig->Pixels(); i += 2) SetNeighbours(rig.get(), i, bg, &draws);
     if (draws.Below(4) == 0) {
         g.FlagBlueLogic = 1;
         rig->ExchangePlanes(kTopG, kTopB);

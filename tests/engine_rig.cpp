@@ -121,6 +121,12 @@ void EngineRig::ResetOutputs() {
     }
 }
 
+void EngineRig::LayBackdrop(double r, double g, double b) {
+    std::fill_n(gBackdropGrid.gridR, kGridCells, globals.backdropMeanR = r);
+    std::fill_n(gBackdropGrid.gridG, kGridCells, globals.backdropMeanG = g);
+    std::fill_n(gBackdropGrid.gridB, kGridCells, globals.backdropMeanB = b);
+}
+
 void EngineRig::Run(void (*engine)(Globals*)) {
     EngineRig* const lastRunning = running;
     SPBasicSuite* const lastSuite = gSPBasicSuite;
@@ -202,18 +208,18 @@ std::string FirstDifference(const EngineRig& expected, const EngineRig& actual) 
     };
     for (int n = 0; n < kPlaneCount; ++n) {
         const Plane plane = static_cast<Plane>(n);
-        if (std::memcmp(expected.Bytes(plane), actual.Bytes(plane), expected.PlaneBytes()) == 0) continue;
-        std::int64_t i = 0;
-        while (expected.Get(plane, i) == actual.Get(plane, i)) ++i;
-        return found("plane " + std::to_string(n) + " at column " + std::to_string(i % expected.Width()) +
-                         ", row " + std::to_string(i / expected.Width()),
-                     expected.Get(plane, i), actual.Get(plane, i));
+        for (std::int64_t i = 0; i < expected.Pixels(); ++i) {
+            const std::uint16_t want = expected.Get(plane, i), got = actual.Get(plane, i);
+            if (want == got) continue;
+            return found("plane " + std::to_string(n) + " at column " + std::to_string(i % expected.Width()) +
+                             ", row " + std::to_string(i / expected.Width()),
+                         want, got);
+        }
     }
-    const int percent = expected.globals.progressPercent, gotPercent = actual.globals.progressPercent;
-    if (percent != gotPercent) return found("progressPercent", percent, gotPercent);
-    if (expected.abortCalls != actual.abortCalls)
-        return found("calls of abortProc", expected.abortCalls, actual.abortCalls);
-    if (expected.progress != actual.progress) return "other reports of progress";
+    if (expected.globals.progressPercent != actual.globals.progressPercent)
+        return found("progressPercent", expected.globals.progressPercent, actual.globals.progressPercent);
+    if (expected.abortCalls != actual.abortCalls || expected.progress != actual.progress)
+        return "the host was called differently";
     if (!actual.GuardsStand()) return "memory beside a plane was written";
     return actual.LiveBlocks() == 0 ? "" : "a block was not given back";
 }

@@ -68,6 +68,8 @@ class EngineRig {
     // The out planes as they were before the first run.
     void ResetOutputs();
 
+    // A backdrop of one colour, in place of an analysis.
+    void LayBackdrop(double r, double g, double b);
     // Gives the document a selection, or takes it away.
     void HaveSelection(bool have) { document_.selection = have ? &selection_ : nullptr; }
 
@@ -103,10 +105,7 @@ class EngineRig {
     std::vector<void*> addresses_;  // of the allocations, null after their release
 };
 
-// One pixel of the out planes: its colour, and its alpha too.
-inline std::array<int, 3> OutColour(const EngineRig& rig, std::int64_t i) {
-    return {rig.Get(kOutR, i), rig.Get(kOutG, i), rig.Get(kOutB, i)};
-}
+// One pixel of the out planes.
 inline std::array<int, 4> OutPixel(const EngineRig& rig, std::int64_t i) {
     return {rig.Get(kOutR, i), rig.Get(kOutG, i), rig.Get(kOutB, i), rig.Get(kOutA, i)};
 }

@@ -85,10 +85,6 @@ Colour ThresholdPixel(Painter* p) {
 
 Colour TopPixel(Painter* p, Scene scene) {
     switch (scene) {
-        case Scene::kRamps: {
-            const double g = 150 + 105 * p->y;
-            return {g * (1 - p->x) / 2.4, g, g * (1 + p->x) / 2.2 + p->Level(0, 4)};
-        }
         case Scene::kFigure:
             return FigurePixel(p);
         case Scene::kPalette:

@@ -53,10 +53,8 @@ TEST_P(Forms, HasPassesOfItsOwn) {
     ASSERT_TRUE(SetActiveForm(GetParam()));
     const EngineForm& form = *ActiveForm();
     SetActiveForm(before);
-    EXPECT_STREQ(form.name, GetParam());
     EXPECT_NE(form.bytes.measureLevels, plain.bytes.measureLevels);
     EXPECT_NE(form.bytes.addPixels, plain.bytes.addPixels);
-    EXPECT_NE(form.bytes.turnRow, plain.bytes.turnRow);
     EXPECT_NE(form.bytes.blendColours, plain.bytes.blendColours);
     EXPECT_NE(form.words.turnRow, plain.words.turnRow);
 }
@@ -112,10 +110,8 @@ std::vector<std::vector<std::uint8_t>> TargetAfterRun(const char* form, Document
     HostPtr host = CreateHost();
     std::string error;
     ModulePtr module = OpenModule(kBuiltModule, &error);
-    if (module == nullptr) {
-        ADD_FAILURE() << error;
-        return {};
-    }
+    EXPECT_NE(module, nullptr) << error;
+    if (module == nullptr) return {};
     const RunResult run = RunFilter(*host, module->pluginMain, document, AskForParameters::kNo);
     EXPECT_EQ(run.result, expected) << form;
     CloseHost(*host);

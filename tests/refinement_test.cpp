@@ -5,9 +5,6 @@
 // A sample counts by (alpha * 5 + 1) times its row's tap: 50 in the centre row, then 30, then 10.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "engine/keying.h"
 #include "engine_rig.h"
 #include "engine_scenes.h"
 #include "spelled_picture.h"
@@ -52,25 +49,6 @@ TEST(EngineRefinement, WindowsAreLopsidedAndAtFullSizeNeverSeeColumnTwo) {
                    {3, 4, 5, 6, 7},
                    {4, 5, 6, 7, -1},
                    {5, 6, 7, -1, -1}});
-}
-
-TEST(EngineRefinement, WeighsByAlphaOverTheCentreRowsBackground) {
-    // Alphas 0 0 1 0 over 0 1 0 0; the second row's background of 250 must not be seen. Columns as sum /
-    // weight, of green: 80 * 100 / 80; 50 * 50 + 180 * 150 = 29500 / 230; 300 * 180 + 30 * 200 = 60000 / 330;
-    // 2400 / 80. Red: the first two as green; 300 * 90 + 30 * 30 = 27900; 3280. Blue: 880; 22700; 60990;
-    // 3520.
-    const Colour unseen{250, 250, 250};
-    ExpectPicture(RunKind::kPreview8, 0, 4,
-                  {// (10 * 8000 + 30 * 29500) / (10 * 80 + 30 * 230 = 7700)
-                   {{7, 7, 7, 0}, {10, 100, 11}, {125, 125, 89, 0}},
-                   // (5 * 8000 + 10 * 29500 + 30 * 60000) / (400 + 2300 + 9900 = 12600)
-                   {{7, 7, 7, 0}, {20, 50, 22}, {93, 169, 163, 0}},
-                   {{90, 180, 200, 255}, {30, 200, 33}, {90, 180, 200, 255}},  // opaque, and kept
-                   {{7, 7, 7, 0}, {41, 30, 44}, {70, 132, 138, 0}},  // (5 * 60000 + 10 * 2400) / (1650 + 800)
-                   {{9, 9, 9, 0}, unseen},
-                   {{60, 150, 120, 255}, unseen},
-                   {{9, 9, 9, 0}, unseen},
-                   {{9, 9, 9, 0}, unseen}});
 }
 
 TEST(EngineRefinement, FullSizeWeighsFiveRows) {
@@ -128,9 +106,7 @@ TEST(EngineRefinement, SmoothsFromADifferenceOfExactlyOneTenth) {
     // offset.
     EngineRig rig(9, 2, RunKind::kPreview8);
     Globals& g = rig.globals;
-    std::fill_n(gBackdropGrid.gridR, kGridCells, 100);
-    std::fill_n(gBackdropGrid.gridG, kGridCells, 155);
-    std::fill_n(gBackdropGrid.gridB, kGridCells, 50);
+    rig.LayBackdrop(100, 155, 50);
     g.backdropMeanG = 255;
     g.SliderRemoveGreen = -300;
     g.SliderRestoreBlack = g.SliderAlterGreen = 0;
