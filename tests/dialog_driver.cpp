@@ -35,12 +35,6 @@ BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
     return search->found == nullptr;
 }
 
-HWND FindShown(const char* title) {
-    Search search = {title, nullptr};
-    EnumWindows(LookAt, reinterpret_cast<LPARAM>(&search));
-    return search.found;
-}
-
 bool BeginsWith(const std::string& line, const std::string& beginning) {
     return line.compare(0, beginning.size(), beginning) == 0;
 }
@@ -53,6 +47,12 @@ void WaitFor(const char* what, const std::function<bool()>& condition) {
         if (GetTickCount() - begin > kPatience) GiveUp(what);
         Sleep(5);
     }
+}
+
+HWND FindShown(const char* title) {
+    Search search = {title, nullptr};
+    EnumWindows(LookAt, reinterpret_cast<LPARAM>(&search));
+    return search.found;
 }
 
 bool WindowExists(const char* title) {
@@ -144,7 +144,9 @@ void DialogRun::Run() {
 }
 
 void DialogRun::AwaitDialog() {
-    window_ = WaitForWindow("MarbleFrondKeeperPlugin");
+    WaitFor("the dialog",
+            [this] { return over_ || (window_ = FindShown("MarbleFrondKeeperPlugin")) != nullptr; });
+    if (window_ == nullptr) return;
     // It is painted by itself once the thread waits for messages again; hosts without the service stay
     // silent.
     if (OptionsOf(*host_).offersDisplayPixels) PaintedAfter([] {});

@@ -26,6 +26,7 @@ void WaitFor(const char* what, const std::function<bool()>& condition);
 // A dialog box or message box of this process with the given title, once it is there and shown.
 HWND WaitForWindow(const char* title);
 bool WindowExists(const char* title);
+HWND FindShown(const char* title);  // null where it is not there
 
 // Sends to a window of the module's thread and gives the answer.
 LRESULT Send(HWND window, UINT message, WPARAM wParam = 0, LPARAM lParam = 0);
@@ -53,13 +54,13 @@ std::ostream& operator<<(std::ostream& out, const Costs& costs);
 class DialogRun {
   public:
     // With ownsMainWindow the host has a main window, of 1000 by 800 at 120, 90. Comes back when the dialog
-    // is shown and painted, or, with awaited, when a window with that title is shown. The options'
-    // `displayed` is called on the module's thread.
+    // is shown and painted, or, with awaited, when a window with that title is shown, or when the run is over
+    // without a dialog. The options' `displayed` is called on the module's thread.
     DialogRun(Document document, HostOptions options = {}, bool ownsMainWindow = true,
               const char* awaited = nullptr);
     ~DialogRun();
 
-    HWND Window() const { return window_; }
+    HWND Window() const { return window_; }  // null where no dialog came
     HWND MainWindow() const { return mainWindow_; }
     HWND Control(int id) const;
     Globals& State();  // while the dialog is idle
