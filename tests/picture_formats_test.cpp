@@ -10,16 +10,6 @@
 namespace frond {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-void Append(Bytes& bytes, std::uint32_t value, int size) {
-    for (int i = size - 1; i >= 0; --i) bytes.push_back(static_cast<std::uint8_t>(value >> 8 * i));
-}
-
-void Append(Bytes& bytes, const std::string& text) {
-    bytes.insert(bytes.end(), text.begin(), text.end());
-}
-
 struct PsdLayer {
     int left, top, width, height;
     bool hasAlpha;

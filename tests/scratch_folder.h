@@ -1,4 +1,4 @@
-// A folder of a test's own, gone when the test ends.
+// Files of a test's own: a folder that is gone when the test ends, and bytes put together by hand.
 #pragma once
 
 #include <atomic>
@@ -38,7 +38,22 @@ struct ScratchFolder {
     }
 };
 
-inline void WriteBytes(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
+using Bytes = std::vector<std::uint8_t>;
+
+inline void WriteBytes(const std::filesystem::path& path, const Bytes& bytes) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+}
+
+enum class Order { kBigEndian, kLittleEndian };
+
+inline void Append(Bytes& bytes, std::uint32_t value, int size, Order order = Order::kBigEndian) {
+    for (int i = 0; i < size; ++i) {
+        const int shift = 8 * (order == Order::kBigEndian ? size - 1 - i : i);
+        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+}
+
+inline void Append(Bytes& bytes, const std::string& text) {
+    bytes.insert(bytes.end(), text.begin(), text.end());
 }
