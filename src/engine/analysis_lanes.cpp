@@ -23,8 +23,13 @@ constexpr int kHues = 120;
 constexpr int kSatBins = kSatSteps + 1;
 
 // Clearly green pixels by hue, in degrees from kFirstHue, and saturation: the histograms of both passes in
-// one. Module-level for its size alone; one thread at a time enters the module.
-std::int32_t gHueSatCounts[kHues * kSatBins];
+// one. Twice, for pixels in turn: neighbours share a bin, and would wait for each other. Module-level for
+// their size alone; one thread at a time enters the module.
+std::int32_t gHueSatCounts[2][kHues * kSatBins];
+
+std::int32_t CountOf(int bin) {
+    return gHueSatCounts[0][bin] + gHueSatCounts[1][bin];
+}
 
 constexpr std::int32_t kNotCounted = -1;
 constexpr std::int32_t kUnsettled = -2;
@@ -84,7 +89,7 @@ void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
 void CountExactly(const AnalysisLimits& limits, const Triple& seen) {
     HueSat c;
     if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kSmallestSat)) return;
-    ++gHueSatCounts[(static_cast<int>(c.hue) - kFirstHue) * kSatBins + static_cast<int>(c.sat * kSatSteps)];
+    ++gHueSatCounts[0][(static_cast<int>(c.hue) - kFirstHue) * kSatBins + static_cast<int>(c.sat * kSatSteps)];
 }
 
 template <class Sample>
@@ -100,7 +105,7 @@ void CountHuesAndSats(const LogicalPlanes<Sample>& top, std::int64_t pixels, con
         FindBins(ratios, n, bins);
         for (int i = 0; i < n; ++i) {
             if (bins[i] >= 0) {
-                ++gHueSatCounts[bins[i]];
+                ++gHueSatCounts[i & 1][bins[i]];
             } else if (bins[i] == kUnsettled) {
                 CountExactly(limits, FetchLimited(top, first + i, limits.maxSample));
             }
@@ -111,7 +116,7 @@ void CountHuesAndSats(const LogicalPlanes<Sample>& top, std::int64_t pixels, con
 double DominantHue() {
     std::int32_t hist[360] = {};
     for (int hue = 0; hue < kHues; ++hue) {
-        for (int sat = 0; sat < kSatBins; ++sat) hist[kFirstHue + hue] += gHueSatCounts[hue * kSatBins + sat];
+        for (int sat = 0; sat < kSatBins; ++sat) hist[kFirstHue + hue] += CountOf(hue * kSatBins + sat);
     }
     return PeakHue(hist);
 }
@@ -120,7 +125,7 @@ double DominantSat(int domHue) {
     std::int32_t hist[kSatBins] = {};
     for (int hue = 0; hue < kHues; ++hue) {
         if (HueGap(kFirstHue + hue, domHue) >= kSmallestGap) continue;
-        for (int sat = 0; sat < kSatBins; ++sat) hist[sat] += gHueSatCounts[hue * kSatBins + sat];
+        for (int sat = 0; sat < kSatBins; ++sat) hist[sat] += CountOf(hue * kSatBins + sat);
     }
     return PeakSat(hist);
 }

@@ -21,17 +21,22 @@ struct RunMemory {
         run->columns.low = static_cast<double*>(std::calloc(weights, 2 * sizeof(double) + sizeof(float)));
         run->columns.high = run->columns.low + weights;
         run->columns.share = reinterpret_cast<float*>(run->columns.high + weights);
-        if (run->columns.low == nullptr) {
-            ReleaseRing(&run->ring);
+        const std::size_t kinds = kReservedRingRows * static_cast<std::size_t>(GroupRoom(run->width));
+        run->groupKinds = static_cast<std::uint8_t*>(std::calloc(kinds, 1));
+        if (run->columns.low == nullptr || run->groupKinds == nullptr) {
+            Release();
             throw HeapFailure{memFullErr};
         }
     }
-    ~RunMemory() {
-        ReleaseRing(&run->ring);
-        std::free(run->columns.low);
-    }
+    ~RunMemory() { Release(); }
     RunMemory(const RunMemory&) = delete;
     RunMemory& operator=(const RunMemory&) = delete;
+
+    void Release() {
+        ReleaseRing(&run->ring);
+        std::free(run->columns.low);
+        std::free(run->groupKinds);
+    }
 
     KeyRun* run;
 };

@@ -216,7 +216,7 @@ void CopyFetched(const KeyRun& run, const Planes<Sample>& planes, std::int64_t i
 // The direct writer over settled groups, whose alpha is 0 or 1: one of the layers comes through as it is.
 template <class Sample>
 void WriteSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t i, int n, GroupKind kind) {
-    if (kind == GroupKind::backdrop) {
+    if (kind == kBackdrop) {
         CopySamples(planes.out.r + i, planes.bottom.r + i, n);
         CopySamples(planes.outKey + i, planes.bottom.g + i, n);
         CopySamples(planes.outThird + i, planes.bottom.b + i, n);
@@ -224,7 +224,7 @@ void WriteSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t 
         CopyFetched(run, planes, i, n);
     }
     if (sizeof(Sample) == 1) {
-        std::memset(planes.out.a + i, kind == GroupKind::backdrop ? 0 : 255, static_cast<unsigned>(n));
+        std::memset(planes.out.a + i, kind == kBackdrop ? 0 : 255, static_cast<unsigned>(n));
     } else {
         CopySamples(planes.out.a + i, planes.topAlpha + i, n);
     }
@@ -234,7 +234,7 @@ void WriteSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t 
 template <class Sample>
 void KeepSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from, int to,
                  GroupKind kind, Span* span) {
-    const bool keyed = kind == GroupKind::backdrop;
+    const bool keyed = kind == kBackdrop;
     CopyFetched(run, planes, first + from, to - from);
     for (int x = from; x < to; x += kLanes) {
         const std::int64_t i = first + x;
@@ -245,21 +245,7 @@ void KeepSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t f
     }
 }
 
-// Groups of a span: kFloats pixels each, the last one what is left.
-constexpr int kGroups = kSpan / kFloats;
-
-// Calls visit(from, to, kind) for each stretch of groups of one kind.
-template <class Visit>
-void ForStretches(const GroupKind* kinds, int n, Visit visit) {
-    for (int from = 0; from < n;) {
-        const GroupKind kind = kinds[from / kFloats];
-        int to = from + kFloats;
-        while (to < n && kinds[to / kFloats] == kind) to += kFloats;
-        visit(from, to < n ? to : n, kind);
-        from = to;
-    }
-}
-
+// The kinds of a span's groups; of the last one, if it is not whole: open.
 template <class Sample>
 void FindKinds(const KeyRun& run, const GroupRun& groups, const Planes<Sample>& planes, const GridPlace& row,
                std::int64_t first, std::int32_t x0, int n, GroupKind* kinds) {
@@ -269,7 +255,7 @@ void FindKinds(const KeyRun& run, const GroupRun& groups, const Planes<Sample>& 
     FillQuickly(run, gBackdropGrid.gridB, row, x0, n, bgB);
     for (int x = 0; x < n; x += kFloats) {
         GroupKind* kind = kinds + x / kFloats;
-        *kind = GroupKind::open;
+        *kind = kOpen;
         if (n - x < kFloats) break;
         const std::int64_t i = first + x;
         if (!All(LessEqual(groups.maxSample, LoadSingles(planes.topAlpha + i)))) continue;
@@ -297,6 +283,13 @@ void RestoreSelection(const KeyRun& run, const Globals* globals, std::int64_t fi
     }
 }
 
+template <class Sample>
+void WidenSamples(const Sample* samples, int n, RingCell* cells) {
+    int x = 0;
+    for (; x + kLanes <= n; x += kLanes) Store(reinterpret_cast<double*>(cells + x), LoadWhole(samples + x));
+    for (; x < n; ++x) cells[x] = samples[x];
+}
+
 // Puts a keyed span into the newest ring row, with the bottom layer beside it.
 template <class Sample>
 void FillRing(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, std::int32_t x0, int n,
@@ -308,11 +301,9 @@ void FillRing(const KeyRun& run, const Planes<Sample>& planes, std::int64_t firs
     std::memcpy(ring.ringFgG + cell, span.fgG, bytes);
     std::memcpy(ring.ringFgB + cell, span.fgB, bytes);
     std::memcpy(ring.ringAlpha + cell, span.alpha, bytes);
-    for (int x = 0; x < n; ++x) {
-        ring.ringBgR[cell + static_cast<std::size_t>(x)] = planes.bottom.r[first + x];
-        ring.ringBgG[cell + static_cast<std::size_t>(x)] = planes.bottom.g[first + x];
-        ring.ringBgB[cell + static_cast<std::size_t>(x)] = planes.bottom.b[first + x];
-    }
+    WidenSamples(planes.bottom.r + first, n, ring.ringBgR + cell);
+    WidenSamples(planes.bottom.g + first, n, ring.ringBgG + cell);
+    WidenSamples(planes.bottom.b + first, n, ring.ringBgB + cell);
 }
 
 // With both flags of the writers' table on, no writer runs and the ring has no reader: the fetch is all that
@@ -345,13 +336,14 @@ void TurnRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
     alignas(64) Span span;
     alignas(64) Queues queues;
     queues.search.count = queues.correct.count = 0;
-    GroupKind kinds[kGroups] = {};
+    GroupKind* kindsOfRow = KindsOfRow(run, run.ring.ringSlot);
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
         const int n = run.width - x0 < kSpan ? run.width - x0 : kSpan;
         const std::int64_t first = firstOfRow + x0;
+        GroupKind* kinds = kindsOfRow + x0 / kFloats;
         if (groups.use) FindKinds(run, groups, planes, row, first, x0, n, kinds);
         ForStretches(kinds, n, [&](int from, int to, GroupKind kind) {
-            if (kind == GroupKind::open) {
+            if (kind == kOpen) {
                 if (!run.orgPhoto) FillBackdrop(run, row, x0, from, to, &span);
                 KeyStretch(run, planes, first, from, to, !run.realityInteg, &queues, &span);
             } else if (run.realityInteg) {
@@ -364,7 +356,7 @@ void TurnRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
         WorkOff(run, &queues.correct, false, &span);
         if (run.realityInteg) {
             ForStretches(kinds, n, [&](int from, int to, GroupKind kind) {
-                if (kind == GroupKind::open) WriteStretch(run, planes, first, from, to, span);
+                if (kind == kOpen) WriteStretch(run, planes, first, from, to, span);
             });
         } else {
             FillRing(run, planes, first, x0, n, span);

@@ -27,6 +27,14 @@ struct GridColumns {
 // Vectors may read this many weights past the last column.
 constexpr std::int32_t kColumnPadding = 16;
 
+// Pixels of the smallest group whose kind a faster form may keep beside a ring row, and the room for the
+// kinds of a row.
+constexpr std::int32_t kSmallestGroup = 4;
+
+static inline std::int64_t GroupRoom(std::int32_t width) {
+    return width / kSmallestGroup + 1;
+}
+
 struct KeyRun {
     std::int32_t width, height;
     double maxSample;   // M
@@ -45,4 +53,5 @@ struct KeyRun {
     GridColumns columns;
     LaneLimits limits;
     RowRing ring;
+    std::uint8_t* groupKinds;  // kReservedRingRows rows of GroupRoom, 0 at the start; the faster forms' own
 };

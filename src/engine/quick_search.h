@@ -91,8 +91,8 @@ static inline F StopBound(const QuickRun& run, const QuickPixels& p, F lead) {
     return Select(And(Less(zero, first.s), Less(bound, one)), bound, one);
 }
 
-// The number of steps of the given size from `start` on that lie above the bound for certain. A hundredth of a
-// step covers all rounding and the drift of the repeated subtraction.
+// The number of steps of the given size from `start` on that lie above the bound for certain. A hundredth of
+// a step covers all rounding and the drift of the repeated subtraction.
 static inline F StepsAbove(F start, F bound, float stepsPerOne) {
     return Truncate(LimitLow((start - bound) * SetF(stepsPerOne) + SetF(0.99f), SetF(0)));
 }

@@ -4,10 +4,13 @@
 // other, are a stream: pixel x sees entries x to x + 2 ringRadius of it. The stream begins with the empty
 // cells and the first columns of the plain window, and from entry 2 ringRadius + 1 on, entry s is picture
 // column s - ringRadius, loaded when the centre was s - 2 ringRadius; past the right edge it is empty.
+#include <cstring>
+
 #include "engine/lane_passes.h"
 #include "engine/lanes.h"
 #include "engine/output.h"
 #include "engine/samples.h"
+#include "engine/settled_groups.h"
 
 namespace FROND_FORM {
 namespace {
@@ -29,6 +32,7 @@ struct Window {
     std::size_t centre;  // ring index of the centre row's first cell
     int rows;
     WindowRow row[kMostRows];
+    std::int32_t slot[kMostRows];  // the ring's, of each row
     std::int32_t width;
     int radius;
 };
@@ -43,8 +47,9 @@ Window WindowOf(const KeyRun& run, std::int32_t y) {
     window.centre = RingRow(ring, wrapSlot(ring, ring.ringSlot - ring.ringRadius));
     for (int dy = -ring.ringRadius; dy <= ring.ringRadius; ++dy) {
         if (y + dy - ring.ringRadius < 0) continue;
-        const std::size_t first = RingRow(ring, wrapSlot(ring, ring.ringSlot + dy - ring.ringRadius));
-        window.row[window.rows++] = {first, kTaps[dy + 2]};
+        const std::int32_t slot = wrapSlot(ring, ring.ringSlot + dy - ring.ringRadius);
+        window.slot[window.rows] = slot;
+        window.row[window.rows++] = {RingRow(ring, slot), kTaps[dy + 2]};
     }
     return window;
 }
@@ -235,6 +240,101 @@ void LiftSoftEdges(const KeyRun& run, std::size_t cell, Colours* comp) {
     comp->b = Select(soft, lifted.b, comp->b);
 }
 
+// What a row's refinement reads and writes, from the first pixel of the row on.
+template <class Sample>
+struct RowPlanes {
+    const Sample *topR, *topG, *topB, *topAlpha;
+    const Sample *bottomR, *bottomG, *bottomB;
+    Sample *r, *key, *third, *alpha;
+};
+
+template <class Sample>
+RowPlanes<Sample> PlanesOfRow(const KeyRun& run, const Globals* globals, std::int64_t first) {
+    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals), bottom = BottomPlanes<Sample>(globals);
+    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
+    return {top.r + first,
+            top.g + first,
+            top.b + first,
+            View<Sample>(globals->topA, globals->topA16) + first,
+            bottom.r + first,
+            bottom.g + first,
+            bottom.b + first,
+            out.r + first,
+            (run.blueLogic ? out.b : out.g) + first,
+            (run.blueLogic ? out.g : out.b) + first,
+            out.a + first};
+}
+
+// Where every cell of the window has the same alpha, 0 or 1, one of the layers comes through as it is.
+template <class Sample>
+void WriteUniform(const KeyRun& run, const RowPlanes<Sample>& row, int from, int to, GroupKind kind) {
+    const Sample most = static_cast<Sample>(run.maxSample);
+    const auto copy = [&](Sample* out, const Sample* layer) {
+        for (int x = from; x < to; ++x) out[x] = layer[x] > most ? most : layer[x];
+    };
+    if (kind == kBackdrop) {
+        copy(row.r, row.bottomR);
+        copy(row.key, row.bottomG);
+        copy(row.third, row.bottomB);
+    } else {
+        copy(row.r, row.topR);
+        for (int x = from; x < to; ++x) {
+            const Sample G = row.topG[x] > most ? most : row.topG[x];
+            row.key[x] = G == 0 ? 1 : G;
+        }
+        copy(row.third, row.topB);
+    }
+    std::memcpy(row.alpha + from, row.topAlpha + from, sizeof(Sample) * static_cast<unsigned>(to - from));
+}
+
+// The kinds of a span's groups in the refined row: open unless the whole window over the group is of one
+// kind. A window reaches into the groups on either side.
+void FindWindowKinds(const KeyRun& run, const Window& window, std::int32_t x0, int n, GroupKind* kinds) {
+    const std::int32_t groups = (run.width + kFloats - 1) / kFloats;
+    const std::int32_t first = x0 / kFloats, last = (x0 + n - 1) / kFloats;
+    // What the groups of a column have in common, from the one before `first` to the one after `last`.
+    unsigned column[kSpan / kFloats + 2];
+    for (std::int32_t group = first - 1; group <= last + 1; ++group) {
+        unsigned common = kBackdrop | kForeground;
+        if (group >= 0 && group < groups) {
+            for (int i = 0; i < window.rows; ++i) common &= KindsOfRow(run, window.slot[i])[group];
+        }
+        column[group - first + 1] = common;
+    }
+    for (int i = 0; i <= last - first; ++i) {
+        kinds[i] = static_cast<GroupKind>(column[i] & column[i + 1] & column[i + 2]);
+    }
+}
+
+// Refines and writes pixels x0 to x0 + n of the row.
+template <class Sample>
+void RefineStretch(const KeyRun& run, const Window& window, const RowPlanes<Sample>& row, std::int32_t x0,
+                   int n) {
+    const RowRing& ring = run.ring;
+    const std::size_t newest = RingRow(ring, ring.ringSlot);
+    const V one = Set(1), maxSample = Set(run.maxSample);
+    double differences[kStreamRoom];
+    FillDifferences(window, x0, n, differences);
+    for (int i = 0; i < n; i += kLanes) {
+        const std::int32_t x = x0 + i;
+        const int left = n - i;
+        const std::size_t cell = newest + static_cast<std::size_t>(x);
+        Colours comp = RefineLanes(run, window, x, differences + i);
+        LiftSoftEdges(run, cell, &comp);
+        V alpha = LoadSamples(row.topAlpha + x, left);
+        if (run.outputAlpha) {
+            comp = {LimitTo(LoadCells(ring.ringFgR, cell), one, maxSample),
+                    LimitTo(LoadCells(ring.ringFgG, cell), one, maxSample),
+                    LimitTo(LoadCells(ring.ringFgB, cell), one, maxSample)};
+            alpha = alpha * LoadCells(ring.ringAlpha, cell);
+        }
+        StoreSamples(row.r + x, comp.r, left);
+        StoreSamples(row.key + x, comp.g, left);
+        StoreSamples(row.third + x, comp.b, left);
+        StoreSamples(row.alpha + x, alpha, left);
+    }
+}
+
 }  // namespace
 
 template <class Sample>
@@ -243,37 +343,20 @@ void RefineRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
         WriteRefinedRow<Sample>(run, globals, y);
         return;
     }
-    const RowRing& ring = run.ring;
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    Sample* outKey = run.blueLogic ? out.b : out.g;
-    Sample* outThird = run.blueLogic ? out.g : out.b;
-    const Sample* topAlpha = View<Sample>(globals->topA, globals->topA16);
+    const std::int64_t first = std::int64_t{y - run.ring.ringRadius} * run.width;
+    const RowPlanes<Sample> row = PlanesOfRow<Sample>(run, globals, first);
     const Window window = WindowOf(run, y);
-    const std::size_t newest = RingRow(ring, ring.ringSlot);
-    const std::int64_t first = std::int64_t{y - ring.ringRadius} * run.width;
-    const V one = Set(1), maxSample = Set(run.maxSample);
-    double differences[kStreamRoom];
+    GroupKind kinds[kSpan / kFloats];
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
         const int n = run.width - x0 < kSpan ? run.width - x0 : kSpan;
-        FillDifferences(window, x0, n, differences);
-        for (int i = 0; i < n; i += kLanes) {
-            const std::int32_t x = x0 + i;
-            const int left = run.width - x;
-            const std::size_t cell = newest + static_cast<std::size_t>(x);
-            Colours comp = RefineLanes(run, window, x, differences + i);
-            LiftSoftEdges(run, cell, &comp);
-            V alpha = LoadSamples(topAlpha + first + x, left);
-            if (run.outputAlpha) {
-                comp = {LimitTo(LoadCells(ring.ringFgR, cell), one, maxSample),
-                        LimitTo(LoadCells(ring.ringFgG, cell), one, maxSample),
-                        LimitTo(LoadCells(ring.ringFgB, cell), one, maxSample)};
-                alpha = alpha * LoadCells(ring.ringAlpha, cell);
+        FindWindowKinds(run, window, x0, n, kinds);
+        ForStretches(kinds, n, [&](int from, int to, GroupKind kind) {
+            if (kind == kOpen) {
+                RefineStretch(run, window, row, x0 + from, to - from);
+            } else {
+                WriteUniform(run, row, x0 + from, x0 + to, kind);
             }
-            StoreSamples(out.r + first + x, comp.r, left);
-            StoreSamples(outKey + first + x, comp.g, left);
-            StoreSamples(outThird + first + x, comp.b, left);
-            StoreSamples(out.a + first + x, alpha, left);
-        }
+        });
     }
 }
 

@@ -13,7 +13,8 @@
 
 namespace FROND_FORM {
 
-enum class GroupKind : std::uint8_t { open, backdrop, foreground };
+// One bit for each settled kind: what groups have in common is the `and` of their kinds.
+enum GroupKind : std::uint8_t { kOpen = 0, kBackdrop = 1, kForeground = 2 };
 
 // What is the same for all groups of a run, in samples.
 struct GroupRun {
@@ -76,14 +77,32 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     const F most = (squares * SetF(1.001f) + run.shapeError) * SquareF(factor) * SetF(6);
     FM inside = And(And(asked, posed), Less(run.colouredAbove, chroma));
     inside = And(inside, Less(most, limit * SetF(0.999f)));
-    if (All(inside)) return GroupKind::backdrop;
+    if (All(inside)) return kBackdrop;
 
     const F least = (squares * SetF(0.999f) - run.shapeError) * SquareF(factor) * SetF(4);
     const FM outside = Or(Less(chroma, run.paleBelow), And(posed, Less(limit * SetF(1.001f), least)));
     const F spread = SquareF(p.R - p.B) + SquareF(p.G - p.B) + SquareF(p.G - p.R);
     FM opaque = And(And(asked, outside), Less(run.opaqueLead + p.G, strong));
     opaque = And(opaque, Less(SquareF(p.G * run.greySpread) * SetF(1.001f), spread));
-    return All(opaque) ? GroupKind::foreground : GroupKind::open;
+    return All(opaque) ? kForeground : kOpen;
+}
+
+// The kinds of the groups of a ring row, from its first pixel on.
+static inline GroupKind* KindsOfRow(const KeyRun& run, std::int32_t slot) {
+    static_assert(kFloats >= kSmallestGroup && sizeof(GroupKind) == 1);
+    return reinterpret_cast<GroupKind*>(run.groupKinds) + slot * GroupRoom(run.width);
+}
+
+// Calls visit(from, to, kind) for each stretch of groups of one kind.
+template <class Visit>
+static inline void ForStretches(const GroupKind* kinds, int n, Visit visit) {
+    for (int from = 0; from < n;) {
+        const GroupKind kind = kinds[from / kFloats];
+        int to = from + kFloats;
+        while (to < n && kinds[to / kFloats] == kind) to += kFloats;
+        visit(from, to < n ? to : n, kind);
+        from = to;
+    }
 }
 
 // The interpolation along one row of one channel of the grid, in single precision.
