@@ -7,11 +7,12 @@
 // 16 bits, five repetitions, and the module in the folder above the program's. The forms take turns within a
 // repetition only with --benchmark_enable_random_interleaving=true, which wants one size and depth at a time.
 // Every result is compared with the one of the first form; a difference ends the program with 1, a wrong
-// option with 2.
+// option with 2. A picture may be a photograph's file.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -85,7 +86,9 @@ int Number(const std::string& text, int first, int last, const char* kind) {
 void FillIn(Options* options) {
     CheckNames(options->forms, kFormNames, "form");
     CheckNames(options->stages, kStageNames, "stage");
-    CheckNames(options->pictures, kPictureNames, "picture");
+    for (const std::string& picture : options->pictures) {
+        if (!IsPictureFile(picture)) CheckNames({picture}, kPictureNames, "picture");
+    }
     for (const std::string& form : options->forms) {
         if (!FormRunsHere(form.c_str())) Refuse("this machine does not run the form " + form);
     }
@@ -136,8 +139,9 @@ void Register(const Options& options, const std::string& picture, int size, int 
     const Shape shape{picture, size, depth};
     for (const std::string& stage : options.stages) {
         for (const std::string& form : options.forms) {
-            const std::string key = stage + "/" + picture + "/" + std::to_string(size) + " Mpx/" +
-                                    std::to_string(depth) + " bits";
+            const std::string name = std::filesystem::path(picture).filename().string();
+            const std::string key =
+                stage + "/" + name + "/" + std::to_string(size) + " Mpx/" + std::to_string(depth) + " bits";
             const auto measure = [=](benchmark::State& state) {
                 Measure(state, key, stage, form, shape, options.module[0]);
             };
@@ -172,5 +176,10 @@ int Main(int argc, char** argv) {
 }  // namespace bench
 
 int main(int argc, char** argv) {
-    return bench::Main(argc, argv);
+    try {
+        return bench::Main(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "frond_bench: %s\n", error.what());
+        return 2;
+    }
 }

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "host/picture_io.h"
+#include "host/resample.h"
 #include "host/sample_plate.h"
 
 namespace bench {
@@ -83,7 +85,20 @@ std::vector<std::uint8_t> DocumentPlane(const frond::Plane& plane, int depth) {
     return bytes;
 }
 
+// A photograph from a file, scaled to the size.
+Picture FromFile(const std::string& path, int width, int height, int depth) {
+    Picture picture = frond::ReadPicture(path);
+    frond::MakeColour(picture);
+    frond::Flatten(picture);
+    frond::ChangeDepth(picture, depth);
+    return frond::FitPicture(picture, width, height, frond::Fit::kCover);
+}
+
 }  // namespace
+
+bool IsPictureFile(const std::string& name) {
+    return name.find_first_of("./") != std::string::npos;
+}
 
 Layers MakeLayers(const Shape& shape) {
     const int height = static_cast<int>(std::sqrt(shape.megapixels * 1e6 / 1.5));
@@ -99,7 +114,9 @@ Layers MakeLayers(const Shape& shape) {
         photo = std::move(plate.photo);
         background = std::move(plate.background);
     } else {
-        photo = Painted(width, height, shape.depth, shape.picture == "hair" ? HairPixel : EasyPixel);
+        photo = IsPictureFile(shape.picture)
+                    ? FromFile(shape.picture, width, height, shape.depth)
+                    : Painted(width, height, shape.depth, shape.picture == "hair" ? HairPixel : EasyPixel);
         background = Painted(width, height, shape.depth, BackgroundPixel);
     }
     Layers layers{width, height, {}, {}};

@@ -11,6 +11,9 @@ namespace bench {
 // them are searched. easy: a flat backdrop with an opaque disc on it.
 extern const char* const kPictureNames[];  // ending in null
 
+// Any other name, one with a dot or a slash, is a file's: a photograph, scaled and cropped to the size.
+bool IsPictureFile(const std::string& name);
+
 struct Shape {
     std::string picture;
     int megapixels;  // about; the pictures are 3 by 2
@@ -28,7 +31,7 @@ struct Layers {
     std::vector<std::uint8_t> background[3];
 };
 
-// Takes a few seconds for the large ones.
+// Takes a few seconds for the large ones. Throws frond::PictureError for a file that cannot be read.
 Layers MakeLayers(const Shape& shape);
 
 }  // namespace bench

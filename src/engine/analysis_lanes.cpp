@@ -89,7 +89,8 @@ void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
 void CountExactly(const AnalysisLimits& limits, const Triple& seen) {
     HueSat c;
     if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kSmallestSat)) return;
-    ++gHueSatCounts[0][(static_cast<int>(c.hue) - kFirstHue) * kSatBins + static_cast<int>(c.sat * kSatSteps)];
+    const int hueBin = static_cast<int>(c.hue) - kFirstHue, satBin = static_cast<int>(c.sat * kSatSteps);
+    ++gHueSatCounts[0][hueBin * kSatBins + satBin];
 }
 
 template <class Sample>
