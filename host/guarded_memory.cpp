@@ -15,8 +15,9 @@ std::uintptr_t AddressOf(const void* pointer) {
     return reinterpret_cast<std::uintptr_t>(pointer);
 }
 
+// The first byte, and each one equal to the one before it: a whole picture's plane is looked through this way.
 bool AllBytesAre(const std::uint8_t* first, std::size_t count, std::uint8_t value) {
-    return std::all_of(first, first + count, [value](std::uint8_t byte) { return byte == value; });
+    return count == 0 || (*first == value && std::memcmp(first, first + 1, count - 1) == 0);
 }
 
 bool Covers(const GuardedBlock& block, std::uintptr_t address) {
