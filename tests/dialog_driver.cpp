@@ -2,6 +2,7 @@
 
 #include <commctrl.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <utility>
@@ -21,7 +22,7 @@ constexpr DWORD kPatience = 60'000;  // milliseconds
 
 struct Search {
     const char* title;
-    HWND found;
+    HWND found = nullptr;
 };
 
 BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
@@ -35,10 +36,6 @@ BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
     return search->found == nullptr;
 }
 
-bool BeginsWith(const std::string& line, const std::string& beginning) {
-    return line.compare(0, beginning.size(), beginning) == 0;
-}
-
 }  // namespace
 
 void WaitFor(const char* what, const std::function<bool()>& condition) {
@@ -50,13 +47,9 @@ void WaitFor(const char* what, const std::function<bool()>& condition) {
 }
 
 HWND FindShown(const char* title) {
-    Search search = {title, nullptr};
+    Search search = {title};
     EnumWindows(LookAt, reinterpret_cast<LPARAM>(&search));
     return search.found;
-}
-
-bool WindowExists(const char* title) {
-    return FindShown(title) != nullptr;
 }
 
 HWND WaitForWindow(const char* title) {
@@ -129,6 +122,7 @@ DialogRun::~DialogRun() {
     WaitFor("the run's end", [this] { return over_.load(); });
     thread_.join();
     CloseHost(*host_);
+    EXPECT_EQ("", ViolationText(*host_));
 }
 
 // The owner of a modal dialog belongs to the thread that the dialog runs on.
@@ -170,16 +164,6 @@ void DialogRun::PressKeyOn(int id, int key) {
     Send(Control(id), WM_KEYUP, static_cast<WPARAM>(key), 1);
 }
 
-void DialogRun::DragThumb(int sliderId, int pixels) {
-    const HWND slider = Control(sliderId);
-    RECT thumb{};
-    Send(slider, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
-    const int x = (thumb.left + thumb.right) / 2, y = (thumb.top + thumb.bottom) / 2;
-    Send(slider, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
-    Send(slider, WM_MOUSEMOVE, MK_LBUTTON, MAKELPARAM(x + pixels, y));
-    Send(slider, WM_LBUTTONUP, 0, MAKELPARAM(x + pixels, y));
-}
-
 void DialogRun::MoveScrollBar(int id, int code, int position) {
     const UINT message = id == kIdScrollY ? WM_VSCROLL : WM_HSCROLL;
     Send(window_, message, MAKEWPARAM(code, position), reinterpret_cast<LPARAM>(Control(id)));
@@ -189,11 +173,11 @@ void DialogRun::ClickButton(int id) {
     Send(Control(id), BM_CLICK);
 }
 
-int DialogRun::CountTrace(const std::string& beginning) {
+int DialogRun::CountTrace(const std::string& beginning, const std::string& words) {
     const std::lock_guard<std::mutex> lock(guard_);
-    int count = 0;
-    for (const std::string& line : trace_) count += BeginsWith(line, beginning);
-    return count;
+    return static_cast<int>(std::count_if(trace_.begin(), trace_.end(), [&](const std::string& line) {
+        return line.compare(0, beginning.size(), beginning) == 0 && line.find(words) != line.npos;
+    }));
 }
 
 Costs DialogRun::CountCosts() {
@@ -216,21 +200,15 @@ Costs DialogRun::CostsOf(const std::function<void()>& doing) {
     const double mean = State().backdropMeanR;
     const double marked = std::nextafter(mean, 1e9);
     State().backdropMeanR = marked;
-    TraceOf(doing);
-    Costs costs = CountCosts();
-    costs.analyses = State().backdropMeanR != marked;
-    if (costs.analyses == 0) State().backdropMeanR = mean;
-    return costs;
-}
-
-std::vector<std::string> DialogRun::TraceOf(const std::function<void()>& doing) {
     {
         const std::lock_guard<std::mutex> lock(guard_);
         trace_.clear();
     }
     doing();
-    const std::lock_guard<std::mutex> lock(guard_);
-    return trace_;
+    Costs costs = CountCosts();
+    costs.analyses = State().backdropMeanR != marked;
+    if (costs.analyses == 0) State().backdropMeanR = mean;
+    return costs;
 }
 
 DisplayCall DialogRun::PaintedAfter(const std::function<void()>& doing) {
@@ -266,6 +244,14 @@ RunResult DialogRun::EndWith(const std::function<void()>& doing) {
     doing();
     WaitFor("the run's end", [this] { return over_.load(); });
     return result_;
+}
+
+int DialogRun::TakeLeaks() {
+    const std::vector<Violation> violations = ReportOf(*host_).violations;
+    for (const Violation& violation : violations)
+        EXPECT_EQ(violation.kind, ViolationKind::kLeak) << violation.text;
+    ClearReport(*host_);
+    return static_cast<int>(violations.size());
 }
 
 RunResult DialogRun::Ok() {

@@ -6,6 +6,7 @@
 // thread in it can be stopped no other way.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <atomic>
@@ -25,7 +26,6 @@ void WaitFor(const char* what, const std::function<bool()>& condition);
 
 // A dialog box or message box of this process with the given title, once it is there and shown.
 HWND WaitForWindow(const char* title);
-bool WindowExists(const char* title);
 HWND FindShown(const char* title);  // null where it is not there
 
 // Sends to a window of the module's thread and gives the answer.
@@ -37,7 +37,7 @@ RECT RectOf(HWND window);  // on the screen
 // The built module, in a process that holds nothing else of it.
 ModulePtr OpenBuiltModule();
 
-// What the module asked of its host since the last ResetCosts.
+// What a doing made the module ask of its host.
 struct Costs {
     int scaledReads = 0;  // of one channel each
     int keyings = 0;
@@ -71,7 +71,6 @@ class DialogRun {
     // A user's doings, each as Windows reports it to the dialog.
     void SetSlider(int id, int position);
     void PressKeyOn(int id, int key);  // in the control that has the focus then
-    void DragThumb(int sliderId, int pixels);
     void MoveScrollBar(int id, int code, int position);
     void ClickButton(int id);
 
@@ -79,7 +78,8 @@ class DialogRun {
 
     // What one doing costs. An analysis shows in that it writes the backdrop's means anew.
     Costs CostsOf(const std::function<void()>& doing);
-    std::vector<std::string> TraceOf(const std::function<void()>& doing);
+    // How many lines the last CostsOf has traced that begin so and hold the words.
+    int CountTrace(const std::string& beginning, const std::string& words = "");
 
     // The last call of displayPixels, after a doing that has the preview painted anew.
     DisplayCall PaintedAfter(const std::function<void()>& doing);
@@ -93,10 +93,12 @@ class DialogRun {
     RunResult Ok();
     RunResult Cancel();
 
+    // How many violations there are, which are all to be leaks; forgets them. The end expects none.
+    int TakeLeaks();
+
   private:
     void Run();
     Costs CountCosts();
-    int CountTrace(const std::string& beginning);
 
     Document document_;
     ModulePtr module_;
