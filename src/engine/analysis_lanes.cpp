@@ -86,16 +86,37 @@ void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
     }
 }
 
-void CountExactly(const AnalysisLimits& limits, const Triple& seen) {
+// The bin of a pixel as the plain form has it, or kNotCounted.
+std::int32_t BinExactly(const AnalysisLimits& limits, const Triple& seen) {
     HueSat c;
-    if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kSmallestSat)) return;
+    if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kSmallestSat)) return kNotCounted;
     const int hueBin = static_cast<int>(c.hue) - kFirstHue, satBin = static_cast<int>(c.sat * kSatSteps);
-    ++gHueSatCounts[0][hueBin * kSatBins + satBin];
+    return hueBin * kSatBins + satBin;
+}
+
+// Bins worked out exactly, by colour: at 8 bits the same few thousand colours come again and again. A new one
+// takes the place of another with the same hash; 0 is no colour.
+struct KnownBins {
+    static constexpr unsigned kSizeBits = 12;
+    std::uint32_t colour[1 << kSizeBits];
+    std::int32_t bin[1 << kSizeBits];
+} gKnownBins;
+
+std::int32_t BinOnceExactly(const AnalysisLimits& limits, const Triple& seen) {
+    const std::uint32_t colour = 1u << 24 | static_cast<std::uint32_t>(seen.r) << 16 |
+                                 static_cast<std::uint32_t>(seen.g) << 8 | static_cast<std::uint32_t>(seen.b);
+    const std::uint32_t place = colour * 2654435761u >> (32 - KnownBins::kSizeBits);
+    if (gKnownBins.colour[place] != colour) {
+        gKnownBins.bin[place] = BinExactly(limits, seen);
+        gKnownBins.colour[place] = colour;
+    }
+    return gKnownBins.bin[place];
 }
 
 template <class Sample>
 void CountHuesAndSats(const LogicalPlanes<Sample>& top, std::int64_t pixels, const AnalysisLimits& limits) {
     std::memset(gHueSatCounts, 0, sizeof gHueSatCounts);
+    std::memset(&gKnownBins, 0, sizeof gKnownBins);
     const std::int32_t maxSample = static_cast<std::int32_t>(limits.maxSample);
     const std::int32_t darkest = static_cast<std::int32_t>(limits.darkest);
     Ratios ratios;
@@ -108,7 +129,10 @@ void CountHuesAndSats(const LogicalPlanes<Sample>& top, std::int64_t pixels, con
             if (bins[i] >= 0) {
                 ++gHueSatCounts[i & 1][bins[i]];
             } else if (bins[i] == kUnsettled) {
-                CountExactly(limits, FetchLimited(top, first + i, limits.maxSample));
+                const Triple seen = FetchLimited(top, first + i, limits.maxSample);
+                const std::int32_t bin =
+                    sizeof(Sample) == 1 ? BinOnceExactly(limits, seen) : BinExactly(limits, seen);
+                if (bin >= 0) ++gHueSatCounts[i & 1][bin];
             }
         }
     }
