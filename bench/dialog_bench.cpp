@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "tests/dialog_driver.h"
+#include "rig/dialog_driver.h"
 #include "ui/dialog_ids.h"
 
 namespace {

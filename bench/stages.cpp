@@ -10,8 +10,8 @@
 #include "engine/keying.h"
 #include "host/host.h"
 #include "host/module.h"
+#include "rig/engine_rig.h"
 #include "shell/parameter_table.h"
-#include "tests/engine_rig.h"
 
 namespace bench {
 

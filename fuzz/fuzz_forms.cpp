@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "engine/forms.h"
-#include "tests/edge_pictures.h"
-#include "tests/form_cases.h"
+#include "rig/edge_pictures.h"
+#include "rig/form_cases.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     Draws draws(bytes, size);

@@ -8,13 +8,13 @@
 
 #include "engine/forms.h"
 #include "host/host.h"
+#include "rig/form_cases.h"
 #include "shell/globals.h"
 #include "shell/handles.h"
 #include "shell/parameter_table.h"
 #include "shell/planes.h"
 #include "shell/plugin_main.h"
 #include "support/checked_heap.h"
-#include "tests/form_cases.h"
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 

@@ -9,7 +9,7 @@
 #include "host/picture_check.h"
 #include "host/picture_metadata.h"
 #include "host/resample.h"
-#include "tests/form_cases.h"
+#include "rig/form_cases.h"
 
 namespace {
 

@@ -21,5 +21,5 @@ awk 'BEGIN { RS = "},?\n"; ORS = ""; print "[\n" }
 sed -n "s#^ *\"file\": \"\($PWD/\(src\|host\|fuzz\)/.*\)\",*\$#\1#p" build/lint/compile_commands.json | sort -u |
     xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint 2>/dev/null
 # The commands of the build, -Werror among their options, without its output.
-sed -n "s#^ *\"command\": \"\(.*\) -o [^ ]* -c \($PWD/\(tests\|bench\)/.*\)\",*\$#\1 -fsyntax-only \2#p" \
+sed -n "s#^ *\"command\": \"\(.*\) -o [^ ]* -c \($PWD/\(tests\|bench\|rig\)/.*\)\",*\$#\1 -fsyntax-only \2#p" \
     build/lint/compile_commands.json | sort -u | xargs -P "$(nproc)" -d '\n' -n 1 sh -c

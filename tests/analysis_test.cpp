@@ -9,8 +9,8 @@
 #include <cmath>
 
 #include "engine/keying.h"
-#include "engine_rig.h"
-#include "engine_scenes.h"
+#include "rig/engine_rig.h"
+#include "rig/engine_scenes.h"
 
 namespace {
 

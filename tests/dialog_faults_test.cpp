@@ -3,7 +3,7 @@
 
 #include <cstdio>
 
-#include "tests/dialog_driver.h"
+#include "rig/dialog_driver.h"
 #include "tests/host_faults.h"
 #include "tests/shell_rig.h"
 #include "ui/dialog_ids.h"

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "host/painting.h"
-#include "tests/dialog_driver.h"
+#include "rig/dialog_driver.h"
 #include "tests/shell_rig.h"
 #include "ui/dialog_ids.h"
 #include "ui/preview_geometry.h"

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 #include "engine/keying.h"
-#include "engine_rig.h"
+#include "rig/engine_rig.h"
 
 namespace {
 

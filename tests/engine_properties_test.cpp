@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "engine_rig.h"
-#include "engine_scenes.h"
+#include "rig/engine_rig.h"
+#include "rig/engine_scenes.h"
 
 namespace {
 

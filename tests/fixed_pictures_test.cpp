@@ -12,7 +12,7 @@
 #include <iterator>
 
 #include "engine/forms.h"
-#include "form_cases.h"
+#include "rig/form_cases.h"
 
 namespace {
 

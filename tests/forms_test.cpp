@@ -5,10 +5,10 @@
 #include <cstdlib>
 #include <iterator>
 
-#include "edge_pictures.h"
 #include "engine/forms.h"
-#include "form_cases.h"
 #include "host/module.h"
+#include "rig/edge_pictures.h"
+#include "rig/form_cases.h"
 #include "shell_rig.h"
 
 #ifndef __has_feature

@@ -1,8 +1,8 @@
 // The writers: the pixel step with its lift, the direct row writer, the selection, the flush.
 #include <gtest/gtest.h>
 
-#include "engine_rig.h"
-#include "engine_scenes.h"
+#include "rig/engine_rig.h"
+#include "rig/engine_scenes.h"
 #include "spelled_picture.h"
 
 namespace {

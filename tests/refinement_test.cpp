@@ -5,8 +5,8 @@
 // A sample counts by (alpha * 5 + 1) times its row's tap: 50 in the centre row, then 30, then 10.
 #include <gtest/gtest.h>
 
-#include "engine_rig.h"
-#include "engine_scenes.h"
+#include "rig/engine_rig.h"
+#include "rig/engine_scenes.h"
 #include "spelled_picture.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "host/module.h"
+#include "rig/engine_scenes.h"
 #include "shell/parameter_table.h"
-#include "tests/engine_scenes.h"
 #include "tests/shell_rig.h"
 
 #ifdef __GLIBC__

@@ -6,8 +6,8 @@
 
 #include <vector>
 
-#include "engine_rig.h"
-#include "engine_scenes.h"
+#include "rig/engine_rig.h"
+#include "rig/engine_scenes.h"
 
 using Colour = std::array<int, 3>;
 using Pixel = std::array<int, 4>;

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "engine_rig.h"
-#include "engine_scenes.h"
+#include "rig/engine_rig.h"
+#include "rig/engine_scenes.h"
 
 // Flags, sliders from the default to the ends of their type, selection and abort.
 void DrawParameters(Draws* draws, EngineRig* rig);

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "engine_rig.h"
+#include "rig/engine_rig.h"
 
 // A backdrop of one colour, and one pixel in each cell of the grid: its count tells whether it was accepted,
 // its hue and its saturation lie near the limits of acceptance.

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "engine_rig.h"
+#include "rig/engine_rig.h"
 
 // Where numbers come from: a seed, or a fuzzer's bytes and, behind their end, what they seed. The same source
 // gives the same numbers everywhere, and copies draw the same ones.

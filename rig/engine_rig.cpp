@@ -1,4 +1,4 @@
-#include "engine_rig.h"
+#include "rig/engine_rig.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "form_cases.h"
+#include "rig/form_cases.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "engine_scenes.h"
+#include "rig/engine_scenes.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,10 +1,10 @@
-#include "edge_pictures.h"
+#include "rig/edge_pictures.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 
-#include "form_cases.h"
+#include "rig/form_cases.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/dialog_driver.h"
+#include "rig/dialog_driver.h"
 
 #include <commctrl.h>
 
