@@ -83,7 +83,7 @@ TEST_P(Forms, GiveThePlainBytesOfWhateverIsDrawn) {
 
 TEST_P(Forms, GiveThePlainBytesAtTheEdgesOfBinsAndDecisions) {
     for (const RunKind kind : {RunKind::kFull8, RunKind::kFull16}) {
-        ExpectPlainBytes(500, [=](std::uint64_t seed) { return BackdropAndOnePixelEach(kind, seed); });
+        ExpectPlainBytes(2500, [=](std::uint64_t seed) { return BackdropAndOnePixelEach(kind, seed); });
         ExpectPlainBytes(10000, [=](std::uint64_t seed) { return OnePixel(kind, seed); });
         ExpectPlainBytes(
             300, [=](std::uint64_t seed) { return EdgesOfDecisions(kind, seed); }, Stage::kKeying);

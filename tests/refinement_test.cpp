@@ -104,7 +104,7 @@ TEST(EngineRefinement, SmoothsFromADifferenceOfExactlyOneTenth) {
     // Backdrop, keyed to an alpha of 0, and one pixel whose alpha is 0.1 to the last bit:
     // the first estimate (180 - 155) / (255 - 155), by the contrast (0.25 - 0.5) * 2 + 0.5, and 0.1 of
     // offset.
-    EngineRig rig(9, 2, RunKind::kPreview8);
+    EngineRig rig(40, 2, RunKind::kPreview8);
     Globals& g = rig.globals;
     rig.LayBackdrop(100, 155, 50);
     g.backdropMeanG = 255;
@@ -113,8 +113,8 @@ TEST(EngineRefinement, SmoothsFromADifferenceOfExactlyOneTenth) {
     g.SliderSelectTransp = 110;
     g.SliderScaleTransp = 100;
     SetFlags(&rig, kBlue);
-    for (int i = 0; i < 18; ++i) rig.SetColour(kTopR, i, 100, 50, i == 13 ? 180 : 155);
-    for (int x = 0; x < 9; ++x) rig.SetColour(kBottomR, x, 0, 0, x == 6 ? 90 : 30);
+    for (int i = 0; i < 80; ++i) rig.SetColour(kTopR, i, 100, 50, i == 44 ? 180 : 155);
+    for (int x = 0; x < 40; ++x) rig.SetColour(kBottomR, x, 0, 0, x == 6 ? 90 : 30);
     rig.Key();
     // Beside it the window holds that difference and no other; smoothed, it shows what lies two columns on.
     EXPECT_GT(rig.Get(kOutB, 5), 30);

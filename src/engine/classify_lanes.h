@@ -116,6 +116,15 @@ static inline M IsFarFromGrey(const KeyRun& run, const PixelLanes& p) {
                    Square(p.G * Set(50 * run.levelScale)) * Set(1.000001));
 }
 
+// Whether the corrections leave a foreground alone that is as it was seen, with alpha 1: far from grey, with
+// a red or third channel that is high enough for no wide pull, and too bright for the rescue.
+static inline M IsLeftAlone(const KeyRun& run, const PixelLanes& p) {
+    const V k = Set(run.levelScale), five = Set(5) * k;
+    const M high = Or(GreaterEqual(p.B - five, p.G), GreaterEqual(p.R - five, p.G));
+    const M bright = GreaterEqual(p.R + p.G + p.B, Set(run.sBlack + run.sBlack) * k);
+    return And(IsFarFromGrey(run, p), And(high, bright));
+}
+
 // Settles the keyed lanes as far as no search is needed and packs the others. On return the foreground and
 // the alpha of the lanes that were not packed are final.
 static inline void Classify(const KeyRun& run, M keyed, V at, PixelLanes* p, Queues* queues) {
@@ -138,11 +147,18 @@ static inline void Classify(const KeyRun& run, M keyed, V at, PixelLanes* p, Que
 
     const V strong = Select(Greater(p->B, p->R), p->B, p->R);
     const M opaque = And(open, Greater(strong, Set(40) * k + p->G));
-    const M search = AndNot(open, opaque);
-
-    if (Any(search)) Pack(&queues->search, search, at, *p, false);
+    M search = AndNot(open, opaque);
 
     M correct = grey;
+    if (Any(search) && !run.showSelect) {
+        // An alpha of 1 leaves nothing to unmix.
+        const M whole = And(search, StopsAtOnce(run, *p));
+        search = AndNot(search, whole);
+        p->alpha = Select(whole, Set(1), p->alpha);
+        correct = Or(correct, AndNot(whole, IsLeftAlone(run, *p)));
+    }
+    if (Any(search)) Pack(&queues->search, search, at, *p, false);
+
     if (Any(opaque)) {
         p->alpha = Select(opaque, Set(1), p->alpha);
         M unsettled = AndNot(opaque, IsFarFromGrey(run, *p));

@@ -53,16 +53,30 @@ static inline SideLanes SidesOf(const KeyRun& run, const PixelLanes& p) {
     return {AndNot(all, blue), run.blueLogic ? blue : AndNot(all, blue), Select(blue, fine, Set(20)), fine};
 }
 
-static inline M StopsSearch(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V lead, V a) {
-    const V maxSample = Set(run.maxSample), invK = Set(1 / run.levelScale), dark = Set(5 * run.levelScale);
-    const V sAlter = Set(run.sAlter);
-    const V fR = Candidate(p.R, p.bgR, a, maxSample);
-    const V fG = Candidate(p.G, p.bgG, a, maxSample);
-    const V fB = Candidate(p.B, p.bgB, a, maxSample);
+// The stop test on a foreground in 0..M.
+static inline M StopsAt(const KeyRun& run, const SideLanes& side, V lead, V fR, V fG, V fB) {
+    const V invK = Set(1 / run.levelScale), dark = Set(5 * run.levelScale), alter = Set(run.sAlter);
     M stop = And(Less(fG, dark), Less(Select(side.red, fR, fB), dark));
-    stop = Or(stop, Less(fG * invK, fR * invK - Set(40) + sAlter - Set(100)));
-    stop = Or(stop, Less(fG * invK, fB * invK + lead + sAlter - Set(100)));
+    stop = Or(stop, Less(fG * invK, fR * invK - Set(40) + alter - Set(100)));
+    stop = Or(stop, Less(fG * invK, fB * invK + lead + alter - Set(100)));
     return Or(stop, And(side.halfway, LessEqual(fG, (fR + fB) / Set(2))));
+}
+
+static inline M StopsSearch(const KeyRun& run, const PixelLanes& p, const SideLanes& side, V lead, V a) {
+    const V maxSample = Set(run.maxSample);
+    return StopsAt(run, side, lead, Candidate(p.R, p.bgR, a, maxSample), Candidate(p.G, p.bgG, a, maxSample),
+                   Candidate(p.B, p.bgB, a, maxSample));
+}
+
+// The lanes whose coarse and fine search both stop at their first step, a = 1, at which a candidate is the
+// seen channel itself, whatever the backdrop, if only that is a number.
+static inline M StopsAtOnce(const KeyRun& run, const PixelLanes& p) {
+    const SideLanes side = SidesOf(run, p);
+    const V maxSample = Set(run.maxSample);
+    const V R = LimitHigh(p.R, maxSample), G = LimitHigh(p.G, maxSample), B = LimitHigh(p.B, maxSample);
+    M stops = StopsAt(run, side, side.fineLead, R, G, B);
+    if (run.blueLogic) stops = And(stops, StopsAt(run, side, side.coarseLead, R, G, B));
+    return And(stops, Less(Abs(p.bgR) + Abs(p.bgG) + Abs(p.bgB), Set(1e9)));
 }
 
 // Takes the open lanes on from step `at` of the steps until each stops or has run out; gives the step that
