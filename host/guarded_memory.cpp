@@ -15,7 +15,8 @@ std::uintptr_t AddressOf(const void* pointer) {
     return reinterpret_cast<std::uintptr_t>(pointer);
 }
 
-// The first byte, and each one equal to the one before it: a whole picture's plane is looked through this way.
+// The first byte, and each one equal to the one before it: a whole picture's plane is looked through this
+// way.
 bool AllBytesAre(const std::uint8_t* first, std::size_t count, std::uint8_t value) {
     return count == 0 || (*first == value && std::memcmp(first, first + 1, count - 1) == 0);
 }

@@ -6,7 +6,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-find src host rig tests fuzz bench -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
+find src host resources rig tests fuzz bench -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
 [ "${1:-}" != --format ] || exit 0
 
 mkdir -p build/lint
