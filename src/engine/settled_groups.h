@@ -22,12 +22,12 @@ struct GroupRun {
     F maxSample, level;
     F plainFrom;      // square of the distance from which a pixel is not plain backdrop
     F greyFrom;       // chroma squared from which it is not grey
-    F colouredAbove;  // chroma squared above which its shape is asked for, and from which it is not
-    F paleBelow;
-    F shapeLimit;  // the limit of the shape test for a key channel of 1, and the error of its sum
-    F shapeError;
-    F opaqueLead;
-    F greySpread;
+    F colouredAbove;  // chroma squared above which its shape is asked for
+    F paleBelow;      // chroma squared below which it is not
+    F shapeLimit;     // the limit of the shape test, for a backdrop key channel of 1
+    F shapeError;     // what rounding can add to the test's sum of squares
+    F opaqueLead;     // the lead of the stronger of red and third channel from which a pixel is opaque
+    F greySpread;     // the spread from which the corrections leave it alone, for a key channel of 1
 };
 
 // False colours and the transparent layer need more than a settled pixel's alpha. The rest keeps the numbers
