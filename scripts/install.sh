@@ -11,7 +11,7 @@ test)
     packages="$packages clang libclang-rt-14-dev clang-format clang-tidy"
     packages="$packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix"
     packages="$packages wine wine64 fonts-wine xvfb debootstrap"
-    packages="$packages openimageio-tools dpkg-dev python3-markdown unzip"
+    packages="$packages openimageio-tools dpkg-dev file python3-markdown unzip"
     ;;
 *)
     echo "usage: install.sh build|test" >&2
