@@ -13,8 +13,8 @@ namespace {
 
 constexpr DWORD kPatience = 60'000;  // milliseconds
 
-[[noreturn]] void GiveUp(const char* what) {
-    std::fprintf(stderr, "The module hangs: waited in vain for %s.\n", what);
+[[noreturn]] void GiveUp(const char* fault, const char* what) {
+    std::fprintf(stderr, "%s: %s\n", fault, what);
     std::fflush(stderr);
     TerminateProcess(GetCurrentProcess(), 70);
     std::abort();
@@ -41,7 +41,7 @@ BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
 void WaitFor(const char* what, const std::function<bool()>& condition) {
     const DWORD begin = GetTickCount();
     while (!condition()) {
-        if (GetTickCount() - begin > kPatience) GiveUp(what);
+        if (GetTickCount() - begin > kPatience) GiveUp("The module hangs, waited in vain for", what);
         Sleep(5);
     }
 }
@@ -122,7 +122,8 @@ DialogRun::~DialogRun() {
     WaitFor("the run's end", [this] { return over_.load(); });
     thread_.join();
     CloseHost(*host_);
-    EXPECT_EQ("", ViolationText(*host_));
+    const std::string violations = ViolationText(*host_);
+    if (!violations.empty()) GiveUp("The host found", violations.c_str());
 }
 
 // The owner of a modal dialog belongs to the thread that the dialog runs on.
@@ -248,8 +249,9 @@ RunResult DialogRun::EndWith(const std::function<void()>& doing) {
 
 int DialogRun::TakeLeaks() {
     const std::vector<Violation> violations = ReportOf(*host_).violations;
-    for (const Violation& violation : violations)
-        EXPECT_EQ(violation.kind, ViolationKind::kLeak) << violation.text;
+    for (const Violation& violation : violations) {
+        if (violation.kind != ViolationKind::kLeak) GiveUp("The host found", violation.text.c_str());
+    }
     ClearReport(*host_);
     return static_cast<int>(violations.size());
 }

@@ -3,10 +3,9 @@
 // meanwhile.
 //
 // Everything waits with a limit; a window that does not answer ends the process with a message, since the
-// thread in it can be stopped no other way.
+// thread in it can be stopped no other way. So does a violation that the host has found.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <atomic>
