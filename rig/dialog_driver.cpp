@@ -62,7 +62,7 @@ LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     DWORD_PTR answer = 0;
     if (SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, kPatience, &answer) == 0 &&
         IsWindow(window)) {
-        GiveUp("an answer to a message");
+        GiveUp("The module hangs, waited in vain for", "an answer to a message");
     }
     return static_cast<LRESULT>(answer);
 }
