@@ -50,7 +50,7 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
     }
     for (const auto& [key, value] : action.items()) {
         if (key == "parameters") continue;
-        if (key != "action") throw Failure(kBadUsage, file + ": unknown key \"" + key + "\"");
+        if (key != "action") throw Failure(kBadUsage, file + ": unknown key \"" + OneLine(key) + "\"");
         if (value != kActionName) {
             throw Failure(kBadUsage,
                           file + ": is an action of another filter, not of \"" + kActionName + "\"");
@@ -62,7 +62,7 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
             std::find_if(std::begin(kParameters), std::end(kParameters),
                          [&name = key](const ParameterInfo& entry) { return entry.name == name; });
         if (info == std::end(kParameters)) {
-            throw Failure(kBadUsage, file + ": unknown parameter \"" + key + "\"");
+            throw Failure(kBadUsage, file + ": unknown parameter \"" + OneLine(key) + "\"");
         }
         values[static_cast<std::size_t>(info - kParameters)] = ValueOf(*info, value, file);
     }
