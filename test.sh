@@ -67,10 +67,11 @@ report() {
 }
 
 run_tests() {
-    local preset=$1 log=build/$1/test.log display=() p f s
-    case $preset in win*) display=(scripts/with_display.sh) ;; esac
-    local status=0
-    "${display[@]}" ctest --preset "$preset" --verbose >"$log" 2>&1 </dev/null || status=$?
+    local preset=$1 log=build/$1/test.log display=() jobs status=0 p f s
+    jobs=$(nproc)
+    # One after the other under Wine, where the first makes the folder of all, and windows want a quiet machine.
+    case $preset in win*) display=(scripts/with_display.sh) jobs=1 ;; esac
+    "${display[@]}" ctest --preset "$preset" --parallel "$jobs" --verbose >"$log" 2>&1 </dev/null || status=$?
     read -r p f s < <(report "$log")
     # A run that broke off, or had nothing to run, has failed whatever it counted.
     if [ $((p + f + s)) = 0 ] || { [ $status != 0 ] && [ "$f" = 0 ]; }; then
