@@ -1,11 +1,13 @@
 #!/bin/sh
-# Installs what is missing to build the program (install.sh build) or to run all tests too (install.sh test), as
-# root or through sudo, on Debian 12. Asks nothing, and does nothing when nothing is missing.
+# Installs what is missing to build the program (install.sh build), to run all tests too (install.sh test), or to tell
+# what the native ones cover (install.sh coverage), as root or through sudo, on Debian 12. Asks nothing, and does
+# nothing when nothing is missing.
 set -eu
 
 packages="g++ cmake ninja-build libopenimageio-dev liblcms2-dev libcli11-dev nlohmann-json3-dev"
 case ${1:-} in
 build) ;;
+coverage) packages="$packages googletest openimageio-tools gcovr" ;;
 test)
     packages="$packages googletest libbenchmark-dev"
     packages="$packages clang libclang-rt-14-dev clang-format clang-tidy"
@@ -14,7 +16,7 @@ test)
     packages="$packages openimageio-tools dpkg-dev file python3-markdown unzip"
     ;;
 *)
-    echo "usage: install.sh build|test" >&2
+    echo "usage: install.sh build|test|coverage" >&2
     exit 2
     ;;
 esac

@@ -136,7 +136,6 @@ TEST(DialogFaults, RunsWithoutDisplayPixelsAndWithoutAMainWindow) {
 }
 
 // An owner that is no window keeps the dialog from opening, and the run renders with what it has.
-// An owner that is no window keeps the dialog from opening, and the run renders with what it has.
 TEST(DialogFaults, RendersWithoutADialogThatCannotOpen) {
     HostOptions options;
     options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
