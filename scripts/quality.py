@@ -169,9 +169,9 @@ def picture_errors():
 
 
 def search(tool, colour, goal, start, steps):
-    """One parameter after the other, the others at their best so far: one round over the whole range in ten steps,
-    then by ever smaller steps (parts of the range) up and down for as long as they gain, until a round gains none. Returns the settings and the number of
-    trials."""
+    """One parameter after the other, the others at their best so far: rounds over the whole range in ten steps, then
+    by ever smaller steps (parts of the range) up and down for as long as they gain; each kind until a round gains
+    nothing. Returns the settings and the number of trials."""
     tried = {}
 
     def score(settings):
@@ -194,10 +194,12 @@ def search(tool, colour, goal, start, steps):
     def report():
         print(f"{score(best):8.4f} {len(tried):4} {words_of(best)}", file=sys.stderr, flush=True)
 
-    if not start:
+    gained = not start
+    while gained:
+        gained = False
         for name, (_, low, high, _) in tool.parameters.items():
             for tenth in range(11):
-                improves(name, low + (high - low) * tenth / 10)
+                gained |= improves(name, low + (high - low) * tenth / 10)
         report()
     for share in (1 / int(step) for step in steps.split(",")):
         gained = True
