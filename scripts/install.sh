@@ -7,7 +7,7 @@ set -eu
 packages="g++ cmake ninja-build libopenimageio-dev liblcms2-dev libcli11-dev nlohmann-json3-dev"
 case ${1:-} in
 build) ;;
-coverage) packages="$packages googletest openimageio-tools gcovr" ;;
+coverage) packages="$packages googletest openimageio-tools clang libclang-rt-14-dev llvm" ;;
 test)
     packages="$packages googletest libbenchmark-dev"
     packages="$packages clang libclang-rt-14-dev clang-format clang-tidy"

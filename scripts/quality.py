@@ -104,23 +104,39 @@ TOOLS = {
 LINES = [
     ("`frond`, as it comes", "frond", ""),
     (
+        "`frond`, searched",
+        "frond",
+        "alter-green=79 remove-green=39 select-transparency=120 scale-transparency=61 restore-black=29 "
+        "background-level=96 blend=0",
+    ),
+    (
         "`frond`, best found",
         "frond",
         "alter-green=90 remove-green=40 select-transparency=110 scale-transparency=50 restore-black=20 "
         "background-level=100 blend=0",
     ),
-    ("ffmpeg, where its search began", "chromakey", ""),
+    ("chromakey, where its search began", "chromakey", ""),
     (
-        "ffmpeg, best found",
+        "chromakey, searched",
+        "chromakey",
+        "similarity=0.048 blend=0.038 mix=0.56 expand=0 green=-1.17 brightness=1.32",
+    ),
+    (
+        "chromakey, best found",
         "chromakey",
         "similarity=0.03 blend=0.06 mix=0.45 expand=0.02 green=-1.02 brightness=1.0",
     ),
+    (
+        "colorkey, searched",
+        "colorkey",
+        "similarity=0.06 blend=0.095 mix=0.34 expand=0 green=-1.0 brightness=0.73",
+    ),
     ("GEGL, as it comes", "gegl", ""),
-    ("GEGL, best found", "gegl", "transparency=0.125 opacity=0.525 linear=1"),
+    ("GEGL, searched", "gegl", "transparency=0.11 opacity=0.51 linear=1"),
 ]
 
 # The strip's columns, the truth before them, and its rows: hair, veil, blurred hand, dark glass (of 2400x1600).
-COLUMNS = ["`frond`, as it comes", "`frond`, best found", "ffmpeg, best found", "GEGL, best found"]
+COLUMNS = ["`frond`, as it comes", "`frond`, best found", "chromakey, best found", "GEGL, searched"]
 DETAILS = ["250x250+930+260", "250x250+560+1080", "250x250+1640+640", "250x250+1080+380"]
 
 
