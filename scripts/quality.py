@@ -136,7 +136,7 @@ LINES = [
 ]
 
 # The strip's columns, the truth before them, and its rows: hair, veil, blurred hand, dark glass (of 2400x1600).
-COLUMNS = ["`frond`, as it comes", "`frond`, best found", "chromakey, best found", "GEGL, searched"]
+COLUMNS = ["`frond`, as it comes", "`frond`, searched", "chromakey, searched", "GEGL, searched"]
 DETAILS = ["250x250+930+260", "250x250+560+1080", "250x250+1640+640", "250x250+1080+380"]
 
 
