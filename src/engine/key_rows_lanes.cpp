@@ -18,29 +18,21 @@
 namespace FROND_FORM {
 namespace {
 
-// The interpolation along one row of one channel of the grid.
+// The interpolation along one row of one channel of the grid. A vector may run on into the columns of the
+// next cell, which writes them again.
 void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, std::int32_t x0, int n,
                  double* level) {
-    const double* cells = table + row.cell * kGridSide;
     const V rowLow = Set(row.low), rowHigh = Set(row.high);
     const V limit = Set(255 * run.levelScale), adjust = Set(run.sAdjust);
-    int cell = 0;
-    while (run.columns.firstColumn[cell + 1] <= x0) ++cell;
-    // A vector may run on into the columns of the next cell, which writes them again.
-    for (int x = 0; x < n;) {
-        const int end =
-            run.columns.firstColumn[cell + 1] - x0 < n ? run.columns.firstColumn[cell + 1] - x0 : n;
-        const double* c = cells + cell;
+    ForCells(run.columns, table, row, x0, n, [&](const double* c, int from, int to) {
         const V c00 = Set(c[0]), c01 = Set(c[1]), c10 = Set(c[kGridSide]), c11 = Set(c[kGridSide + 1]);
-        for (; x < end; x += kLanes) {
+        for (int x = from; x < to; x += kLanes) {
             const V low = Load(run.columns.low + x0 + x), high = Load(run.columns.high + x0 + x);
             const V value =
                 c00 * low * rowLow + c01 * high * rowLow + c10 * low * rowHigh + c11 * high * rowHigh;
             Store(level + x, LimitHigh(DivideBy<25, 4>(value * adjust), limit));
         }
-        x = end;
-        ++cell;
-    }
+    });
 }
 
 void FillBackdrop(const KeyRun& run, const GridPlace& row, std::int32_t x0, int from, int to, Span* span) {

@@ -27,6 +27,21 @@ struct GridColumns {
 // Vectors may read this many weights past the last column.
 constexpr std::int32_t kColumnPadding = 16;
 
+// Calls visit(cell, from, to) for each cell of the grid that some of n columns lie in, from column x0 on:
+// cell points at its value, behind which lies its right neighbour's, and kGridSide on those below.
+template <class Visit>
+static inline void ForCells(const GridColumns& columns, const double* table, const GridPlace& row,
+                            std::int32_t x0, int n, Visit visit) {
+    int cell = 0;
+    while (columns.firstColumn[cell + 1] <= x0) ++cell;
+    for (int from = 0; from < n; ++cell) {
+        const int end = columns.firstColumn[cell + 1] - x0;
+        const int to = end < n ? end : n;
+        visit(table + row.cell * kGridSide + cell, from, to);
+        from = to;
+    }
+}
+
 // Pixels of the smallest group whose kind a faster form may keep beside a ring row, and the room for the
 // kinds of a row.
 constexpr std::int32_t kSmallestGroup = 4;

@@ -105,28 +105,19 @@ static inline void ForStretches(const GroupKind* kinds, int n, Visit visit) {
     }
 }
 
-// The interpolation along one row of one channel of the grid, in single precision.
+// FillChannel in single precision.
 static inline void FillQuickly(const KeyRun& run, const double* table, const GridPlace& row, std::int32_t x0,
                                int n, float* level) {
-    const double* cells = table + row.cell * kGridSide;
     const double adjust = run.sAdjust / 100;
     const F limit = SetF(static_cast<float>(255 * run.levelScale));
-    int cell = 0;
-    while (run.columns.firstColumn[cell + 1] <= x0) ++cell;
-    // A vector may run on into the columns of the next cell, which writes them again.
-    for (int x = 0; x < n;) {
-        const int end =
-            run.columns.firstColumn[cell + 1] - x0 < n ? run.columns.firstColumn[cell + 1] - x0 : n;
-        const double* c = cells + cell;
+    ForCells(run.columns, table, row, x0, n, [&](const double* c, int from, int to) {
         const double left = (c[0] * row.low + c[kGridSide] * row.high) * adjust;
         const double right = (c[1] * row.low + c[kGridSide + 1] * row.high) * adjust;
         const F start = SetF(static_cast<float>(left)), rise = SetF(static_cast<float>(right - left));
-        for (; x < end; x += kFloats) {
+        for (int x = from; x < to; x += kFloats) {
             Store(level + x, LimitHigh(start + rise * LoadF(run.columns.share + x0 + x), limit));
         }
-        x = end;
-        ++cell;
-    }
+    });
 }
 
 }  // namespace FROND_FORM
