@@ -77,17 +77,9 @@ inline RunResult RunStrictly(Document& document, HostOptions options = {}, const
     return run;
 }
 
-// The message boxes shown while it lives.
+// The message boxes shown since it was made; message_log.cpp fills it.
 struct MessageLog {
-    MessageLog() {
-        Lines().clear();
-        gMessageObserver = [](const char* text, const char* caption) {
-            Lines().push_back(std::string(caption) + ": " + text);
-        };
-    }
-    ~MessageLog() { gMessageObserver = nullptr; }
-    MessageLog(const MessageLog&) = delete;
-    MessageLog& operator=(const MessageLog&) = delete;
+    MessageLog() { Lines().clear(); }
 
     static std::vector<std::string>& Lines() {
         static std::vector<std::string> lines;

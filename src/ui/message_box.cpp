@@ -1,19 +1,17 @@
 #include "ui/message_box.h"
 
 #ifdef _WIN32
-#include <windows.h>
-#endif
 
-void (*gMessageObserver)(const char* text, const char* caption) = nullptr;
+#include <windows.h>
 
 void ShowMessage(const char* text, const char* caption) {
-    if (gMessageObserver != nullptr) {
-        gMessageObserver(text, caption);
-        return;
-    }
-#ifdef _WIN32
     // Without an owner, yet no control of the dialog can be reached behind it: the message comes in the midst
     // of a load, which a second one would pull the planes from under.
     MessageBoxA(nullptr, text, caption, MB_OK | MB_ICONINFORMATION | MB_TASKMODAL);
-#endif
 }
+
+#else
+
+void ShowMessage(const char*, const char*) {}
+
+#endif

@@ -4,12 +4,3 @@
 bool ShowParameterDialog(Globals*) {
     return false;
 }
-
-#ifdef _WIN32
-#include <windows.h>
-
-// Exported; a host's resource scan expects it under this name. It handles no message as yet.
-extern "C" INT_PTR CALLBACK MarbleFrondKeeperPluginProc(HWND, UINT, WPARAM, LPARAM) {
-    return FALSE;
-}
-#endif
