@@ -58,7 +58,30 @@ bool IsJpeg(const Bytes& file) {
     return HasAt(file, 0, "\xFF\xD8\xFF", 3);
 }
 
+// Whether a segment of this content holds a piece of a profile.
+bool IsProfilePiece(const Bytes& file, int marker, std::size_t at, std::size_t size) {
+    return marker == 0xE2 && size >= kProfileHead && HasAt(file, at, kProfileMark, sizeof kProfileMark);
+}
+
+// Pieces of an earlier profile, and be they empty, would be taken for pieces of the new one.
+void DropJpegProfile(Bytes& file) {
+    Bytes kept(file.begin(), file.begin() + 2);
+    std::size_t done = 2;
+    ForEachSegment(file, [&](int marker, std::size_t at, std::size_t size) {
+        const auto from = file.begin() + static_cast<std::ptrdiff_t>(done);
+        done = at + size;
+        if (IsProfilePiece(file, marker, at, size)) return;
+        kept.insert(kept.end(), from, file.begin() + static_cast<std::ptrdiff_t>(done));
+    });
+    kept.insert(kept.end(), file.begin() + static_cast<std::ptrdiff_t>(done), file.end());
+    file = std::move(kept);
+}
+
 void EmbedInJpeg(Bytes& file, const Bytes& profile) {
+    // Behind the first segment, which must stay the first, unless it is itself a profile's.
+    const std::size_t first = Read16(file, 4, true);
+    const std::size_t place = IsProfilePiece(file, file[3], 6, first - 2) ? 2 : 4 + first;
+    DropJpegProfile(file);
     const std::size_t count = (profile.size() + kLargestPiece - 1) / kLargestPiece;
     Bytes segments;
     for (std::size_t i = 0; i < count; ++i) {
@@ -70,8 +93,6 @@ void EmbedInJpeg(Bytes& file, const Bytes& profile) {
         segments.insert(segments.end(), profile.begin() + static_cast<std::ptrdiff_t>(from),
                         profile.begin() + static_cast<std::ptrdiff_t>(from + size));
     }
-    // Behind the first segment, which must stay the first.
-    const std::size_t place = 4 + Read16(file, 4, true);
     file.insert(file.begin() + static_cast<std::ptrdiff_t>(place), segments.begin(), segments.end());
 }
 
@@ -175,8 +196,7 @@ Bytes JpegProfile(const Bytes& file) {
     std::vector<Bytes> pieces;
     if (!IsJpeg(file)) return {};
     ForEachSegment(file, [&](int marker, std::size_t at, std::size_t size) {
-        if (marker != 0xE2 || size < kProfileHead || !HasAt(file, at, kProfileMark, sizeof kProfileMark))
-            return;
+        if (!IsProfilePiece(file, marker, at, size)) return;
         const std::size_t number = file[at + sizeof kProfileMark];
         if (number == 0) return;
         pieces.resize(std::max(pieces.size(), number));

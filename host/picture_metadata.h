@@ -13,8 +13,9 @@ std::vector<std::uint8_t> JpegProfile(const std::vector<std::uint8_t>& file);
 // The orientation that a JPEG file's EXIF block tells, 1 to 8; 1 when there is none.
 int JpegOrientation(const std::vector<std::uint8_t>& file);
 
-// Puts a colour profile into a whole PNG, JPEG or TIFF file that has none. False, and the file is as it was,
-// when it is of another kind or not as its kind should be.
+// Puts a colour profile into a whole PNG, JPEG or TIFF file. A JPEG file's own profile is taken out; files of
+// the other kinds must have none. False, and the file is as it was, when it is of another kind or not as its
+// kind should be.
 bool EmbedProfile(std::vector<std::uint8_t>& file, const std::vector<std::uint8_t>& profile);
 
 }  // namespace frond

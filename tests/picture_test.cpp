@@ -254,6 +254,15 @@ TEST(PictureFile, EmbedsProfilesByHand) {
             EXPECT_TRUE(after.profile == MakeProfile(size));
         }
     }
+    // An empty piece of a profile, which once hid the piece that was put in front of it.
+    const std::string empty("\xFF\xE2\0\x10ICC_PROFILE\0\1\1", 18);
+    WritePicture(folder / "p.jpg", RandomPicture(9, 9, 8, 3, false));
+    for (const std::ptrdiff_t place : {2, 20}) {  // as the first segment, and behind it
+        Bytes file = ReadWholeFile(folder / "p.jpg");
+        file.insert(file.begin() + place, empty.begin(), empty.end());
+        ASSERT_TRUE(JpegProfile(file).empty() && EmbedProfile(file, MakeProfile(312)));
+        EXPECT_TRUE(JpegProfile(file) == MakeProfile(312)) << place;
+    }
     Bytes other(100, 'x');
     EXPECT_FALSE(EmbedProfile(other, MakeProfile(312)));
     EXPECT_EQ(other, Bytes(100, 'x'));
