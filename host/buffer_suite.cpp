@@ -8,6 +8,7 @@ namespace {
 void* New(std::uint32_t* requestedSize, std::uint32_t minimumSize) {
     Host* host = EnterService();
     if (host == nullptr) return nullptr;
+    const std::string requested = requestedSize == nullptr ? "null" : std::to_string(*requestedSize);
     const std::uint32_t size = requestedSize == nullptr ? minimumSize : std::max(*requestedSize, minimumSize);
     std::uint8_t* bytes = nullptr;
     if (!FailsNow(*host, HostCall::kNewBuffer)) {
@@ -16,7 +17,7 @@ void* New(std::uint32_t* requestedSize, std::uint32_t minimumSize) {
         if (bytes != nullptr) host->buffersMade = id;
     }
     if (requestedSize != nullptr) *requestedSize = bytes != nullptr ? size : 0;
-    Trace(*host, "New ", minimumSize, " -> ", NameOfAddress(host->memory, bytes));
+    Trace(*host, "New ", minimumSize, " requested ", requested, " -> ", NameOfAddress(host->memory, bytes));
     return bytes;
 }
 

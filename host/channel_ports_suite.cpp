@@ -14,6 +14,22 @@ std::string MemoryText(const Host& host, const PixelMemoryDesc* memory) {
                   memory->colBits, " offset ", memory->bitOffset, " depth ", memory->depth);
 }
 
+std::string PortText(const Port& port) {
+    return Joined("port ", port.id, ' ', port.name);
+}
+
+// The samples of a rectangle of `rows` by `columns` in the module's memory.
+std::string HashText(const PixelArea& area, std::int64_t rows, std::int64_t columns) {
+    ByteHash hash;
+    for (std::int64_t y = 0; y < rows; ++y) {
+        const auto* sample = static_cast<const std::uint8_t*>(area.data) + y * area.rowBytes;
+        for (std::int64_t x = 0; x < columns; ++x, sample += area.columnBytes) {
+            hash.Add(sample, static_cast<std::size_t>(area.sampleBytes));
+        }
+    }
+    return Joined(std::hex, hash.value);
+}
+
 // Copies between the channel and the module's memory, in either direction, over the rectangle `inside`, whose
 // place in the memory is given by the rectangle that was asked for.
 void CopySamples(const Document& document, Channel& channel, const VRect& asked, const VRect& inside,
@@ -59,8 +75,10 @@ SPErr Transfer(const char* call, HostCall kind, PIChannelPort key, VRect* rect, 
         *rect = inside;
         result = noErr;
     }
-    Trace(*host, call, " port ", port->id, ' ', RectText(asked), ' ', MemoryText(*host, memory), " -> ",
-          result);
+    if (!host->options.trace) return result;
+    const std::string hash = result == noErr ? ' ' + HashText(area, HeightOf(asked), WidthOf(asked)) : "";
+    Trace(*host, call, ' ', PortText(*port), ' ', RectText(asked), ' ', MemoryText(*host, memory), " -> ",
+          result, result == noErr ? ' ' + RectText(*rect) : "", hash);
     return result;
 }
 
@@ -149,10 +167,10 @@ SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
         }
         result = noErr;
     }
-    Trace(*host, "ReadScaledPixels port ", port->id, ' ', RectText(asked), " source ",
+    Trace(*host, "ReadScaledPixels ", PortText(*port), ' ', RectText(asked), " source ",
           scaling != nullptr ? RectText(scaling->sourceRect) : "null", " destination ",
           scaling != nullptr ? RectText(scaling->destinationRect) : "null", ' ', MemoryText(*host, memory),
-          " -> ", result);
+          " -> ", result, result == noErr ? ' ' + RectText(*rect) : "");
     return result;
 }
 
@@ -166,12 +184,12 @@ SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answe
         return kServiceFailed;
     }
     if (FailsNow(*host, kind)) {
-        Trace(*host, call, " port ", port->id, " -> ", kServiceFailed);
+        Trace(*host, call, ' ', PortText(*port), " -> ", kServiceFailed);
         return kServiceFailed;
     }
     const bool allowed = aboutWriting ? port->channel->writable : port->channel->readable;
     *answer = port->forWriting == aboutWriting && allowed;
-    Trace(*host, call, " port ", port->id, " -> 0 ", *answer ? "true" : "false");
+    Trace(*host, call, ' ', PortText(*port), " -> 0 ", *answer ? "true" : "false");
     return noErr;
 }
 

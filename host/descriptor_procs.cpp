@@ -7,6 +7,8 @@
 namespace {
 
 constexpr const char* kOpenRead = "openReadDescriptorProc";
+constexpr int kMostKeys = 64;  // more expected keys than this is an array without an end
+constexpr FourCharCode kKeyFound = FourCC("null");
 
 // Slots that the module never calls, but that must not be null.
 OSErr NotOffered() {
@@ -28,6 +30,26 @@ std::optional<Descriptor> ReadHandle(const Host& host, Handle handle) {
     return DecodeDescriptor(record->address, GuardedAround(host.memory, record->address)->size);
 }
 
+// Hosts write into the caller's array, though the interface calls it constant: a key that was found becomes
+// 'null' there.
+void MarkFound(const ReadToken& token, FourCharCode found) {
+    for (int i = 0; token.expected != nullptr && i < kMostKeys && token.expected[i] != 0; ++i) {
+        if (token.expected[i] == found) token.expected[i] = kKeyFound;
+    }
+}
+
+// The array of expected keys, which ends with 0, in words.
+std::string KeysText(Host& host, const FourCharCode* keys) {
+    if (keys == nullptr) return " keys null";
+    std::string text = " keys";
+    for (int i = 0; i < kMostKeys; ++i) {
+        if (keys[i] == 0) return text + " 0";
+        text += ' ' + CodeText(keys[i]);
+    }
+    Violate(host, ViolationKind::kBadArgument, kOpenRead, ": the keys do not end with 0");
+    return text;
+}
+
 PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
     Host* host = EnterService();
     if (host == nullptr) return nullptr;
@@ -44,10 +66,10 @@ PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
             token->items = std::move(*items);
         }
     }
-    std::string keys;
-    for (const FourCharCode* key = expectedKeys; key != nullptr && *key != 0; ++key) {
-        keys += ' ' + CodeText(*key);
-        if (token) token->missing.insert(*key);
+    const std::string keys = KeysText(*host, expectedKeys);
+    if (token && expectedKeys != nullptr) {
+        token->expected = const_cast<FourCharCode*>(expectedKeys);
+        for (int i = 0; i < kMostKeys && expectedKeys[i] != 0; ++i) token->missing.insert(expectedKeys[i]);
     }
     Trace(*host, kOpenRead, ' ', HandleText(*host, handle), keys, " -> ",
           token ? Joined("token ", token->id) : "null");
@@ -72,6 +94,7 @@ Boolean GetKey(PIReadDescriptor key, FourCharCode* itemKey, FourCharCode* type, 
     }
     const DescriptorItem& item = token->items[token->next++];
     token->missing.erase(item.key);
+    MarkFound(*token, item.key);
     *itemKey = item.key;
     *type = item.type;
     *flags = 0;
@@ -165,7 +188,7 @@ OSErr PutInteger(PIWriteDescriptor key, FourCharCode itemKey, std::int32_t value
 }
 
 OSErr PutBoolean(PIWriteDescriptor key, FourCharCode itemKey, Boolean value) {
-    return PutValue("putBooleanProc", key, {itemKey, kTypeBoolean, value != 0});
+    return PutValue("putBooleanProc", key, {itemKey, kTypeBoolean, value});
 }
 
 OSErr CloseWrite(PIWriteDescriptor key, Handle* handle) {

@@ -13,7 +13,7 @@ class RecordMaker {
         auto record = std::make_unique<ReadChannelDesc>();
         *record = {};
         record->maxVersion = kRecordVersion;
-        record->port = MakePort(channel, false);
+        record->port = MakePort(channel, name, false);
         record->bounds = document_.bounds;
         record->depth = document_.depth;
         record->tileSize = {HeightOf(document_.bounds), WidthOf(document_.bounds)};
@@ -22,7 +22,7 @@ class RecordMaker {
         record->shown = 1;
         record->channelType = type;
         record->name = name;
-        if (isTarget && channel.hasWritePort) record->writePort = MakePort(channel, true);
+        if (isTarget && channel.hasWritePort) record->writePort = MakePort(channel, name, true);
         records_.channels.push_back(std::move(record));
         return records_.channels.back().get();
     }
@@ -44,6 +44,9 @@ class RecordMaker {
         return first;
     }
 
+    // What the names of the following ports begin with.
+    void SetOwner(std::string owner) { owner_ = std::move(owner); }
+
     ReadLayerDesc* DescribeLayers() {
         ReadLayerDesc* bottom = nullptr;
         ReadLayerDesc** link = &bottom;
@@ -51,6 +54,7 @@ class RecordMaker {
             auto record = std::make_unique<ReadLayerDesc>();
             *record = {};
             record->maxVersion = kRecordVersion;
+            SetOwner("layer " + std::to_string(records_.layers.size() + 1));
             record->compositeChannelsList = DescribeColour(layer, false);
             record->transparency = Describe(layer.transparency, kChannelTransparency, "Transparency", false);
             record->layerMask = Describe(layer.mask, kChannelLayerMask, "Layer Mask", false);
@@ -67,8 +71,9 @@ class RecordMaker {
   private:
     static constexpr std::int32_t kRecordVersion = 2;
 
-    PIChannelPort MakePort(Channel& channel, bool forWriting) {
-        auto port = std::make_unique<Port>(Port{++host_.portsMade, &channel, forWriting});
+    PIChannelPort MakePort(Channel& channel, const char* name, bool forWriting) {
+        auto port =
+            std::make_unique<Port>(Port{++host_.portsMade, owner_ + ' ' + name, &channel, forWriting});
         const auto key = reinterpret_cast<PIChannelPort>(port.get());
         records_.ports.emplace(key, std::move(port));
         return key;
@@ -77,6 +82,7 @@ class RecordMaker {
     Host& host_;
     Document& document_;
     DocumentRecords& records_;
+    std::string owner_ = "target";
 };
 
 }  // namespace
@@ -102,10 +108,12 @@ std::unique_ptr<DocumentRecords> DescribeDocument(Host& host, Document& document
         maker.Describe(target.transparency, kChannelTransparency, "Transparency", true);
     record.targetLayerMask = maker.Describe(target.mask, kChannelLayerMask, "Layer Mask", true);
     if (document.flat) {
+        maker.SetOwner("flat");
         record.mergedCompositeChannels = maker.DescribeColour(*document.flat, false);
         record.mergedTransparency =
             maker.Describe(document.flat->transparency, kChannelTransparency, "Transparency", false);
     }
+    maker.SetOwner("document");
     ReadChannelDesc** link = &record.alphaChannels;
     for (Channel& alpha : document.alphaChannels) {
         *link = maker.Describe(alpha, 0, "Alpha", false);

@@ -35,6 +35,7 @@ struct HandleRecord {
 
 struct Port {
     int id = 0;
+    std::string name;  // "layer 2 Green", "target Red"
     Channel* channel = nullptr;
     bool forWriting = false;
 };
@@ -45,7 +46,8 @@ struct ReadToken {
     Descriptor items;
     std::size_t next = 0;            // item that getKey gives next
     bool valuePending = false;       // the item before `next` was named and its value not yet fetched
-    std::set<FourCharCode> missing;  // expected and not yet seen
+    FourCharCode* expected = nullptr;  // the module's array, which ends with 0
+    std::set<FourCharCode> missing;    // expected and not yet seen
 };
 
 struct WriteToken {
@@ -126,6 +128,15 @@ void Violate(Host& host, ViolationKind kind, const Parts&... parts) {
 }
 
 std::string RectText(const VRect& rect);
+
+// A hash of bytes, for a trace to tell one picture from another.
+struct ByteHash {
+    std::uint32_t value = 2166136261u;
+
+    void Add(const std::uint8_t* bytes, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) value = (value ^ bytes[i]) * 16777619u;
+    }
+};
 
 // ---- Memory (host.cpp) ------------------------------------------------------------------------------------
 

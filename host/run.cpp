@@ -1,6 +1,7 @@
 // The walk: one call into the module after the other, and the checks after each and at the end.
 #include <algorithm>
 #include <cstring>
+#include <iomanip>
 #include <stdexcept>
 
 #include "host/host_state.h"
@@ -134,6 +135,24 @@ void CheckAfterCall(Host& host, const CallRecords& call) {
     }
 }
 
+// What the host keeps for the module after a call.
+std::string KeptText(const Host& host) {
+    std::string parameters;
+    const HandleRecord* record = FindHandle(host, host.parameters);
+    const GuardedBlock* block = record == nullptr ? nullptr : GuardedAround(host.memory, record->address);
+    for (std::size_t i = 0; block != nullptr && i < block->size; ++i) {
+        parameters += Joined(i % 4 == 0 ? " " : "", std::hex, std::setw(2), std::setfill('0'),
+                             int{BytesOf(*block)[i]});
+    }
+    return Joined("data ", HandleText(host, reinterpret_cast<Handle>(host.dataWord)), ", parameters ",
+                  HandleText(host, host.parameters), parameters, ", descriptor ",
+                  HandleText(host, host.descriptor), ", recordInfo ", host.recordInfo);
+}
+
+std::string ResultText(OSErr result) {
+    return result == kUnwrittenResult ? "unwritten" : std::to_string(result);
+}
+
 // Calls, and keeps what no exception may do.
 void Enter(Host& host, PluginMainProc pluginMain, std::int16_t selector, void* block, OSErr* result) {
     host.insideModule = true;
@@ -191,7 +210,7 @@ OSErr CallSelector(Host& host, PluginMainProc pluginMain, std::int16_t selector)
     host.parameters = record->parameters;
     host.descriptor = call.descriptorParameters.descriptor;
     host.recordInfo = call.descriptorParameters.recordInfo;
-    Trace(host, "< PluginMain ", selector, " result ", call.result);
+    Trace(host, "< PluginMain ", selector, " -> ", ResultText(call.result), ", ", KeptText(host));
     CheckAfterCall(host, call);
     return call.result;
 }
@@ -224,10 +243,12 @@ void ShowAbout(Host& host, PluginMainProc pluginMain) {
     PlatformData platform{host.options.mainWindow};
     record.platformData = &platform;
     record.sSPBasic = BasicSuite();
-    OSErr result = noErr;
+    OSErr result = kUnwrittenResult;
     Trace(host, "> PluginMain 0");
     Enter(host, pluginMain, filterSelectorAbout, &record, &result);
-    Trace(host, "< PluginMain 0 result ", result);
+    Trace(host, "< PluginMain 0 -> ", ResultText(result), ", data ",
+          HandleText(host, reinterpret_cast<Handle>(host.dataWord)));
+    if (result != kUnwrittenResult) Violate(host, ViolationKind::kCall, "About wrote the result cell");
 }
 
 void CloseHost(Host& host) {

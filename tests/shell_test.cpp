@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tests/shell_rig.h"
+#include "tests/trace.h"
 
 namespace {
 
@@ -186,44 +187,19 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
     EXPECT_EQ(handles, CountLive(*rig.host).handles) << "what cannot be locked is disposed of";
 }
 
-Lines operator+(Lines lines, const Lines& more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
-
-Lines operator*(int times, const Lines& lines) {
-    Lines all;
-    for (int i = 0; i < times; ++i) all = all + lines;
-    return all;
-}
-
+// A run from the menu, and one that an action replays.
 TEST(Run, CallsTheHostInOrder) {
-    const Lines lock = {"LockHandle handle 1 1"}, unlock = {"UnlockHandle handle 1"};
-    const Lines suites = {"AcquireSuite \"Photoshop ChannelPorts Suite for Plug-ins\" 2",
-                          "AcquireSuite \"Photoshop Buffer Suite for Plug-ins\" 1"};
-    const Lines render = kPlaneCount * Lines{"New 63 "} + 8 * Lines{"CanRead ", "ReadPixelsFromLevel "} +
-                         4 * Lines{"CanWrite ", "WritePixelsToBaseLevel "} +
-                         kPlaneCount * Lines{"Dispose buffer "};
-    const Lines recording =
-        Lines{"openWriteDescriptorProc"} + 6 * Lines{"putIntegerProc"} + 5 * Lines{"putBooleanProc"};
-    Session session;
-    EXPECT_EQ(0, session.Call(filterSelectorPrepare));
-    session.ExpectCalls(Lines{"NewHandle " + std::to_string(sizeof(Globals))} + lock + suites +
-                        Lines{"NewHandle 12"} + unlock);
-    EXPECT_EQ(0, session.Call(filterSelectorStart));
-    session.ExpectCalls(lock + suites + Lines{"openReadDescriptorProc null"} + render + unlock);
-    EXPECT_EQ(0, session.Call(filterSelectorFinish));
-    session.ExpectCalls(lock + recording + Lines{"closeWriteDescriptorProc token 1"} + unlock);
-    EXPECT_EQ(0, session.Call(filterSelectorFinish));
-    session.ExpectCalls(lock + recording +
-                        Lines{"DisposeHandle handle ", "closeWriteDescriptorProc token 2"} + unlock);
-    EXPECT_EQ(0, session.Call(filterSelectorStart));
-    session.ExpectCalls(
-        lock + suites + Lines{"openReadDescriptorProc handle"} +
-        6 * Lines{"getKeyProc token 3", "getIntegerProc "} +
-        5 * Lines{"getKeyProc token 3", "getBooleanProc "} +
-        Lines{"getKeyProc token 3 -> none", "closeReadDescriptorProc ", "DisposeHandle handle "} + render +
-        unlock);
+    Trace trace;
+    Document document = PatternDocument(9, 7, 8, 2);
+    document.selection = PatternChannel(document, 90);
+    HostPtr host = CreateHost(trace.Listen());
+    for (const char* run : {"from the menu", "replayed"}) {
+        trace.Begin(run);
+        EXPECT_EQ(0, RunFilter(*host, PluginMain, document, AskForParameters::kYes).result);
+    }
+    CloseHost(*host);
+    EXPECT_EQ("", ViolationText(*host));
+    EXPECT_TRUE(MatchesTrace(trace.text, "run"));
 }
 
 }  // namespace

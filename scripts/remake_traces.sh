@@ -1,0 +1,25 @@
+#!/bin/sh
+# Replaces the kept traces by those of the present code: remake_traces.sh [linux|win64]
+#
+# Builds and runs the tests of the preset, linux unless named, and copies what they found to tests/traces. The
+# dialog's traces need win64 and Wine. The difference that git then shows is to be read, not waved through.
+set -eu
+cd "$(dirname "$0")/.."
+preset=${1:-linux} build=build/${1:-linux}
+
+tests=frond_tests
+[ "$preset" != win64 ] || tests="frond_tests dialog_tests"
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" --target $tests
+rm -rf "$build/traces/found"
+cd "$build"
+for test in $tests; do
+    if [ "$preset" = win64 ]; then
+        ../../scripts/wine64.sh "tests/$test.exe" --gtest_brief=1 --gtest_filter=-Soak.* || true
+    else
+        "tests/$test" --gtest_brief=1 --gtest_filter=-Soak.* || true
+    fi
+done
+cd ../..
+[ ! -d "$build/traces/found" ] || cp "$build"/traces/found/*.trace tests/traces
+git status --short tests/traces

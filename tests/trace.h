@@ -1,0 +1,26 @@
+// The calls of a run as text, compared line by line with a text that is kept in tests/traces and read in
+// review. scripts/remake_traces.sh replaces the kept texts.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/host.h"
+
+// A text in the making. Not safe for threads.
+struct Trace {
+    std::string text;
+
+    // Appends a line of HostOptions::trace. The blocks of the checked heap are left out: their number is the
+    // engine's affair. Sizes that differ between platforms become names.
+    void Add(const std::string& line);
+    // A blank line and a title for what follows.
+    void Begin(const std::string& title);
+    // The options with this trace as their listener; the trace outlives the host.
+    HostOptions Listen(HostOptions options = {});
+};
+
+// Whether the text is that of traces/NAME.trace in the working folder, which is the folder of the build. If it
+// is not, the message shows the first difference, and traces/found/NAME.trace is written.
+testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name);
