@@ -115,9 +115,9 @@ struct HostOptions {
     bool keepDisplays = true;  // false: HostReport::displays holds the last call only
 
     // One line for each call of the module to the host and of the host to the module, without its line end:
-    // the arguments as they were given, " -> ", and the answer. Handles, buffers, blocks, ports and tokens are
-    // named by small numbers in the order in which they were made, and pixels by a hash of their samples, so
-    // that the traces of two platforms can be compared.
+    // the arguments as they were given, " -> ", and the answer. Handles, buffers, blocks, ports and tokens
+    // are named by small numbers in the order in which they were made, and pixels by a hash of their samples,
+    // so that the traces of two platforms can be compared.
     std::function<void(const std::string& line)> trace;
 
     // Memory. New blocks are filled with fillByte.

@@ -44,8 +44,8 @@ struct ReadToken {
     int id = 0;
     Handle source = nullptr;
     Descriptor items;
-    std::size_t next = 0;            // item that getKey gives next
-    bool valuePending = false;       // the item before `next` was named and its value not yet fetched
+    std::size_t next = 0;              // item that getKey gives next
+    bool valuePending = false;         // the item before `next` was named and its value not yet fetched
     FourCharCode* expected = nullptr;  // the module's array, which ends with 0
     std::set<FourCharCode> missing;    // expected and not yet seen
 };

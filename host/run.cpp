@@ -141,8 +141,8 @@ std::string KeptText(const Host& host) {
     const HandleRecord* record = FindHandle(host, host.parameters);
     const GuardedBlock* block = record == nullptr ? nullptr : GuardedAround(host.memory, record->address);
     for (std::size_t i = 0; block != nullptr && i < block->size; ++i) {
-        parameters += Joined(i % 4 == 0 ? " " : "", std::hex, std::setw(2), std::setfill('0'),
-                             int{BytesOf(*block)[i]});
+        parameters +=
+            Joined(i % 4 == 0 ? " " : "", std::hex, std::setw(2), std::setfill('0'), int{BytesOf(*block)[i]});
     }
     return Joined("data ", HandleText(host, reinterpret_cast<Handle>(host.dataWord)), ", parameters ",
                   HandleText(host, host.parameters), parameters, ", descriptor ",

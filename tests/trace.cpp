@@ -57,8 +57,8 @@ testing::AssertionResult MatchesTrace(const std::string& text, const std::string
     const std::vector<std::string> before = LinesOf(expected), now = LinesOf(text);
     std::size_t i = 0;
     while (i < before.size() && i < now.size() && before[i] == now[i]) ++i;
-    return testing::AssertionFailure()
-           << name << ".trace, line " << i + 1 << ":\n"
-           << Excerpt(before, i < kContext ? 0 : i - kContext, i, "            ")
-           << Excerpt(before, i, i + kContext, "  expected: ") << Excerpt(now, i, i + kContext, "  found:    ");
+    return testing::AssertionFailure() << name << ".trace, line " << i + 1 << ":\n"
+                                       << Excerpt(before, i < kContext ? 0 : i - kContext, i, "            ")
+                                       << Excerpt(before, i, i + kContext, "  expected: ")
+                                       << Excerpt(now, i, i + kContext, "  found:    ");
 }

@@ -21,6 +21,6 @@ struct Trace {
     HostOptions Listen(HostOptions options = {});
 };
 
-// Whether the text is that of traces/NAME.trace in the working folder, which is the folder of the build. If it
-// is not, the message shows the first difference, and traces/found/NAME.trace is written.
+// Whether the text is that of traces/NAME.trace in the working folder, which is the folder of the build. If
+// it is not, the message shows the first difference, and traces/found/NAME.trace is written.
 testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name);
