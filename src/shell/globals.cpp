@@ -96,8 +96,11 @@ void EnsureParameters(Globals* globals) {
         Fail(globals, memFullErr);
         return;
     }
-    *parameters = PluginParameters{};
+    parameters->firstVersion = 0;
+    parameters->secondVersion = 0;
     parameters->thirdWord = 4;
+    parameters->firstFlag = 0;
+    parameters->showDialog = 0;
 }
 
 PluginParameters* ParametersOf(const Globals* globals) {

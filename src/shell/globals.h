@@ -88,7 +88,7 @@ struct PluginParameters {
     std::int32_t thirdWord;
     std::uint8_t firstFlag;
     std::uint8_t showDialog;
-    std::uint8_t unused[2];
+    std::uint8_t unused[2];  // never read or written
 };
 static_assert(sizeof(PluginParameters) == 12, "the host keeps 12 bytes");
 
@@ -122,7 +122,8 @@ Globals* AllocateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleP
 // pointer.
 void ResetGlobals(Globals* globals);
 
-// Guarantees FilterRecord.parameters; memFullErr to the result cell when it cannot be made.
+// Guarantees FilterRecord.parameters. A block that is there already is not touched; of a new one the two
+// bytes `unused` are not. memFullErr to the result cell when it cannot be made.
 void EnsureParameters(Globals* globals);
 
 // The block behind FilterRecord.parameters, good until the end of the present call; null when there is none.

@@ -8,13 +8,17 @@ namespace {
 
 constexpr OSErr kNullHandle = -109;
 
-// What a handle on memory of the process points to. The host's handles begin alike.
+// A handle points to two words: the address of its block, as with the host's handles, and a tag. The link
+// behind them keeps a list of all handles made, so that a host's handle is known without reading its memory.
 struct ProcessHandle {
     char* block;
     FourCharCode tag;
+    ProcessHandle* next;
 };
 
 constexpr FourCharCode kProcessHandleTag = FourCC("OTOF");
+
+ProcessHandle* processHandles = nullptr;
 
 // malloc's memory: the module's own heap needs the host's broker, which such a host may not have either.
 Handle NewProcessHandle(std::int32_t size) {
@@ -27,24 +31,21 @@ Handle NewProcessHandle(std::int32_t size) {
         gProcessHandleError = memFullErr;
         return nullptr;
     }
-    handle->block = block;
-    handle->tag = kProcessHandleTag;
+    *handle = {block, kProcessHandleTag, processHandles};
+    processHandles = handle;
     return &handle->block;
 }
 
 void DisposeProcessHandle(Handle handle) {
-    gProcessHandleError = noErr;
-    if (handle == nullptr) {
-        gProcessHandleError = kNullHandle;
+    gProcessHandleError = handle == nullptr ? kNullHandle : noErr;
+    for (ProcessHandle** link = &processHandles; *link != nullptr; link = &(*link)->next) {
+        ProcessHandle* const made = *link;
+        if (&made->block != handle) continue;
+        *link = made->next;
+        std::free(made->block);
+        std::free(made);
         return;
     }
-    // A descriptor's handle is the host's also where its handle procs are of no use, and is not ours to free.
-    if (reinterpret_cast<const ProcessHandle*>(handle)->tag != kProcessHandleTag) {
-        gProcessHandleError = memWZErr;
-        return;
-    }
-    std::free(*handle);
-    std::free(handle);
 }
 
 }  // namespace

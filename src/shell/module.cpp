@@ -9,18 +9,20 @@ namespace __gnu_cxx {
 void __freeres();
 }
 
+void UnloadModule(bool processEnds) {
+    if (!processEnds) ReleaseLazySuite(&gGetFileListSuite);
+    SweepCheckedHeap();
+    if (!processEnds) __gnu_cxx::__freeres();
+}
+
 #ifdef _WIN32
 
 #include <windows.h>
 
-// lastWords is set when the whole process ends. The host may then be half gone, and is not called any more.
+// lastWords is set when the whole process ends.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID lastWords) {
     if (reason == DLL_PROCESS_ATTACH) gModuleInstance = instance;
-    if (reason == DLL_PROCESS_DETACH) {
-        if (!lastWords) ReleaseLazySuite(&gGetFileListSuite);
-        SweepCheckedHeap();
-        __gnu_cxx::__freeres();
-    }
+    if (reason == DLL_PROCESS_DETACH) UnloadModule(lastWords != nullptr);
     return TRUE;
 }
 
@@ -28,10 +30,8 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID lastWord
 
 namespace {
 
-[[gnu::destructor]] void UnloadModule() {
-    ReleaseLazySuite(&gGetFileListSuite);
-    SweepCheckedHeap();
-    __gnu_cxx::__freeres();
+[[gnu::destructor]] void AtUnload() {
+    UnloadModule(false);
 }
 
 }  // namespace

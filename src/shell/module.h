@@ -9,3 +9,8 @@ inline void* gModuleInstance = nullptr;
 
 // Opens web pages for the About box.
 inline LazySuite gGetFileListSuite = {nullptr, 4, "Photoshop GetFileList Suite for Plug-ins", 0};
+
+// The module's last step: gives the suite back and reports what is left in the checked heap. With processEnds
+// it only reports, as Windows asks of a library then: the host may be half gone and is not called any more,
+// and no memory is freed.
+void UnloadModule(bool processEnds);

@@ -71,13 +71,28 @@ bool MakeAllPlanes(Globals* globals, std::uint64_t planeBytes, std::uint64_t sel
            MakePlanes(globals, kOutput, kPlaneCount, planeBytes, selectionBytes);
 }
 
-// The first three channels of a layer; stops where the result cell holds a failure.
+// Bytes of a plane of the view's size, or of the document's.
+std::size_t PlaneBytes(const Globals* globals, bool reduced) {
+    const DocumentSize document = SizeOf(globals->docInfo);
+    const std::int64_t samples =
+        reduced ? std::int64_t{globals->planeWidth} * globals->planeHeight : document.width * document.height;
+    return static_cast<std::size_t>(samples * globals->depthBytes);
+}
+
+// For a new plane that nothing is read into: the host's blocks may hold other people's data, and the engine
+// keys what it finds.
+void ClearPlane(const Globals* globals, std::uint8_t* plane, bool reduced) {
+    std::memset(plane, 0, PlaneBytes(globals, reduced));
+}
+
+// The first three channels of a layer; reads no more once the result cell holds a failure.
 void ReadColours(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* const (&planes)[3],
                  bool reduced) {
     for (std::uint8_t* plane : planes) {
-        if (channel == nullptr || *globals->result != noErr) return;
-        ReadChannelPlane(globals, channel, plane, reduced);
-        channel = channel->next;
+        const bool reads = channel != nullptr && *globals->result == noErr;
+        if (!reads || !ReadChannelPlane(globals, channel, plane, reduced))
+            ClearPlane(globals, plane, reduced);
+        if (reads) channel = channel->next;
     }
 }
 
@@ -97,9 +112,9 @@ void ReadAllPlanes(Globals* globals, bool reduced) {
     ReadColours(globals, globals->topChannels, {globals->topR, globals->topG, globals->topB}, reduced);
     if (!ReadChannelPlane(globals, globals->topTransparency, globals->topA, reduced))
         FillOpaque(globals, reduced);
-    if (globals->docInfo->selection != nullptr) {
-        ReadChannelPlane(globals, globals->docInfo->selection, globals->selectionPlane, false);
-    }
+    const ReadChannelDesc* selection = globals->docInfo->selection;
+    if (selection != nullptr && !ReadChannelPlane(globals, selection, globals->selectionPlane, false))
+        ClearPlane(globals, globals->selectionPlane, false);
     ReadColours(globals, globals->bottomChannels, {globals->bottomR, globals->bottomG, globals->bottomB},
                 reduced);
 }
@@ -173,9 +188,15 @@ void ReadFull(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* pl
     const auto width = static_cast<std::int32_t>(size.width);
     // From 0, 0 whatever the document's bounds say: the ports count from the document's corner.
     VRect rect = {0, 0, static_cast<std::int32_t>(size.height), width};
+    // A host delivers the part of the rectangle that lies within the bounds, and a channel of fewer bits than
+    // the planes fills a part of its plane.
+    const VRect& bounds = globals->docInfo->bounds;
+    if (bounds.top != 0 || bounds.left != 0 || channel->depth < globals->depthBytes * kBitsPerByte)
+        ClearPlane(globals, plane, false);
     const PixelMemoryDesc memory = MemoryOf(plane, width, channel->depth);
     if (globals->gPSChannelPortsSuite->ReadPixelsFromLevel(channel->port, 0, &rect, &memory) != 0) {
         Fail(globals, errPlugInHostInsufficient);
+        ClearPlane(globals, plane, false);
     }
 }
 
@@ -197,7 +218,7 @@ void ReadReduced(Globals* globals, const ReadChannelDesc* channel, std::uint8_t*
     const std::int32_t height = globals->proxyRect.bottom - globals->proxyRect.top;
     const std::int32_t width = globals->proxyRect.right - globals->proxyRect.left;
     const std::size_t samples = static_cast<std::size_t>(width) * height;
-    std::memset(plane, 0, samples * channel->depth / kBitsPerByte);
+    ClearPlane(globals, plane, true);
 
     VRect rect = {0, 0, height, width};
     const PSScaling scaling = {{view.top, view.left, view.top + view.spanH, view.left + view.spanW}, rect};

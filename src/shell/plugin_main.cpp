@@ -11,12 +11,13 @@
 
 namespace {
 
-// Opens the dialog where it is wanted. Cancel is known by what it leaves in the result cell alone; a dialog
-// that cannot open is none, and the run goes on with the values at hand.
+// Opens the dialog where it is wanted and there is a document; the wish ends in either case. Cancel is known
+// by what it leaves in the result cell alone; a dialog that cannot open is none, and the run goes on with the
+// values at hand.
 void AskUser(Globals* globals) {
     const PluginParameters* asked = ParametersOf(globals);
     if (asked == nullptr || asked->showDialog == 0) return;
-    ShowParameterDialog(globals);
+    if (globals->docInfo != nullptr) ShowParameterDialog(globals);
     // Looked up anew: the block is not locked, and the host may have moved it meanwhile.
     if (PluginParameters* parameters = ParametersOf(globals)) parameters->showDialog = 0;
 }
@@ -29,11 +30,8 @@ void DoStart(Globals* globals) {
     ReadScriptParameters(globals);
     globals->docInfo = globals->filterParamBlock->documentInfo;
     // No form: the environment asks for one that is unknown here, and guessing would hide it.
-    if (globals->docInfo == nullptr || ActiveForm() == nullptr) {
-        Fail(globals, errPlugInHostInsufficient);
-    } else {
-        AskUser(globals);
-    }
+    if (globals->docInfo == nullptr || ActiveForm() == nullptr) Fail(globals, errPlugInHostInsufficient);
+    AskUser(globals);
     ReleasePreviewBuffers(globals);
     DisposePlanes(globals);
     if (*globals->result == noErr) RunFullRender(globals);

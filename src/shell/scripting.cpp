@@ -73,6 +73,8 @@ void ReadValue(Globals* globals, const ReadDescriptorProcs* procs, PIReadDescrip
 }
 
 void ReadDescriptor(Globals* globals) {
+    // On the stack and writable until the token is closed: hosts overwrite a key that they find with 'null',
+    // though the interface calls the array constant.
     FourCharCode keys[kParameterCount + 1];
     for (int i = 0; i < kParameterCount; ++i) keys[i] = kParameters[i].key;
     keys[kParameterCount] = 0;
