@@ -21,7 +21,7 @@ void CheckFile(const Bytes& file) {
     } catch (const frond::PictureError&) {
     }
     const Bytes profile = frond::JpegProfile(file);
-    const int orientation = frond::JpegOrientation(file);
+    const int orientation = frond::OrientationIn(file);
     if (orientation < 1 || orientation > 8) std::abort();
     Bytes embedded = file;
     const Bytes other(300, 7);

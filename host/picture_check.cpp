@@ -187,8 +187,11 @@ PictureFormat FormatOf(const std::filesystem::path& path) {
     if (ending == ".png") return {"PNG", true, true};
     if (ending == ".tif" || ending == ".tiff") return {"TIFF", true, true};
     if (ending == ".jpg" || ending == ".jpeg") return {"JPEG", false, false};
+    if (ending.empty() && IsSpecialFile(path)) return {"PNG", true, true};
     throw PictureError(Shown(path) +
-                       ": has no ending that tells a format; use .png, .tif, .tiff, .jpg or .jpeg");
+                       (ending.empty() ? ": has no ending that tells a format"
+                                       : ": " + Printable(ending) + " files are not written") +
+                       "; use .png, .tif, .tiff, .jpg or .jpeg");
 }
 
 }  // namespace frond

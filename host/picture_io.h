@@ -24,13 +24,14 @@ struct PictureFormat {
     bool holdsAlpha;
 };
 
-// By the ending, in either case: .png, .tif, .tiff, .jpg, .jpeg. Throws PictureError for any other.
+// By the ending, in either case: .png, .tif, .tiff, .jpg, .jpeg. A pipe or a device without an ending gets
+// PNG. Throws PictureError for any other.
 PictureFormat FormatOf(const std::filesystem::path& path);
 
 // Writes a picture in the format of the name's ending, with profile and resolution; JPEG gets 8 bits, and no
 // alpha. The file takes its name when it is whole (WriteWholeFile): `path` holds either what it held before
 // or the whole picture. Throws PictureError for a folder that is not there or not
-// writable, a full disk, or when `stop` (may be null) becomes true meanwhile.
+// writable, DiskFull for a full disk, PictureError when `stop` (may be null) becomes true meanwhile.
 void WritePicture(const std::filesystem::path& path, const Picture& picture,
                   const std::atomic<bool>* stop = nullptr);
 

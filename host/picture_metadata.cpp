@@ -208,24 +208,49 @@ Bytes JpegProfile(const Bytes& file) {
     return profile;
 }
 
-int JpegOrientation(const Bytes& file) {
-    int orientation = 1;
-    if (!IsJpeg(file)) return orientation;
-    ForEachSegment(file, [&](int marker, std::size_t at, std::size_t size) {
-        constexpr std::size_t kHead = 6;  // "Exif" and two zeros, then a TIFF file without a picture
-        if (marker != 0xE1 || size < kHead + 8 || !HasAt(file, at, "Exif\0\0", kHead)) return;
-        const std::size_t start = at + kHead, end = at + size;
-        const bool big = file[start] == 'M';
-        const std::size_t directory = Read32(file, start + 4, big);
-        if (directory > end - start || end - start - directory < 2) return;
-        const std::size_t count = Read16(file, start + directory, big);
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::size_t entry = start + directory + 2 + i * 12;
-            if (entry + 12 > end) return;
-            if (Read16(file, entry, big) == kOrientationTag)
-                orientation = static_cast<int>(Read16(file, entry + 8, big));
-        }
-    });
+namespace {
+
+// In an EXIF block, which is a TIFF file without a picture: its place and its size. 0 when it does not tell.
+int ExifOrientation(const Bytes& file, std::size_t start, std::size_t size) {
+    if (size < 8) return 0;
+    const std::size_t end = start + size;
+    const bool big = file[start] == 'M';
+    const std::size_t directory = Read32(file, start + 4, big);
+    if (directory > size || size - directory < 2) return 0;
+    const std::size_t count = Read16(file, start + directory, big);
+    int orientation = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::size_t entry = start + directory + 2 + i * 12;
+        if (entry + 12 > end) break;
+        if (Read16(file, entry, big) == kOrientationTag)
+            orientation = static_cast<int>(Read16(file, entry + 8, big));
+    }
+    return orientation;
+}
+
+int WebpOrientation(const Bytes& file) {
+    for (std::size_t at = 12; at + 8 <= file.size();) {
+        const std::size_t size = Read32(file, at + 4, false);
+        if (size > file.size() - at - 8) break;
+        if (HasAt(file, at, "EXIF", 4)) return ExifOrientation(file, at + 8, size);
+        at += 8 + size + size % 2;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int OrientationIn(const Bytes& file) {
+    int orientation = 0;
+    if (HasAt(file, 0, "RIFF", 4) && HasAt(file, 8, "WEBP", 4)) orientation = WebpOrientation(file);
+    if (IsJpeg(file)) {
+        ForEachSegment(file, [&](int marker, std::size_t at, std::size_t size) {
+            constexpr std::size_t kHead = 6;
+            if (marker != 0xE1 || size < kHead || !HasAt(file, at, "Exif\0\0", kHead)) return;
+            const int found = ExifOrientation(file, at + kHead, size - kHead);
+            if (found != 0) orientation = found;
+        });
+    }
     return orientation >= 1 && orientation <= 8 ? orientation : 1;
 }
 

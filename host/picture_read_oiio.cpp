@@ -33,7 +33,9 @@ int ChannelNamed(const ImageSpec& spec, const char* name) {
 // By the channels' names, since a rendered picture may carry any number of others beside these.
 ChannelMap MapChannels(const ImageSpec& spec) {
     ChannelMap map;
-    map.alpha = spec.alpha_channel >= 0 ? spec.alpha_channel : ChannelNamed(spec, "A");
+    // The reader of GIF files names a channel beyond the last one.
+    const bool isThere = spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels;
+    map.alpha = isThere ? spec.alpha_channel : ChannelNamed(spec, "A");
     const char* const names[] = {"R", "G", "B"};
     for (int i = 0; i < 3; ++i) map.colour[i] = ChannelNamed(spec, names[i]);
     if (map.colour[0] >= 0 && map.colour[1] >= 0 && map.colour[2] >= 0) {
@@ -138,6 +140,13 @@ void ReadProfile(const ImageSpec& spec, Picture& picture) {
     picture.profile.assign(bytes, bytes + profile->datasize());
 }
 
+// Whether alpha is straight. These readers give it so without a word.
+bool IsStraight(const ImageSpec& spec, const std::string& format) {
+    if (spec.get_int_attribute("oiio:UnassociatedAlpha") != 0) return true;
+    const char* const silent[] = {"bmp", "dds", "heif", "ico", "jpeg2000", "psd"};
+    return std::find(std::begin(silent), std::end(silent), format) != std::end(silent);
+}
+
 Picture ReadSubimage(ImageInput& input, int subimage, const std::string& name) {
     const ImageSpec spec = input.spec_dimensions(subimage).nchannels > 0 ? input.spec(subimage) : ImageSpec();
     if (spec.width < 1 || spec.height < 1) throw PictureError(name + ": holds no pixels");
@@ -149,10 +158,7 @@ Picture ReadSubimage(ImageInput& input, int subimage, const std::string& name) {
     const bool isFloat = spec.format.is_floating_point();
     const int depth = !isFloat && spec.format.size() == 1 ? 8 : 16;
     Picture picture = MakePicture(spec.width, spec.height, depth, map.colours, map.alpha >= 0);
-    // Layered files store straight alpha, but the reader does not say so.
-    const bool isStraight =
-        spec.get_int_attribute("oiio:UnassociatedAlpha") != 0 || std::string(input.format_name()) == "psd";
-    const bool multiplied = map.alpha >= 0 && !isStraight;
+    const bool multiplied = map.alpha >= 0 && !IsStraight(spec, input.format_name());
     const bool linear = OIIO::Strutil::iequals(spec.get_string_attribute("oiio:ColorSpace"), "linear");
     if (isFloat) {
         SeparateFloat(ReadSamples<float>(input, subimage, spec, TypeDesc::FLOAT, name), spec.nchannels, map,
@@ -183,9 +189,20 @@ std::unique_ptr<ImageInput> Open(const std::filesystem::path& path) {
     return input;
 }
 
+// An icon's file holds one picture in several sizes; any other file's first picture is the one.
+int MainSubimage(ImageInput& input) {
+    int best = 0;
+    if (std::string(input.format_name()) != "ico") return best;
+    for (int i = 1; input.seek_subimage(i, 0); ++i) {
+        if (input.spec_dimensions(i).image_pixels() > input.spec_dimensions(best).image_pixels()) best = i;
+    }
+    return best;
+}
+
 Picture ReadFlat(ImageInput& input, const std::string& name) {
-    Picture picture = ReadSubimage(input, 0, name);
-    const ImageSpec spec = input.spec(0);
+    const int subimage = MainSubimage(input);
+    Picture picture = ReadSubimage(input, subimage, name);
+    const ImageSpec spec = input.spec(subimage);
     // A rendered picture may cover only a part of its frame, or more than it.
     if (picture.offsetX != 0 || picture.offsetY != 0 || spec.full_width != spec.width ||
         spec.full_height != spec.height) {
@@ -199,7 +216,9 @@ Picture ReadFlat(ImageInput& input, const std::string& name) {
 Picture ReadPicture(const std::filesystem::path& path) {
     const std::unique_ptr<ImageInput> input = Open(path);
     Picture picture = ReadFlat(*input, Shown(path));
-    if (std::string(input->format_name()) == "jpeg") picture.profile = JpegProfile(ReadWholeFile(path));
+    const std::string format = input->format_name();
+    if (format == "jpeg") picture.profile = JpegProfile(ReadWholeFile(path));
+    if (format == "webp") picture = Upright(std::move(picture), OrientationIn(ReadWholeFile(path)));
     return picture;
 }
 

@@ -134,6 +134,24 @@ Picture ReadFrame(IWICBitmapFrameDecode* frame, const std::string& name) {
     return picture;
 }
 
+// An icon's file holds one picture in several sizes.
+UINT LargestFrame(IWICBitmapDecoder* decoder) {
+    GUID container;
+    UINT count = 0, best = 0;
+    if (FAILED(decoder->GetContainerFormat(&container)) || FAILED(decoder->GetFrameCount(&count))) return 0;
+    if (!IsEqualGUID(container, GUID_ContainerFormatIco)) return 0;
+    std::uint64_t most = 0;
+    for (UINT i = 0; i < count; ++i) {
+        Com<IWICBitmapFrameDecode> frame;
+        UINT width = 0, height = 0;
+        if (FAILED(decoder->GetFrame(i, &frame)) || FAILED(frame->GetSize(&width, &height))) continue;
+        if (std::uint64_t{width} * height <= most) continue;
+        most = std::uint64_t{width} * height;
+        best = i;
+    }
+    return best;
+}
+
 }  // namespace
 
 Picture DecodePicture(IStream* memory, const std::string& name, int& orientation) {
@@ -142,7 +160,7 @@ Picture DecodePicture(IStream* memory, const std::string& name, int& orientation
     Require(
         ImagingFactory()->CreateDecoderFromStream(memory, nullptr, WICDecodeMetadataCacheOnDemand, &decoder),
         name + ": cannot be read as a picture");
-    Require(decoder->GetFrame(0, &frame), name + ": is damaged or cut short");
+    Require(decoder->GetFrame(LargestFrame(decoder.object), &frame), name + ": is damaged or cut short");
     Picture picture = ReadFrame(frame.object, name);
     ReadProfile(frame.object, picture);
     double x = 0, y = 0;
@@ -166,7 +184,7 @@ Picture ReadPicture(const std::filesystem::path& path) {
     int orientation = 1;
     Picture picture = DecodePicture(stream.object, name, orientation);
     if (picture.profile.empty()) picture.profile = JpegProfile(file);
-    if (orientation == 1) orientation = JpegOrientation(file);
+    if (orientation == 1) orientation = OrientationIn(file);
     return Upright(std::move(picture), orientation);
 }
 

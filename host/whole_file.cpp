@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <memory>
 #include <random>
 #include <string>
 #include <system_error>
-
-#include "host/picture.h"
 
 #ifdef _WIN32
 #include <io.h>
@@ -19,8 +17,59 @@
 
 namespace frond {
 
+namespace {
+
+// The bytes of the character of UTF-8 at this place; 0 when there is none.
+std::size_t CharacterSize(const std::string& text, std::size_t at) {
+    const auto byte = [&](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+    };
+    const int lead = byte(at);
+    const std::size_t size = lead < 0x80                   ? 1
+                             : lead >= 0xC2 && lead < 0xE0 ? 2
+                             : lead >= 0xE0 && lead < 0xF0 ? 3
+                             : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                           : 0;
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(at + i) & 0xC0) != 0x80) return 0;
+    }
+    return size;
+}
+
+// Terminals obey the controls below 0x20, 0x7F, and those from U+0080 to U+009F.
+bool IsControl(const std::string& text, std::size_t at) {
+    const auto first = static_cast<unsigned char>(text[at]);
+    return first < 0x20 || first == 0x7F ||
+           (first == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0);
+}
+
+}  // namespace
+
+std::string Printable(const std::string& text) {
+    std::string result;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t size = CharacterSize(text, at);
+        if (size > 0 && !IsControl(text, at)) {
+            result.append(text, at, size);
+            at += size;
+            continue;
+        }
+        char escape[8];
+        std::snprintf(escape, sizeof escape, "\\x%02X",
+                      static_cast<unsigned>(static_cast<unsigned char>(text[at])));
+        result += text[at] == '\n' ? "\\n" : text[at] == '\t' ? "\\t" : escape;
+        ++at;
+    }
+    return result;
+}
+
 std::string Shown(const std::filesystem::path& path) {
-    return path.u8string();
+    return Printable(path.u8string());
+}
+
+bool IsSpecialFile(const std::filesystem::path& path) {
+    std::error_code ignored;
+    return std::filesystem::is_other(path, ignored);
 }
 
 namespace {
@@ -32,6 +81,9 @@ std::FILE* OpenToRead(const std::filesystem::path& path) {
     return _wfopen(path.c_str(), L"rb");
 }
 std::FILE* OpenNew(const std::filesystem::path& path) {
+    return _wfopen(path.c_str(), L"wb");
+}
+std::FILE* OpenSpecial(const std::filesystem::path& path) {
     return _wfopen(path.c_str(), L"wb");
 }
 std::FILE* OpenUnnamed(const std::filesystem::path&) {
@@ -49,6 +101,9 @@ std::FILE* OpenToRead(const std::filesystem::path& path) {
 }
 std::FILE* OpenNew(const std::filesystem::path& path) {
     return std::fopen(path.c_str(), "wbx");
+}
+std::FILE* OpenSpecial(const std::filesystem::path& path) {
+    return std::fopen(path.c_str(), "wb");
 }
 
 std::string OpenFileName(int file) {
@@ -89,8 +144,42 @@ std::filesystem::path PassingName(const std::filesystem::path& target) {
     return target.parent_path() / (name + ".frond-part");
 }
 
-[[noreturn]] void ThrowUnwritten(const std::filesystem::path& path, const std::string& reason) {
-    throw PictureError(Shown(path) + ": cannot be written: " + reason);
+bool IsFull(const std::error_code& code) {
+#ifdef EDQUOT
+    if (code == std::error_code(EDQUOT, std::generic_category())) return true;
+#endif
+    return code == std::errc::no_space_on_device;
+}
+
+[[noreturn]] void ThrowUnwritten(const std::filesystem::path& path, const std::error_code& code) {
+    const std::string line = Shown(path) + ": cannot be written: " + code.message();
+    if (IsFull(code)) throw DiskFull(line);
+    throw PictureError(line);
+}
+
+[[noreturn]] void ThrowUnwritten(const std::filesystem::path& path) {
+    ThrowUnwritten(path, std::error_code(errno, std::generic_category()));
+}
+
+void WriteAll(std::FILE* stream, const std::filesystem::path& path, const void* bytes, std::size_t size,
+              const std::atomic<bool>* stop) {
+    const auto* from = static_cast<const char*>(bytes);
+    for (std::size_t done = 0; done < size;) {
+        if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
+        const std::size_t piece = std::min(kPiece, size - done);
+        if (std::fwrite(from + done, 1, piece, stream) != piece) ThrowUnwritten(path);
+        done += piece;
+    }
+    if (!Settle(stream)) ThrowUnwritten(path);
+    if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
+}
+
+// Into a pipe or a device, which takes the bytes itself.
+void WriteThrough(const std::filesystem::path& path, const void* bytes, std::size_t size,
+                  const std::atomic<bool>* stop) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(OpenSpecial(path), std::fclose);
+    if (stream == nullptr) ThrowUnwritten(path);
+    WriteAll(stream.get(), path, bytes, size, stop);
 }
 
 // A file in the making. It has no name where the system allows that, else a passing one, and goes away with
@@ -105,7 +194,7 @@ struct PassingFile {
         path = PassingName(target);
         errno = 0;
         stream = OpenNew(path);
-        if (stream == nullptr) ThrowUnwritten(target, Reason(errno));
+        if (stream == nullptr) ThrowUnwritten(target);
     }
     PassingFile(const PassingFile&) = delete;
     PassingFile& operator=(const PassingFile&) = delete;
@@ -121,14 +210,14 @@ struct PassingFile {
             if (GiveName(stream, target)) return;
             // Only a file with a name can take another's place.
             path = PassingName(target);
-            if (!GiveName(stream, path)) ThrowUnwritten(target, Reason(errno));
+            if (!GiveName(stream, path)) ThrowUnwritten(target);
         }
         const int closed = std::fclose(stream);
         stream = nullptr;
-        if (closed != 0) ThrowUnwritten(target, Reason(errno));
+        if (closed != 0) ThrowUnwritten(target);
         std::error_code failure;
         std::filesystem::rename(path, target, failure);
-        if (failure) ThrowUnwritten(target, failure.message());
+        if (failure) ThrowUnwritten(target, failure);
         path.clear();
     }
 };
@@ -137,16 +226,12 @@ struct PassingFile {
 
 void WriteWholeFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
                     const std::atomic<bool>* stop) {
-    PassingFile file(path);
-    const auto* from = static_cast<const char*>(bytes);
-    for (std::size_t done = 0; done < size;) {
-        if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
-        const std::size_t piece = std::min(kPiece, size - done);
-        if (std::fwrite(from + done, 1, piece, file.stream) != piece) ThrowUnwritten(path, Reason(errno));
-        done += piece;
-    }
-    if (!Settle(file.stream)) ThrowUnwritten(path, Reason(errno));
-    if (stop != nullptr && *stop) throw PictureError(Shown(path) + ": not written, stopped");
+    if (IsSpecialFile(path)) return WriteThrough(path, bytes, size, stop);
+    // A link stays, and the file that it names is the one to replace.
+    std::error_code noLink;
+    const std::filesystem::path target = std::filesystem::canonical(path, noLink);
+    PassingFile file(noLink ? path : target);
+    WriteAll(file.stream, path, bytes, size, stop);
     file.Keep();
 }
 

@@ -1,20 +1,24 @@
 #!/usr/bin/env python3
-"""What frond leaves behind where it cannot write, or is killed: check_files.py CASE FROND MODULE.
+"""What frond leaves behind where it cannot write, is interrupted or killed, and what it writes that is no plain
+file: check_files.py CASE FROND MODULE.
 
 In every case the inputs stay as they are, and a result's name holds either what it held before or the whole
 result. Ends with 77 where the machine does not allow the case.
 """
+import fcntl
 import hashlib
 import os
 import pathlib
-import random
+import pty
 import re
+import resource
 import shutil
 import signal
+import struct
 import subprocess
 import sys
 import tempfile
-import time
+import termios
 
 KILLS = 16
 PART = re.compile(r"\.[0-9a-f]{16}\.frond-part")
@@ -41,28 +45,44 @@ def hashes(folder):
     return {f.name: hashlib.sha256(f.read_bytes()).hexdigest() for f in folder.iterdir()}
 
 
-def key(room, target):
-    return [room / "frond", "key", room / "in/photo.png", "--over", room / "in/background.png", "-o", target]
+def key(room, target, photos=("photo.png",)):
+    photos = [room / "in" / name for name in photos]
+    return [room / "frond", "key", *photos, "--over", room / "in/background.png", "-o", target]
 
 
-def expect_refusal(code, text, reason):
-    expect(code == 4 and text.startswith("frond: ") and reason in text and text.count("\n") == 1, code, text)
+def copies(room, *names):
+    for name in names:
+        shutil.copy(room / "in/photo.png", room / "in" / name)
+    return names
+
+
+def limit(size):
+    """No file may grow beyond the size. The signal that tells so kills, unless it is ignored."""
+    def apply():
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
+        resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+    return apply
+
+
+def expect_refusal(done, reason):
+    text = done.stdout
+    expect(done.returncode == 4 and text.startswith("frond: ") and reason in text, done.returncode, text)
+    expect(text.count("\n") == 1, text)
 
 
 def full_disk(room):
-    """A file system of its own that is too small for the result, which replaces one that is there."""
-    small = room / "small"
-    small.mkdir()
-    script = 'cd "$0" && mount -t tmpfs -o size=128k none . && cd "$0" && echo old >out.png && "$@"; ' \
-             "echo code $? >&2; ls -A; cat out.png"
-    if run([*NAMESPACE, "mount", "-t", "tmpfs", "none", small]).returncode != 0:
-        skip("no file system can be mounted here")
-    for wrapper in [], HIDE_PROC:
-        done = subprocess.run([*NAMESPACE, "sh", "-c", script, small, *wrapper, *key(room, small / "out.png")],
-                              capture_output=True, text=True)
-        message, _, code = done.stderr.rpartition("code ")
-        expect_refusal(int(code), message, "No space left on device")
-        expect(done.stdout == "out.png\nold\n", "left in the folder:", done.stdout)
+    """A write that fails half way; in a batch, the photographs behind it are not tried."""
+    for name in "out.png", "out.tif", "out.jpg":
+        (room / "out").mkdir(exist_ok=True)
+        (room / "out" / name).write_text("old")
+        expect_refusal(run(key(room, room / "out" / name), restore_signals=False, preexec_fn=limit(2000)), "too large")
+    expect(all(f.read_text() == "old" for f in (room / "out").iterdir()), "a result has changed")
+    results = room / "results"
+    results.mkdir()
+    (results / "b.png").symlink_to("/dev/full")
+    done = run(key(room, results, copies(room, "a.png", "b.png", "c.png")))
+    expect_refusal(done, f"{results}/b.png: cannot be written: No space left on device; 1 of 3 photographs written\n")
+    expect(sorted(os.listdir(results)) == ["a.png", "b.png"], os.listdir(results))
 
 
 def read_only_folder(room):
@@ -75,30 +95,8 @@ def read_only_folder(room):
     if run([*user, room / "frond", "--version"]).returncode != 0:
         skip("cannot become another user")
     for name in "out.png", "new.png":
-        done = run([*user, *key(room, closed / name)])
-        expect_refusal(done.returncode, done.stdout, "Permission denied")
+        expect_refusal(run([*user, *key(room, closed / name)]), "Permission denied")
     expect(hashes(closed) == {"out.png": hashlib.sha256(b"old").hexdigest()}, "the folder has changed")
-
-
-def has_open(process, folder):
-    """Whether the process holds a file in the folder open, by name or without."""
-    try:
-        files = os.scandir(f"/proc/{process.pid}/fd")
-        return any(os.readlink(file.path).startswith(f"{folder}/") for file in files)
-    except OSError:
-        return False
-
-
-def kill_while_it_writes(room, wrapper, draw):
-    """One run, killed at the result's opening or some time after; gives whether that hit the writing."""
-    folder = room / "out"
-    process = subprocess.Popen([*wrapper, *key(room, folder / "out.png")], stderr=subprocess.DEVNULL)
-    while process.poll() is None and not has_open(process, folder):
-        pass
-    time.sleep(draw.choice([0, draw.uniform(0, 0.01)]))
-    was_open = has_open(process, folder)
-    process.send_signal(signal.SIGKILL)
-    return process.wait() == -signal.SIGKILL and was_open
 
 
 def can_be_nameless(folder):
@@ -110,29 +108,25 @@ def can_be_nameless(folder):
 
 
 def killed(room, wrapper=(), named=False):
+    """Killed when so many bytes of the result are written."""
     folder = room / "out"
     folder.mkdir()
     done = run([*wrapper, *key(room, folder / "out.png")])
     expect(done.returncode == 0, done.stdout)
-    whole = hashes(folder)["out.png"]
+    size = (folder / "out.png").stat().st_size
     named = named or not can_be_nameless(folder)
-    draw = random.Random(1)
-    hits = parts = 0
     for i in range(KILLS):
-        before = hashlib.sha256(b"old").hexdigest() if i % 2 else None
         (folder / "out.png").unlink(missing_ok=True)
-        if before:
+        if i % 2:
             (folder / "out.png").write_text("old")
-        hits += kill_while_it_writes(room, wrapper, draw)
-        left = hashes(folder)
-        expect(left.pop("out.png", None) in (before, whole), "run", i, "left a part of the result")
-        for name, content in left.items():
-            # Without a name until it is whole, a file has one for a moment when it takes another's place.
-            expect(PART.fullmatch(name) and (named or content == whole), "run", i, "left", name)
-            (folder / name).unlink()
-            parts += 1
-    print(f"{KILLS} kills, {hits} while the result was open; {parts} files with a passing name were left")
-    expect(hits >= KILLS // 8, "too few kills met an open file")
+        done = run([*wrapper, *key(room, folder / "out.png")], preexec_fn=limit(size * i // KILLS))
+        expect(done.returncode == -signal.SIGXFSZ, "run", i, "ended with", done.returncode)
+        left = {file.name: file for file in folder.iterdir()}
+        old = left.pop("out.png").read_text() if i % 2 else "old"
+        expect(old == "old", "run", i, "left a part of the result")
+        expect(all(named and PART.fullmatch(name) for name in left), "run", i, "left", *left)
+        for file in left.values():
+            file.unlink()
 
 
 def killed_without_proc(room):
@@ -142,16 +136,83 @@ def killed_without_proc(room):
     killed(room, HIDE_PROC, named=True)
 
 
+def interrupted(room):
+    """Ctrl-C while a pipe holds the program up: before the filter's run, and at the third of four results."""
+    action, out, matte = room / "a.json", room / "out.png", room / "matte.png"
+    os.mkfifo(action)
+    command = [*key(room, out), "--matte", matte, "--action", action, "--trace"]
+    process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
+    with open(action, "w") as pipe:
+        process.send_signal(signal.SIGINT)
+        pipe.write('{"parameters": {}}')
+    text = process.communicate()[1]
+    expect(process.returncode == 130 and "abortProc -> true" in text, process.returncode, text)
+    expect(text.endswith("\nfrond: interrupted; nothing was written\n"), text)
+    expect(not out.exists() and not matte.exists(), "something was written")
+
+    results, photos = room / "results", copies(room, "a.png", "b.png", "c.png", "d.png")
+    results.mkdir()
+    os.mkfifo(results / "c.tif")
+    command = [*key(room, results, photos), "--format", "tif"]
+    process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
+    with open(results / "c.tif", "rb") as pipe:  # the result is larger than the pipe, so that it waits to be read
+        process.send_signal(signal.SIGINT)
+        pipe.read()
+    text = process.communicate()[1]
+    line = f"frond: interrupted at {room}/in/c.png; 2 of 4 photographs written\n"
+    expect(process.returncode == 130 and text == line, process.returncode, text)
+    expect(sorted(os.listdir(results)) == ["a.tif", "b.tif", "c.tif"], os.listdir(results))
+
+
+def special_files(room):
+    """A pipe gets the bytes and stays; so does a link, whose file is replaced."""
+    out, pipe, link = room / "out.png", room / "pipe.png", room / "link.png"
+    expect(run(key(room, out)).returncode == 0)
+    os.mkfifo(pipe)
+    process = subprocess.Popen(key(room, pipe))
+    expect(pipe.read_bytes() == out.read_bytes() and process.wait() == 0, "the pipe got something else")
+    expect(pipe.is_fifo(), "the pipe was replaced")
+    stdout = subprocess.run(key(room, "/dev/stdout"), stdout=subprocess.PIPE).stdout
+    expect(stdout == out.read_bytes(), "standard output got something else")
+    (room / "old.png").write_text("old")
+    link.symlink_to("old.png")
+    expect(run(key(room, link)).returncode == 0 and link.is_symlink(), "the link was replaced")
+    expect((room / "old.png").read_bytes() == out.read_bytes(), "the link's file was not replaced")
+
+
+def terminal(room):
+    """The progress bar keeps within the terminal, and a name cannot speak to it."""
+    (name,) = copies(room, "s\x1b[31m\u00e4\u65e5\u672c-as long as names of photographs are.png")
+    shown = name.replace("\x1b", "\\x1B")
+    first = {120: "[" + "." * 40 + "]   0% " + shown, 40: "[...........]   0% " + shown[:18], 30: "  0% " + shown[:22], 4: "  0"}
+    for columns, line in first.items():
+        master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        process = subprocess.Popen(key(room, room / "out.png", [name]), stderr=slave)
+        os.close(slave)
+        text = b""
+        try:
+            while piece := os.read(master, 4096):
+                text += piece
+        except OSError:  # the other end is closed
+            pass
+        lines = [part for part in re.split("[\r\n]+", text.decode()) if part]
+        expect(process.wait() == 0 and lines[0] == line, "in", columns, "columns:", ascii(lines))
+        width = max(sum(2 if ord(c) > 0x1000 else 1 for c in part) for part in lines)
+        expect(len(lines) > 2 and width < columns, "in", columns, "columns:", ascii(lines))
+
+
 def main(case, frond, module):
     with tempfile.TemporaryDirectory() as name:
         room = pathlib.Path(name)
         room.chmod(0o755)
         for file in frond, module:
             shutil.copy(file, room)
-        expect(run([room / "frond", "sample", room / "in", "--size", "1200x800", "--depth", "16"]).returncode == 0)
+        expect(run([room / "frond", "sample", room / "in", "--size", "600x400", "--depth", "16"]).returncode == 0)
         before = hashes(room / "in")
         globals()[case](room)
-        expect(hashes(room / "in") == before, "an input has changed")
+        after = hashes(room / "in")
+        expect(all(after.get(name) == content for name, content in before.items()), "an input has changed")
 
 
 main(*sys.argv[1:])

@@ -10,12 +10,6 @@ struct ProgramRun {
     std::string out, err;
 };
 
-struct ProgramLimits {
-    long fileBytes = 0;                  // no file may grow larger; 0: no limit. Not on Windows
-    bool interruptWhenItSpeaks = false;  // Ctrl-C as soon as standard error holds something. Not on Windows
-};
-
 // Starts the program at the path with these arguments (UTF-8, taken as they are, no shell) in the present
 // folder.
-ProgramRun RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments,
-                      const ProgramLimits& limits = {});
+ProgramRun RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments);

@@ -1,9 +1,10 @@
-// Files of a test's own: a folder that is gone when the test ends, and bytes put together by hand.
+// Files of a test's own: a folder that is gone when the test ends, and small files spelt out in
+// cases/files.txt.
 #pragma once
 
-#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -13,11 +14,8 @@ struct ScratchFolder {
     std::filesystem::path path;
 
     ScratchFolder() {
-        static std::atomic<int> count{0};
         const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-        const std::string name = std::string("scratch-") + test->test_suite_name() + "-" + test->name() +
-                                 "-" + std::to_string(count++);
-        path = std::filesystem::current_path() / "scratch" / name;
+        path = std::filesystem::current_path() / "scratch" / test->test_suite_name() / test->name();
         std::filesystem::remove_all(path);
         std::filesystem::create_directories(path);
     }
@@ -28,13 +26,13 @@ struct ScratchFolder {
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-    std::filesystem::path operator/(const std::string& name) const { return path / name; }
+    std::filesystem::path operator/(const std::string& name) const {
+        return path / std::filesystem::u8path(name);
+    }
 
     // How many entries it holds, whatever their names.
     int Count() const {
-        int count = 0;
-        for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(path)) ++count;
-        return count;
+        return static_cast<int>(std::distance(std::filesystem::directory_iterator(path), {}));
     }
 };
 
@@ -45,15 +43,29 @@ inline void WriteBytes(const std::filesystem::path& path, const Bytes& bytes) {
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-enum class Order { kBigEndian, kLittleEndian };
-
-inline void Append(Bytes& bytes, std::uint32_t value, int size, Order order = Order::kBigEndian) {
-    for (int i = 0; i < size; ++i) {
-        const int shift = 8 * (order == Order::kBigEndian ? size - 1 - i : i);
-        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+// The file of that name in cases/files.txt, whose first lines tell how it is written; empty when there is
+// none.
+inline Bytes FileCase(const std::string& name) {
+    static const std::regex word("#|(?:\"([^\"]*)\"|([0-9A-F]+))(?:\\*([0-9]+))?");
+    std::ifstream file(FROND_CASES "/files.txt");
+    Bytes bytes;
+    bool isInside = false;
+    for (std::string line; std::getline(file, line);) {
+        if (line.rfind("== ", 0) == 0) {
+            isInside = line == "== " + name;
+            continue;
+        }
+        for (std::sregex_iterator at(line.begin(), line.end(), word), end; isInside && at != end; ++at) {
+            if (at->str() == "#") break;
+            std::string text = at->str(1);
+            const std::string digits = at->str(2);
+            for (std::size_t i = 0; i < digits.size(); i += 2) {
+                text += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+            }
+            for (int i = (*at)[3].matched ? std::stoi(at->str(3)) : 1; i > 0; --i) {
+                bytes.insert(bytes.end(), text.begin(), text.end());
+            }
+        }
     }
-}
-
-inline void Append(Bytes& bytes, const std::string& text) {
-    bytes.insert(bytes.end(), text.begin(), text.end());
+    return bytes;
 }

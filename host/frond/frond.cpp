@@ -11,7 +11,7 @@ namespace frond {
 std::atomic<bool> gStopAsked{false};
 
 void Complain(const std::string& line) {
-    std::fprintf(stderr, "%s: %s\n", kProgramName, line.c_str());
+    std::fprintf(stderr, "%s: %s\n", kProgramName, Printable(line).c_str());
 }
 
 namespace {
@@ -30,6 +30,9 @@ void WatchForInterrupts() {
 #ifdef SIGHUP
     std::signal(SIGHUP, NoteInterrupt);
 #endif
+#ifdef SIGPIPE
+    std::signal(SIGPIPE, SIG_IGN);  // a result's reader that goes away makes the write fail
+#endif
 }
 
 Picture Read(const std::filesystem::path& path) {
@@ -40,11 +43,14 @@ Picture Read(const std::filesystem::path& path) {
     }
 }
 
-void Write(const std::filesystem::path& path, const Picture& picture) {
+void Write(const std::filesystem::path& path, const Picture& picture, bool toTheEnd) {
     try {
-        WritePicture(path, picture, &gStopAsked);
+        WritePicture(path, picture, toTheEnd ? nullptr : &gStopAsked);
+    } catch (const DiskFull& error) {
+        throw Failure(kBadOutput, error.what(), true);
     } catch (const PictureError& error) {
-        throw Failure(gStopAsked ? kInterrupted : kBadOutput, error.what());
+        if (gStopAsked && !toTheEnd) throw Failure(kInterrupted, "interrupted");
+        throw Failure(kBadOutput, error.what());
     }
 }
 

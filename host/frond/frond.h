@@ -28,22 +28,25 @@ enum ExitCode {
 
 struct Failure : std::runtime_error {
     ExitCode code;
+    bool
+        endsBatch;  // the photographs that remain are not tried: the run was interrupted, or the disk is full
 
-    Failure(ExitCode exitCode, const std::string& line) : std::runtime_error(line), code(exitCode) {}
+    Failure(ExitCode exitCode, const std::string& line, bool diskFull = false)
+        : std::runtime_error(line), code(exitCode), endsBatch(diskFull || exitCode == kInterrupted) {}
 };
 
 constexpr char kProgramName[] = "frond";
 
-// One line on standard error, headed by the program's name.
+// One line on standard error, headed by the program's name and made printable.
 void Complain(const std::string& line);
 
 // Becomes true at the first Ctrl-C (or a request to end); the second one ends the program at once.
 extern std::atomic<bool> gStopAsked;
 void WatchForInterrupts();
 
-// Picture files with their failures as exit codes.
+// Picture files with their failures as exit codes. Writing heeds an interrupt unless `toTheEnd`.
 Picture Read(const std::filesystem::path& path);
-void Write(const std::filesystem::path& path, const Picture& picture);
+void Write(const std::filesystem::path& path, const Picture& picture, bool toTheEnd = false);
 
 // Throws kBadUsage when pictures of this name cannot be written: unknown ending, or no folder for it.
 void RequireWritableName(const std::filesystem::path& path);

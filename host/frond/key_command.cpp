@@ -37,6 +37,16 @@ bool IsFolder(const fs::path& path) {
     return fs::is_directory(path, ignored);
 }
 
+// Whether the name given for results means a folder: several photographs need one, it is there, or the name
+// ends in a slash or has no ending and is not there.
+bool MeansFolder(const std::string& target) {
+    if (target.empty()) return false;
+    const fs::path path = PathOf(target);
+    std::error_code ignored;
+    return gOptions.photos.size() > 1 || IsFolder(path) || !path.has_filename() ||
+           (!path.has_extension() && !fs::exists(path, ignored));
+}
+
 // The file for one photograph: `target` itself, or, where that is a folder, a file of the photograph's name.
 fs::path FileFor(const std::string& target, bool inFolder, const fs::path& photo) {
     if (target.empty()) return {};
@@ -48,9 +58,7 @@ void RequireFolder(const fs::path& path) {
     std::error_code failure;
     fs::create_directories(path, failure);
     if (!IsFolder(path)) {
-        throw Failure(
-            kBadOutput,
-            Shown(path) + ": is no folder and cannot be made one; several photographs need a folder");
+        throw Failure(kBadOutput, Shown(path) + ": is no folder and cannot be made one");
     }
 }
 
@@ -98,9 +106,7 @@ std::vector<Task> PlanTasks(const ParameterValues& parameters) {
         throw Failure(kBadUsage, "say with -o where the result goes");
     if (gOptions.dialog && gOptions.out.empty())
         throw Failure(kBadUsage, "say with -o where the dialog's result goes");
-    const bool several = gOptions.photos.size() > 1;
-    const bool outInFolder = several || IsFolder(PathOf(gOptions.out));
-    const bool matteInFolder = several || IsFolder(PathOf(gOptions.matte));
+    const bool outInFolder = MeansFolder(gOptions.out), matteInFolder = MeansFolder(gOptions.matte);
     std::vector<Task> tasks;
     for (const std::string& text : gOptions.photos) {
         const fs::path photo = PathOf(text);
@@ -158,28 +164,41 @@ KeySettings ReadSettings(const ParameterValues& parameters) {
 void RunTask(Session& session, const KeySettings& settings, const Task& task, ParameterValues& recorded) {
     const Keyed keyed = KeyPhotograph(session, settings, task.photo, !task.out.empty(), !task.matte.empty());
     if (!keyed.warning.empty() && !gOptions.quiet) Complain(keyed.warning);
-    if (gStopAsked) throw Failure(kInterrupted, "interrupted; nothing was written");
+    if (gStopAsked) throw Failure(kInterrupted, "interrupted");
     RequireRoomForAlpha(task.out, keyed.recorded);
     if (!task.out.empty()) Write(task.out, keyed.result);
-    if (!task.matte.empty()) Write(task.matte, keyed.matte);
+    // A photograph has both of its results or none.
+    if (!task.matte.empty()) Write(task.matte, keyed.matte, !task.out.empty());
     recorded = keyed.recorded;
+}
+
+// The last line of a run that ends before all photographs had their turn.
+std::string ClosingLine(const Failure& failure, const Task& task, std::size_t done, std::size_t count) {
+    const bool interrupted = failure.code == kInterrupted;
+    std::string line = failure.what();
+    if (count == 1) return interrupted ? line + "; nothing was written" : line;
+    if (interrupted) line += " at " + Shown(task.photo);
+    return line + "; " + std::to_string(done) + " of " + std::to_string(count) + " photographs written";
 }
 
 // A picture that fails does not keep the others from their turn; the first failure's code is the program's.
 ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vector<Task>& tasks,
                   ProgressBar& bar, const MainWindow& window) {
     ExitCode code = kDone;
-    bool anyDone = false;
+    std::size_t done = 0;
     ParameterValues recorded;
     for (const Task& task : tasks) {
         Begin(bar, Shown(task.photo.filename()));
         if (window) SetTitle(window, Shown(task.photo.filename()) + " - " + kProgramName);
         try {
             RunTask(session, settings, task, recorded);
-            anyDone = true;
+            ++done;
         } catch (const Failure& failure) {
             Clear(bar);
-            if (failure.code == kInterrupted) throw;
+            if (failure.endsBatch) {
+                const bool isFirst = code == kDone || failure.code == kInterrupted;
+                throw Failure(isFirst ? failure.code : code, ClosingLine(failure, task, done, tasks.size()));
+            }
             Complain(failure.code == kRunFailed ? Shown(task.photo) + ": " + failure.what() : failure.what());
             if (code == kDone) code = failure.code;
         } catch (const std::bad_alloc&) {
@@ -188,7 +207,7 @@ ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vect
             if (code == kDone) code = kRunFailed;
         }
     }
-    if (anyDone && !gOptions.record.empty()) WriteAction(PathOf(gOptions.record), recorded);
+    if (done > 0 && !gOptions.record.empty()) WriteAction(PathOf(gOptions.record), recorded);
     return code;
 }
 
@@ -199,6 +218,10 @@ ExitCode RunKey() {
     if (!gOptions.action.empty()) parameters = ReadAction(PathOf(gOptions.action));
     Overlay(parameters, gOptions.parameters);
     const std::vector<Task> tasks = PlanTasks(parameters);
+    const bool hidesMatte =
+        Effective(parameters, "FlagShowSelect") != 0 && Effective(parameters, "FlagRealityInteg") != 0;
+    if (hidesMatte && !gOptions.out.empty() && !gOptions.dialog && !gOptions.quiet)
+        Complain("--show-matte needs --no-blend; the photograph is written as it is");
     const fs::path module = FindModule(PathOf(gOptions.module));
     const KeySettings settings = ReadSettings(parameters);
     ProgressBar bar(gOptions.quiet || gOptions.trace);
@@ -218,7 +241,9 @@ constexpr char kFooter[] =
     "Exit codes: 0 done; 2 the command line or an action is wrong; 3 a file to read is missing, damaged or\n"
     "unsuitable; 4 a result could not be written; 5 no module; 6 the filter failed; 130 interrupted. Of "
     "several\n"
-    "photographs, the first failure counts, and the others go on.";
+    "photographs, the first failure counts, and the others go on; a full disk or an interrupt ends the run, "
+    "and\n"
+    "the last line tells how many photographs were written.";
 
 }  // namespace
 
@@ -228,9 +253,10 @@ Command AddKeyCommand(CLI::App& app) {
     Options& o = gOptions;
     key->add_option("PHOTO", o.photos, "The photographs")->required();
     key->add_option("--over", o.over, "The picture that becomes the background")->type_name("BACKGROUND");
-    key->add_option("-o,--out", o.out, "The result: .png, .tif or .jpg; for several photographs a folder")
+    key->add_option("-o,--out", o.out,
+                    "The result: .png, .tif or .jpg; without an ending, or for several photographs, a folder")
         ->type_name("OUT");
-    key->add_option("--matte", o.matte, "Also write the matte, as a grey picture; for several a folder")
+    key->add_option("--matte", o.matte, "Also write the matte, as a grey picture; a folder as with --out")
         ->type_name("FILE");
     key->add_option("--format", o.format, "Ending of the files in a folder: png, tif or jpg")
         ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg"}));

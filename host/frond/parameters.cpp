@@ -15,18 +15,19 @@ struct Wording {
 
 // In the order of kParameters.
 constexpr Wording kWordings[] = {
-    {"--remove-green", "take the backdrop's colour out of what is kept"},
-    {"--restore-black", "keep dark areas from turning transparent"},
-    {"--alter-green", "what counts as the backdrop's colour"},
-    {"--select-transparency", "how much becomes transparent"},
-    {"--scale-transparency", "strength of half-transparent areas"},
-    {"--background-level", "level of the backdrop, percent of the measured one"},
-    {"--blend,!--no-blend", "blend edges (on unless switched off)"},
-    {"--show-matte", "show the selected areas instead of the picture"},
+    {"--remove-green", "how far from the backdrop's colour a spot may be and still go"},
+    {"--restore-black", "how strongly dark areas are kept"},
+    {"--alter-green", "how much of the backdrop's colour may remain in half-transparent areas"},
+    {"--select-transparency", "how solid half-transparent areas become; higher is more solid"},
+    {"--scale-transparency", "contrast of half-transparent areas; 50 leaves them as measured"},
+    {"--background-level", "level of the backdrop, in percent of the measured one"},
+    {"--blend,!--no-blend", "blend edges; on unless switched off"},
+    {"--show-matte", "show the selected areas in false colours; needs --no-blend"},
     {"--transparent", "write the subject alone, with transparency; needs no background"},
     {"--blue", "the backdrop is blue"},
     {"--original", "leave the photograph unkeyed"},
 };
+constexpr char kGroup[] = "The filter's parameters (sliders run from 0 to 200 in its dialog)";
 static_assert(sizeof(kWordings) / sizeof(kWordings[0]) == kParameterCount, "every parameter has its words");
 
 void AddFlag(CLI::App& app, const std::string& name, const Wording& wording,
@@ -34,7 +35,7 @@ void AddFlag(CLI::App& app, const std::string& name, const Wording& wording,
     const std::string names = "--" + name + "," + wording.aliases + ",!--no-" + name;
     app.add_flag_function(
            names, [&value](std::int64_t count) { value = count > 0; }, wording.help)
-        ->group("The filter's parameters");
+        ->group(kGroup);
 }
 
 }  // namespace
@@ -50,10 +51,9 @@ void AddParameterOptions(CLI::App& app, ParameterValues& values) {
         app.add_option_function<std::int32_t>(
                std::string("--") + info.name + "," + kWordings[i].aliases,
                [&value](const std::int32_t& given) { value = given; },
-               std::string(kWordings[i].help) + ", 0 to 200 in the dialog; default " +
-                   std::to_string(info.defaultValue))
+               std::string(kWordings[i].help) + "; default " + std::to_string(info.defaultValue))
             ->type_name("N")
-            ->group("The filter's parameters");
+            ->group(kGroup);
     }
 }
 

@@ -16,7 +16,7 @@ Session::~Session() {
 void StartSession(Session& session, const std::filesystem::path& module, HostOptions options) {
     session.host = CreateHost(std::move(options));
     std::string reason;
-    session.module = OpenModule(Shown(module), &reason);
+    session.module = OpenModule(module.u8string(), &reason);
     if (!session.module) throw Failure(kNoModule, reason);
 }
 
@@ -107,8 +107,8 @@ KeyResult RunModule(Session& session, const KeyJob& job) {
     const RunResult run = RunFilter(host, session.module->pluginMain, document,
                                     job.withDialog ? AskForParameters::kYes : AskForParameters::kNo);
     const bool cancelled = job.withDialog && run.result == userCanceledErr;
-    if (cancelled) throw Failure(kInterrupted, "cancelled; nothing was written");
-    if (gStopAsked || ReportOf(host).aborted) throw Failure(kInterrupted, "interrupted; nothing was written");
+    if (cancelled) throw Failure(kInterrupted, "cancelled");
+    if (gStopAsked || ReportOf(host).aborted) throw Failure(kInterrupted, "interrupted");
     if (run.result != noErr) throw Failure(kRunFailed, ErrorText(run.result));
     for (const Violation& violation : ReportOf(host).violations) {
         // The dialog's Reset gives up the buffers of before, by design; the host frees them.
