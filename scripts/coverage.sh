@@ -12,7 +12,7 @@ mkdir -p "$build"
 cmake --preset linux -B "$build" -DFROND_BUILD_TESTS=ON -DFROND_BUILD_BENCH=OFF -DCMAKE_CXX_COMPILER=clang++ \
     -DCMAKE_CXX_FLAGS="-fprofile-instr-generate -fcoverage-mapping -fcoverage-compilation-dir=$PWD" \
     -DCMAKE_CXX_FLAGS_RELEASE="-O1 -DNDEBUG" >"$build/configure.log"
-cmake --build "$build" >"$build/build.log" || {
+cmake --build "$build" --target all checks >"$build/build.log" || {
     tail -n 20 "$build/build.log" >&2
     exit 1
 }

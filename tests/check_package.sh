@@ -51,6 +51,17 @@ unset FROND_MODULE
 
 case $package in
 *.deb)
+    # The module is loaded by name: nothing may run ldconfig for it.
+    dpkg-deb --info "$package" | grep -E 'postinst|postrm|triggers' && fail "$package: has maintainer scripts"
+    # Within another project: nothing but what is installed is built, and where that project says.
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(Other CXX)' "add_subdirectory(\"$root\" frond)" \
+        >CMakeLists.txt
+    cmake -G Ninja -S . -B other -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_LIBDIR=lib64 >other.log || { cat other.log >&2; exit 1; }
+    grep -E '^build (test|package|[a-z/]*(tests|bench)):' other/build.ninja && fail "another project gets tests"
+    grep -q '/lib64/marble-frond-keeper/modules"' other/frond/src/cmake_install.cmake ||
+        fail "the module is not installed in the given lib folder"
+    grep -qF '\"../lib64/marble-frond-keeper/modules\"' other/build.ninja || fail "frond looks in another lib folder"
+    ninja -C "$build" -t inputs all | grep -E '^(tests|bench)/' && fail "packaging builds the tests"
     # The manual page and the completion know every option.
     gunzip -c usr/share/man/man1/frond.1.gz | sed 's/\\//g' >manual
     for command in key sample compare; do

@@ -59,7 +59,7 @@ fs::path FindModule(const fs::path& given) {
     const fs::path fromEnvironment = FromEnvironment();
     if (!fromEnvironment.empty()) return Existing(fromEnvironment, "FROND_MODULE");
     const fs::path folder = ProgramPath().parent_path();
-    for (const fs::path& place : {folder, folder.parent_path() / "lib" / "marble-frond-keeper"}) {
+    for (const fs::path& place : {folder, folder / FROND_MODULE_FROM_PROGRAM}) {
         std::error_code ignored;
         if (fs::is_regular_file(place / kModuleFile, ignored)) return place / kModuleFile;
     }

@@ -23,7 +23,7 @@ struct Session {
 };
 
 // Where the module is looked for, in this order: `given` (--module), the environment variable FROND_MODULE,
-// the program's own folder, ../lib/marble-frond-keeper beside it. The first two are taken at their word.
+// the program's own folder, the module's folder of an installation. The first two are taken at their word.
 // Throws Failure kNoModule.
 std::filesystem::path FindModule(const std::filesystem::path& given);
 
