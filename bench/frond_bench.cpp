@@ -1,13 +1,13 @@
 // frond_bench: what the engine costs, by stage, form, picture, size and depth.
 //
 //   frond_bench [--form=NAME,...] [--stage=NAME,...] [--picture=NAME,...] [--size=MEGAPIXELS,...]
-//               [--depth=BITS,...] [--repeat=N] [--module=PATH] [options of Google Benchmark]
+//               [--depth=BITS,...] [--repeat=N] [options of Google Benchmark]
 //
 // Without options: every form that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8 and
-// 16 bits, five repetitions, and the module in the folder above the program's. The forms take turns within a
-// repetition only with --benchmark_enable_random_interleaving=true, which wants one size and depth at a time.
-// Every result is compared with the one of the first form; a difference ends the program with 1, a wrong
-// option with 2. A picture may be a photograph's file.
+// 16 bits, five repetitions. The forms take turns within a repetition only with
+// --benchmark_enable_random_interleaving=true, which needs one size and depth at a time. Every result is
+// compared with the one of the first form; a difference ends the program with 1, a wrong option with 2. A
+// picture may be a photograph's file.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -29,7 +29,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 struct Options {
-    Names forms, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, repeat{"5"}, module;
+    Names forms, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, repeat{"5"};
 };
 
 Names Split(const std::string& list) {
@@ -48,9 +48,8 @@ Names Split(const std::string& list) {
 Options ReadOptions(int* argc, char** argv) {
     Options options;
     const std::map<std::string, Names*> known = {
-        {"--form", &options.forms},   {"--stage", &options.stages}, {"--picture", &options.pictures},
-        {"--size", &options.sizes},   {"--depth", &options.depths}, {"--repeat", &options.repeat},
-        {"--module", &options.module}};
+        {"--form", &options.forms}, {"--stage", &options.stages}, {"--picture", &options.pictures},
+        {"--size", &options.sizes}, {"--depth", &options.depths}, {"--repeat", &options.repeat}};
     int kept = 1;
     for (int i = 1; i < *argc; ++i) {
         const std::string argument = argv[i];
@@ -101,23 +100,18 @@ void FillIn(Options* options) {
         for (const char* const* stage = kStageNames; *stage != nullptr; ++stage)
             options->stages.push_back(*stage);
     }
-    if (options->repeat.size() != 1 || options->module.size() > 1)
-        Refuse("one number of repetitions, one module");
-    if (options->module.empty()) {
-        const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
-        options->module.push_back((program.parent_path().parent_path() / "MarbleFrondKeeper.so").string());
-    }
+    if (options->repeat.size() != 1) Refuse("one number of repetitions");
 }
 
 // The results of the first form, by stage and shape.
 std::map<std::string, std::uint64_t> firstHashes;
 
 void Measure(benchmark::State& state, const std::string& key, const std::string& stage,
-             const std::string& form, const Shape& shape, const std::string& module) {
+             const std::string& form, const Shape& shape) {
     double seconds = 0;
     std::int64_t pixels = 0;
     for (auto _ : state) {
-        const Measured measured = RunStage(stage, form, shape, module);
+        const Measured measured = RunStage(stage, form, shape);
         if (!measured.error.empty()) {
             state.SkipWithError(measured.error.c_str());
             return;
@@ -142,9 +136,7 @@ void Register(const Options& options, const std::string& picture, int size, int 
             const std::string name = std::filesystem::path(picture).filename().string();
             const std::string key =
                 stage + "/" + name + "/" + std::to_string(size) + " Mpx/" + std::to_string(depth) + " bits";
-            const auto measure = [=](benchmark::State& state) {
-                Measure(state, key, stage, form, shape, options.module[0]);
-            };
+            const auto measure = [=](benchmark::State& state) { Measure(state, key, stage, form, shape); };
             benchmark::RegisterBenchmark((key + "/" + form).c_str(), measure)
                 ->UseManualTime()
                 ->Iterations(1)

@@ -9,9 +9,9 @@
 #include "engine/forms.h"
 #include "engine/keying.h"
 #include "host/host.h"
-#include "host/module.h"
 #include "rig/engine_rig.h"
 #include "shell/parameter_table.h"
+#include "shell/plugin_main.h"
 
 namespace bench {
 
@@ -130,7 +130,7 @@ Measured RunEdges(Prepared& p) {
     return Result(rig, seconds);
 }
 
-// ---- The module in its host -------------------------------------------------------------------------------
+// ---- A whole run in a host -------------------------------------------------------------------------------
 
 Document& DocumentOf(Prepared& p) {
     if (!p.document) {
@@ -157,29 +157,23 @@ Descriptor DefaultParameters(bool blendEdges) {
     return descriptor;
 }
 
-Measured RunModule(Prepared& p, const std::string& form, const std::string& modulePath, bool blendEdges) {
-    // The module chooses its form when it is loaded, from its environment.
-    setenv("FROND_FORM", form.c_str(), 1);
+Measured RunInHost(Prepared& p, bool blendEdges) {
     Document& document = DocumentOf(p);
     HostOptions options;
     options.moveHandles = false;
     const HostPtr host = CreateHost(options);
     Measured measured{0, kHashStart, std::int64_t{p.layers.width} * p.layers.height, {}};
-    ModulePtr module = OpenModule(modulePath, &measured.error);
-    if (!module) return measured;
     GiveDescriptor(*host, DefaultParameters(blendEdges));
     OpenDocument(*host, document);
-    OSErr result = CallSelector(*host, module->pluginMain, filterSelectorParameters);
-    if (result == noErr) result = CallSelector(*host, module->pluginMain, filterSelectorPrepare);
+    OSErr result = CallSelector(*host, PluginMain, filterSelectorParameters);
+    if (result == noErr) result = CallSelector(*host, PluginMain, filterSelectorPrepare);
     if (result == noErr) {
-        measured.seconds =
-            Seconds([&] { result = CallSelector(*host, module->pluginMain, filterSelectorStart); });
+        measured.seconds = Seconds([&] { result = CallSelector(*host, PluginMain, filterSelectorStart); });
     }
-    if (result == noErr) result = CallSelector(*host, module->pluginMain, filterSelectorFinish);
+    if (result == noErr) result = CallSelector(*host, PluginMain, filterSelectorFinish);
     EndRun(*host);
     CloseHost(*host);
-    module.reset();
-    if (result != noErr) measured.error = "the module reports error " + std::to_string(result);
+    if (result != noErr) measured.error = "the run ends with error " + std::to_string(result);
     if (measured.error.empty()) measured.error = ViolationText(*host);
     Layer& target = document.layers[1];
     for (const Channel& channel : target.colour) {
@@ -192,12 +186,11 @@ Measured RunModule(Prepared& p, const std::string& form, const std::string& modu
 
 }  // namespace
 
-Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape,
-                  const std::string& modulePath) {
+Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape) {
     Prepared& p = Prepare(shape);
     if (!SetActiveForm(form.c_str())) return {0, 0, 0, "this machine does not run the form " + form};
-    if (stage == "run") return RunModule(p, form, modulePath, true);
-    if (stage == "unblended") return RunModule(p, form, modulePath, false);
+    if (stage == "run") return RunInHost(p, true);
+    if (stage == "unblended") return RunInHost(p, false);
     if (stage == "engine") return RunEngine(p);
     if (stage == "analysis") return RunAnalysis(p);
     if (stage == "keying") return RunKeying(p);

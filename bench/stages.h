@@ -1,13 +1,13 @@
 // The stages that are measured, each in a full-size run with parameters at their defaults.
 //
 //   stage       what runs                                                  on what
-//   run         selector 3 of the built module in the stand-in host        the two layers
+//   run         selector 3, linked, in the stand-in host                   the two layers
 //   unblended   the same without edge blending: refined rows               the two layers
 //   engine      AnalyseBackdrop and KeyPicture, linked                     planes of the two layers
 //   analysis    AnalyseBackdrop                                            planes of the two layers
 //   keying      fetch, search, corrections; foreground and matte written   planes of the two layers
-//   refinement  fetch, refinement and pixel step                           foreground and matte that keying
-//   gave edges       edge blending                                              the same
+//   refinement  fetch, refinement and pixel step                           result of keying
+//   edges       edge blending                                              result of keying
 //
 // Refinement and edges take the matte as the top layer's transparency, at either depth.
 #pragma once
@@ -29,8 +29,6 @@ struct Measured {
 };
 
 // One run of one stage, by itself. The picture of the last call is kept. form: one that runs here.
-// modulePath: of the module, for the stages that load it.
-Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape,
-                  const std::string& modulePath);
+Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape);
 
 }  // namespace bench

@@ -39,6 +39,22 @@ enum Plane {
 };
 constexpr Plane kOutputs[] = {kOutR, kOutG, kOutB, kOutA};
 
+// The run's parameters by short names; the flags in the order of their bits in SetFlags.
+template <class Field>
+struct Parameter {
+    const char* name;
+    Field Globals::*field;
+};
+constexpr Parameter<std::int32_t> kSliders[] = {
+    {"adjust", &Globals::SliderAdjBGLevel},   {"remove", &Globals::SliderRemoveGreen},
+    {"black", &Globals::SliderRestoreBlack},  {"alter", &Globals::SliderAlterGreen},
+    {"select", &Globals::SliderSelectTransp}, {"scale", &Globals::SliderScaleTransp}};
+constexpr Parameter<std::uint8_t> kFlags[] = {{"blue", &Globals::FlagBlueLogic},
+                                              {"photo", &Globals::FlagOrgPhoto},
+                                              {"view", &Globals::FlagShowSelect},
+                                              {"blend", &Globals::FlagRealityInteg},
+                                              {"transparency", &Globals::FlagOutputAlpha}};
+
 class EngineRig {
   public:
     // Top and bottom planes start at 0, topA opaque, and the out planes and the selection with a pattern that

@@ -146,10 +146,8 @@ void PaintScene(EngineRig* rig, Scene scene, Draws draws) {
 }
 
 void SetFlags(EngineRig* rig, unsigned bits) {
-    Globals& g = rig->globals;
-    g.FlagBlueLogic = (bits & kBlue) != 0;
-    g.FlagOrgPhoto = (bits & kPhoto) != 0;
-    g.FlagShowSelect = (bits & kView) != 0;
-    g.FlagRealityInteg = (bits & kBlend) != 0;
-    g.FlagOutputAlpha = (bits & kTransparency) != 0;
+    for (const auto& flag : kFlags) {
+        rig->globals.*flag.field = bits & 1;
+        bits >>= 1;
+    }
 }

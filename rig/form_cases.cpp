@@ -40,12 +40,10 @@ std::string DifferenceInAnalysis(const std::vector<double>& expected, const std:
 }  // namespace
 
 void DrawParameters(Draws* draws, EngineRig* rig) {
-    Globals& g = rig->globals;
     const unsigned flags = draws->Below(kAllFlags);
     SetFlags(rig, draws->Below(3) == 0 ? kBlend | (flags & kBlue) : flags);  // as most runs are, or any
-    for (std::int32_t* slider : {&g.SliderAdjBGLevel, &g.SliderRemoveGreen, &g.SliderRestoreBlack,
-                                 &g.SliderAlterGreen, &g.SliderSelectTransp, &g.SliderScaleTransp}) {
-        if (draws->Below(2) == 0) *slider = DrawSlider(draws);
+    for (const auto& slider : kSliders) {
+        if (draws->Below(2) == 0) rig->globals.*slider.field = DrawSlider(draws);
     }
     rig->HaveSelection(draws->Below(3) == 0);
     rig->abortAtCall = std::max(0, draws->Between(-6, 3));
@@ -71,7 +69,7 @@ std::unique_ptr<EngineRig> DrawRun(Draws draws) {
 }
 
 std::string DifferenceFromPlain(const char* form, const RigMaker& make, Stage stage) {
-    const char* const active = ActiveForm() == nullptr ? nullptr : ActiveForm()->name;
+    const char* const active = ActiveForm()->name;
     const std::unique_ptr<EngineRig> plain = make(), other = make();
     const std::vector<double> expected = RunIn("scalar", plain.get(), stage);
     std::string found = DifferenceInAnalysis(expected, RunIn(form, other.get(), stage));

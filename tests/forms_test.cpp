@@ -2,14 +2,12 @@
 // machine.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iterator>
 
+#include "cases.h"
 #include "engine/forms.h"
-#include "host/module.h"
 #include "rig/edge_pictures.h"
 #include "rig/form_cases.h"
-#include "shell_rig.h"
 
 #ifndef __has_feature
 #define __has_feature(name) 0
@@ -81,6 +79,38 @@ TEST_P(Forms, GiveThePlainBytesOfWhateverIsDrawn) {
     ExpectPlainBytes(1500, [](std::uint64_t seed) { return DrawRun(Draws(seed)); });
 }
 
+// The colours round the one that a case is about, which is at the edge of a decision: each alone, and as many
+// times as the largest group that a faster form decides about as one.
+std::unique_ptr<EngineRig> RoundTheCase(Case c, unsigned flags) {
+    const Numbers seen = c.pixels.at(0).top;
+    c.pixels.clear();
+    c.settings.erase("width");
+    for (std::size_t run : {1, 16}) {
+        for (int n = 0; n < 125; ++n) {
+            Numbers near{seen[0] + n % 5 - 2, seen[1] + n / 5 % 5 - 2, seen[2] + n / 25 - 2};
+            for (double& sample : near) sample = std::max(sample, 0.0);
+            c.pixels.insert(c.pixels.end(), run, {near, {}, {}});
+        }
+    }
+    auto rig = RigOf(c);
+    SetFlags(rig.get(), flags);
+    if (flags & kBlue) rig->ExchangePlanes(kTopG, kTopB);
+    return rig;
+}
+
+TEST_P(Forms, GiveThePlainBytesRoundTheCases) {
+    for (const Case& c : ReadCases("keying")) {
+        for (const unsigned flags : {kBlend | kTransparency, kBlend, kView, 0u}) {
+            const unsigned all = flags | (c.Has("blue") ? kBlue : 0);
+            ASSERT_EQ(DifferenceFromPlain(
+                          GetParam(), [&] { return RoundTheCase(c, all); }, Stage::kKeying),
+                      "")
+                << c.name;
+        }
+    }
+}
+
+// One pixel is the whole picture: the means tell its bins of hue and of saturation.
 TEST_P(Forms, GiveThePlainBytesAtTheEdgesOfBinsAndDecisions) {
     for (const RunKind kind : {RunKind::kFull8, RunKind::kFull16}) {
         ExpectPlainBytes(2500, [=](std::uint64_t seed) { return BackdropAndOnePixelEach(kind, seed); });
@@ -88,55 +118,6 @@ TEST_P(Forms, GiveThePlainBytesAtTheEdgesOfBinsAndDecisions) {
         ExpectPlainBytes(
             300, [=](std::uint64_t seed) { return EdgesOfDecisions(kind, seed); }, Stage::kKeying);
     }
-}
-
-// ---- The form of a whole module, by the environment -------------------------------------------------------
-
-#ifdef _WIN32
-constexpr char kBuiltModule[] = "MarbleFrondKeeper.8bf";
-void SetFormVariable(const char* name) {
-    _putenv_s("FROND_FORM", name);
-}
-#else
-constexpr char kBuiltModule[] = "MarbleFrondKeeper.so";
-void SetFormVariable(const char* name) {
-    setenv("FROND_FORM", name, 1);
-}
-#endif
-
-// Loads the built module, since a form is chosen once, and gives the target layer's planes after the run.
-std::vector<std::vector<std::uint8_t>> TargetAfterRun(const char* form, Document document, OSErr expected) {
-    SetFormVariable(form);
-    HostPtr host = CreateHost();
-    std::string error;
-    ModulePtr module = OpenModule(kBuiltModule, &error);
-    EXPECT_NE(module, nullptr) << error;
-    if (module == nullptr) return {};
-    const RunResult run = RunFilter(*host, module->pluginMain, document, AskForParameters::kNo);
-    EXPECT_EQ(run.result, expected) << form;
-    CloseHost(*host);
-    module.reset();
-    EXPECT_EQ(ViolationText(*host), "") << form;
-    const Layer& target = document.layers[1];
-    return {target.colour[0].bytes, target.colour[1].bytes, target.colour[2].bytes,
-            target.transparency->bytes};
-}
-
-TEST(FormOfTheModule, IsTheOneAskedForOrNone) {
-    const char* const variable = std::getenv("FROND_FORM");
-    const std::string before = variable == nullptr ? "" : variable;
-    for (const int depth : {8, 16}) {
-        const Document document = GreenDocument(61, 53, depth, 2);
-        const auto plain = TargetAfterRun("scalar", document, noErr);
-        const auto none = TargetAfterRun("avx1024", document, errPlugInHostInsufficient);
-        EXPECT_NE(plain, none);
-        for (const char* form : {"", "sse2", "avx2", "avx512", "SSE2", "avx2 "}) {
-            const bool runs = *form == 0 || FormRunsHere(form);
-            const auto target = TargetAfterRun(form, document, runs ? noErr : errPlugInHostInsufficient);
-            EXPECT_EQ(target, runs ? plain : none) << form;
-        }
-    }
-    SetFormVariable(before.c_str());
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "host/frond/session.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "host/frond/frond.h"
@@ -85,12 +84,8 @@ std::string ErrorText(OSErr code) {
             return "the filter ran out of memory";
         case userCanceledErr:
             return "cancelled";
-        case errPlugInHostInsufficient: {
-            // The host offers every service, so that a form that cannot run is the likelier reason.
-            const char* form = std::getenv("FROND_FORM");
-            if (form == nullptr || *form == 0) return "the filter misses a service of the host";
-            return std::string("the filter has no form \"") + form + "\" on this machine (FROND_FORM)";
-        }
+        case errPlugInHostInsufficient:
+            return "the filter misses a service of the host";
         default:
             return "the filter reports error " + std::to_string(code);
     }

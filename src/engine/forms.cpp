@@ -1,6 +1,5 @@
 #include "engine/forms.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "engine/lane_forms.h"
@@ -51,13 +50,7 @@ const EngineForm* FastestForm() {
     return fastest;
 }
 
-const EngineForm* FormAskedFor() {
-    const char* name = std::getenv("FROND_FORM");
-    return name == nullptr || *name == 0 ? FastestForm() : FormNamed(name);
-}
-
-// One thread at a time enters the module.
-bool gFormChosen;
+// One thread at a time enters the module. Null until the first use.
 const EngineForm* gForm;
 
 }  // namespace
@@ -65,8 +58,7 @@ const EngineForm* gForm;
 const char* const kFormNames[] = {"scalar", "sse2", "avx2", "avx512", nullptr};
 
 const EngineForm* ActiveForm() {
-    if (!gFormChosen) gForm = FormAskedFor();
-    gFormChosen = true;
+    if (gForm == nullptr) gForm = FastestForm();
     return gForm;
 }
 
@@ -74,7 +66,6 @@ bool SetActiveForm(const char* name) {
     const EngineForm* form = name == nullptr ? FastestForm() : FormNamed(name);
     if (form == nullptr) return false;
     gForm = form;
-    gFormChosen = true;
     return true;
 }
 

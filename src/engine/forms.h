@@ -1,9 +1,8 @@
 // The forms of the engine: one that is plain and defines every result, and faster ones that give the same
 // bits.
 //
-// A form is one table of function pointers. It is chosen once, by what the processor and the operating system
-// offer, or by the environment variable FROND_FORM (scalar, sse2, avx2, avx512). No other place tests for an
-// instruction set.
+// A form is one table of function pointers. The module uses the fastest that the processor and the operating
+// system offer; tests and benchmarks choose by SetActiveForm. No other place tests for an instruction set.
 #pragma once
 
 #include <cstdint>
@@ -55,8 +54,7 @@ inline const Passes<std::uint16_t>& PassesOf<std::uint16_t>(const EngineForm& fo
     return form.words;
 }
 
-// The form that runs: the fastest that the machine has, or the one that was asked for. Null when the one
-// asked for is unknown or beyond the machine.
+// The form that runs: the fastest that the machine has, unless SetActiveForm has chosen another. Never null.
 const EngineForm* ActiveForm();
 
 // Makes a form the active one, by its name; null for the machine's fastest. False, and nothing changes, when

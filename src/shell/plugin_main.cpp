@@ -1,6 +1,5 @@
 #include "shell/plugin_main.h"
 
-#include "engine/forms.h"
 #include "shell/globals.h"
 #include "shell/handles.h"
 #include "shell/render.h"
@@ -29,8 +28,7 @@ void DoStart(Globals* globals) {
     ResetGlobals(globals);
     ReadScriptParameters(globals);
     globals->docInfo = globals->filterParamBlock->documentInfo;
-    // No form: the environment asks for one that is unknown here, and guessing would hide it.
-    if (globals->docInfo == nullptr || ActiveForm() == nullptr) Fail(globals, errPlugInHostInsufficient);
+    if (globals->docInfo == nullptr) Fail(globals, errPlugInHostInsufficient);
     AskUser(globals);
     ReleasePreviewBuffers(globals);
     DisposePlanes(globals);
