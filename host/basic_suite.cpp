@@ -80,58 +80,26 @@ SPErr AllocateBlock(std::size_t size, void** block) {
     return result;
 }
 
-// The block that begins at the address; a violation under the call's name when there is none.
-const GuardedBlock* DemandBlock(Host& host, const char* call, void* address) {
-    const GuardedBlock* block = FindGuarded(host.memory, BlockKind::kBlock, address);
-    if (block == nullptr) {
-        Violate(host, ViolationKind::kBadPointer, call, ": ", NameOfAddress(host.memory, address),
-                " is no block");
-    }
-    return block;
-}
-
 // A null block is legal and nothing, as with the language's own release operators.
 SPErr FreeBlock(void* address) {
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;
     Trace(*host, "FreeBlock ", NameOfAddress(host->memory, address));
     if (address == nullptr) return noErr;
-    const GuardedBlock* block = DemandBlock(*host, "FreeBlock", address);
-    if (block == nullptr) return kServiceFailed;
-    Retire(*host, *block);
-    return noErr;
-}
-
-SPErr ReallocateBlock(void* address, std::size_t newSize, void** newBlock) {
-    Host* host = EnterService();
-    if (host == nullptr) return kServiceFailed;
-    if (newBlock == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "ReallocateBlock: null argument");
+    const GuardedBlock* block = FindGuarded(host->memory, BlockKind::kBlock, address);
+    if (block == nullptr) {
+        Violate(*host, ViolationKind::kBadPointer, "FreeBlock: ", NameOfAddress(host->memory, address),
+                " is no block");
         return kServiceFailed;
     }
-    const GuardedBlock* old = address == nullptr ? nullptr : DemandBlock(*host, "ReallocateBlock", address);
-    if (address != nullptr && old == nullptr) return kServiceFailed;
-    const bool fails = FailsNow(*host, HostCall::kReallocateBlock);
-    std::uint8_t* made = fails ? nullptr : MakeBlock(*host, newSize);
-    Trace(*host, "ReallocateBlock ", NameOfAddress(host->memory, address), ' ', newSize, " -> ",
-          NameOfAddress(host->memory, made));
-    if (made == nullptr) return memFullErr;
-    if (old != nullptr) {
-        std::memcpy(made, BytesOf(*old), std::min(newSize, old->size));
-        Retire(*host, *old);
-    }
-    *newBlock = made;
+    Retire(*host, *block);
     return noErr;
-}
-
-SPErr Undefined() {
-    return kServiceFailed;
 }
 
 }  // namespace
 
 SPBasicSuite* BasicSuite() {
-    static SPBasicSuite suite = {AcquireSuite, ReleaseSuite,    IsEqual,  AllocateBlock,
-                                 FreeBlock,    ReallocateBlock, Undefined};
+    static SPBasicSuite suite = {AcquireSuite, ReleaseSuite, IsEqual,   AllocateBlock,
+                                 FreeBlock,    NotOffered,   NotOffered};
     return &suite;
 }

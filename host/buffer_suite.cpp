@@ -21,15 +21,6 @@ void* New(std::uint32_t* requestedSize, std::uint32_t minimumSize) {
     return bytes;
 }
 
-const GuardedBlock* DemandBuffer(Host& host, const char* call, const void* address) {
-    const GuardedBlock* buffer = FindGuarded(host.memory, BlockKind::kBuffer, address);
-    if (buffer == nullptr) {
-        Violate(host, ViolationKind::kBadPointer, call, ": ", NameOfAddress(host.memory, address),
-                " is no buffer");
-    }
-    return buffer;
-}
-
 void Dispose(void** address) {
     Host* host = EnterService();
     if (host == nullptr) return;
@@ -38,26 +29,19 @@ void Dispose(void** address) {
         return;
     }
     Trace(*host, "Dispose ", NameOfAddress(host->memory, *address));
-    const GuardedBlock* buffer = DemandBuffer(*host, "Dispose", *address);
-    if (buffer == nullptr) return;
+    const GuardedBlock* buffer = FindGuarded(host->memory, BlockKind::kBuffer, *address);
+    if (buffer == nullptr) {
+        Violate(*host, ViolationKind::kBadPointer, "Dispose: ", NameOfAddress(host->memory, *address),
+                " is no buffer");
+        return;
+    }
     Retire(*host, *buffer);
     if (host->options.disposeClearsPointer) *address = nullptr;
-}
-
-std::uint32_t GetSize(void* address) {
-    Host* host = EnterService();
-    const GuardedBlock* buffer = host == nullptr ? nullptr : DemandBuffer(*host, "GetSize", address);
-    return buffer == nullptr ? 0 : static_cast<std::uint32_t>(buffer->size);
-}
-
-// What is free, as a figure that is the same on every machine.
-std::uint32_t GetSpace() {
-    return 0x40000000;
 }
 
 }  // namespace
 
 const PSBufferSuite* BufferSuite() {
-    static const PSBufferSuite suite = {New, Dispose, GetSize, GetSpace};
+    static const PSBufferSuite suite = {New, Dispose, NotOffered, NotOffered};
     return &suite;
 }

@@ -1,5 +1,4 @@
 // The channel ports suite: how the module reads and writes the open document.
-#include <algorithm>
 #include <cstring>
 
 #include "host/area_average.h"
@@ -201,111 +200,23 @@ SPErr CanWrite(PIChannelPort key, Boolean* answer) {
     return AskPort("CanWrite", HostCall::kCanWrite, key, answer, true);
 }
 
-// ---- The slots without a caller in the module, answered truthfully ----------------------------------------
-
-// The open document for a port's sake; null with a violation, also for a null place to answer in.
-const Document* DemandDocument(const char* call, PIChannelPort key, const void* answer) {
-    Host* host = EnterService();
-    if (host == nullptr || DemandPort(*host, call, key) == nullptr) return nullptr;
-    Trace(*host, call);
-    if (answer == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, call, ": null argument");
-        return nullptr;
-    }
-    return host->openDocument;
-}
-
-SPErr CountLevels(PIChannelPort key, std::int32_t* levels) {
-    if (DemandDocument("CountLevels", key, levels) == nullptr) return kServiceFailed;
-    *levels = 1;
-    return noErr;
-}
-
-SPErr GetDepth(PIChannelPort key, std::int32_t* depth) {
-    const Document* document = DemandDocument("GetDepth", key, depth);
-    if (document == nullptr) return kServiceFailed;
-    *depth = document->depth;
-    return noErr;
-}
-
-SPErr GiveBounds(const char* call, PIChannelPort key, VRect* rect) {
-    const Document* document = DemandDocument(call, key, rect);
-    if (document == nullptr) return kServiceFailed;
-    *rect = document->bounds;
-    return noErr;
-}
-
-SPErr GetDataBounds(PIChannelPort key, VRect* rect) {
-    return GiveBounds("GetDataBounds", key, rect);
-}
-
-SPErr GetWriteLimit(PIChannelPort key, VRect* rect) {
-    return GiveBounds("GetWriteLimit", key, rect);
-}
-
-SPErr GetSupportRect(PIChannelPort key, VRect* rect) {
-    return GiveBounds("GetSupportRect", key, rect);
-}
-
-// One tile holds the whole document.
-SPErr GetTilingGrid(PIChannelPort key, VPoint* origin, VPoint* size) {
-    const Document* document = DemandDocument("GetTilingGrid", key, origin);
-    if (document == nullptr || size == nullptr) return kServiceFailed;
-    *origin = {document->bounds.top, document->bounds.left};
-    *size = {HeightOf(document->bounds), WidthOf(document->bounds)};
-    return noErr;
-}
-
-SPErr GetDependentRect(PIChannelPort key, const VRect* changed, VRect* dependent) {
-    if (DemandDocument("GetDependentRect", key, dependent) == nullptr || changed == nullptr) {
-        return kServiceFailed;
-    }
-    *dependent = *changed;
-    return noErr;
-}
-
-SPErr FindSourceForScaledRead(PIChannelPort key, VRect* source, const PSScaling* scaling) {
-    if (DemandDocument("FindSourceForScaledRead", key, source) == nullptr || scaling == nullptr) {
-        return kServiceFailed;
-    }
-    *source = scaling->sourceRect;
-    return noErr;
-}
-
-// Ports of the module's own are not offered.
-SPErr NewPort(PIChannelPort*, const VRect*, std::int32_t, Boolean) {
-    Host* host = EnterService();
-    if (host != nullptr) Trace(*host, "New port -> ", kServiceFailed);
-    return kServiceFailed;
-}
-
-SPErr DisposePort(PIChannelPort*) {
-    Host* host = EnterService();
-    if (host != nullptr) {
-        Violate(*host, ViolationKind::kBadPort, "Dispose: the document's ports are the host's");
-    }
-    return kServiceFailed;
-}
-
 }  // namespace
 
 const PSChannelPortsSuite* ChannelPortsSuite() {
-    static const PSChannelPortsSuite suite = {
-        CountLevels,
-        GetDepth,
-        GetDataBounds,
-        GetWriteLimit,
-        GetTilingGrid,
-        GetSupportRect,
-        GetDependentRect,
-        CanRead,
-        CanWrite,
-        ReadPixelsFromLevel,
-        WritePixelsToBaseLevel,
-        ReadScaledPixels,
-        FindSourceForScaledRead,
-        NewPort,
-        DisposePort,
-    };
+    static const PSChannelPortsSuite suite = {NotOffered,
+                                              NotOffered,
+                                              NotOffered,
+                                              NotOffered,
+                                              NotOffered,
+                                              NotOffered,
+                                              NotOffered,
+                                              CanRead,
+                                              CanWrite,
+                                              ReadPixelsFromLevel,
+                                              WritePixelsToBaseLevel,
+                                              ReadScaledPixels,
+                                              NotOffered,
+                                              NotOffered,
+                                              NotOffered};
     return &suite;
 }

@@ -10,11 +10,6 @@ constexpr const char* kOpenRead = "openReadDescriptorProc";
 constexpr int kMostKeys = 64;  // more expected keys than this is an array without an end
 constexpr FourCharCode kKeyFound = FourCC("null");
 
-// Slots that the module never calls, but that must not be null.
-OSErr NotOffered() {
-    return kServiceFailed;
-}
-
 template <typename Key, typename Token>
 Token* DemandToken(Host& host, const char* call, std::map<Key, std::unique_ptr<Token>>& open, Key key) {
     const auto found = open.find(key);

@@ -3,10 +3,6 @@
 
 namespace {
 
-SPErr NotOffered() {
-    return kServiceFailed;
-}
-
 SPErr BrowseUrl(const char* url) {
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;

@@ -22,16 +22,15 @@ HandleRecord* DemandHandle(Host& host, const char* call, Handle handle) {
     return record;
 }
 
-// Puts the block at another address and size; what is new in it is filled. Stays put without memory.
-bool Relocate(Host& host, HandleRecord& record, std::size_t size) {
+// Puts the block at another address. It stays where it is without memory.
+void Relocate(Host& host, HandleRecord& record) {
     const GuardedBlock& old = BlockOf(host, record);
     std::uint8_t* moved =
-        MakeGuarded(host.memory, BlockKind::kHandle, record.id, size, host.options.fillByte);
-    if (moved == nullptr) return false;
-    std::memcpy(moved, BytesOf(old), size < old.size ? size : old.size);
+        MakeGuarded(host.memory, BlockKind::kHandle, record.id, old.size, host.options.fillByte);
+    if (moved == nullptr) return;
+    std::memcpy(moved, BytesOf(old), old.size);
     Retire(host, old);
     record.address = reinterpret_cast<char*>(moved);
-    return true;
 }
 
 Handle NewHandle(std::int32_t size) {
@@ -66,34 +65,6 @@ void DisposeHandle(Handle handle) {
     DropHandle(*host, handle);
 }
 
-std::int32_t GetHandleSize(Handle handle) {
-    Host* host = EnterService();
-    const HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "GetHandleSize", handle);
-    if (record == nullptr) return 0;
-    const std::size_t size = BlockOf(*host, *record).size;
-    Trace(*host, "GetHandleSize handle ", record->id, " -> ", size);
-    return static_cast<std::int32_t>(size);
-}
-
-OSErr SetHandleSize(Handle handle, std::int32_t size) {
-    Host* host = EnterService();
-    HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "SetHandleSize", handle);
-    if (record == nullptr) return memWZErr;
-    OSErr result = noErr;
-    if (size < 0) {
-        Violate(*host, ViolationKind::kBadArgument, "SetHandleSize: a size of ", size);
-        result = memFullErr;
-    } else if (record->locks > 0) {
-        Violate(*host, ViolationKind::kLocking, "SetHandleSize: handle ", record->id, " is locked");
-        result = memFullErr;
-    } else if (FailsNow(*host, HostCall::kSetHandleSize) ||
-               !Relocate(*host, *record, static_cast<std::size_t>(size))) {
-        result = memFullErr;
-    }
-    Trace(*host, "SetHandleSize handle ", record->id, ' ', size, " -> ", result);
-    return result;
-}
-
 char* LockHandle(Handle handle, Boolean moveHigh) {
     Host* host = EnterService();
     HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "LockHandle", handle);
@@ -121,11 +92,6 @@ void UnlockHandle(Handle handle) {
     --record->locks;
 }
 
-void RecoverSpace(std::int32_t size) {
-    Host* host = EnterService();
-    if (host != nullptr) Trace(*host, "RecoverSpace ", size);
-}
-
 }  // namespace
 
 void FillHandleProcs(const HostOptions& options, HandleProcs* procs) {
@@ -133,12 +99,12 @@ void FillHandleProcs(const HostOptions& options, HandleProcs* procs) {
     procs->numHandleProcs = options.numHandleProcs;
     procs->newProc = NewHandle;
     procs->disposeProc = DisposeHandle;
-    procs->getSizeProc = GetHandleSize;
-    procs->setSizeProc = SetHandleSize;
+    procs->getSizeProc = NotOffered;
+    procs->setSizeProc = NotOffered;
     procs->lockProc = LockHandle;
     procs->unlockProc = UnlockHandle;
-    procs->recoverSpaceProc = RecoverSpace;
-    procs->disposeRegularHandleProc = DisposeHandle;
+    procs->recoverSpaceProc = NotOffered;
+    procs->disposeRegularHandleProc = NotOffered;
 }
 
 Handle MakeHandle(Host& host, std::size_t size) {
@@ -176,7 +142,7 @@ void MoveUnlockedHandles(Host& host) {
     if (!host.options.moveHandles) return;
     for (const auto& [handle, record] : host.handles) {
         if (record->locks > 0 || FindHandle(host, handle) == nullptr) continue;
-        Relocate(host, *record, BlockOf(host, *record).size);
+        Relocate(host, *record);
     }
 }
 

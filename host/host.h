@@ -68,10 +68,8 @@ struct DisplayCall {
 enum class HostCall {
     kNewHandle,
     kLockHandle,
-    kSetHandleSize,
     kAcquireSuite,
     kAllocateBlock,
-    kReallocateBlock,
     kNewBuffer,
     kCanRead,
     kCanWrite,

@@ -127,6 +127,14 @@ void Violate(Host& host, ViolationKind kind, const Parts&... parts) {
     AddViolation(host, kind, Joined(parts...));
 }
 
+// Fills the slots that the module has no use for: a call of one fails and is a violation.
+template <typename Result, typename... Arguments>
+Result NotOffered(Arguments...) {
+    Host* host = EnterService();
+    if (host != nullptr) Violate(*host, ViolationKind::kCall, "a service was called that this host lacks");
+    return static_cast<Result>(kServiceFailed);
+}
+
 std::string RectText(const VRect& rect);
 
 // A hash of bytes, for a trace to tell one picture from another.
