@@ -114,7 +114,7 @@ TEST(WriteScriptParameters, ARunIsRecordedAndReplayed) {
     GiveDescriptor(*host, {recorded.rbegin(), recorded.rend()});
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(0, RunFilter(*host, PluginMain, document, AskForParameters::kNo).result);
-        EXPECT_EQ(recorded, KeptDescriptor(*host)) << "all eleven, in the terminology's order";
+        EXPECT_EQ(recorded, KeptDescriptor(*host)) << "all, in the terminology's order";
     }
     CloseHost(*host);
     EXPECT_EQ("", ViolationText(*host));

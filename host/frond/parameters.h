@@ -1,4 +1,4 @@
-// The filter's eleven parameters on the command line and in action files, on their way to the descriptor that
+// The filter's parameters on the command line and in action files, on their way to the descriptor that
 // the host hands to the module.
 #pragma once
 
@@ -37,7 +37,7 @@ void Set(ParameterValues& values, const char* name, std::int32_t value);
 
 // An action file: a JSON object { "action": "Twin Plate Rig", "parameters": { NAME: VALUE ... } }. Names are
 // the scripting names; sliders are whole numbers of 32 bits, flags true or false. A parameter that is left
-// out keeps its default; any other key, name or kind of value is a Failure. Writing puts all eleven there.
+// out keeps its default; any other key, name or kind of value is a Failure. Writing puts all there.
 ParameterValues ReadAction(const std::filesystem::path& path);
 ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::string& file);
 void WriteAction(const std::filesystem::path& path, const ParameterValues& values);

@@ -43,7 +43,7 @@ struct KeyJob {
 
 struct KeyResult {
     Picture layer;               // the target layer after the run: colour and alpha
-    ParameterValues parameters;  // as the module recorded them, all eleven
+    ParameterValues parameters;  // as the module recorded them, all of them
 };
 
 // Throws Failure kRunFailed when the module reports an error or broke the host's rules, kInterrupted when the

@@ -1,4 +1,4 @@
-// The run's eleven parameters: their scripting names, keys and defaults, in the terminology's order, which is
+// The run's parameters: their scripting names, keys and defaults, in the terminology's order, which is
 // also the order in which a descriptor is written. The fields of Globals bear the same names. "Adding a
 // parameter" in docs/architecture.md lists what else has a row for each.
 #pragma once

@@ -15,5 +15,5 @@ bool DescriptorParametersUsable(const PIDescriptorParameters* parameters);
 // as they come, without a range. Decides showDialog: a host with descriptors does so by playInfo alone.
 void ReadScriptParameters(Globals* globals);
 
-// Leaves a descriptor of all eleven parameters with the host.
+// Leaves a descriptor of all parameters with the host.
 void WriteScriptParameters(Globals* globals);
