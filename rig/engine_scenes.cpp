@@ -64,33 +64,12 @@ Colour PalettePixel(Painter* p) {
     return kind < 6 ? other : Mix({0, 0, 0}, backdrop, p->draws.Between(10, 200) / 100.0);
 }
 
-Colour ThresholdPixel(Painter* p) {
-    const auto near = [&](double level) { return level + p->draws.Between(-2, 2) / 2.0; };
-    switch (p->draws.Below(5)) {
-        case 0:  // the backdrop itself, as good as
-            return {near(50), near(200), near(100)};
-        case 1:  // darker on the backdrop's line
-            return Mix({0, 0, 0}, {50, 200, 100}, p->Level(0, 1));
-        case 2:  // 40 levels from the key channel, and 5
-            return {near(100 + 40 * p->draws.Between(0, 1)), near(100),
-                    near(95 + 45 * p->draws.Between(0, 1))};
-        case 3:  // hardly lit
-            return {near(p->draws.Between(0, 12)), near(p->draws.Between(0, 12)),
-                    near(p->draws.Between(0, 12))};
-        default:  // nearly colourless
-            const double grey = p->draws.Between(0, 255);
-            return {grey + p->draws.Between(-4, 4), grey + p->draws.Between(-3, 6), grey};
-    }
-}
-
 Colour TopPixel(Painter* p, Scene scene) {
     switch (scene) {
         case Scene::kFigure:
             return FigurePixel(p);
         case Scene::kPalette:
             return PalettePixel(p);
-        case Scene::kThresholds:
-            return ThresholdPixel(p);
         default:
             return {p->Level(0, 256), p->Level(0, 256), p->Level(0, 256)};
     }
@@ -101,7 +80,7 @@ double TopAlpha(Painter* p, Scene scene) {
     const double limits[] = {3, 13, 51, 128, 204, 230, 242, 252, 255, 255};
     if (scene == Scene::kNoise) return p->Level(0, 256);
     const double limit = limits[p->draws.Below(10)];
-    if (scene == Scene::kThresholds) return limit + p->draws.Between(-1, 1);
+    if (scene == Scene::kPalette) return limit + p->draws.Between(-1, 1);
     return 256 * std::min(1.0, 3 - 2 * (p->x + p->y));
 }
 

@@ -30,14 +30,13 @@ class Draws {
 };
 
 enum class Scene {
-    kNoise,       // every sample for itself
-    kFigure,      // a lit figure before an uneven backdrop: soft edges, cloth, a veil, strands of hair
-    kPalette,     // few colours before a backdrop: pure, mixed with it, the backdrop at another level
-    kThresholds,  // samples round the levels at which the engine decides
-    kExtremes     // zeros, maxima and what lies beyond them
+    kNoise,    // every sample for itself
+    kFigure,   // a lit figure before an uneven backdrop: soft edges, cloth, a veil, strands of hair
+    kPalette,  // few colours before a backdrop: pure, mixed with it, the backdrop at another level; top
+               // alphas round the engine's limits
+    kExtremes  // zeros, maxima and what lies beyond them
 };
-constexpr Scene kScenes[] = {Scene::kNoise, Scene::kFigure, Scene::kPalette, Scene::kThresholds,
-                             Scene::kExtremes};
+constexpr Scene kScenes[] = {Scene::kNoise, Scene::kFigure, Scene::kPalette, Scene::kExtremes};
 
 // Fills the top and bottom planes and the selection, in the scale of the rig's samples. For a blue backdrop
 // (FlagBlueLogic) green and blue of the top layer change places.

@@ -15,8 +15,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -44,11 +46,6 @@ struct Case {
         return Has(setting) ? settings.at(setting).at(0) : otherwise;
     }
 };
-
-// The number n of a list; kAny past its end.
-inline double At(const Numbers& list, std::size_t n) {
-    return n < list.size() ? list[n] : kAny;
-}
 
 inline Numbers NumbersOf(std::string text) {
     for (char& c : text) c = c == ',' ? ' ' : c;
@@ -142,13 +139,12 @@ inline std::vector<Case> ReadCases(const std::string& name) {
 //   blue, photo, view, blend, transparency; adjust, remove, black, alter, select, scale
 //                                        flags, all others off, and sliders, all others at their defaults
 inline std::unique_ptr<EngineRig> RigOf(const Case& c) {
-    RunKind kind = RunKind::kFull8;
-    if (c.Has("preview8")) kind = RunKind::kPreview8;
-    if (c.Has("full16")) kind = RunKind::kFull16;
-    if (c.Has("preview16")) kind = RunKind::kPreview16;
+    const char* const kinds[] = {"full8", "preview8", "full16", "preview16"};
+    const auto kind = std::find_if(kinds, std::end(kinds), [&](const char* name) { return c.Has(name); });
+    EXPECT_NE(kind, std::end(kinds)) << c.name;
     const auto count = static_cast<std::int32_t>(c.pixels.size());
     const auto width = static_cast<std::int32_t>(c.Value("width", count));
-    auto rig = std::make_unique<EngineRig>(width, count / width, kind);
+    auto rig = std::make_unique<EngineRig>(width, count / width, kRunKinds[kind - kinds]);
     Globals& g = rig->globals;
     for (const auto& flag : kFlags) g.*flag.field = c.Has(flag.name);
     for (const auto& slider : kSliders)
@@ -183,13 +179,12 @@ inline void ExpectPicture(const Case& c) {
     rig->Key();
     if (c.Has("exchanged")) rig->ExchangePlanes(kOutG, kOutB);
     for (std::size_t n = 0; n < c.pixels.size(); ++n) {
-        Numbers found;
-        for (Plane plane : kOutputs) {
-            const bool asked = At(c.pixels[n].expected, found.size()) != kAny;
-            found.push_back(asked ? rig->Get(plane, static_cast<std::int64_t>(n)) : kAny);
+        Numbers expected = c.pixels[n].expected, found;
+        expected.resize(std::size(kOutputs), kAny);
+        for (double asked : expected) {
+            const Plane plane = kOutputs[found.size()];
+            found.push_back(asked == kAny ? kAny : rig->Get(plane, static_cast<std::int64_t>(n)));
         }
-        Numbers expected = c.pixels[n].expected;
-        expected.resize(found.size(), kAny);
         EXPECT_EQ(found == expected, !c.Has("differs"))
             << c.name << ", pixel " << n << ": " << testing::PrintToString(expected) << ", found "
             << testing::PrintToString(found);

@@ -3,8 +3,6 @@
 // runs, and most through all flags.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "rig/engine_rig.h"
 #include "rig/engine_scenes.h"
 
@@ -75,53 +73,6 @@ TEST_P(EngineProperties, BlueEqualsExchangedPlanes) {
             for (Plane plane : kOutputs) exchanged.Set(plane, i, blue.Get(plane, i));
         }
         EXPECT_EQ(FirstDifference(exchanged, blue), "") << "flags " << flags;
-    }
-}
-
-// Changes row `row` of the layers and tells the first and the last row of the outputs that differ. The
-// backdrop stays the one measured before.
-std::pair<std::int32_t, std::int32_t> ReachOfRow(RunKind kind, unsigned flags, std::int32_t row) {
-    constexpr std::int32_t kWidth = 31, kHeight = 19;
-    EngineRig before(kWidth, kHeight, kind), after(kWidth, kHeight, kind);
-    for (EngineRig* rig : {&before, &after}) {
-        SetFlags(rig, flags);
-        PaintScene(rig, Scene::kNoise, Draws(5));
-        rig->AnalyseAndKey();
-    }
-    after.ResetOutputs();
-    EngineRig noise(kWidth, kHeight, kind);
-    PaintScene(&noise, Scene::kNoise, Draws(6));
-    for (std::int64_t i = std::int64_t{row} * kWidth; i < (std::int64_t{row} + 1) * kWidth; ++i) {
-        for (Plane plane : {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB})
-            after.Set(plane, i, noise.Get(plane, i));
-    }
-    after.Key();
-    std::pair<std::int32_t, std::int32_t> reach{kHeight, -1};
-    for (std::int64_t i = 0; i < before.Pixels(); ++i) {
-        if (OutPixel(before, i) == OutPixel(after, i)) continue;
-        const auto y = static_cast<std::int32_t>(i / kWidth);
-        reach = {std::min(reach.first, y), y};
-    }
-    return reach;
-}
-
-TEST_P(EngineProperties, RowsReachAsFarAsTheirWindow) {
-    for (unsigned flags = 0; flags < kAllFlags; ++flags) {
-        // Refined rows: the window's half height each way. Direct rows: none. Edge blending at its smallest
-        // radius: two rows to see the edge, or to gather, and one to write.
-        const bool refined = !(flags & kBlend);
-        const std::int32_t reach = refined ? Radius(GetParam()) : flags & kTransparency ? 0 : 3;
-        // Not the half of the picture: there the bytes lie that the flush of 16-bit planes takes for samples.
-        for (const std::int32_t row : {0, 5, 18}) {
-            const auto found = ReachOfRow(GetParam(), flags, row);
-            EXPECT_LE(found.first, found.second) << "row " << row << " changes nothing, flags " << flags;
-            EXPECT_GE(found.first, row - reach) << "row " << row << ", flags " << flags;
-            EXPECT_LE(found.second, row + reach) << "row " << row << ", flags " << flags;
-            // And it does reach that far, where the foreground counts.
-            if (refined && !(flags & kView) && row == 5) {
-                EXPECT_EQ(found.first, row - reach);
-            }
-        }
     }
 }
 

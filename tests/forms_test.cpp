@@ -6,7 +6,6 @@
 
 #include "cases.h"
 #include "engine/forms.h"
-#include "rig/edge_pictures.h"
 #include "rig/form_cases.h"
 
 #ifndef __has_feature
@@ -79,18 +78,23 @@ TEST_P(Forms, GiveThePlainBytesOfWhateverIsDrawn) {
     ExpectPlainBytes(1500, [](std::uint64_t seed) { return DrawRun(Draws(seed)); });
 }
 
-// The colours round the one that a case is about, which is at the edge of a decision: each alone, and as many
-// times as the largest group that a faster form decides about as one.
+// A colour near the one that a case is about, which is at the edge of a decision. n: 0 .. 124.
+CasePixel Near(const CasePixel& seen, int n) {
+    const int steps[] = {n % 5 - 2, n / 5 % 5 - 2, n / 25 - 2};
+    CasePixel near{seen.top, {}, {}};
+    for (std::size_t c = 0; c < 3; ++c) near.top[c] = std::max(seen.top[c] + steps[c], 0.0);
+    near.top.resize(3);
+    return near;
+}
+
+// Each of these colours alone, and as many times as the largest group that a faster form decides about as
+// one.
 std::unique_ptr<EngineRig> RoundTheCase(Case c, unsigned flags) {
-    const Numbers seen = c.pixels.at(0).top;
+    const CasePixel seen = c.pixels.at(0);
     c.pixels.clear();
     c.settings.erase("width");
     for (std::size_t run : {1, 16}) {
-        for (int n = 0; n < 125; ++n) {
-            Numbers near{seen[0] + n % 5 - 2, seen[1] + n / 5 % 5 - 2, seen[2] + n / 25 - 2};
-            for (double& sample : near) sample = std::max(sample, 0.0);
-            c.pixels.insert(c.pixels.end(), run, {near, {}, {}});
-        }
+        for (int n = 0; n < 125; ++n) c.pixels.insert(c.pixels.end(), run, Near(seen, n));
     }
     auto rig = RigOf(c);
     SetFlags(rig.get(), flags);
@@ -98,7 +102,7 @@ std::unique_ptr<EngineRig> RoundTheCase(Case c, unsigned flags) {
     return rig;
 }
 
-TEST_P(Forms, GiveThePlainBytesRoundTheCases) {
+TEST_P(Forms, GiveThePlainBytesRoundTheCasesOfTheKeying) {
     for (const Case& c : ReadCases("keying")) {
         for (const unsigned flags : {kBlend | kTransparency, kBlend, kView, 0u}) {
             const unsigned all = flags | (c.Has("blue") ? kBlue : 0);
@@ -110,13 +114,27 @@ TEST_P(Forms, GiveThePlainBytesRoundTheCases) {
     }
 }
 
-// One pixel is the whole picture: the means tell its bins of hue and of saturation.
-TEST_P(Forms, GiveThePlainBytesAtTheEdgesOfBinsAndDecisions) {
-    for (const RunKind kind : {RunKind::kFull8, RunKind::kFull16}) {
-        ExpectPlainBytes(2500, [=](std::uint64_t seed) { return BackdropAndOnePixelEach(kind, seed); });
-        ExpectPlainBytes(10000, [=](std::uint64_t seed) { return OnePixel(kind, seed); });
-        ExpectPlainBytes(
-            300, [=](std::uint64_t seed) { return EdgesOfDecisions(kind, seed); }, Stage::kKeying);
+TEST_P(Forms, GiveThePlainBytesRoundTheCasesOfTheAnalysis) {
+    for (Case c : ReadCases("analysis")) {
+        const CasePixel seen = c.pixels.back();
+        for (int n = 0; n < 250; ++n) {
+            // From 125 on the pixel is the whole picture: the means tell its bins of hue and of saturation.
+            if (n == 125) c.pixels.resize(1);
+            c.pixels.back() = Near(seen, n % 125);
+            ASSERT_EQ(DifferenceFromPlain(GetParam(), [&] { return RigOf(c); }), "")
+                << c.name << ", colour " << n;
+        }
+    }
+    // The backdrop, and one pixel in each cell of the grid: its count tells whether it was accepted.
+    for (Case c : ReadCases("grid")) {
+        const CasePixel backdrop = c.pixels.at(0), own = c.pixels.at(1);
+        c.pixels.clear();
+        c.settings["width"] = {2 * kGridSide};
+        for (int n = 0; n < kGridCells; ++n) {
+            c.pixels.push_back(backdrop);
+            c.pixels.push_back(Near(own, n % 125));
+        }
+        ASSERT_EQ(DifferenceFromPlain(GetParam(), [&] { return RigOf(c); }), "") << c.name;
     }
 }
 

@@ -1,4 +1,4 @@
-// The writers, by the cases of output.cases; the selection, the flush after an abort, and the view.
+// The writers, by the cases of output.cases; the selection, and the flush after an abort.
 #include <gtest/gtest.h>
 
 #include "cases.h"
@@ -57,21 +57,6 @@ TEST(EngineFlush, AfterAnAbortWritesFromTheRingAsItIs) {
     EXPECT_EQ(OutPixel(rig, 2 * 98), (Pixel{22, 2, 2, 255}));
     EXPECT_EQ(OutPixel(rig, 2 * 99), (Pixel{18, 2, 2, 255}));
     EXPECT_EQ(rig.globals.progressPercent, 100);  // a flush counts as the end of the picture
-}
-
-TEST(EngineWriters, ViewWithoutRefinementWritesNothing) {
-    // Show selected with edge blending: the photo as fetched, and an opaque alpha plane. Without it the
-    // refined rows alone are written: the last one is as fetched, its alpha as it was.
-    EngineRig rig(1, 4, RunKind::kPreview8);
-    for (int i = 0; i < 4; ++i) rig.SetColour(kTopR, i, 50, static_cast<std::uint16_t>(200 - i), 100);
-    const int alpha = rig.Get(kOutA, 3);
-    SetFlags(&rig, kView);
-    rig.AnalyseAndKey();
-    EXPECT_NE(rig.Get(kOutR, 2), 50);
-    EXPECT_EQ(OutPixel(rig, 3), (Pixel{50, 197, 100, alpha}));
-    SetFlags(&rig, kView | kBlend);
-    rig.Key();
-    for (int i = 0; i < 4; ++i) EXPECT_EQ(OutPixel(rig, i), (Pixel{50, 200 - i, 100, 255}));
 }
 
 }  // namespace
