@@ -30,7 +30,7 @@ BUILDS = {  # folder of the build: arguments of cmake, targets
     "linux": (RELEASE, NATIVE),
     "win64": (RELEASE + ["-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake"], ["dialog_tests"]),
 }
-SCALAR = ["env", "FROND_FORM=scalar", "tests/frond_tests", "--gtest_filter=Engine*-*Forms*"]
+SCALAR = ["tests/frond_tests", "--form=scalar", "--gtest_filter=Engine*-*Forms*"]
 OTHER_ENGINE = ["tests/frond_tests", "--gtest_filter=*Forms*:FixedPictures*"]
 BESIDE_ENGINE = ["tests/frond_tests", "--gtest_filter=-Engine*"]
 OPERATORS = ["tests/allocation_operators_test"]
