@@ -17,13 +17,9 @@ HINSTANCE ModuleInstance() {
 class ManifestContext {
   public:
     ManifestContext() {
-        wchar_t path[MAX_PATH];
-        const DWORD length = GetModuleFileNameW(ModuleInstance(), path, MAX_PATH);
-        if (length == 0 || length == MAX_PATH) return;
         ACTCTXW request{};
         request.cbSize = sizeof request;
         request.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID | ACTCTX_FLAG_HMODULE_VALID;
-        request.lpSource = path;
         request.lpResourceName = MAKEINTRESOURCEW(2);  // where a library keeps its manifest
         request.hModule = ModuleInstance();
         context_ = CreateActCtxW(&request);
