@@ -14,9 +14,9 @@ constexpr char kAboutText[] =
     " Twin Plate Rig\n"
     "\n"
     "Version 3.0\n"
-    "Copyright the Marble Frond Keeper developers.\n"
+    "Copyright its developers.\n"
     "Release " FROND_VERSION
-    ", free under the MIT License.\n"
+    ", MIT License.\n"
     "\n"
     "\n"
     "A Marble Frond Removal System";
