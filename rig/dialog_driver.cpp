@@ -2,22 +2,30 @@
 
 #include <commctrl.h>
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "ui/dialog_ids.h"
 
 namespace {
 
-constexpr DWORD kPatience = 60'000;  // milliseconds
+constexpr DWORD kTimeoutMs = 60'000;
+constexpr char kDialogTitle[] = "MarbleFrondKeeperPlugin";
 
-[[noreturn]] void GiveUp(const char* fault, const char* what) {
+DialogRun* gRun = nullptr;  // there is one host at a time
+
+[[noreturn]] void Fatal(const char* fault, const char* what) {
     std::fprintf(stderr, "%s: %s\n", fault, what);
     std::fflush(stderr);
     TerminateProcess(GetCurrentProcess(), 70);
     std::abort();
+}
+
+bool IsDialogBox(HWND window) {
+    char kind[16] = {};
+    GetClassNameA(window, kind, sizeof kind);
+    return std::strcmp(kind, "#32770") == 0;
 }
 
 struct Search {
@@ -29,10 +37,8 @@ BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
     auto* search = reinterpret_cast<Search*>(parameter);
     DWORD process = 0;
     GetWindowThreadProcessId(window, &process);
-    char kind[16] = {};
-    GetClassNameA(window, kind, sizeof kind);
-    const bool isDialog = process == GetCurrentProcessId() && std::string(kind) == "#32770";
-    if (isDialog && IsWindowVisible(window) && TextOf(window) == search->title) search->found = window;
+    const bool isOurs = process == GetCurrentProcessId() && IsDialogBox(window) && IsWindowVisible(window);
+    if (isOurs && TextOf(window) == search->title) search->found = window;
     return search->found == nullptr;
 }
 
@@ -41,7 +47,7 @@ BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
 void WaitFor(const char* what, const std::function<bool()>& condition) {
     const DWORD begin = GetTickCount();
     while (!condition()) {
-        if (GetTickCount() - begin > kPatience) GiveUp("The module hangs, waited in vain for", what);
+        if (GetTickCount() - begin > kTimeoutMs) Fatal("The module hangs, waited in vain for", what);
         Sleep(5);
     }
 }
@@ -52,17 +58,11 @@ HWND FindShown(const char* title) {
     return search.found;
 }
 
-HWND WaitForWindow(const char* title) {
-    HWND window = nullptr;
-    WaitFor(title, [&] { return (window = FindShown(title)) != nullptr; });
-    return window;
-}
-
 LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     DWORD_PTR answer = 0;
-    if (SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, kPatience, &answer) == 0 &&
+    if (SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, kTimeoutMs, &answer) == 0 &&
         IsWindow(window)) {
-        GiveUp("The module hangs, waited in vain for", "an answer to a message");
+        Fatal("The module hangs, waited in vain for", "an answer to a message");
     }
     return static_cast<LRESULT>(answer);
 }
@@ -79,29 +79,20 @@ RECT RectOf(HWND window) {
     return rect;
 }
 
-ModulePtr OpenBuiltModule() {
+ModulePtr OpenBuiltModule(const char* path) {
     std::string error;
-    ModulePtr module = OpenModule("MarbleFrondKeeper.8bf", &error);
-    if (module == nullptr) {
-        std::fprintf(stderr, "%s\n", error.c_str());
-        std::abort();
-    }
+    ModulePtr module = OpenModule(path, &error);
+    if (module == nullptr) Fatal("No module", error.c_str());
     return module;
 }
 
-std::ostream& operator<<(std::ostream& out, const Costs& costs) {
-    return out << costs.scaledReads << " scaled reads, " << costs.keyings << " keyings, " << costs.analyses
-               << " analyses";
-}
-
-DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow, const char* awaited)
-    : document_(std::move(document)), module_(OpenBuiltModule()), ownsMainWindow_(ownsMainWindow) {
+DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow, BoxAction onBox)
+    : document_(std::move(document)),
+      module_(OpenBuiltModule()),
+      ownsMainWindow_(ownsMainWindow),
+      onBox_(std::move(onBox)) {
     options.playInfo = plugInDialogDisplay;
     options.keepDisplays = false;
-    options.trace = [this](const std::string& line) {
-        const std::lock_guard<std::mutex> lock(guard_);
-        trace_.push_back(line);
-    };
     options.displayed = [this, listener = options.displayed](const DisplayCall& call) {
         if (listener) listener(call);
         const std::lock_guard<std::mutex> lock(guard_);
@@ -109,12 +100,10 @@ DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow
         ++paintings_;
     };
     host_ = CreateHost(std::move(options));
+    gRun = this;
     thread_ = std::thread([this] { Run(); });
-    if (awaited != nullptr) {
-        WaitForWindow(awaited);
-    } else {
-        AwaitDialog();
-    }
+    WaitFor("the dialog", [this] { return over_ || (window_ = FindShown(kDialogTitle)) != nullptr; });
+    if (window_ != nullptr) PaintedAfter([] {});
 }
 
 DialogRun::~DialogRun() {
@@ -123,7 +112,7 @@ DialogRun::~DialogRun() {
     thread_.join();
     CloseHost(*host_);
     const std::string violations = ViolationText(*host_);
-    if (!violations.empty()) GiveUp("The host found", violations.c_str());
+    if (!violations.empty()) Fatal("The host found", violations.c_str());
 }
 
 // The owner of a modal dialog belongs to the thread that the dialog runs on.
@@ -133,22 +122,23 @@ void DialogRun::Run() {
                                       800, nullptr, nullptr, nullptr, nullptr);
         OptionsOf(*host_).mainWindow = mainWindow_;
     }
+    const HHOOK hook = SetWindowsHookExA(WH_CBT, OnActivation, nullptr, GetCurrentThreadId());
     result_ = RunFilter(*host_, module_->pluginMain, document_, AskForParameters::kYes);
+    UnhookWindowsHookEx(hook);
     if (ownsMainWindow_) DestroyWindow(mainWindow_);
     over_ = true;
 }
 
-void DialogRun::AwaitDialog() {
-    WaitFor("the dialog",
-            [this] { return over_ || (window_ = FindShown("MarbleFrondKeeperPlugin")) != nullptr; });
-    if (window_ == nullptr) return;
-    // It is painted by itself once the thread waits for messages again; hosts without the service stay
-    // silent.
-    if (OptionsOf(*host_).offersDisplayPixels) PaintedAfter([] {});
-}
-
-HWND DialogRun::Control(int id) const {
-    return GetDlgItem(window_, id);
+// A message box is each dialog box but the dialog. It can be activated several times.
+LRESULT CALLBACK DialogRun::OnActivation(int code, WPARAM parameter, LPARAM details) {
+    const auto box = reinterpret_cast<HWND>(parameter);
+    if (code == HCBT_ACTIVATE && IsDialogBox(box) && TextOf(box) != kDialogTitle &&
+        GetPropA(box, "seen") == nullptr) {
+        SetPropA(box, "seen", box);
+        if (gRun->onBox_) gRun->onBox_(box);
+        PostMessageA(box, WM_COMMAND, IDOK, 0);
+    }
+    return CallNextHookEx(nullptr, code, parameter, details);
 }
 
 Globals& DialogRun::State() {
@@ -170,69 +160,18 @@ void DialogRun::MoveScrollBar(int id, int code, int position) {
     Send(window_, message, MAKEWPARAM(code, position), reinterpret_cast<LPARAM>(Control(id)));
 }
 
-void DialogRun::ClickButton(int id) {
-    Send(Control(id), BM_CLICK);
-}
-
-int DialogRun::CountTrace(const std::string& beginning, const std::string& words) {
-    const std::lock_guard<std::mutex> lock(guard_);
-    return static_cast<int>(std::count_if(trace_.begin(), trace_.end(), [&](const std::string& line) {
-        return line.compare(0, beginning.size(), beginning) == 0 && line.find(words) != line.npos;
-    }));
-}
-
-Costs DialogRun::CountCosts() {
-    Costs costs;
-    costs.scaledReads = CountTrace("ReadScaledPixels");
-    // Seven rows of doubles for each of the ring's seven planes, in a block of the checked heap.
-    const int ringBytes = 7 * 8 * State().planeWidth + 8;
-    costs.keyings = CountTrace("AllocateBlock " + std::to_string(ringBytes) + " ") / 7;
-    return costs;
-}
-
-Costs DialogRun::OpeningCosts() {
-    Costs costs = CountCosts();
-    costs.analyses = State().backdropMeanR > 0;  // a new record is all zero
-    return costs;
-}
-
-Costs DialogRun::CostsOf(const std::function<void()>& doing) {
-    // The smallest change that an analysis of the same planes would undo.
-    const double mean = State().backdropMeanR;
-    const double marked = std::nextafter(mean, 1e9);
-    State().backdropMeanR = marked;
-    {
-        const std::lock_guard<std::mutex> lock(guard_);
-        trace_.clear();
-    }
-    doing();
-    Costs costs = CountCosts();
-    costs.analyses = State().backdropMeanR != marked;
-    if (costs.analyses == 0) State().backdropMeanR = mean;
-    return costs;
-}
-
-DisplayCall DialogRun::PaintedAfter(const std::function<void()>& doing) {
-    doing();
-    const int before = paintings_;  // whatever is painted from now on is what the doing left
-    // The dialog leaves WM_PAINT to the system too, which then takes what was asked for meanwhile as painted:
-    // a request from another thread can be lost, and is repeated.
-    DWORD asked = 0;
-    WaitFor("the preview's painting", [&] {
-        if (GetTickCount() - asked > 200) {
-            InvalidateRect(window_, nullptr, FALSE);
-            asked = GetTickCount();
-        }
-        return paintings_ > before;
-    });
+DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
+    action();
+    InvalidateRect(window_, nullptr, FALSE);
+    Send(window_, WM_PAINT);
     return LastPainted();
 }
 
-void DialogRun::AwaitRepaintBy(const std::function<void()>& doing) {
+void DialogRun::AwaitRepaintBy(const std::function<void()>& action) {
     WaitFor("the dialog to come to rest", [this] { return !GetUpdateRect(window_, nullptr, FALSE); });
     Send(window_, WM_NULL);  // a painting that has begun is over
     const int before = paintings_;
-    doing();
+    action();
     WaitFor("the repaint after a change", [&] { return paintings_ > before; });
 }
 
@@ -241,8 +180,8 @@ DisplayCall DialogRun::LastPainted() {
     return painted_;
 }
 
-RunResult DialogRun::EndWith(const std::function<void()>& doing) {
-    doing();
+RunResult DialogRun::EndWith(const std::function<void()>& action) {
+    action();
     WaitFor("the run's end", [this] { return over_.load(); });
     return result_;
 }
@@ -250,7 +189,7 @@ RunResult DialogRun::EndWith(const std::function<void()>& doing) {
 int DialogRun::TakeLeaks() {
     const std::vector<Violation> violations = ReportOf(*host_).violations;
     for (const Violation& violation : violations) {
-        if (violation.kind != ViolationKind::kLeak) GiveUp("The host found", violation.text.c_str());
+        if (violation.kind != ViolationKind::kLeak) Fatal("The host found", violation.text.c_str());
     }
     ClearReport(*host_);
     return static_cast<int>(violations.size());

@@ -1,90 +1,58 @@
-// The dialog and the About box where something is missing: layers, memory, services, a window, sane bounds.
+// The dialog where something is missing (layers, memory, services, a window, sane bounds), and where messages
+// come while it composes or paints.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 
 #include "rig/dialog_driver.h"
+#include "tests/dialog_session.h"
 #include "tests/host_faults.h"
 #include "tests/shell_rig.h"
 #include "ui/dialog_ids.h"
 
 namespace {
 
-void CloseMessage(const char* caption, const char* text) {
-    const HWND box = WaitForWindow(caption);
-    EXPECT_EQ(TextOf(GetDlgItem(box, 0xFFFF)), text);
-    EXPECT_EQ(GetWindow(box, GW_OWNER), nullptr);
-    PostMessageA(box, WM_COMMAND, IDOK, 0);
-    WaitFor("the message's end", [&] { return !IsWindow(box); });
+Document Plate() {
+    return GreenDocument(60, 40, 8, 2);
 }
 
-TEST(DialogFaults, ADocumentWithoutLayersIsSpokenOfAtEachLoad) {
+void SetFailing(DialogRun& run, bool fails, HostCall kind = HostCall::kReadScaledPixels) {
+    OptionsOf(run.TheHost()).failKindEnabled = fails;
+    OptionsOf(run.TheHost()).failKind = kind;
+}
+
+TEST(DialogFaults, ReportsWhatFailsAndStaysOpen) {
     Document flat = MakeDocument(60, 40, 8);
     flat.flat = MakeLayer(flat, "flat", 77);
     flat.targetLayer = kTargetFlat;
-    constexpr char kText[] =
-        "To use this plugin you need two layers. The bottom layer is the background with the green image as "
-        "the "
-        "top layer";
-    DialogRun run(std::move(flat), {}, true, "Problem");
-    CloseMessage("Problem", kText);
-    run.AwaitDialog();
-    EXPECT_TRUE(IsWindowEnabled(run.Window()));
-    // A message that comes while the test waits for the control's answer needs another way in.
-    PostMessageA(run.Window(), WM_HSCROLL, SB_THUMBTRACK, reinterpret_cast<LPARAM>(run.Control(kIdZoom)));
-    WaitForWindow("Problem");
-    EXPECT_FALSE(IsWindowEnabled(run.Window())) << "nothing behind the message can be used";
-    CloseMessage("Problem", kText);
-    EXPECT_EQ(run.Cancel().result, userCanceledErr);
+    DialogSession withoutLayers(std::move(flat), FailingAt(HostCall::kReadScaledPixels, 1));
+    withoutLayers.Step("zoom", [&] { withoutLayers.run.SetSlider(kIdZoom, 50); });
+    EXPECT_EQ(withoutLayers.run.State().topR[0], 77);
+    withoutLayers.End("Cancel", [&] { PostMessageA(withoutLayers.run.Control(kIdCancel), BM_CLICK, 0, 0); });
+    EXPECT_TRUE(MatchesTrace(withoutLayers.Text(), "dialog_without_layers"));
 }
 
 TEST(DialogFaults, WantOfMemoryLeavesTheDialogOpen) {
-    // The engine's rows: the preview keeps its picture, and the code is reported in the end.
-    DialogRun run(GreenDocument(60, 40, 8, 2));
+    DialogSession session(Plate());
+    DialogRun& run = session.run;
     const DisplayCall before = run.LastPainted();
-    HostOptions& options = OptionsOf(run.TheHost());
-    options.failKindEnabled = true;
-    options.failKind = HostCall::kAllocateBlock;
-    EXPECT_TRUE(run.PaintedAfter([&] { run.ClickButton(kIdOrgPhoto); }).pixels == before.pixels);
-    options.failKindEnabled = false;
-    EXPECT_FALSE(run.PaintedAfter([&] { run.ClickButton(kIdRealityInteg); }).pixels == before.pixels);
-    // Its planes, at a reload.
-    options.failKindEnabled = true;
-    options.failKind = HostCall::kNewBuffer;
-    run.SetSlider(kIdZoom, 30);
-    EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kIdRemoveGreen, 3); }), Costs{}) << "nothing to key";
-    options.failKindEnabled = false;
-    EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kIdRemoveGreen, 4); }).keyings, 1);
-    EXPECT_EQ(run.Ok().result, memFullErr);
+    SetFailing(run, true, HostCall::kAllocateBlock);
+    session.Step("no memory for the engine's rows", [&] { run.ClickButton(kIdOrgPhoto); });
+    EXPECT_TRUE(run.PaintedAfter([] {}).pixels == before.pixels) << "the preview keeps its picture";
+    SetFailing(run, false);
+    session.Step("memory again", [&] { run.ClickButton(kIdRealityInteg); });
+    EXPECT_FALSE(run.PaintedAfter([] {}).pixels == before.pixels);
+    SetFailing(run, true, HostCall::kNewBuffer);
+    session.Step("no memory for planes", [&] { run.SetSlider(kIdZoom, 30); });
+    session.Step("nothing to key", [&] { run.SetSlider(kIdRemoveGreen, 3); });
+    SetFailing(run, false);
+    session.Step("memory for planes again", [&] { run.SetSlider(kIdRemoveGreen, 4); });
+    session.End("OK", [&] { PostMessageA(run.Control(kIdOk), BM_CLICK, 0, 0); });
+    EXPECT_TRUE(MatchesTrace(session.Text(), "dialog_without_memory"));
 }
-
-// Closes what messages come while it lives.
-class MessageCloser {
-  public:
-    MessageCloser() : thread_([this] { Close(); }) {}
-    ~MessageCloser() {
-        over_ = true;
-        thread_.join();
-    }
-    MessageCloser(const MessageCloser&) = delete;
-    MessageCloser& operator=(const MessageCloser&) = delete;
-
-  private:
-    void Close() {
-        for (; !over_; Sleep(10)) {
-            for (const char* caption : {"Cannot Read Data", "Error Reading Scaled Data"}) {
-                if (const HWND box = FindShown(caption)) PostMessageA(box, WM_COMMAND, IDOK, 0);
-            }
-        }
-    }
-
-    std::atomic<bool> over_ = false;
-    std::thread thread_;
-};
 
 // A dialog that is opened, zoomed and confirmed, and the render behind it.
 TEST(DialogFaults, EveryFailingCallOfARunEndsInItsCode) {
-    const MessageCloser closer;
     int withoutAlpha = 0, withoutBuffers = 0;
     for (int call = 1;; ++call) {
         SCOPED_TRACE(call);
@@ -116,22 +84,15 @@ TEST(DialogFaults, EveryFailingCallOfARunEndsInItsCode) {
     EXPECT_EQ(withoutBuffers, 1);
 }
 
-TEST(DialogFaults, AFailingReadIsSpokenOfAndShowsBlack) {
-    DialogRun run(GreenDocument(60, 40, 8, 2), FailingAt(HostCall::kReadScaledPixels, 1), true,
-                  "Error Reading Scaled Data");
-    CloseMessage("Error Reading Scaled Data", "Error");
-    run.AwaitDialog();
-    EXPECT_EQ(run.State().topR[0], 0);
-    EXPECT_NE(run.State().topG[0], 0);
-    EXPECT_EQ(run.Ok().result, noErr) << "the render reads for itself";
-}
-
 TEST(DialogFaults, RunsWithoutDisplayPixelsAndWithoutAMainWindow) {
     HostOptions options;
     options.offersDisplayPixels = false;
     DialogRun run(GreenDocument(60, 40, 8, 2), options, false);
     EXPECT_EQ(GetWindow(run.Window(), GW_OWNER), nullptr);
-    EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kIdRemoveGreen, 3); }).keyings, 1);
+    const auto marked = static_cast<std::uint8_t>(~run.State().previewPixels[0]);
+    run.State().previewPixels[0] = marked;
+    run.SetSlider(kIdRemoveGreen, 3);
+    EXPECT_NE(run.State().previewPixels[0], marked);
     EXPECT_EQ(run.Ok().result, noErr);
 }
 
@@ -178,72 +139,174 @@ TEST(DialogFaults, BearsOddBounds) {
     }
 }
 
-// ---- The About box ----------------------------------------------------------------------------------------
+// ---- Messages in the midst of the work --------------------------------------------------------------------
 
-// Shows the box from a thread of its own, like a host with a main window.
-class About {
-  public:
-    explicit About(HostOptions options = {})
-        : module_(OpenBuiltModule()), host_(CreateHost(std::move(options))) {
-        thread_ = std::thread([this] {
-            const HWND owner = CreateWindowExA(0, "STATIC", "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 120, 90,
-                                               700, 500, nullptr, nullptr, nullptr, nullptr);
-            OptionsOf(*host_).mainWindow = owner;
-            ShowAbout(*host_, module_->pluginMain);
-            DestroyWindow(owner);
-            over_ = true;
+// A message box has no owner and disables nothing, so that the dialog can be used while it is shown.
+TEST(DialogReentrance, DoesWhatCameMeanwhileOnceAtTheEnd) {
+    DialogSession session(Plate());
+    DialogRun& run = session.run;
+    const auto zoomWhile = [&](const char* title, std::function<void()> meanwhile) {
+        SetFailing(run, true);
+        session.AtNextBox([&run, meanwhile = std::move(meanwhile)] {
+            SetFailing(run, false);
+            meanwhile();
         });
-        window_ = WaitForWindow("");
-    }
-    ~About() {
-        WaitFor("the box's end", [this] { return over_.load(); });
-        thread_.join();
-        CloseHost(*host_);
-        EXPECT_EQ("", ViolationText(*host_));
-    }
-    HWND Window() const { return window_; }
-    Host& TheHost() { return *host_; }
-
-  private:
-    ModulePtr module_;
-    HostPtr host_;
-    HWND window_ = nullptr;
-    std::atomic<bool> over_ = false;
-    std::thread thread_;
-};
-
-TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
-    About about;
-    const std::string text = TextOf(GetDlgItem(about.Window(), 3));
-    EXPECT_EQ(text.find("Marble Frond Keeper\n Twin Plate Rig\n\nVersion 3.0\n"), 0u) << text;
-    const std::string end = "\n\n\nA Marble Frond Removal System";
-    EXPECT_EQ(text.rfind(end), text.size() - end.size()) << text;
-    EXPECT_EQ(TextOf(GetDlgItem(about.Window(), 5)), "MarbleFrondKeeper");
-    for (const int id : {1, 2}) {
-        EXPECT_FALSE(IsWindowVisible(GetDlgItem(about.Window(), id)));
-        EXPECT_FALSE(IsWindowEnabled(GetDlgItem(about.Window(), id)));
-    }
-    for (const int id : {4, 5}) Send(GetDlgItem(about.Window(), id), BM_CLICK);
-    EXPECT_EQ(ReportOf(about.TheHost()).urls.size(), 2u);
-    EXPECT_EQ(ReportOf(about.TheHost()).urls.front().find("https://"), 0u);
-    Send(about.Window(), WM_CHAR, 'x');
-    EXPECT_TRUE(IsWindow(about.Window()));
-    PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
-    WaitFor("the box's end", [&] { return !IsWindow(about.Window()); });
-    EXPECT_EQ(DataWord(about.TheHost()), 0);
+        session.Step(title, [&] { run.SetSlider(kIdZoom, 99 - run.State().previewZoom); });
+    };
+    zoomWhile("sliders while a box is shown", [&] {
+        for (const int position : {3, 7, 9}) run.SetSlider(kIdRemoveGreen, position);
+        run.ClickButton(kIdShowSelect);
+    });
+    zoomWhile("blue while a box is shown", [&] { run.ClickButton(kIdBlueLogic); });
+    zoomWhile("scrolling while a box is shown", [&] {
+        run.MoveScrollBar(kIdScrollX, SB_THUMBTRACK, 50);
+        run.SetSlider(kIdZoom, 90);
+    });
+    zoomWhile("painting while a box is shown", [&] { run.PaintedAfter([] {}); });
+    SetFailing(run, true);
+    session.AtNextBox([&] {
+        SetFailing(run, false);
+        run.SetSlider(kIdZoom, 70);
+    });
+    session.Step("zoom while reset loads", [&] { run.ClickButton(kIdReset); });
+    const double mean = run.State().backdropMeanG;
+    for (int click = 0; click < 2; ++click) run.ClickButton(kIdBlueLogic);
+    EXPECT_EQ(run.State().backdropMeanG, mean) << "the analysis was made on one view";
+    zoomWhile("reset while a box is shown", [&] {
+        run.SetSlider(kIdRemoveGreen, 11);
+        run.ClickButton(kIdReset);
+        run.SetSlider(kIdZoom, 20);
+    });
+    OptionsOf(run.TheHost()).shrinkScaledReads = true;
+    session.AtNextBox([&] {
+        run.SetSlider(kIdAlterGreen, 5);
+        OptionsOf(run.TheHost()).shrinkScaledReads = false;
+    });
+    session.Step("a slider while another size is reported", [&] { run.SetSlider(kIdZoom, 10); });
+    EXPECT_TRUE(run.PaintedAfter([] {}).pixels ==
+                run.PaintedAfter([&] { run.SetSlider(kIdZoom, 10); }).pixels);
+    run.Cancel();
+    EXPECT_TRUE(MatchesTrace(session.Text(), "dialog_reentrance"));
+    EXPECT_EQ(run.TakeLeaks(), 28);  // of two times Reset
 }
 
-TEST(AboutBox, ClosesByKeysAndStaysWithoutItsSuite) {
-    for (const WPARAM key : {VK_ESCAPE, VK_RETURN}) {
-        HostOptions options;
-        options.missingSuites = {kPSGetFileListSuite};
-        About about(options);
-        Send(GetDlgItem(about.Window(), 4), BM_CLICK);
-        EXPECT_TRUE(IsWindow(about.Window()));
-        EXPECT_TRUE(ReportOf(about.TheHost()).urls.empty());
-        PostMessageA(about.Window(), WM_CHAR, key, 0);
-        WaitFor("the box's end", [&] { return !IsWindow(about.Window()); });
+// The first that arrives ends the dialog, once the composition or the painting has returned.
+TEST(DialogReentrance, EndsAfterWhatItWasDoing) {
+    std::string text;
+    const struct {
+        const char* title;
+        std::vector<int> buttons;  // 0: the owner is destroyed, and the dialog with it
+        OSErr result;
+    } kCases[] = {
+        {"OK", {kIdOk}, noErr},
+        {"OK, then Cancel", {kIdOk, kIdCancel}, noErr},
+        {"Cancel", {kIdCancel}, userCanceledErr},
+        {"Cancel, then OK and more", {kIdCancel, kIdOk, kIdBlueLogic, kIdReset}, userCanceledErr},
+        {"the window is destroyed", {0, kIdOk}, userCanceledErr},
+    };
+    for (const auto& c : kCases) {
+        for (const bool painting : {false, true}) {
+            SCOPED_TRACE(c.title + std::string(painting ? " while it paints" : ""));
+            DialogSession* shown = nullptr;
+            HostOptions options;
+            const auto press = [&] {
+                DialogRun& run = std::exchange(shown, nullptr)->run;
+                for (const int id : c.buttons) {
+                    if (id == 0) DestroyWindow(run.MainWindow());
+                    if (id != 0) Send(run.Window(), WM_COMMAND, static_cast<WPARAM>(id));
+                }
+            };
+            options.displayed = [&](const DisplayCall&) {
+                if (painting && shown != nullptr) press();
+            };
+            DialogSession session(Plate(), options);
+            SetFailing(session.run, !painting);
+            session.AtNextBox([&] {
+                press();
+                // What else fails in this composition does not replace Cancel's code.
+                SetFailing(session.run, c.result != noErr, HostCall::kAllocateBlock);
+            });
+            const RunResult result = session.End(c.title, [&] {
+                shown = &session;
+                if (painting) PostMessageA(session.run.Window(), WM_PAINT, 0, 0);
+                if (!painting) session.run.SetSlider(kIdZoom, 30);
+            });
+            EXPECT_EQ(result.result, c.result);
+            if (!painting) text += session.Text().substr(session.Text().find("\n== "));
+        }
     }
+    EXPECT_TRUE(MatchesTrace(text, "dialog_endings"));
+}
+
+// What the host's painting lets in is composed after it, and then painted too.
+TEST(DialogReentrance, ComposesAfterAPainting) {
+    DialogRun* moved = nullptr;
+    HostOptions options;
+    options.displayed = [&](const DisplayCall&) {
+        if (DialogRun* run = std::exchange(moved, nullptr)) {
+            run->SetSlider(kIdRemoveGreen, 150);
+            run->SetSlider(kIdZoom, 40);
+            Send(run->Window(), WM_PAINT);
+        }
+    };
+    DialogRun run(Plate(), options);
+    const DisplayCall before = run.LastPainted();
+    moved = &run;
+    run.PaintedAfter([] {});
+    WaitFor("the picture of the new values", [&] { return run.LastPainted().pixels != before.pixels; });
+    EXPECT_TRUE(run.LastPainted().pixels == run.PaintedAfter([&] { run.SetSlider(kIdZoom, 40); }).pixels);
+    EXPECT_EQ(run.Ok().result, noErr);
+}
+
+void MoveMouse(POINT to, DWORD button) {
+    INPUT input{};
+    input.type = INPUT_MOUSE;
+    const int width = GetSystemMetrics(SM_CXSCREEN), height = GetSystemMetrics(SM_CYSCREEN);
+    input.mi.dx = (to.x * 65535 + width / 2) / (width - 1);
+    input.mi.dy = (to.y * 65535 + height / 2) / (height - 1);
+    input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | MOUSEEVENTF_MOVE | button;
+    SendInput(1, &input, sizeof input);
+}
+
+// The real mouse drags the zoom's thumb and lets it go while the box is shown: the trackbar, which has the
+// mouse, then reports the end of the drag.
+TEST(DialogReentrance, SurvivesADragThatEndsBehindABox) {
+    DialogRun run(Plate());
+    RECT thumb{};
+    Send(run.Control(kIdZoom), TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
+    POINT at = {(thumb.left + thumb.right) / 2, (thumb.top + thumb.bottom) / 2};
+    ClientToScreen(run.Control(kIdZoom), &at);
+    int boxes = 0;
+    std::atomic<HWND> shown = nullptr;
+    run.SetBoxAction([&](HWND box) {
+        ++boxes;
+        shown = box;
+        EXPECT_EQ(GetWindow(box, GW_OWNER), nullptr);
+        EXPECT_TRUE(IsWindowEnabled(run.Window()));
+        LRESULT icon = 0;
+        for (HWND text = nullptr;
+             icon == 0 && (text = FindWindowExA(box, text, "Static", nullptr)) != nullptr;)
+            icon = Send(text, STM_GETICON);
+        EXPECT_EQ(icon, reinterpret_cast<LRESULT>(LoadIconA(nullptr, IDI_INFORMATION)));
+        EXPECT_TRUE(GetDlgItem(box, IDOK) != nullptr && GetDlgItem(box, IDCANCEL) == nullptr);
+        SetFailing(run, false);
+        MoveMouse({at.x + 90, at.y}, MOUSEEVENTF_LEFTUP);
+        MSG message;
+        while (GetCapture() != nullptr && GetMessageA(&message, nullptr, 0, 0)) DispatchMessageA(&message);
+    });
+    SetFailing(run, true);
+    MoveMouse(at, 0);
+    MoveMouse(at, MOUSEEVENTF_LEFTDOWN);
+    MoveMouse({at.x + 40, at.y}, 0);
+    WaitFor("the box's end", [&] { return shown != nullptr && !IsWindow(shown); });
+    EXPECT_TRUE(run.PaintedAfter([] {}).pixels ==
+                run.PaintedAfter([&] {
+                       run.SetSlider(kIdZoom, static_cast<int>(Send(run.Control(kIdZoom), TBM_GETPOS)));
+                   })
+                    .pixels);
+    EXPECT_GT(run.State().previewZoom, 0);
+    EXPECT_EQ(boxes, 1);
+    EXPECT_EQ(run.Ok().result, noErr);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The dialog in a real window: controls, costs, pixels and ways out, driven through the built module.
+// The dialog and the About box in real windows: templates, actions, pixels and ways out, driven through the
+// built module.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -8,6 +9,7 @@
 
 #include "host/painting.h"
 #include "rig/dialog_driver.h"
+#include "tests/dialog_session.h"
 #include "tests/shell_rig.h"
 #include "ui/dialog_ids.h"
 #include "ui/preview_geometry.h"
@@ -15,14 +17,6 @@
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
-
-constexpr int kSliderIds[] = {kIdRemoveGreen,  kIdRestoreBlack, kIdAlterGreen,
-                              kIdSelectTransp, kIdScaleTransp,  kIdAdjBGLevel};
-constexpr std::int32_t Globals::*kSliderFields[] = {&Globals::SliderRemoveGreen, &Globals::SliderRestoreBlack,
-                                                    &Globals::SliderAlterGreen,  &Globals::SliderSelectTransp,
-                                                    &Globals::SliderScaleTransp, &Globals::SliderAdjBGLevel};
-constexpr Costs kKeyed = {0, 1, 0};
-constexpr Costs kReloaded = {7, 1, 0};  // two layers, one with transparency
 
 Document Plate() {
     return GreenDocument(400, 200, 8, 2);
@@ -37,48 +31,47 @@ void ExpectPreview(DialogRun& run, const DisplayCall& call) {
     EXPECT_TRUE(call.maskBytes == Bytes(state.previewAlpha, state.previewAlpha + call.maskBytes.size()));
 }
 
-// ---- Opening ----------------------------------------------------------------------------------------------
+// ---- Templates --------------------------------------------------------------------------------------------
 
-// Users and their notes know the labels, which keep their misspellings.
-TEST(Dialog, ShowsItsLabelsAndHidesHelp) {
-    DialogRun run(Plate());
-    std::string labels;
-    for (HWND child = GetWindow(run.Window(), GW_CHILD); child != nullptr;
-         child = GetWindow(child, GW_HWNDNEXT)) {
-        if (!TextOf(child).empty()) labels += TextOf(child) + "|";
+// A window and its controls in the units of the template. Users and their notes know places and labels.
+std::string DescribeWindow(HWND window) {
+    RECT thousand = {0, 0, 4000, 8000};
+    MapDialogRect(window, &thousand);
+    std::ostringstream text;
+    const auto describe = [&](HWND control, const RECT& at) {
+        char kind[64] = {};
+        GetClassNameA(control, kind, sizeof kind);
+        LONG style = GetWindowLongA(control, GWL_STYLE);
+        if (std::string(kind) == "Button") style &= ~BS_DEFPUSHBUTTON;  // follows the focus
+        text << static_cast<std::int16_t>(GetDlgCtrlID(control)) << ' ' << kind << ' ' << std::hex << style
+             << std::dec;
+        for (const LONG x : {at.left, at.right - at.left}) text << ' ' << MulDiv(x, 4000, thousand.right);
+        for (const LONG y : {at.top, at.bottom - at.top}) text << ' ' << MulDiv(y, 8000, thousand.bottom);
+        text << " \"" << TextOf(control) << "\"\n";
+    };
+    RECT client{};
+    GetClientRect(window, &client);
+    describe(window, client);
+    for (HWND child = GetWindow(window, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
+        RECT at = RectOf(child);
+        MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&at), 2);
+        describe(child, at);
     }
-    EXPECT_EQ(labels,
-              "&OK|&Cancel|Remove Background Areas (Where green is)|Restore Dark Areas|"
-              "Select how transpatent the Transparent Areas are|"
-              "To alter blue areas go right, for green areas go left|Adjust the background green levels|"
-              "Blend Edges|Show Selected Ares|Use Blue Logic|Show Original Photo|Help|"
-              "Scale the Transparent areas|Output Transparency Information|Scale Preview|Reset|");
-    EXPECT_FALSE(IsWindowVisible(run.Control(kIdHelp)) || IsWindowVisible(run.Control(kIdPreview)));
-    RECT area = {3, 2, 3 + 261, 2 + 286};  // the preview's, in the units of the template
-    MapDialogRect(run.Window(), &area);
-    const RECT found = RectOf(run.Control(kIdPreview));
-    EXPECT_TRUE(found.right - found.left == area.right - area.left &&
-                found.bottom - found.top == area.bottom - area.top);
+    return text.str();
 }
 
 TEST(Dialog, OpensOverTheHostWithEveryControlInItsPlace) {
     DialogRun run(Plate());
-    EXPECT_EQ(run.OpeningCosts(), (Costs{7, 1, 1}));
-    const int positions[] = {40, 20, 100, 100, 70, 100};
-    for (int i = 0; i < 6; ++i) {
-        const HWND slider = run.Control(kSliderIds[i]);
-        EXPECT_EQ(Send(slider, TBM_GETRANGEMIN), 0) << i;
-        EXPECT_EQ(Send(slider, TBM_GETRANGEMAX), 200) << i;
-        EXPECT_EQ(Send(slider, TBM_GETPOS), positions[i]) << i;
+    EXPECT_TRUE(MatchesTrace(DescribeWindow(run.Window()), "dialog_controls"));
+    EXPECT_EQ(Send(run.Control(kIdRemoveGreen), TBM_GETRANGEMIN), 0);
+    for (const int id : {kIdRemoveGreen, kIdRestoreBlack, kIdAlterGreen, kIdSelectTransp, kIdScaleTransp,
+                         kIdAdjBGLevel, kIdZoom}) {
+        EXPECT_EQ(Send(run.Control(id), TBM_GETRANGEMAX), id == kIdZoom ? 100 : 200) << id;
     }
-    EXPECT_EQ(Send(run.Control(kIdZoom), TBM_GETRANGEMAX), 100);
     for (const int id : {kIdScrollX, kIdScrollY}) {
         int low = -1, high = -1;
         GetScrollRange(run.Control(id), SB_CTL, &low, &high);
         EXPECT_TRUE(low == 0 && high == 100) << id;
-    }
-    for (const int id : {kIdRealityInteg, kIdShowSelect, kIdBlueLogic, kIdOrgPhoto, kIdOutputAlpha}) {
-        EXPECT_EQ(Send(run.Control(id), BM_GETCHECK), id == kIdRealityInteg) << id;
     }
     EXPECT_FALSE(IsWindowEnabled(run.MainWindow())) << "the dialog is modal";
 
@@ -130,46 +123,52 @@ TEST(Dialog, BringsItsOwnCommonControls) {
     EXPECT_EQ(AssemblyOfClass(TRACKBAR_CLASSA), "");
 }
 
-// ---- Controls ---------------------------------------------------------------------------------------------
+// ---- Actions ----------------------------------------------------------------------------------------------
 
-TEST(Dialog, EverySliderSetsItsFieldAndKeysOnce) {
-    DialogRun run(Plate());
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ(run.CostsOf([&] { run.SetSlider(kSliderIds[i], 11 + 13 * i); }), kKeyed) << i;
+// Every control, what it costs, and the render that OK starts.
+TEST(Dialog, DoesForEachActionWhatItAsksFor) {
+    DialogSession session(GreenDocument(60, 40, 8, 2));
+    DialogRun& run = session.run;
+    const RECT place = RectOf(run.Window());
+    const Bytes opening = run.LastPainted().pixels;
+    for (const int id :
+         {kIdRemoveGreen, kIdRestoreBlack, kIdAlterGreen, kIdSelectTransp, kIdScaleTransp, kIdAdjBGLevel}) {
+        session.Step("slider " + std::to_string(id), [&] { run.SetSlider(id, id - 900); });
     }
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(run.State().*kSliderFields[i], 11 + 13 * i) << i;
-    // By hand: keys step and jump. Whatever the notification, each is keyed.
-    const std::pair<int, int> keys[] = {{VK_END, 200}, {VK_LEFT, 199}, {VK_HOME, 0}};
-    for (const auto& [key, position] : keys) {
-        EXPECT_GE(run.CostsOf([&, key = key] { run.PressKeyOn(kIdRemoveGreen, key); }).keyings, 1);
-        EXPECT_EQ(run.State().SliderRemoveGreen, position);
+    for (const int key : {VK_END, VK_LEFT, VK_HOME}) {
+        session.Step("key " + std::to_string(key), [&] { run.PressKeyOn(kIdRemoveGreen, key); });
     }
-}
-
-TEST(Dialog, EveryCheckBoxTogglesItsField) {
-    DialogRun run(Plate());
-    const std::pair<int, std::uint8_t Globals::*> boxes[] = {{kIdRealityInteg, &Globals::FlagRealityInteg},
-                                                             {kIdShowSelect, &Globals::FlagShowSelect},
-                                                             {kIdOrgPhoto, &Globals::FlagOrgPhoto},
-                                                             {kIdOutputAlpha, &Globals::FlagOutputAlpha},
-                                                             {kIdBlueLogic, &Globals::FlagBlueLogic}};
-    for (const auto& [id, field] : boxes) {
-        const Costs expected = {0, 1, id == kIdBlueLogic};
-        for (int click = 0; click < 2; ++click) {
-            const int before = run.State().*field;
-            EXPECT_EQ(run.CostsOf([&, id = id] { run.ClickButton(id); }), expected) << id;
-            EXPECT_EQ(run.State().*field, 1 - before) << id;
-            EXPECT_EQ(Send(run.Control(id), BM_GETCHECK), 1 - before) << id;
+    for (const int id : {kIdRealityInteg, kIdShowSelect, kIdOutputAlpha, kIdBlueLogic, kIdOrgPhoto}) {
+        for (const char* click : {" on or off", " and back"}) {
+            session.Step("box " + std::to_string(id) + click, [&] { run.ClickButton(id); });
         }
     }
-    // A box that disagrees with its field takes the field's state; and only a click counts.
-    Send(run.Control(kIdShowSelect), BM_SETCHECK, BST_CHECKED);
-    run.ClickButton(kIdShowSelect);
-    EXPECT_EQ(run.State().FlagShowSelect, 1);
-    EXPECT_EQ(Send(run.Control(kIdShowSelect), BM_GETCHECK), BST_CHECKED);
-    Send(run.Window(), WM_COMMAND, MAKEWPARAM(kIdRealityInteg, BN_SETFOCUS),
-         reinterpret_cast<LPARAM>(run.Control(kIdRealityInteg)));
-    EXPECT_EQ(run.State().FlagRealityInteg, 1);
+    session.Step("a box that disagrees with its field takes the field's state", [&] {
+        Send(run.Control(kIdShowSelect), BM_SETCHECK, BST_CHECKED);
+        run.ClickButton(kIdShowSelect);
+    });
+    session.Step("a notification that is no click",
+                 [&] { Send(run.Window(), WM_COMMAND, MAKEWPARAM(kIdRealityInteg, BN_SETFOCUS)); });
+    session.Step("blue", [&] { run.ClickButton(kIdBlueLogic); });
+    session.Step("zoom", [&] { run.SetSlider(kIdZoom, 60); });
+    session.Step("scroll across", [&] { run.MoveScrollBar(kIdScrollX, SB_THUMBTRACK, 100); });
+    session.Step("scroll down", [&] { run.MoveScrollBar(kIdScrollY, SB_THUMBPOSITION, 25); });
+    ExpectPreview(run, run.PaintedAfter([] {}));
+    for (const int code : {SB_LINEDOWN, SB_LINEUP, SB_PAGEDOWN, SB_PAGEUP, SB_TOP, SB_BOTTOM, SB_ENDSCROLL}) {
+        session.Step("dead part of a scroll bar " + std::to_string(code),
+                     [&] { run.MoveScrollBar(kIdScrollX, code, 7); });
+    }
+    session.Step("a message from nobody", [&] { Send(run.Window(), WM_HSCROLL, SB_THUMBTRACK, 0); });
+    SetWindowPos(run.Window(), nullptr, 3, 5, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
+    session.Step("reset", [&] { run.ClickButton(kIdReset); });
+    const RECT now = RectOf(run.Window());
+    EXPECT_TRUE(EqualRect(&now, &place)) << "the dialog jumps back";
+    EXPECT_TRUE(run.PaintedAfter([] {}).pixels == opening);
+    session.Step("zoom after reset", [&] { run.SetSlider(kIdZoom, 30); });
+    session.End("OK", [&] { PostMessageA(run.Control(kIdOk), BM_CLICK, 0, 0); });
+    EXPECT_TRUE(MatchesTrace(session.Text(), "dialog_session"));
+    // The planes and preview buffers of before Reset are given up, and nothing else is.
+    EXPECT_EQ(run.TakeLeaks(), 14);
 }
 
 TEST(Dialog, EveryChangeRepaintsByItself) {
@@ -181,29 +180,6 @@ TEST(Dialog, EveryChangeRepaintsByItself) {
     run.AwaitRepaintBy([&] { run.ClickButton(kIdReset); });
     run.Cancel();
     run.TakeLeaks();  // of Reset
-}
-
-TEST(Dialog, ZoomAndScrollReadTheirPartOfTheDocument) {
-    DialogRun run(Plate());
-    const auto expectView = [&run](const std::string& view, const std::function<void()>& doing) {
-        EXPECT_EQ(run.CostsOf(doing), kReloaded) << view;
-        EXPECT_EQ(run.CountTrace("ReadScaledPixels", view), 7) << view;
-    };
-    expectView("source (0 0 80 160)", [&] { run.SetSlider(kIdZoom, 60); });
-    expectView("source (0 240 80 400)", [&] { run.MoveScrollBar(kIdScrollX, SB_THUMBTRACK, 100); });
-    expectView("source (30 240 110 400)", [&] { run.MoveScrollBar(kIdScrollY, SB_THUMBPOSITION, 25); });
-    EXPECT_EQ(Send(run.Control(kIdScrollX), SBM_GETPOS), 100);
-    EXPECT_EQ(Send(run.Control(kIdScrollY), SBM_GETPOS), 25);
-    ExpectPreview(run, run.PaintedAfter([] {}));
-
-    // Arrows and troughs are dead, and key all the same; so does a message from nobody.
-    for (const int code : {SB_LINEDOWN, SB_LINEUP, SB_PAGEDOWN, SB_PAGEUP, SB_TOP, SB_BOTTOM, SB_ENDSCROLL}) {
-        EXPECT_EQ(run.CostsOf([&] { run.MoveScrollBar(kIdScrollX, code, 0); }), kKeyed) << code;
-    }
-    EXPECT_EQ(run.CostsOf([&] { Send(run.Window(), WM_HSCROLL, SB_THUMBTRACK, 0); }), kKeyed);
-    EXPECT_EQ(run.State().previewScrollX, 100);
-    // At zoom 0 positions are kept, but the whole picture is in view.
-    expectView("source (0 0 200 400)", [&] { run.SetSlider(kIdZoom, 0); });
 }
 
 // ---- Pixels -----------------------------------------------------------------------------------------------
@@ -245,29 +221,6 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
 }
 
 // ---- Ways out ---------------------------------------------------------------------------------------------
-
-TEST(Dialog, ResetBeginsAfresh) {
-    DialogRun run(Plate());
-    const DisplayCall first = run.LastPainted();
-    const RECT place = RectOf(run.Window());
-    run.SetSlider(kIdRemoveGreen, 150);
-    run.ClickButton(kIdBlueLogic);
-    run.SetSlider(kIdZoom, 70);
-    run.MoveScrollBar(kIdScrollX, SB_THUMBTRACK, 40);
-    SetWindowPos(run.Window(), nullptr, 3, 5, 0, 0, SWP_NOSIZE | SWP_NOZORDER);
-
-    EXPECT_EQ(run.CostsOf([&] { run.ClickButton(kIdReset); }), (Costs{7, 2, 1}));
-    EXPECT_EQ(Send(run.Control(kIdZoom), TBM_GETPOS), 70) << "the zoom's thumb stays";
-    EXPECT_EQ(Send(run.Control(kIdRemoveGreen), TBM_GETPOS), 40);
-    EXPECT_EQ(Send(run.Control(kIdBlueLogic), BM_GETCHECK), BST_UNCHECKED);
-    EXPECT_EQ(Send(run.Control(kIdScrollX), SBM_GETPOS), 0);
-    const RECT now = RectOf(run.Window());
-    EXPECT_TRUE(EqualRect(&now, &place)) << "the dialog jumps back";
-    EXPECT_TRUE(run.PaintedAfter([] {}).pixels == first.pixels);
-    EXPECT_EQ(run.Ok().result, noErr);
-    // The planes and preview buffers of before are given up, and nothing else is.
-    EXPECT_EQ(run.TakeLeaks(), 14);
-}
 
 TEST(Dialog, CancelLeavesEverythingAsItWas) {
     const Document plate = Plate();
@@ -316,6 +269,98 @@ TEST(Dialog, OkRendersWhatTheControlsSay) {
             EXPECT_TRUE(rendered.layers[1].colour[c].bytes == replayed.layers[1].colour[c].bytes);
             EXPECT_FALSE(rendered.layers[1].colour[c].bytes == plate.layers[1].colour[c].bytes);
         }
+    }
+}
+
+// ---- The About box ----------------------------------------------------------------------------------------
+
+// Shows the box from a thread of its own, like a host with a main window.
+class About {
+  public:
+    explicit About(HostOptions options = {})
+        : module_(OpenBuiltModule()), host_(CreateHost(std::move(options))) {
+        thread_ = std::thread([this] {
+            const HWND owner = CreateWindowExA(0, "STATIC", "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 120, 90,
+                                               700, 500, nullptr, nullptr, nullptr, nullptr);
+            OptionsOf(*host_).mainWindow = owner;
+            ShowAbout(*host_, module_->pluginMain);
+            DestroyWindow(owner);
+            over_ = true;
+        });
+        WaitFor("the box", [this] { return (window_ = FindShown("")) != nullptr; });
+    }
+    ~About() {
+        WaitFor("the box's end", [this] { return over_.load(); });
+        thread_.join();
+        CloseHost(*host_);
+        EXPECT_EQ("", ViolationText(*host_));
+    }
+    HWND Window() const { return window_; }
+    Host& TheHost() { return *host_; }
+
+  private:
+    ModulePtr module_;
+    HostPtr host_;
+    HWND window_ = nullptr;
+    std::atomic<bool> over_ = false;
+    std::thread thread_;
+};
+
+// A line that does not fit wraps, and the last one is then cut off. On each screen a tenth is left over.
+TEST(AboutBox, HasSpaceForItsLines) {
+    About about;
+    const HWND control = GetDlgItem(about.Window(), kIdAboutText);
+    const std::string text = TextOf(control);
+    const HDC context = GetDC(control);
+    for (const int dpi : {96, 120, 144, 192}) {
+        SCOPED_TRACE(dpi);
+        const HFONT font = CreateFontA(-MulDiv(8, dpi, 72), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0,
+                                       0, 0, 0, "MS Sans Serif");
+        const HGDIOBJ before = SelectObject(context, font);
+        // The units of a template follow from the mean width of the letters and the height.
+        SIZE letters{};
+        GetTextExtentPoint32A(context, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &letters);
+        const LONG width = MulDiv((letters.cx / 26 + 1) / 2, 148, 4), height = MulDiv(letters.cy, 83, 8);
+        std::istringstream lines(text);
+        LONG bottom = 0;
+        for (std::string line; std::getline(lines, line); bottom += letters.cy) {
+            SIZE size{};
+            GetTextExtentPoint32A(context, line.c_str(), static_cast<int>(line.size()), &size);
+            EXPECT_LE(size.cx * 11, width * 10) << line;
+        }
+        EXPECT_LE(bottom, height);
+        DeleteObject(SelectObject(context, before));
+    }
+    ReleaseDC(control, context);
+    PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
+}
+
+TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
+    About about;
+    std::string window = DescribeWindow(about.Window());
+    const std::size_t version = window.find("Release ") + 8;
+    window.replace(version, window.find(',', version) - version, "(version)");
+    EXPECT_TRUE(MatchesTrace(window, "about_controls"));
+    for (const int id : {4, 5}) Send(GetDlgItem(about.Window(), id), BM_CLICK);
+    EXPECT_EQ(ReportOf(about.TheHost()).urls.size(), 2u);
+    EXPECT_EQ(ReportOf(about.TheHost()).urls.front().find("https://"), 0u);
+    Send(about.Window(), WM_CHAR, 'x');
+    EXPECT_TRUE(IsWindow(about.Window()));
+    PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
+    WaitFor("the box's end", [&] { return !IsWindow(about.Window()); });
+    EXPECT_EQ(DataWord(about.TheHost()), 0);
+}
+
+TEST(AboutBox, ClosesByKeysAndStaysWithoutItsSuite) {
+    for (const WPARAM key : {VK_ESCAPE, VK_RETURN}) {
+        HostOptions options;
+        options.missingSuites = {kPSGetFileListSuite};
+        About about(options);
+        Send(GetDlgItem(about.Window(), 4), BM_CLICK);
+        EXPECT_TRUE(IsWindow(about.Window()));
+        EXPECT_TRUE(ReportOf(about.TheHost()).urls.empty());
+        PostMessageA(about.Window(), WM_CHAR, key, 0);
+        WaitFor("the box's end", [&] { return !IsWindow(about.Window()); });
     }
 }
 

@@ -1,11 +1,17 @@
 // The dialog holds no parameters: each control writes its field of Globals the moment it moves, and every
 // move keys the preview again before the handler returns.
+//
+// A composition or a painting can let further messages in: through a message box, or through a host that
+// handles messages in its services. The handlers of those messages write their fields and note what is to be
+// done again; only the outermost call, in DoPending, does it. So nothing frees or replaces a plane that
+// somebody reads.
 #include <windows.h>
 
 #include <commctrl.h>
 #include <shellapi.h>
 
 #include <iterator>
+#include <utility>
 
 #include "shell/globals.h"
 #include "shell/parameter_table.h"
@@ -21,6 +27,30 @@ namespace {
 
 // The record of the open dialog; null while there is none.
 Globals* gDialogGlobals = nullptr;
+
+enum class Activity { kNone, kComposing, kPainting };
+
+// Work that messages have asked for. Whatever is set, the preview is painted again at the end.
+struct Work {
+    bool reset = false;
+    bool refit = false;    // and load the planes again
+    bool analyse = false;  // before keying
+    bool compose = false;
+    bool repaint = false;
+
+    bool Any() const { return reset || refit || analyse || compose || repaint; }
+};
+
+struct DialogState {
+    HWND window = nullptr;  // null once it is destroyed
+    Activity activity = Activity::kNone;
+    Work pending;
+    int ending = 0;  // kIdOk or kIdCancel, whichever came first; 0 while the dialog is open
+};
+DialogState gDialog;
+
+// Posted to itself after a painting that left work.
+constexpr UINT kDoPendingMessage = WM_APP;
 
 constexpr int kSliderMaximum = 200;
 constexpr int kPercentMaximum = 100;  // of zoom and scroll
@@ -54,6 +84,8 @@ static_assert(std::size(kSliders) + std::size(kCheckBoxes) == kParameterCount,
 
 // No exception may leave a window procedure: want of memory becomes a code, and the dialog stays open.
 void Compose(Globals* globals) {
+    if (gDialog.ending != 0) return;
+    const bool analyses = globals->mustAnalyse != 0;
     try {
         ComposePreview(globals);
     } catch (const HeapFailure& failure) {
@@ -61,11 +93,15 @@ void Compose(Globals* globals) {
     } catch (...) {
         Fail(globals, memFullErr);
     }
+    // The view moved between the reads of two planes, so that what was analysed is no picture.
+    if (analyses && gDialog.pending.refit) gDialog.pending.analyse = true;
 }
 
-void UpdatePreview(Globals* globals, HWND window) {
-    Compose(globals);
-    InvalidatePreview(window);
+void Paint(Globals* globals) {
+    if (gDialog.ending != 0) return;
+    const Activity outer = std::exchange(gDialog.activity, Activity::kPainting);
+    PaintPreview(globals, gDialog.window);
+    gDialog.activity = outer;
 }
 
 // Fits the preview into its area afresh, which also has the next composition load the planes.
@@ -93,14 +129,76 @@ void SetUpControls(const Globals* globals, HWND window) {
     for (const CheckBoxControl& box : kCheckBoxes) CheckDlgButton(window, box.id, globals->*box.field);
 }
 
+void Open(Globals* globals, HWND window) {
+    CentreDialog(window);
+    RefitPreview(globals, window);
+    SetUpControls(globals, window);
+    Compose(globals);
+    Paint(globals);
+}
+
+// Reset opens the dialog a second time in its place. The planes and preview buffers of the first opening are
+// given up, not freed, and the window moves back over its parent; both are meant.
+void Do(const Work& work, Globals* globals, HWND window) {
+    if (work.reset) {
+        ResetGlobals(globals);
+        Open(globals, window);
+        if (gDialog.ending != 0) return;
+    }
+    if (work.refit) RefitPreview(globals, window);
+    if (work.analyse) globals->mustAnalyse = 1;
+    if (work.compose) Compose(globals);
+    if (gDialog.ending == 0) InvalidatePreview(window);
+}
+
+// Does what the messages have asked for until nothing is left, then ends the dialog if one of them asked for
+// that. While a composition or a painting runs, all of this waits for its end.
+void DoPending(Globals* globals) {
+    if (gDialog.activity != Activity::kNone) return;
+    gDialog.activity = Activity::kComposing;
+    while (gDialog.ending == 0 && gDialog.pending.Any()) {
+        Do(std::exchange(gDialog.pending, {}), globals, gDialog.window);
+    }
+    gDialog.activity = Activity::kNone;
+    if (gDialog.ending == 0) return;
+    if (gDialog.window != nullptr) {
+        EndDialog(gDialog.window, gDialog.ending);
+    } else {
+        // The dialog's loop looks for its window after each message from the queue; this makes sure of one.
+        PostThreadMessageA(GetCurrentThreadId(), WM_NULL, 0, 0);
+    }
+}
+
+void ComposeAgain(Globals* globals) {
+    gDialog.pending.compose = true;
+    DoPending(globals);
+}
+
 INT_PTR Initialise(HWND window, LPARAM parameter) {
     gDialogGlobals = reinterpret_cast<Globals*>(parameter);
-    CentreDialog(window);
-    RefitPreview(gDialogGlobals, window);
-    SetUpControls(gDialogGlobals, window);
-    Compose(gDialogGlobals);
-    PaintPreview(gDialogGlobals, window);
+    gDialog = {};
+    gDialog.window = window;
+    gDialog.activity = Activity::kComposing;
+    Open(gDialogGlobals, window);
+    gDialog.activity = Activity::kNone;
+    DoPending(gDialogGlobals);
     return FALSE;  // the focus stays where it is
+}
+
+// The system takes the window as painted once this returns, and would lose an invalidation made here: what
+// came during the painting is done in a message of its own.
+INT_PTR OnPaint(Globals* globals, HWND window) {
+    if (gDialog.activity == Activity::kPainting) {
+        gDialog.pending.repaint = true;
+        return FALSE;
+    }
+    Paint(globals);
+    if (gDialog.ending != 0) {
+        DoPending(globals);
+    } else if (gDialog.pending.Any()) {
+        PostMessageA(window, kDoPendingMessage, 0, 0);
+    }
+    return FALSE;
 }
 
 // A thumb that is dragged or dropped. The arrows and troughs are dead on purpose.
@@ -109,7 +207,7 @@ void ScrollTo(Globals* globals, HWND window, const SliderControl& bar, WPARAM re
     if (code != SB_THUMBPOSITION && code != SB_THUMBTRACK) return;
     globals->*bar.field = static_cast<std::int16_t>(HIWORD(report));
     SendDlgItemMessageA(window, bar.id, SBM_SETPOS, globals->*bar.field, TRUE);
-    RefitPreview(globals, window);
+    gDialog.pending.refit = true;
 }
 
 // Whatever the sender and the notification, the preview is keyed again.
@@ -121,44 +219,34 @@ INT_PTR OnScroll(Globals* globals, HWND window, WPARAM report, HWND sender) {
     }
     if (sentBy(kIdZoom)) {
         globals->previewZoom = position();
-        RefitPreview(globals, window);
+        gDialog.pending.refit = true;
     }
     for (const SliderControl& bar : kScrollBars) {
         if (sentBy(bar.id)) ScrollTo(globals, window, bar, report);
     }
-    UpdatePreview(globals, window);
+    ComposeAgain(globals);
     return TRUE;
 }
 
 INT_PTR Toggle(Globals* globals, HWND window, const CheckBoxControl& box) {
     globals->*box.field = globals->*box.field == 0;
     CheckDlgButton(window, box.id, globals->*box.field);
-    if (box.id == kIdBlueLogic) globals->mustAnalyse = 1;
-    UpdatePreview(globals, window);
+    if (box.id == kIdBlueLogic) gDialog.pending.analyse = true;
+    ComposeAgain(globals);
     return FALSE;
 }
 
-// Opens the dialog a second time in its place. The planes and preview buffers of the first opening are given
-// up, not freed, and the window moves back over its parent; both are meant.
-INT_PTR Reset(Globals* globals, HWND window) {
-    ResetGlobals(globals);
-    Initialise(window, reinterpret_cast<LPARAM>(globals));
-    UpdatePreview(globals, window);
+// What was pending is reset with everything else.
+INT_PTR Reset(Globals* globals) {
+    gDialog.pending = {};
+    gDialog.pending.reset = true;
+    ComposeAgain(globals);
     return FALSE;
 }
 
-// Puts the block that the host keeps back to what it was created as, but for showDialog.
-INT_PTR Cancel(Globals* globals, HWND window) {
-    if (PluginParameters* parameters = ParametersOf(globals); parameters != nullptr) {
-        parameters->firstVersion = 0;
-        parameters->secondVersion = 0;
-        parameters->thirdWord = 4;
-        parameters->firstFlag = 0;
-    }
-    globals->reservedFlag = 0;
-    globals->reservedWord = 0;
-    Fail(globals, userCanceledErr);
-    EndDialog(window, kIdCancel);
+INT_PTR End(Globals* globals, int button) {
+    gDialog.ending = button;
+    DoPending(globals);
     return TRUE;
 }
 
@@ -170,19 +258,37 @@ INT_PTR OnCommand(Globals* globals, HWND window, WPARAM report) {
     }
     switch (id) {
         case kIdReset:
-            return Reset(globals, window);
+            return Reset(globals);
         case kIdHelp:
             ShellExecuteA(nullptr, "open", "MarbleFrondKeeperPluginHelp\\index.htm", nullptr, nullptr,
                           SW_SHOWNORMAL);
             return TRUE;
         case kIdOk:
-            EndDialog(window, kIdOk);
-            return TRUE;
         case kIdCancel:
-            return Cancel(globals, window);
+            return End(globals, id);
         default:
             return TRUE;
     }
+}
+
+// The window goes, at the dialog's end or with an owner that the host destroys.
+INT_PTR OnDestroy(Globals* globals) {
+    gDialog.window = nullptr;
+    return gDialog.ending == 0 ? End(globals, kIdCancel) : FALSE;
+}
+
+// Puts the block that the host keeps back to what it was created as, but for showDialog. The code replaces
+// whatever the preview left.
+void CancelRun(Globals* globals) {
+    if (PluginParameters* parameters = ParametersOf(globals); parameters != nullptr) {
+        parameters->firstVersion = 0;
+        parameters->secondVersion = 0;
+        parameters->thirdWord = 4;
+        parameters->firstFlag = 0;
+    }
+    globals->reservedFlag = 0;
+    globals->reservedWord = 0;
+    Fail(globals, userCanceledErr);
 }
 
 }  // namespace
@@ -192,15 +298,19 @@ extern "C" INT_PTR CALLBACK MarbleFrondKeeperPluginProc(HWND window, UINT messag
     if (message == WM_INITDIALOG) return Initialise(window, lParam);
     Globals* globals = gDialogGlobals;
     if (globals == nullptr) return FALSE;
+    if (message == WM_DESTROY) return OnDestroy(globals);
+    if (gDialog.ending != 0) return FALSE;
     switch (message) {
         case WM_PAINT:
-            PaintPreview(globals, window);
-            return FALSE;
+            return OnPaint(globals, window);
         case WM_HSCROLL:
         case WM_VSCROLL:
             return OnScroll(globals, window, wParam, reinterpret_cast<HWND>(lParam));
         case WM_COMMAND:
             return OnCommand(globals, window, wParam);
+        case kDoPendingMessage:
+            DoPending(globals);
+            return FALSE;
         default:
             return FALSE;
     }
@@ -209,6 +319,8 @@ extern "C" INT_PTR CALLBACK MarbleFrondKeeperPluginProc(HWND window, UINT messag
 bool ShowParameterDialog(Globals* globals) {
     const INT_PTR ending = RunDialog(kParameterDialogTemplate, globals->filterParamBlock->platformData,
                                      MarbleFrondKeeperPluginProc, reinterpret_cast<LPARAM>(globals));
-    gDialogGlobals = nullptr;
+    const bool opened = std::exchange(gDialogGlobals, nullptr) != nullptr;
+    // A window that was destroyed before OK had ended the dialog must not start the render either.
+    if (opened && ending != kIdOk) CancelRun(globals);
     return ending == kIdOk;
 }

@@ -49,6 +49,7 @@ void PaintPreview(Globals* globals, HWND window) {
 
     PAINTSTRUCT paint;
     const HDC context = BeginPaint(window, &paint);
+    if (context == nullptr) return;
     ClearArea(window, context);
     DrawFrame(context, destination);
     PSPixelMap map;
@@ -59,7 +60,7 @@ void PaintPreview(Globals* globals, HWND window) {
     if (displayPixels != nullptr && hasPixels) {
         displayPixels(&map, &map.bounds, destination.top, destination.left, context);
     }
-    EndPaint(window, &paint);
+    if (IsWindow(window)) EndPaint(window, &paint);  // the host may have destroyed it
 }
 
 void InvalidatePreview(HWND window) {
