@@ -7,12 +7,13 @@
     scripts/mutants.py --check               only tests that every entry still applies
 
 Each job works in a copy of its own under build/mutants, where only what the fault touches is built again. First the
-copy without a fault must pass. A test that fails, crashes or hangs has noticed the fault. A fault under src/ui is tried
-by the dialog's tests too, under Wine. The whole list takes hours; nothing else needs it.
+copy without a fault must pass. A test that fails, crashes or hangs has noticed the fault. What the native tests of
+src/shell and src/ui do not notice is tried by the dialog's tests too, under Wine. The whole list takes hours.
 
 Gives 1 when an entry does not apply or does not build, or when a fault survives without a reason in the list.
 """
 import argparse
+import filecmp
 import os
 import queue
 import re
@@ -24,28 +25,39 @@ import time
 
 TREE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 LIST = os.path.join(TREE, "tests", "mutants.txt")
-RELEASE = ["-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG", "-DFROND_BUILD_BENCH=OFF"]
-NATIVE = ["frond_tests", "allocation_operators_test"]
-BUILDS = {  # folder of the build: arguments of cmake, targets
-    "linux": (RELEASE, NATIVE),
-    "win64": (RELEASE + ["-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake"], ["dialog_tests"]),
+OPTIONS = ["-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG", "-DFROND_BUILD_BENCH=OFF"]
+BUILDS = {  # folder of the build: options of cmake, targets
+    "linux": (OPTIONS, ["frond_tests", "allocation_operators_test"]),
+    "win64": (OPTIONS + ["-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake"], ["dialog_tests"]),
 }
-SCALAR = ["tests/frond_tests", "--form=scalar", "--gtest_filter=Engine*-*Forms*"]
-OTHER_ENGINE = ["tests/frond_tests", "--gtest_filter=*Forms*:FixedPictures*"]
-BESIDE_ENGINE = ["tests/frond_tests", "--gtest_filter=-Engine*"]
-OPERATORS = ["tests/allocation_operators_test"]
-DIALOG = ["../../scripts/wine64.sh", "tests/dialog_tests.exe"]
-# The tests of a file, in turn until one notices the fault: the first line whose beginning fits. Each is the folder of
-# the build and the command.
-TESTS = [
-    ("src/engine/", [("linux", SCALAR), ("linux", OTHER_ENGINE)]),
-    ("src/support/", [("linux", OPERATORS), ("linux", BESIDE_ENGINE)]),
-    ("src/shell/", [("linux", BESIDE_ENGINE)]),
-    ("src/ui/preview", [("linux", BESIDE_ENGINE), ("win64", DIALOG)]),
-    ("src/ui/", [("win64", DIALOG)]),
+SCALAR = ("linux", ["tests/frond_tests", "--form=scalar", "--gtest_filter=Engine*-*Forms*"])
+FORMS = ("linux", ["tests/frond_tests", "--gtest_filter=*Forms*:FixedPictures*"])
+REST = ("linux", ["tests/frond_tests", "--gtest_filter=-Engine*"])
+OPERATORS = ("linux", ["tests/allocation_operators_test"])
+DIALOG = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe"])
+TESTS = [  # of the files whose names begin so, in turn until one notices the fault; the first line that fits counts
+    ("src/engine/", [SCALAR, FORMS, REST]),
+    ("src/support/", [OPERATORS, REST]),
+    ("src/shell/", [REST, DIALOG]),
+    ("src/ui/preview", [REST, DIALOG]),
+    ("src/ui/", [DIALOG]),
 ]
-WINDOWS_ONLY = "_win32.cpp"
-PATIENCE = 600  # seconds for a test command, many times what any takes
+PATIENCE = 900  # seconds for a test command, many times what any takes
+
+
+def Read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
+def Write(path, text):
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(text)
+
+
+def Places(words, text):
+    """Where the words are in the text, however the lines are broken."""
+    return list(re.finditer(r"\s+".join(re.escape(word) for word in words.split()), text))
 
 
 class Mutant:
@@ -68,130 +80,93 @@ class Mutant:
             return None
         return text[: found[0].start()] + self.new + text[found[0].end() :]
 
-
-def Places(words, text):
-    """Where the words are in the text, however the lines are broken."""
-    return list(re.finditer(r"\s+".join(re.escape(word) for word in words.split()), text))
+    def tests(self):
+        tests = next(tests for prefix, tests in TESTS if self.file.startswith(prefix))
+        return [DIALOG] if self.file.endswith("_win32.cpp") else tests
 
 
 def ReadList():
     mutants, file = [], None
-    with open(LIST, encoding="utf-8") as lines:
-        for block in re.split(r"\n\s*\n", lines.read()):
-            block = [line for line in block.splitlines() if line.strip()]
-            if block and block[0].startswith("== "):
-                file = block.pop(0)[3:].strip()
-            if any(line[0] == "-" for line in block):
-                mutants.append(Mutant(file, block))
+    for block in re.split(r"\n\s*\n", Read(LIST)):
+        lines = [line for line in block.splitlines() if line.strip()]
+        if lines and lines[0].startswith("== "):
+            file = lines.pop(0)[3:].strip()
+        if any(line[0] == "-" for line in lines):
+            mutants.append(Mutant(file, lines))
     return mutants
 
 
-def Read(path):
-    with open(path, encoding="utf-8") as file:
-        return file.read()
-
-
-def Write(path, text):
-    with open(path, "w", encoding="utf-8") as file:
-        file.write(text)
-
-
-def TestsOf(file):
-    tests = next(tests for prefix, tests in TESTS if file.startswith(prefix))
-    return [test for test in tests if test[0] != "linux" or not file.endswith(WINDOWS_ONLY)]
-
-
 class Job:
-    """A copy of the tree with its builds."""
+    """A copy of the tree with its builds. What has not changed since the last run is not built again."""
 
     def __init__(self, number):
-        self.root = os.path.join(TREE, "build", "mutants", str(number))
-        os.makedirs(self.root, exist_ok=True)
-        listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=TREE, check=True,
-                                stdout=subprocess.PIPE, text=True).stdout.split("\n")
-        wanted = {name for name in listed if name and os.path.isfile(os.path.join(TREE, name))}
+        self.root, self.output = os.path.join(TREE, "build", "mutants", str(number)), ""
+        command = ["git", "ls-files", "-co", "--exclude-standard"]
+        listed = subprocess.run(command, cwd=TREE, check=True, stdout=subprocess.PIPE, text=True).stdout
+        wanted = [name for name in listed.splitlines() if os.path.isfile(os.path.join(TREE, name))]
         for folder, folders, files in os.walk(self.root):
-            if folder == self.root:
-                folders[:] = [name for name in folders if name != "build"]
-            for file in files:
-                path = os.path.join(folder, file)
+            if folder == self.root and "build" in folders:
+                folders.remove("build")
+            for path in (os.path.join(folder, file) for file in files):
                 if os.path.relpath(path, self.root) not in wanted:
                     os.remove(path)
-        for name in wanted:  # what has not changed keeps its time, so that it is not built again
-            source, target = os.path.join(TREE, name), os.path.join(self.root, name)
-            if os.path.exists(target) and open(source, "rb").read() == open(target, "rb").read():
-                continue
-            os.makedirs(os.path.dirname(target), exist_ok=True)
-            shutil.copy(source, target)
+        for name in wanted:
+            source, copy = os.path.join(TREE, name), os.path.join(self.root, name)
+            os.makedirs(os.path.dirname(copy), exist_ok=True)
+            if not os.path.exists(copy) or not filecmp.cmp(source, copy, shallow=False):
+                shutil.copy(source, copy)
 
     def run(self, command, folder=".", limit=None):
-        """None where the command gave 0; otherwise its end, or that it hung."""
+        """None where the command gave 0; otherwise the test that failed, or how it ended."""
         run = subprocess.Popen(command, cwd=os.path.join(self.root, folder), stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
         try:
-            output = run.communicate(timeout=limit)[0].decode(errors="replace")
+            self.output = run.communicate(timeout=limit)[0].decode(errors="replace")
         except subprocess.TimeoutExpired:
             os.killpg(run.pid, 9)
             run.communicate()
-            return "hangs"
-        if run.returncode == 0:
-            return None
-        failed = re.search(r"\[  FAILED  \] (\S+)", output) or re.search(r"\[ RUN      \] (\S+)(?![\s\S]*RUN)", output)
-        self.output = output
-        return failed.group(1) if failed else f"ends with {run.returncode}"
-
-    def build(self, name):
-        """Whether everything that the tests need is built."""
-        arguments, targets = BUILDS[name]
-        folder = os.path.join("build", name)
-        if not os.path.exists(os.path.join(self.root, folder, "build.ninja")):
-            if self.run(["cmake", "-S", ".", "-B", folder, "-G", "Ninja"] + arguments) is not None:
-                return False
-        return self.run(["cmake", "--build", folder, "--target"] + targets) is None
+            return "a hang"
+        begun = re.findall(r"\[(?: RUN     |  FAILED ) \] (\S+)", self.output)
+        return None if run.returncode == 0 else begun[-1] if begun else f"the end with {run.returncode}"
 
     def test(self, tests):
         """The test that fails; None when all pass."""
         for name, command in tests:
-            if not self.build(name):
+            folder, (options, targets) = os.path.join("build", name), BUILDS[name]
+            made = os.path.exists(os.path.join(self.root, folder, "build.ninja"))
+            if not made and self.run(["cmake", "-S", ".", "-B", folder, "-G", "Ninja"] + options):
                 return "does not build"
-            command = command + ["--gtest_fail_fast"]
-            failed = self.run(command, os.path.join("build", name), PATIENCE)
+            if self.run(["cmake", "--build", folder, "--target"] + targets):
+                return "does not build"
+            failed = self.run(command + ["--gtest_fail_fast"], folder, PATIENCE)
             if failed:
                 return failed
         return None
 
-    def try_mutant(self, mutant):
-        path = os.path.join(self.root, mutant.file)
-        sound = Read(path)
-        Write(path, mutant.apply(sound))
-        try:
-            return self.test(TestsOf(mutant.file))
-        finally:
-            Write(path, sound)
-
-
-def Work(job, files, results, lock):
-    while True:
-        try:
-            mutants = files.get_nowait()
-        except queue.Empty:
-            return
-        for mutant in mutants:
-            start = time.time()
-            end = job.try_mutant(mutant)
-            word = end if end == "does not build" else "survived" if end is None else f"killed by {end}"
-            with lock:
+    def work(self, groups, results):
+        while True:
+            try:
+                group = groups.get_nowait()
+            except queue.Empty:
+                return
+            for mutant in group:
+                path, start = os.path.join(self.root, mutant.file), time.time()
+                sound = Read(path)
+                Write(path, mutant.apply(sound))
+                end = self.test(mutant.tests())
+                Write(path, sound)
                 results.append((mutant, end))
+                word = "survived" if end is None else end if end == "does not build" else f"killed by {end}"
                 print(f"{len(results):4} {time.time() - start:5.0f} s  {word:60}  {mutant.name()}", flush=True)
 
 
 def Main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("files", nargs="*", default=[""], help="beginnings of file names")
+    parser.add_argument("files", nargs="*", help="beginnings of file names")
     parser.add_argument("--only", default="", help="words of an entry")
-    parser.add_argument("--jobs", type=int, default=1)
+    parser.add_argument("--jobs", type=int, default=1, help="copies that work at the same time")
     parser.add_argument("--quick", action="store_true", help="only the first test command of a file")
-    parser.add_argument("--check", action="store_true")
+    parser.add_argument("--check", action="store_true", help="only test that every entry applies")
     options = parser.parse_args()
     if options.quick:
         for _, tests in TESTS:
@@ -202,27 +177,24 @@ def Main():
     lost = [m for m in mutants if m.apply(Read(os.path.join(TREE, m.file))) is None]
     for mutant in lost:
         print(f"does not apply: {mutant.name()}")
-    print(f"{len(mutants)} entries, {len(lost)} of which do not apply")
+    print(f"{len(mutants)} entries, {len(lost)} of which do not apply", flush=True)
     if options.check or lost or not mutants:
         return 1 if lost or not mutants else 0
 
-    groups = {}  # the mutants of a file in one job, which then builds that file alone
+    by_file = {}  # the mutants of a file go to one job, which then builds that file alone
     for mutant in mutants:
-        groups.setdefault(mutant.file, []).append(mutant)
-    jobs = [Job(number) for number in range(1, min(options.jobs, len(groups)) + 1)]
-    sound = []
-    for file in groups:
-        sound += [test for test in TestsOf(file) if test not in sound]
+        by_file.setdefault(mutant.file, []).append(mutant)
+    groups, results, needed = queue.Queue(), [], []
+    for group in by_file.values():
+        groups.put(group)
+        needed += [test for test in group[0].tests() if test not in needed]
+    jobs = [Job(number) for number in range(1, min(options.jobs, len(by_file)) + 1)]
     for job in jobs:
-        failed = job.test(sound)
+        failed = job.test(needed)
         if failed:
             print(f"without a fault: {failed}\n{job.output[-4000:]}")
             return 1
-
-    files, results, lock = queue.Queue(), [], threading.Lock()
-    for group in groups.values():
-        files.put(group)
-    threads = [threading.Thread(target=Work, args=(job, files, results, lock)) for job in jobs]
+    threads = [threading.Thread(target=job.work, args=(groups, results)) for job in jobs]
     for thread in threads:
         thread.start()
     for thread in threads:
@@ -238,7 +210,7 @@ def Main():
         print(f"has a reason to survive, and does not: {mutant.name()}")
     killed = len(results) - len(survivors) - len(broken)
     print(f"{killed} of {len(results)} killed ({100 * killed / len(results):.1f} %)")
-    return 1 if broken or any(not m.reason for m in survivors) else 0
+    return 1 if len(results) < len(mutants) or broken or any(not m.reason for m in survivors) else 0
 
 
 if __name__ == "__main__":
