@@ -19,7 +19,7 @@ std::uint32_t Draws::Below(std::uint32_t count) {
 
 namespace {
 
-// In 8-bit levels; what lies beyond the range is cut off where it is stored. Doubles of 256ths are exact.
+// In 8-bit levels; what is beyond the range is cut off where it is stored. Doubles of 256ths are exact.
 struct Colour {
     double r, g, b;
 };

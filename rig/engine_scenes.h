@@ -34,7 +34,7 @@ enum class Scene {
     kFigure,   // a lit figure before an uneven backdrop: soft edges, cloth, a veil, strands of hair
     kPalette,  // few colours before a backdrop: pure, mixed with it, the backdrop at another level; top
                // alphas round the engine's limits
-    kExtremes  // zeros, maxima and what lies beyond them
+    kExtremes  // zeros, maxima and samples beyond them
 };
 constexpr Scene kScenes[] = {Scene::kNoise, Scene::kFigure, Scene::kPalette, Scene::kExtremes};
 

@@ -10,7 +10,7 @@
 // each
 // "[count of] TOP [over BOTTOM] [-> RESULT]": red, green, blue and alpha, the bottom without alpha. NUMBERS
 // are divided by commas or spaces: a number, a quotient a/b, * for one that the case does not ask for, ~f for
-// the share f of kFineAlpha, cut; NxV stands for N times V.
+// the share f of kFineAlpha, cut; NxV is V, N times.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -66,7 +66,7 @@ inline Numbers NumbersOf(std::string text) {
     return numbers;
 }
 
-// What stands in the text before the mark; the text keeps what follows, or nothing where there is no mark.
+// Gives the text before the mark, or all of it without one; the text keeps what is after the mark.
 inline std::string CutAt(const char* mark, std::string* text) {
     const std::size_t at = text->find(mark);
     const std::string before = text->substr(0, at);

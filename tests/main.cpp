@@ -1,5 +1,5 @@
-// GoogleTest's main with one more option: --form=NAME selects the form of the engine that runs, and the form
-// that the tests come back to which run several.
+// GoogleTest's main with one more option: --form=NAME selects the form of the engine. Tests that run several
+// forms return to it afterwards.
 #include <gtest/gtest.h>
 
 #include <cstdio>
