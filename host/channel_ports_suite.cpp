@@ -68,7 +68,7 @@ SPErr Transfer(const char* call, HostCall kind, PIChannelPort key, VRect* rect, 
     } else if (!(toChannel ? port->channel->writable : port->channel->readable)) {
         Violate(*host, ViolationKind::kBadPort, call, ": port ", port->id, " said that it cannot");
     } else if (DemandRectangle(*host, call, rect, &inside) &&
-               DemandMemory(*host, call, memory, HeightOf(asked), WidthOf(asked), &area) &&
+               DemandMemory(*host, call, *port->channel, memory, HeightOf(asked), WidthOf(asked), &area) &&
                !FailsNow(*host, kind)) {
         CopySamples(*host->openDocument, *port->channel, asked, inside, area, toChannel);
         *rect = inside;
@@ -126,7 +126,7 @@ bool PrepareScaledRead(Host& host, const Port& port, const VRect* rect, const PS
     }
     PixelArea area{};
     if (!DemandSource(host, scaling->sourceRect, source) ||
-        !DemandMemory(host, kCall, memory, HeightOf(*rect), WidthOf(*rect), &area)) {
+        !DemandMemory(host, kCall, *port.channel, memory, HeightOf(*rect), WidthOf(*rect), &area)) {
         return false;
     }
     target->data = static_cast<std::uint8_t*>(const_cast<void*>(area.data));
@@ -159,7 +159,7 @@ SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
             target.deliveredColumns = WidthOf(*rect);
         }
         const Document& document = *host->openDocument;
-        if (document.depth == 8) {
+        if (DepthOf(document, *port->channel) == 8) {
             ScaleChannel<std::uint8_t>(document, *port->channel, source, target);
         } else {
             ScaleChannel<std::uint16_t>(document, *port->channel, source, target);

@@ -4,8 +4,8 @@
 
 namespace {
 
-std::size_t SampleBytes(const Document& document) {
-    return static_cast<std::size_t>(document.depth / 8);
+std::size_t SampleBytes(const Document& document, const Channel& channel) {
+    return static_cast<std::size_t>(DepthOf(document, channel) / 8);
 }
 
 std::size_t PixelsOf(const Document& document) {
@@ -13,23 +13,26 @@ std::size_t PixelsOf(const Document& document) {
            static_cast<std::size_t>(HeightOf(document.bounds));
 }
 
-std::size_t OffsetOf(const Document& document, std::int32_t x, std::int32_t y) {
+bool HasRightSize(const Document& document, const Channel& channel) {
+    return channel.bytes.size() == PixelsOf(document) * SampleBytes(document, channel);
+}
+
+std::size_t OffsetOf(const Document& document, const Channel& channel, std::int32_t x, std::int32_t y) {
     return (static_cast<std::size_t>(y) * static_cast<std::size_t>(WidthOf(document.bounds)) +
             static_cast<std::size_t>(x)) *
-           SampleBytes(document);
+           SampleBytes(document, channel);
 }
 
 std::string FaultOfLayer(const Document& document, const Layer& layer) {
-    const std::size_t bytes = PixelsOf(document) * SampleBytes(document);
     const std::string name = "layer \"" + layer.name + "\"";
     if (layer.colour.size() < 3) return name + " has less than three colour channels";
     for (const Channel& channel : layer.colour) {
-        if (channel.bytes.size() != bytes) return name + " has a colour channel of the wrong size";
+        if (!HasRightSize(document, channel)) return name + " has a colour channel of the wrong size";
     }
-    if (layer.transparency && layer.transparency->bytes.size() != bytes) {
+    if (layer.transparency && !HasRightSize(document, *layer.transparency)) {
         return name + " has a transparency of the wrong size";
     }
-    if (layer.mask && layer.mask->bytes.size() != bytes) return name + " has a mask of the wrong size";
+    if (layer.mask && !HasRightSize(document, *layer.mask)) return name + " has a mask of the wrong size";
     return {};
 }
 
@@ -42,10 +45,11 @@ Document MakeDocument(std::int32_t width, std::int32_t height, std::int32_t dept
     return document;
 }
 
-Channel MakeChannel(const Document& document, std::uint16_t sample) {
+Channel MakeChannel(const Document& document, std::uint16_t sample, std::int32_t depth) {
     Channel channel;
-    channel.bytes.resize(PixelsOf(document) * SampleBytes(document));
-    if (document.depth == 8) {
+    channel.depth = depth;
+    channel.bytes.resize(PixelsOf(document) * SampleBytes(document, channel));
+    if (DepthOf(document, channel) == 8) {
         std::memset(channel.bytes.data(), sample, channel.bytes.size());
     } else {
         for (std::size_t i = 0; i < channel.bytes.size(); i += sizeof sample) {
@@ -63,8 +67,8 @@ Layer MakeLayer(const Document& document, std::string name, std::uint16_t sample
 }
 
 std::uint16_t SampleAt(const Document& document, const Channel& channel, std::int32_t x, std::int32_t y) {
-    const std::uint8_t* at = &channel.bytes[OffsetOf(document, x, y)];
-    if (document.depth == 8) return *at;
+    const std::uint8_t* at = &channel.bytes[OffsetOf(document, channel, x, y)];
+    if (DepthOf(document, channel) == 8) return *at;
     std::uint16_t sample;
     std::memcpy(&sample, at, sizeof sample);
     return sample;
@@ -72,8 +76,8 @@ std::uint16_t SampleAt(const Document& document, const Channel& channel, std::in
 
 void SetSample(const Document& document, Channel& channel, std::int32_t x, std::int32_t y,
                std::uint16_t sample) {
-    std::uint8_t* at = &channel.bytes[OffsetOf(document, x, y)];
-    if (document.depth == 8) {
+    std::uint8_t* at = &channel.bytes[OffsetOf(document, channel, x, y)];
+    if (DepthOf(document, channel) == 8) {
         *at = static_cast<std::uint8_t>(sample);
     } else {
         std::memcpy(at, &sample, sizeof sample);
@@ -98,12 +102,11 @@ std::string FaultOfDocument(const Document& document) {
     if (document.flat) {
         if (std::string fault = FaultOfLayer(document, *document.flat); !fault.empty()) return fault;
     }
-    const std::size_t bytes = PixelsOf(document) * SampleBytes(document);
-    if (document.selection && document.selection->bytes.size() != bytes) {
+    if (document.selection && !HasRightSize(document, *document.selection)) {
         return "the selection has the wrong size";
     }
     for (const Channel& alpha : document.alphaChannels) {
-        if (alpha.bytes.size() != bytes) return "an alpha channel has the wrong size";
+        if (!HasRightSize(document, alpha)) return "an alpha channel has the wrong size";
     }
     return {};
 }

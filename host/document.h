@@ -19,6 +19,7 @@ constexpr std::uint16_t kHostMaxSample16 = 32768;
 // Samples row by row from the top, without padding. The three flags let a test withhold a service.
 struct Channel {
     std::vector<std::uint8_t> bytes;
+    std::int32_t depth = 0;    // bits per sample, 8 or 16; 0: the document's
     bool readable = true;      // what CanRead answers
     bool hasWritePort = true;  // false: the description carries no write port, even in the target
     bool writable = true;      // what CanWrite answers
@@ -36,7 +37,7 @@ constexpr int kTargetFlat = -1;
 
 struct Document {
     VRect bounds{};          // need not start at 0
-    std::int32_t depth = 8;  // bits per sample of every channel: 8 or 16
+    std::int32_t depth = 8;  // bits per sample: 8 or 16
     double resolution = 72;  // pixels per inch
 
     std::vector<Layer> layers;  // from the bottom up
@@ -55,11 +56,15 @@ inline std::int32_t HeightOf(const VRect& rect) {
     return rect.bottom - rect.top;
 }
 
+inline std::int32_t DepthOf(const Document& document, const Channel& channel) {
+    return channel.depth != 0 ? channel.depth : document.depth;
+}
+
 // A document of the given size in pixels with its corner at 0, 0, and neither layers nor flat picture.
 Document MakeDocument(std::int32_t width, std::int32_t height, std::int32_t depth);
 
-// A channel of the document's size and depth, every sample holding the given value.
-Channel MakeChannel(const Document& document, std::uint16_t sample);
+// A channel of the document's size, every sample holding the given value; of the document's depth for 0.
+Channel MakeChannel(const Document& document, std::uint16_t sample, std::int32_t depth = 0);
 
 // A layer of three such colour channels, without transparency.
 Layer MakeLayer(const Document& document, std::string name, std::uint16_t sample);

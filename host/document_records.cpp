@@ -15,7 +15,7 @@ class RecordMaker {
         record->maxVersion = kRecordVersion;
         record->port = MakePort(channel, name, false);
         record->bounds = document_.bounds;
-        record->depth = document_.depth;
+        record->depth = DepthOf(document_, channel);
         record->tileSize = {HeightOf(document_.bounds), WidthOf(document_.bounds)};
         record->tileOrigin = {document_.bounds.top, document_.bounds.left};
         record->target = isTarget;

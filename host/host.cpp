@@ -80,6 +80,7 @@ bool FailsNow(Host& host, HostCall call) {
                              (options.failKindAt == 0 || options.failKindAt == numberOfKind);
     if (options.failAt != number && !failsOfKind) return false;
     host.report.failures.push_back(call);
+    AddTrace(host, "the next call fails");
     return true;
 }
 

@@ -29,9 +29,9 @@ Port* DemandPort(Host& host, const char* call, PIChannelPort key) {
     return nullptr;
 }
 
-bool DemandMemory(Host& host, const char* call, const PixelMemoryDesc* memory, std::int64_t rows,
-                  std::int64_t columns, PixelArea* area) {
-    const std::int32_t depth = host.openDocument->depth;
+bool DemandMemory(Host& host, const char* call, const Channel& channel, const PixelMemoryDesc* memory,
+                  std::int64_t rows, std::int64_t columns, PixelArea* area) {
+    const std::int32_t depth = DepthOf(*host.openDocument, channel);
     const auto refuse = [&](const char* reason) {
         Violate(host, ViolationKind::kBadMemory, call, ": ", reason);
         return false;

@@ -16,8 +16,8 @@ Port* DemandPort(Host& host, const char* call, PIChannelPort key);
 
 // The memory record as bytes; false when it does not suit the channel or its buffer. `rows` by `columns`
 // samples are to pass.
-bool DemandMemory(Host& host, const char* call, const PixelMemoryDesc* memory, std::int64_t rows,
-                  std::int64_t columns, PixelArea* area);
+bool DemandMemory(Host& host, const char* call, const Channel& channel, const PixelMemoryDesc* memory,
+                  std::int64_t rows, std::int64_t columns, PixelArea* area);
 
 // The part of the rectangle that the document has; false when the rectangle is not allowed.
 bool DemandRectangle(Host& host, const char* call, const VRect* rect, VRect* inside);

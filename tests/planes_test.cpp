@@ -1,9 +1,6 @@
 // Reading the document into planes: which layer goes where, at either depth, at full size and reduced, and
-// what happens where something is missing.
+// what a plane holds that nothing was read into.
 #include "shell/planes.h"
-
-#include <algorithm>
-#include <cstring>
 
 #include "tests/shell_rig.h"
 
@@ -11,7 +8,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A plane of the working size, or of the document's for the selection.
 Bytes PlaneBytes(const Globals* globals, const std::uint8_t* plane) {
     const std::size_t size = static_cast<std::size_t>(globals->planeWidth) * globals->planeHeight;
     return Bytes(plane, plane + size * globals->depthBytes);
@@ -28,82 +24,24 @@ void ExpectColours(const Globals* globals, const Layer& top, const Layer& bottom
 
 TEST(LoadPlanes, ReadsTheTwoLowestLayers) {
     for (int depth : {8, 16}) {
-        for (int layers : {2, 3}) {
+        for (int layers : {0, 1, 2, 3}) {
             Document document = PatternDocument(7, 5, depth, layers);
-            document.layers[1].colour.push_back(PatternChannel(document, 77));
             document.selection = PatternChannel(document, 99);
             ShellRig rig(document);
-            for (int load = 1; load <= 2; ++load) ASSERT_TRUE(LoadPlanes(rig.globals, false));
+            Globals& g = *rig.globals;
+            ReadChannelDesc ofAnEarlierDocument = {};
+            g.topTransparency = &ofAnEarlierDocument;
+            for (int load = 1; load <= 2; ++load) ASSERT_TRUE(LoadPlanes(&g, false));
             EXPECT_EQ(kPlaneCount, CountLive(*rig.host).buffers) << "those of the first load were given back";
-            EXPECT_EQ(0, rig.result);
-            EXPECT_EQ(depth / 8, rig.globals->depthBytes);
-            EXPECT_EQ(depth == 8 ? 255 : 32767, rig.globals->maxSample);
-            ASSERT_TRUE(rig.globals->planeWidth == 7 && rig.globals->planeHeight == 5);
-            ExpectColours(rig.globals, document.layers[1], document.layers[0]);
-            EXPECT_EQ(document.layers[1].transparency->bytes, PlaneBytes(rig.globals, rig.globals->topA));
-            EXPECT_EQ(document.selection->bytes, PlaneBytes(rig.globals, rig.globals->selectionPlane));
+            EXPECT_TRUE(rig.result == 0 && g.depthBytes == depth / 8 && g.planeWidth == 7 &&
+                        g.planeHeight == 5 && g.maxSample == (depth == 8 ? 255 : 32767));
+            const Layer& bottom = layers == 0 ? *document.flat : document.layers[0];
+            ExpectColours(&g, layers < 2 ? bottom : document.layers[1], bottom);
+            const Channel opaque = MakeChannel(document, depth == 8 ? 255 : 32767);
+            EXPECT_EQ((layers < 2 ? opaque : *document.layers[1].transparency).bytes, PlaneBytes(&g, g.topA));
+            EXPECT_EQ(document.selection->bytes, PlaneBytes(&g, g.selectionPlane));
             for (int i = 0; i < kPlaneCount; ++i) {
-                EXPECT_EQ(static_cast<void*>(rig.globals->*kPlanes[i]), rig.globals->*kPlanes16[i]);
-            }
-        }
-    }
-}
-
-// The ports are asked from 0, 0 wherever the document's corner lies.
-TEST(LoadPlanes, CountsFromTheCorner) {
-    int reads = 0;
-    HostOptions options;
-    options.trace = [&reads](const std::string& line) {
-        if (line.find("ReadPixelsFromLevel") != 0) return;
-        EXPECT_NE(line.npos, line.find(" (0 0 5 7) ")) << line;
-        EXPECT_NE(line.npos, line.find(" row 112 col 16 offset 0 depth 16 ")) << line;
-        ++reads;
-    };
-    Document document = PatternDocument(7, 5, 16, 2);
-    document.bounds = {-3, 2, 2, 9};
-    ShellRig rig(document, options);
-    ASSERT_TRUE(LoadPlanes(rig.globals, false));
-    EXPECT_EQ(7, reads);
-}
-
-TEST(LoadPlanes, OneLayerServesAsBothAndNoneAsksForTwo) {
-    MessageLog messages;
-    {
-        Document document = PatternDocument(4, 3, 8, 1);
-        ShellRig rig(document);
-        ReadChannelDesc ofAnEarlierDocument = {};
-        rig.globals->topTransparency = &ofAnEarlierDocument;
-        ASSERT_TRUE(LoadPlanes(rig.globals, false));
-        ExpectColours(rig.globals, document.layers[0], document.layers[0]);
-        EXPECT_EQ(nullptr, rig.globals->topTransparency);
-        EXPECT_TRUE(messages.Lines().empty());
-    }
-    Document document = PatternDocument(4, 3, 8, 0);
-    ShellRig rig(document);
-    ASSERT_TRUE(LoadPlanes(rig.globals, false));
-    ExpectColours(rig.globals, *document.flat, *document.flat);
-    EXPECT_EQ(
-        std::vector<std::string>{"Problem: To use this plugin you need two layers. The bottom layer is the "
-                                 "background with the green image as the top layer"},
-        messages.Lines());
-    EXPECT_EQ(0, rig.result);
-}
-
-TEST(LoadPlanes, AMissingTransparencyIsOpaque) {
-    for (const std::string how : {"none", "withheld", "without a port"}) {
-        for (int depth : {8, 16}) {
-            Document document = PatternDocument(4, 3, depth, 2);
-            if (how == "none") document.layers[1].transparency.reset();
-            if (how == "withheld") document.layers[1].transparency->readable = false;
-            ShellRig rig(document);
-            if (how == "without a port") {
-                rig.globals->docInfo->layersDescriptor->next->transparency->port = nullptr;
-            }
-            rig.globals->proxyRect = {0, 0, 3, 4};
-            for (const bool reduced : {false, true}) {
-                ASSERT_TRUE(LoadPlanes(rig.globals, reduced));
-                const Channel opaque = MakeChannel(document, depth == 8 || reduced ? 255 : 32767);
-                EXPECT_EQ(opaque.bytes, PlaneBytes(rig.globals, rig.globals->topA)) << how << ' ' << depth;
+                EXPECT_EQ(static_cast<void*>(g.*kPlanes[i]), g.*kPlanes16[i]);
             }
         }
     }
@@ -112,65 +50,119 @@ TEST(LoadPlanes, AMissingTransparencyIsOpaque) {
 TEST(LoadPlanes, ReadsReducedAtTheProxysSize) {
     Document document = PatternDocument(8, 6, 16, 2);
     document.bounds = {30, -20, 36, -12};
-    const Layer& top = document.layers[1];
+    Layer& top = document.layers[1];
+    top.transparency->readable = false;
     for (std::size_t i = 1; i < top.colour[1].bytes.size(); i += 2) {
-        document.layers[1].colour[1].bytes[i] = 0;  // a green channel without a sample above 255
+        top.colour[1].bytes[i] = 0;  // a green channel without a sample above 255
     }
     ShellRig rig(document);
-    rig.globals->proxyRect = {2, 2, 5, 6};  // 3 rows of 4: the lower right quarter as it stands
-    rig.globals->previewZoom = 50;
-    rig.globals->previewScrollX = rig.globals->previewScrollY = 100;
-    ASSERT_TRUE(LoadPlanes(rig.globals, true));
-    EXPECT_EQ(255, rig.globals->maxSample);
-    ASSERT_TRUE(rig.globals->planeWidth == 4 && rig.globals->planeHeight == 3);
+    Globals& g = *rig.globals;
+    g.proxyRect = {2, 2, 5, 6};  // 3 rows of 4: the lower right quarter as it stands
+    g.previewZoom = 50;
+    g.previewScrollX = g.previewScrollY = 100;
+    ASSERT_TRUE(LoadPlanes(&g, true));
+    ASSERT_TRUE(g.planeWidth == 4 && g.planeHeight == 3 && g.maxSample == 255);
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 4; ++x) {
             const int red = SampleAt(document, top.colour[0], x + 4, y + 3);
             const int green = SampleAt(document, top.colour[1], x + 4, y + 3);
-            EXPECT_EQ(red * 255 / 32767, rig.globals->topR16[y * 4 + x]) << x << ' ' << y;
-            EXPECT_EQ(green, rig.globals->topG16[y * 4 + x]) << "taken at face value: " << x << ' ' << y;
+            EXPECT_EQ(red * 255 / 32767, g.topR16[y * 4 + x]) << x << ' ' << y;
+            EXPECT_EQ(green, g.topG16[y * 4 + x]) << "taken at face value: " << x << ' ' << y;
+            EXPECT_EQ(255, g.topA16[y * 4 + x]) << "opaque on the scale of the preview";
         }
     }
 }
 
-TEST(LoadPlanes, TellsOfReadsThatFail) {
-    const std::string unreadable = "Cannot Read Data: gPSChannelPortsSuite",
-                      unscaled = "Error Reading Scaled Data: Error";
+// Whatever cannot be read, no input plane holds what the host's new blocks held.
+TEST(LoadPlanes, LeavesNoForeignMemoryInAPlane) {
+    const struct {
+        const char* what;
+        void (*change)(Document&, HostOptions&);
+        int code;  // that the result cell holds before
+    } kCases[] = {
+        {"a code from before", [](Document&, HostOptions&) {}, memFullErr},
+        {"nothing can be asked", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kCanRead, 0); }, 0},
+        {"all reads fail", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kReadPixels, 0); }, 0},
+        {"scaled reads fail",
+         [](Document&, HostOptions& o) { o = FailingAt(HostCall::kReadScaledPixels, 0); }, 0},
+        {"channels that cannot be read",
+         [](Document& d, HostOptions&) {
+             for (Layer& layer : d.layers) layer.colour[1].readable = false;
+             d.layers[1].transparency->readable = d.selection->readable = false;
+         },
+         0},
+        {"bounds away from 0",
+         [](Document& d, HostOptions&) {
+             d.bounds = {3, 2, 6, 6};
+         },
+         0},
+        {"a shallow selection", [](Document& d, HostOptions&) { d.selection = PatternChannel(d, 9, 8); }, 0},
+    };
+    for (const auto& c : kCases) {
+        for (const bool reduced : {false, true}) {
+            Bytes loaded[2];
+            for (const std::uint8_t fill : {0x00, 0xA5}) {
+                Document document = PatternDocument(4, 3, 16, 2);
+                document.selection = PatternChannel(document, 90);
+                HostOptions options;
+                c.change(document, options);
+                options.fillByte = fill;
+                ShellRig rig(document, options);
+                rig.globals->proxyRect = {0, 0, 3, 4};
+                rig.result = static_cast<std::int16_t>(c.code);
+                ASSERT_TRUE(LoadPlanes(rig.globals, reduced));
+                for (int i = 0; i < 8; ++i) {
+                    const Bytes bytes = PlaneBytes(rig.globals, rig.globals->*kPlanes[i]);
+                    loaded[fill != 0].insert(loaded[fill != 0].end(), bytes.begin(), bytes.end());
+                }
+            }
+            EXPECT_EQ(loaded[0], loaded[1]) << c.what << (reduced ? ", reduced" : "");
+        }
+    }
+}
+
+SPErr NarrowRead(PIChannelPort, VRect* rect, const PSScaling*, const PixelMemoryDesc*) {
+    --rect->right;
+    return noErr;
+}
+
+// A load twice over, so that planes are given back too; the second without a code.
+TEST(LoadPlanes, CallsTheHostAsItsTraceSays) {
     HostOptions shrinking;
     shrinking.shrinkScaledReads = true;
     const struct {
+        const char* title;
         HostOptions options;
-        bool reduced;
-        OSErr result;
-        int questions;  // after a code the colours are read no further, but the transparency is
-        std::vector<std::string> messages;
+        bool isNarrow;
     } kCases[] = {
-        {FailingAt(HostCall::kCanRead, 2), false, errPlugInHostInsufficient, 3, {unreadable}},
-        {FailingAt(HostCall::kCanRead, 2), true, errPlugInHostInsufficient, 3, {unreadable}},
-        {FailingAt(HostCall::kReadPixels, 2), false, errPlugInHostInsufficient, 3, {}},
-        {FailingAt(HostCall::kReadScaledPixels, 2), true, 0, 7, {unscaled}},
-        {shrinking, true, 0, 7, std::vector<std::string>(7, unscaled)},
+        {"no failure", {}, false},
+        {"CanRead fails", FailingAt(HostCall::kCanRead, 2), false},
+        {"a scaled read fails", FailingAt(HostCall::kReadScaledPixels, 2), false},
+        {"fewer rows and columns than asked for", shrinking, false},
+        {"fewer columns than asked for", {}, true},
+        {"no seventh plane", FailingAt(HostCall::kNewBuffer, 7), false},
     };
-    for (const auto& failing : kCases) {
-        MessageLog messages;
-        int questions = 0;
-        HostOptions options = failing.options;
-        options.trace = [&](const std::string& line) { questions += line.find("CanRead") == 0; };
-        ShellRig rig(PatternDocument(4, 3, 8, 2), options);
+    Trace trace;
+    for (const auto& [title, options, isNarrow] : kCases) {
+        trace.Begin(title);
+        Document document = PatternDocument(8, 6, 16, 2);
+        document.selection = PatternChannel(document, 90);
+        ShellRig rig(document, trace.Listen(options));
+        PSChannelPortsSuite narrow = *rig.globals->gPSChannelPortsSuite;
+        narrow.ReadScaledPixels = NarrowRead;
+        if (isNarrow) rig.globals->gPSChannelPortsSuite = &narrow;
         rig.globals->proxyRect = {0, 0, 3, 4};
-        EXPECT_TRUE(LoadPlanes(rig.globals, failing.reduced)) << "the planes exist, whatever they hold";
-        EXPECT_EQ(failing.result, rig.result);
-        EXPECT_EQ(failing.questions, questions);
-        EXPECT_EQ(failing.messages, messages.Lines());
-        if (options.failKind == HostCall::kReadScaledPixels) {
-            EXPECT_EQ(Bytes(12, 0), PlaneBytes(rig.globals, rig.globals->topG)) << "cleared before the read";
+        for (int load = 1; load <= 2; ++load) {
+            rig.result = 0;
+            const bool exist = LoadPlanes(rig.globals, true);
+            trace.Add("LoadPlanes -> " + std::to_string(exist) + ", " + std::to_string(rig.result));
         }
     }
+    EXPECT_TRUE(MatchesTrace(trace.text, "planes"));
 }
 
 // What no document should be like.
 TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
-    MessageLog messages;
     ShellRig rig(PatternDocument(4, 3, 8, 2));
     ReadImageDocumentDesc& document = *rig.globals->docInfo;
     const ReadImageDocumentDesc sound = document;

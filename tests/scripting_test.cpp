@@ -8,52 +8,20 @@
 
 namespace {
 
-// A rig whose open descriptor holds the given items.
-struct ScriptRig : ShellRig {
-    explicit ScriptRig(const Descriptor& items, HostOptions options = {})
-        : ShellRig(PatternDocument(4, 3, 8, 2), std::move(options), items) {}
-
-    PIDescriptorParameters& Parameters() { return *record->descriptorParameters; }
-};
-
-TEST(ReadScriptParameters, OverlaysTheDefaultsWithWhatIsThere) {
-    ScriptRig rig({{FourCC("OrgP"), kTypeBoolean, 1},
-                   {FourCC("what"), kTypeInteger, 9},
-                   {FourCC("RGre"), kTypeInteger, 500},
-                   {FourCC("SKTp"), kTypeInteger, -5}});
-    rig.globals->SliderRestoreBlack = 99;
-    ReadScriptParameters(rig.globals);
-    EXPECT_EQ(0, rig.result) << "keys that are missing are no failure";
-    EXPECT_EQ(500, rig.globals->SliderRemoveGreen) << "no range is checked";
-    EXPECT_EQ(-5, rig.globals->SliderScaleTransp);
-    EXPECT_EQ(1, rig.globals->FlagOrgPhoto);
-    EXPECT_EQ(20, rig.globals->SliderRestoreBlack);
-}
-
-TEST(ReadScriptParameters, PassesOnOtherClosingCodes) {
-    for (const OSErr code : {OSErr{errMissingParameter}, OSErr{-43}, OSErr{7}}) {
-        HostOptions options;
-        options.closeReadCode = code;
-        ScriptRig rig({{FourCC("RGre"), kTypeInteger, 5}}, options);
-        ReadScriptParameters(rig.globals);
-        EXPECT_EQ(code == errMissingParameter ? 0 : code, rig.result);
-        EXPECT_EQ(5, rig.globals->SliderRemoveGreen);
-    }
-}
-
 TEST(ReadScriptParameters, DecidesOnTheDialog) {
     for (bool usable : {true, false}) {
         for (std::int16_t playInfo : {plugInDialogDontDisplay, plugInDialogDisplay, plugInDialogSilent}) {
             for (std::uint8_t before : {0, 1}) {
-                ScriptRig rig({{FourCC("RGre"), kTypeInteger, 5}});
-                rig.Parameters().playInfo = playInfo;
-                if (!usable) rig.Parameters().descriptorParametersVersion = 1;
+                ShellRig rig(PatternDocument(4, 3, 8, 2), {}, {{FourCC("RGre"), kTypeInteger, 5}});
+                PIDescriptorParameters& parameters = *rig.record->descriptorParameters;
+                parameters.playInfo = playInfo;
+                if (!usable) parameters.descriptorParametersVersion = 1;
                 ParametersOf(rig.globals)->showDialog = before;
                 ReadScriptParameters(rig.globals);
                 EXPECT_EQ(usable ? playInfo == plugInDialogDisplay : before,
                           ParametersOf(rig.globals)->showDialog)
                     << usable << ' ' << playInfo << ' ' << int{before};
-                EXPECT_EQ(usable, rig.Parameters().descriptor == nullptr) << "reading consumes it";
+                EXPECT_EQ(usable, parameters.descriptor == nullptr) << "reading consumes it";
             }
         }
     }
@@ -61,8 +29,8 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
 
 // Every one of the procs must be there, of the one version known.
 TEST(DescriptorParameters, AreUsableOnlyWhole) {
-    ScriptRig rig({});
-    const PIDescriptorParameters sound = rig.Parameters();
+    ShellRig rig(PatternDocument(4, 3, 8, 2));
+    const PIDescriptorParameters sound = *rig.record->descriptorParameters;
     PIDescriptorParameters parameters;
     ReadDescriptorProcs read;
     WriteDescriptorProcs write;
@@ -94,14 +62,6 @@ TEST(DescriptorParameters, AreUsableOnlyWhole) {
     EXPECT_FALSE(usableAfter([&] { write.numWriteDescriptorProcs = 15; }));
 }
 
-TEST(WriteScriptParameters, AsksForNoDialogAtAReplay) {
-    ScriptRig rig({});
-    rig.Parameters().recordInfo = plugInDialogNone;
-    WriteScriptParameters(rig.globals);
-    EXPECT_EQ(plugInDialogOptional, rig.Parameters().recordInfo);
-    DisposeHandle(rig.record->handleProcs, rig.Parameters().descriptor);
-}
-
 TEST(WriteScriptParameters, ARunIsRecordedAndReplayed) {
     Document document = PatternDocument(6, 5, 8, 2);
     const HostPtr host = CreateHost();
@@ -112,6 +72,9 @@ TEST(WriteScriptParameters, ARunIsRecordedAndReplayed) {
                             flag ? 1 - kParameters[i].defaultValue : 3 * i + 1});
     }
     GiveDescriptor(*host, {recorded.rbegin(), recorded.rend()});
+    OptionsOf(*host).adjustRecord = [](FilterRecord& record) {
+        record.descriptorParameters->recordInfo = plugInDialogNone;
+    };
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(0, RunFilter(*host, PluginMain, document, AskForParameters::kNo).result);
         EXPECT_EQ(recorded, KeptDescriptor(*host)) << "all, in the terminology's order";

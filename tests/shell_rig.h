@@ -13,14 +13,15 @@
 #include "shell/handles.h"
 #include "shell/plugin_main.h"
 #include "support/checked_heap.h"
-#include "ui/message_box.h"
+#include "tests/trace.h"
 
-inline Channel PatternChannel(const Document& document, int seed) {
-    Channel channel = MakeChannel(document, 0);
+inline Channel PatternChannel(const Document& document, int seed, int depth = 0) {
+    Channel channel = MakeChannel(document, 0, depth);
     const int width = WidthOf(document.bounds);
     for (int i = 0; i < width * HeightOf(document.bounds); ++i) {
         const int value = i % width * 7 + i / width * 13 + seed * 29;
-        const int sample = document.depth == 8 ? value % 256 : (value * 127) % (kHostMaxSample16 + 1);
+        const int sample =
+            DepthOf(document, channel) == 8 ? value % 256 : (value * 127) % (kHostMaxSample16 + 1);
         SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
     }
     return channel;
@@ -76,16 +77,6 @@ inline RunResult RunStrictly(Document& document, HostOptions options = {}, const
     EXPECT_EQ("", ViolationText(*host));
     return run;
 }
-
-// The message boxes shown since it was made; message_log.cpp fills it.
-struct MessageLog {
-    MessageLog() { Lines().clear(); }
-
-    static std::vector<std::string>& Lines() {
-        static std::vector<std::string> lines;
-        return lines;
-    }
-};
 
 // A locked record over an open document, as the entry point would make it. The end checks that nothing is
 // left.

@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "shell/globals.h"
+#include "ui/message_box.h"
 
 namespace {
+
+Trace* messageListener = nullptr;
 
 std::vector<std::string> LinesOf(const std::string& text) {
     std::istringstream stream(text);
@@ -26,8 +29,23 @@ std::string Excerpt(const std::vector<std::string>& lines, std::size_t first, st
 
 }  // namespace
 
+// Takes the place of the module's own, which would wait for a user.
+void ShowMessage(const char* text, const char* caption) {
+    if (messageListener != nullptr) messageListener->Add(std::string("message ") + caption + ": " + text);
+}
+
+Trace::~Trace() {
+    if (messageListener == this) messageListener = nullptr;
+}
+
 void Trace::Add(const std::string& line) {
-    if (line.find("eBlock ") != line.npos) return;
+    if (line.find("eBlock ") != line.npos) {
+        const std::string kFails = "the next call fails\n";
+        const bool fails = text.size() >= kFails.size() &&
+                           text.compare(text.size() - kFails.size(), kFails.size(), kFails) == 0;
+        if (fails) text += line.substr(0, line.find(' ')) + '\n';
+        return;
+    }
     static const std::string kState = "NewHandle " + std::to_string(sizeof(Globals)) + ' ';
     if (line.compare(0, kState.size(), kState) != 0) {
         text += line + '\n';
@@ -41,6 +59,7 @@ void Trace::Begin(const std::string& title) {
 }
 
 HostOptions Trace::Listen(HostOptions options) {
+    messageListener = this;
     options.trace = [this](const std::string& line) { Add(line); };
     return options;
 }

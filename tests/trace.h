@@ -10,14 +10,20 @@
 
 // A text in the making. Not safe for threads.
 struct Trace {
+    Trace() = default;
+    Trace(const Trace&) = delete;
+    Trace& operator=(const Trace&) = delete;
+    ~Trace();
+
     std::string text;
 
-    // Appends a line of HostOptions::trace. The blocks of the checked heap are left out: their number is the
-    // engine's affair. Sizes that differ between platforms become names.
+    // Appends a line of HostOptions::trace. The blocks of the checked heap are left out, except for one that
+    // fails: they are the engine's affair. Sizes that differ between platforms become names.
     void Add(const std::string& line);
     // A blank line and a title for what follows.
     void Begin(const std::string& title);
-    // The options with this trace as their listener; the trace outlives the host.
+    // The options with this trace as their listener, and as that of the message boxes of the logic linked
+    // into this program; the trace outlives the host.
     HostOptions Listen(HostOptions options = {});
 };
 
