@@ -147,6 +147,15 @@ struct HostOptions {
     std::function<void(FilterRecord&)> adjustRecord;
 };
 
+// A hash of bytes, for a trace to tell one picture from another.
+struct ByteHash {
+    std::uint32_t value = 2166136261u;
+
+    void Add(const std::uint8_t* bytes, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i) value = (value ^ bytes[i]) * 16777619u;
+    }
+};
+
 // ---- The host ---------------------------------------------------------------------------------------------
 
 struct Host;

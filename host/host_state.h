@@ -137,15 +137,6 @@ Result NotOffered(Arguments...) {
 
 std::string RectText(const VRect& rect);
 
-// A hash of bytes, for a trace to tell one picture from another.
-struct ByteHash {
-    std::uint32_t value = 2166136261u;
-
-    void Add(const std::uint8_t* bytes, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i) value = (value ^ bytes[i]) * 16777619u;
-    }
-};
-
 // ---- Memory (host.cpp) ------------------------------------------------------------------------------------
 
 // Ends a block after a look at its guards; reports what it finds under the block's name.

@@ -1,246 +1,192 @@
-// The checked heap over a broker of its own: what a block looks like, what is reported and when, and how the
-// table behaves at its limits. And the lazily acquired suite, which hangs on the same broker.
+// The checked heap and the lazily acquired suite over the stand-in host's broker: a script of allocations and
+// releases, with what the host is asked for and what the debugger's output says.
 #include "support/checked_heap.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstring>
-#include <map>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "support/debug_output.h"
 #include "support/lazy_suite.h"
+#include "tests/shell_rig.h"
 
 namespace {
 
-// Readable memory in front of each block: a report looks 4 bytes before it.
-constexpr std::size_t kMargin = 16;
+void* gServedAgain = nullptr;  // what ServeAgain hands out
+Trace* gFindings = nullptr;    // where the debugger's output goes
 
-// What the broker is told to do and what it was asked, for one test.
-struct Broker {
-    SPErr failure = 0;
-    bool givesNull = false;
-    void* again = nullptr;  // handed out in place of a new block
-    std::map<void*, std::unique_ptr<unsigned char[]>> live;
-    std::vector<void*> freed;
-    std::size_t asked = 0;  // bytes of the last block
-    std::vector<std::string> suiteCalls;
-    std::string output;
-} broker;
-
-SPErr Allocate(std::size_t size, void** block) {
-    broker.asked = size;
-    *block = broker.again;
-    if (broker.failure != 0 || broker.givesNull || broker.again != nullptr) return broker.failure;
-    auto memory = std::make_unique<unsigned char[]>(kMargin + size);
-    *block = memory.get() + kMargin;
-    broker.live[*block] = std::move(memory);
-    return 0;
-}
-
-SPErr Free(void* block) {
-    broker.freed.push_back(block);
-    broker.live.erase(block);
-    return 0;
-}
-
-SPErr Acquire(const char* name, std::int32_t, const void** suite) {
-    broker.suiteCalls.push_back(std::string("acquire ") + name);
-    *suite = &broker;
-    return broker.failure;
-}
-
-SPErr Release(const char* name, std::int32_t) {
-    broker.suiteCalls.push_back(std::string("release ") + name);
-    return 0;
-}
-
-class CheckedHeapTest : public testing::Test {
-  protected:
-    CheckedHeapTest() {
-        suite.AcquireSuite = Acquire;
-        suite.ReleaseSuite = Release;
-        suite.AllocateBlock = Allocate;
-        suite.FreeBlock = Free;
-        gSPBasicSuite = &suite;
-        gDebugOutput = [](const char* line) { broker.output += line; };
-    }
-    ~CheckedHeapTest() override {
-        gSPBasicSuite = nullptr;
-        gDebugOutput = nullptr;
-        gCheckedHeap = {};
-        broker = {};
-    }
-    SPBasicSuite suite{};
-};
-
-std::string TakeOutput() {
-    return std::exchange(broker.output, {});
+SPErr ServeAgain(std::size_t, void** block) {
+    *block = gServedAgain;
+    return noErr;
 }
 
 unsigned char* New(std::size_t size) {
     return static_cast<unsigned char*>(CheckedNew(size));
 }
 
-// The code that a call raises; 0 when it raises none.
-template <class Failure, class Call>
-int CodeRaised(Call call) {
-    try {
-        call();
-    } catch (const Failure& failure) {
-        return failure.code;
+struct CheckedHeapTest : testing::Test {
+    CheckedHeapTest() {
+        trace.hasBlocks = true;
+        host = CreateHost(trace.Listen());
+        gSPBasicSuite = BasicSuite();
+        gFindings = &trace;
+        gDebugOutput = [](const char* line) { gFindings->Add(std::string(line, std::strlen(line) - 1)); };
     }
-    return 0;
-}
+    ~CheckedHeapTest() override {
+        gDebugOutput = nullptr;
+        gSPBasicSuite = nullptr;
+        gCheckedHeap = {};
+    }
 
-int CodeOfNew(std::size_t size) {
-    return CodeRaised<HeapFailure>([size] { CheckedNew(size); });
-}
+    // The code that a call raises is part of the trace.
+    template <class Failure, class Call>
+    void Try(Call call) {
+        try {
+            call();
+        } catch (const Failure& failure) {
+            trace.Add("raised " + std::to_string(failure.code));
+        }
+    }
+    void TryNew(std::size_t size) {
+        Try<HeapFailure>([size] { CheckedNew(size); });
+    }
+    // A block of the heap at an address that the broker has served before.
+    void NewAgain(unsigned char* address) {
+        SPBasicSuite repeating = *BasicSuite();
+        repeating.AllocateBlock = ServeAgain;
+        gServedAgain = address - 4;
+        gSPBasicSuite = &repeating;
+        EXPECT_EQ(New(0), address);
+        gSPBasicSuite = BasicSuite();
+    }
+    void AddTable() {
+        std::string line = "count " + std::to_string(gCheckedHeap.count) + ", sizes";
+        for (int i = 0; i < 4; ++i) line += ' ' + std::to_string(gCheckedHeap.sizes[i]);
+        trace.Add(line);
+    }
 
-TEST_F(CheckedHeapTest, BlocksLieBetweenSignatures) {
+    Trace trace;
+    HostPtr host;
+};
+
+TEST_F(CheckedHeapTest, DoesWhatItsTraceSays) {
+    trace.Begin("blocks between signatures");
     for (std::size_t size : {0, 1, 5, 100}) {
         unsigned char* address = New(size);
-        EXPECT_EQ(broker.asked, size + 8);
         EXPECT_EQ(std::string(reinterpret_cast<char*>(address) - 4, size + 8), std::string(size + 8, 'A'));
         CheckedDelete(address);
-        EXPECT_EQ(broker.freed.back(), address - 4);
     }
-    EXPECT_EQ(gCheckedHeap.count, 0);
-    EXPECT_EQ(broker.output, "");
-}
-
-TEST_F(CheckedHeapTest, DamageIsReportedAtReleaseOnly) {
-    const std::pair<int, const char*> damages[] = {
-        {-4, "MW:BAD SIGNATURE AT BEGINNING!\n"}, {-1, "MW:BAD SIGNATURE AT BEGINNING!\n"}, {0, ""}, {6, ""},
-        {7, "MW:BAD SIGNATURE AT END!\n"},        {10, "MW:BAD SIGNATURE AT END!\n"},
-    };
-    for (const auto& [offset, report] : damages) {
+    for (int offset : {-4, -1, 0, 6, 7, 10}) {
+        trace.Begin("damage at offset " + std::to_string(offset) + " of 7 bytes");
         unsigned char *address = New(7), *other = New(3);
         address[offset] = 0;
         CheckedDelete(other);
-        EXPECT_EQ(TakeOutput(), "") << "at offset " << offset;
         CheckedDelete(address);
-        EXPECT_EQ(TakeOutput(), report) << "at offset " << offset;
     }
-    EXPECT_TRUE(broker.live.empty()) << "a damaged block is freed all the same";
-}
-
-TEST_F(CheckedHeapTest, FailuresRaiseTheirCodes) {
-    EXPECT_EQ(CodeOfNew(SIZE_MAX), memFullErr) << "the total would wrap";
-    EXPECT_EQ(CodeOfNew(0x7FFFFFFF), memFullErr) << "more than the table's sizes hold";
-    EXPECT_EQ(broker.asked, 0u);
-    broker.failure = 77;
-    EXPECT_EQ(CodeOfNew(1), memFullErr);
-    broker.failure = 0;
-    broker.givesNull = true;
-    EXPECT_EQ(CheckedNew(1), nullptr);
-    EXPECT_EQ(gCheckedHeap.count, 0);
-
+    trace.Begin("failures");
+    TryNew(SIZE_MAX);  // the total would wrap
+    TryNew(0x7FFFFFFF);
+    OptionsOf(*host).failAt = ReportOf(*host).fallibleCalls + 1;
+    TryNew(1);
+    OptionsOf(*host).allocateBlockGivesNull = true;
+    EXPECT_EQ(New(1), nullptr);
+    OptionsOf(*host).allocateBlockGivesNull = false;
+    CheckedDelete(nullptr);
     gSPBasicSuite = nullptr;
-    EXPECT_EQ(CodeOfNew(1), kNoSuiteBroker);
+    TryNew(1);
     CheckedDelete(nullptr);
-    EXPECT_TRUE(broker.freed.empty());
-    gSPBasicSuite = &suite;
-    CheckedDelete(nullptr);
-    EXPECT_EQ(broker.freed, std::vector<void*>{nullptr}) << "a null address is handed on";
-    EXPECT_EQ(broker.output, "");
-}
+    gSPBasicSuite = BasicSuite();
 
-TEST_F(CheckedHeapTest, ReleaseClosesTheGap) {
+    trace.Begin("a release closes the gap");
     unsigned char *a = New(1), *b = New(2), *c = New(3);
     CheckedDelete(b);
-    EXPECT_EQ(gCheckedHeap.count, 2);
-    EXPECT_EQ(std::vector<void*>(gCheckedHeap.blocks, gCheckedHeap.blocks + 3),
-              (std::vector<void*>{a, c, nullptr}));
-    EXPECT_EQ(std::vector<int>(gCheckedHeap.sizes, gCheckedHeap.sizes + 3), (std::vector<int>{9, 11, 0}));
+    EXPECT_TRUE(gCheckedHeap.blocks[0] == a && gCheckedHeap.blocks[1] == c && !gCheckedHeap.blocks[2]);
+    AddTable();
     SweepCheckedHeap();
-    EXPECT_EQ(TakeOutput(), "MW:INDEX NOT ZERO!\nMW:MEMORY NOT ZERO!\nMW:MEMORY NOT ZERO!\n");
     CheckedDelete(c);
+    NewAgain(a);
+    AddTable();
     CheckedDelete(a);
     SweepCheckedHeap();
-    EXPECT_EQ(broker.output, "");
+
+    // Without a size the signature behind a block is looked for in front of it.
+    for (const bool isSigned : {false, true}) {
+        trace.Begin(isSigned ? "a foreign address behind eight bytes 0x41" : "a foreign address");
+        unsigned char* own = isSigned ? nullptr : New(1);
+        void* foreign = nullptr;
+        gSPBasicSuite->AllocateBlock(16, &foreign);
+        if (isSigned) std::memset(foreign, 'A', 8);
+        CheckedDelete(static_cast<unsigned char*>(foreign) + (isSigned ? 8 : 4));
+        if (isSigned) gSPBasicSuite->FreeBlock(foreign);
+        if (!isSigned) CheckedDelete(own);
+    }
+    EXPECT_TRUE(MatchesTrace(trace.text, "checked_heap"));
 }
 
-TEST_F(CheckedHeapTest, ForeignAddressesAreReportedAndFreed) {
-    void* foreign = nullptr;
-    Allocate(16, &foreign);
-    auto* address = static_cast<unsigned char*>(foreign) + 4;
-    unsigned char* own = New(1);
-    CheckedDelete(address);
-    EXPECT_EQ(TakeOutput(),
-              "MW:BAD SIGNATURE AT BEGINNING!\nMW:NO SIZE!\nMW:BAD SIGNATURE AT END!\nMW:NOT FOUND!\n");
-    EXPECT_EQ(broker.freed.back(), foreign);
-    CheckedDelete(own);
-
-    // Without a size the signature behind the block is looked for in front of it.
-    Allocate(16, &foreign);
-    address = static_cast<unsigned char*>(foreign) + 4;
-    std::memset(address - 8, 'A', 8);
-    CheckedDelete(address);
-    EXPECT_EQ(TakeOutput(), "MW:NO SIZE!\nMW:EMPTY!\n");
-    EXPECT_EQ(broker.freed.back(), foreign);
-}
-
-TEST_F(CheckedHeapTest, AnAddressServedTwiceIsEnteredOnce) {
-    unsigned char* address = New(8);
-    broker.again = address - 4;
-    EXPECT_EQ(CheckedNew(2), address);
-    EXPECT_EQ(TakeOutput(), "MW:MEMCHECK AGAIN!\n");
-    EXPECT_EQ(gCheckedHeap.count, 1);
-    EXPECT_EQ(gCheckedHeap.sizes[0], 16);
-    CheckedDelete(address);
-}
-
-TEST_F(CheckedHeapTest, AFullTableServesWithoutEntryAndItsReleaseWritesIntoTheNextFields) {
+// A full table serves without an entry. A release then writes into the fields behind the arrays, and leaves
+// the count at -1; the table is of no use any more, and harms nothing.
+TEST_F(CheckedHeapTest, AFullTableDoesWhatItsTraceSays) {
+    trace.hasBlocks = false;
     std::vector<unsigned char*> blocks;
     for (std::size_t size = 0; size < kCheckedBlocks; ++size) blocks.push_back(New(size));
-    EXPECT_EQ(TakeOutput(), "");
+    trace.Begin("full");
     unsigned char* unknown = New(40);
-    EXPECT_EQ(TakeOutput(), "MW:MEMCHECK FULL!\n");
-    EXPECT_EQ(gCheckedHeap.count, kCheckedBlocks);
+    AddTable();
     CheckedDelete(unknown);
-    EXPECT_EQ(TakeOutput(), "MW:NO SIZE!\nMW:BAD SIGNATURE AT END!\nMW:NOT FOUND!\n");
-    EXPECT_EQ(broker.freed.back(), unknown - 4);
-
-    // The compaction takes in the fields behind the arrays and clears what lies there.
+    trace.Begin("the release of block 100");
     void* firstSizes = nullptr;
     std::memcpy(&firstSizes, gCheckedHeap.sizes, sizeof firstSizes);
     CheckedDelete(blocks[100]);
-    EXPECT_EQ(TakeOutput(), "");
-    EXPECT_EQ(gCheckedHeap.count, -1);
-    EXPECT_EQ(gCheckedHeap.blocks[99], blocks[99]);
-    EXPECT_EQ(gCheckedHeap.blocks[498], blocks[499]);
+    EXPECT_TRUE(gCheckedHeap.count == -1 && gCheckedHeap.blocks[99] == blocks[99] &&
+                gCheckedHeap.blocks[498] == blocks[499]);
     EXPECT_EQ(gCheckedHeap.blocks[499], firstSizes) << "the sizes behind the array, taken for an address";
     EXPECT_EQ(gCheckedHeap.sizes[0], 0);
     EXPECT_EQ(gCheckedHeap.sizes[1], sizeof(void*) == 8 ? 0 : 1 + 8) << "an address covers two sizes, or one";
     EXPECT_EQ(gCheckedHeap.sizes[100], 101 + 8);
     EXPECT_EQ(gCheckedHeap.sizes[499], kCheckedBlocks) << "the count, taken for a size";
 
-    // The table is of no use any more, and harms nothing: all blocks are served and freed.
+    trace.Begin("three new blocks, of which the second is released");
     blocks[100] = New(5);
-    for (unsigned char* block : blocks) CheckedDelete(block);
-    EXPECT_TRUE(broker.live.empty());
-    EXPECT_EQ(broker.freed.size(), static_cast<std::size_t>(kCheckedBlocks + 2));
+    blocks.push_back(New(6));
+    blocks.push_back(New(7));
+    AddTable();
+    CheckedDelete(blocks[500]);
+    EXPECT_TRUE(gCheckedHeap.blocks[0] == blocks[501] && gCheckedHeap.blocks[1] == blocks[2] &&
+                gCheckedHeap.blocks[2] == nullptr && gCheckedHeap.blocks[3] == blocks[3]);
+    AddTable();
+    trace.Begin("a block beyond the count, served again and released");
+    NewAgain(blocks[50]);
+    CheckedDelete(blocks[50]);
+    AddTable();
+    trace.Begin("the others");
+    Trace others;
+    gFindings = &others;
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        if (i != 50 && i != 500) CheckedDelete(blocks[i]);
+    }
+    for (const char* finding : {"NO SIZE", "AT BEGINNING", "AT END", "EMPTY", "NOT FOUND"}) {
+        int count = 0;
+        for (std::size_t at = 0; (at = others.text.find(finding, at)) != std::string::npos; ++at) ++count;
+        trace.Add(std::string(finding) + ": " + std::to_string(count));
+    }
+    EXPECT_EQ(CountLive(*host).blocks, 0);
+    EXPECT_TRUE(MatchesTrace(trace.text, "checked_heap_full"));
 }
 
 TEST_F(CheckedHeapTest, LazySuitesAreAcquiredAtFirstUse) {
-    LazySuite lazy = {nullptr, 4, "suite", 0};
+    LazySuite lazy = {nullptr, 1, "Photoshop Buffer Suite for Plug-ins", 0};
+    const auto acquire = [&] { EXPECT_NE(AcquireLazySuite(&lazy), nullptr); };
     ReleaseLazySuite(&lazy);  // never acquired
-    for (int use = 0; use < 2; ++use) EXPECT_EQ(AcquireLazySuite(&lazy), &broker);
+    for (int use = 0; use < 2; ++use) acquire();
     for (int end = 0; end < 2; ++end) ReleaseLazySuite(&lazy);
-    EXPECT_EQ(broker.suiteCalls, (std::vector<std::string>{"acquire suite", "release suite"}));
-
-    const auto acquire = [&] { AcquireLazySuite(&lazy); };
-    broker.failure = 1;
-    EXPECT_EQ(CodeRaised<SuiteFailure>(acquire), 1);
-    EXPECT_EQ(lazy.lastError, 1);
-    EXPECT_EQ(lazy.suite, nullptr) << "a failed acquisition is tried again";
+    OptionsOf(*host).missingSuites = {lazy.name};
+    Try<SuiteFailure>(acquire);
+    EXPECT_EQ(lazy.lastError, -1);
+    OptionsOf(*host).missingSuites = {};
+    acquire();  // a failed acquisition is tried again
     gSPBasicSuite = nullptr;
-    EXPECT_EQ(CodeRaised<SuiteFailure>(acquire), 0x5061726D);
+    ReleaseLazySuite(&lazy);
+    lazy.suite = nullptr;
+    Try<SuiteFailure>(acquire);
+    EXPECT_TRUE(MatchesTrace(trace.text, "lazy_suite"));
 }
 
 }  // namespace

@@ -2,11 +2,10 @@
 // engine run over the same planes.
 #include "ui/preview.h"
 
-#include <algorithm>
 #include <cstring>
 #include <limits>
+#include <sstream>
 
-#include "engine/keying.h"
 #include "tests/shell_rig.h"
 #include "ui/preview_geometry.h"
 
@@ -36,13 +35,10 @@ TEST(PreviewGeometry, FitsByTheTighterSideAndMeasuresFromZero) {
         Rect rect = {4, 5, 472, 397};
         float scale = 0;
         FitPreview(&globals, c.bounds, &rect, &scale);
-        EXPECT_EQ(globals.mustReload, 1);
-        EXPECT_EQ(scale, c.scale);
-        EXPECT_TRUE(rect.top == 6 && rect.left == 7);
-        EXPECT_EQ(rect.bottom, c.bottom);
-        EXPECT_EQ(rect.right, c.right);
-        EXPECT_EQ(globals.previewHeight, c.bottom - 6);
-        EXPECT_EQ(globals.previewWidth, c.right - 7);
+        EXPECT_TRUE(globals.mustReload == 1 && scale == c.scale && rect.top == 6 && rect.left == 7 &&
+                    rect.bottom == c.bottom && rect.right == c.right &&
+                    globals.previewHeight == c.bottom - 6 && globals.previewWidth == c.right - 7)
+            << "for " << c.bounds.bottom << " by " << c.bounds.right;
     }
 }
 
@@ -102,18 +98,13 @@ struct PreviewRig : ShellRig {
         globals->previewWidth = kWidth;
         globals->previewHeight = kHeight;
     }
-    ~PreviewRig() { ReleasePreviewBuffers(globals); }
-
-    // The calls of this name that a composition makes.
-    std::vector<std::string> Calls(const std::string& name) {
-        std::vector<std::string> calls;
-        OptionsOf(*host).trace = [&](const std::string& line) {
-            if (line.compare(0, name.size(), name) == 0) calls.push_back(line);
-        };
-        ComposePreview(globals);
-        OptionsOf(*host).trace = nullptr;
-        return calls;
+    ~PreviewRig() {
+        // The strict host takes no null buffer at the end.
+        if (globals->previewAlpha == nullptr && globals->previewPixels != nullptr)
+            globals->previewAlpha = NewBuffer(globals, 1);
+        ReleasePreviewBuffers(globals);
     }
+
     void SetView(int zoom, int scrollX, int scrollY) {
         globals->previewZoom = zoom;
         globals->previewScrollX = scrollX;
@@ -123,107 +114,99 @@ struct PreviewRig : ShellRig {
     int At(const std::uint8_t* plane, int i) const {
         return globals->depthBytes == 1 ? plane[i] : reinterpret_cast<const std::uint16_t*>(plane)[i] & 0xFF;
     }
-    // The preview against the planes as they stand now, with `chosen` for the selection.
-    template <typename Chosen>
-    void ExpectPreview(Chosen chosen) {
-        const std::uint8_t* const out[] = {globals->outR, globals->outG, globals->outB};
-        const std::uint8_t* const top[] = {globals->topR, globals->topG, globals->topB};
-        int differences = 0, keyed = 0;
-        for (int i = 0; i < kCount; ++i) {
-            const auto* const shown = chosen(i % kWidth, i / kWidth) ? out : top;
-            for (int c = 0; c < 3; ++c) {
-                differences += globals->previewPixels[c * kCount + i] != At(shown[c], i);
-            }
-            differences += globals->previewAlpha[i] != At(globals->outA, i);
-            keyed += At(out[0], i) != At(top[0], i);
+    // Composes, and tells what came of it: the result cell, the requests left, the pixels and the backdrop.
+    std::string Compose(const char* what) {
+        try {
+            ComposePreview(globals);
+        } catch (const HeapFailure& failure) {
+            result = failure.code;
         }
-        EXPECT_EQ(differences, 0);
-        EXPECT_GT(keyed, kCount / 4) << "the engine has not changed the picture";
+        std::ostringstream line;
+        ByteHash pixels, alpha;
+        if (globals->previewPixels != nullptr) pixels.Add(globals->previewPixels, 3 * kCount);
+        if (globals->previewAlpha != nullptr) alpha.Add(globals->previewAlpha, kCount);
+        line << what << " -> " << result << ", reload " << int{globals->mustReload} << ", analyse "
+             << int{globals->mustAnalyse} << ", pixels " << std::hex << pixels.value << ", alpha "
+             << alpha.value << std::dec << ", buffers " << CountLive(*host).buffers << ", green "
+             << static_cast<int>(globals->backdropMeanG * 100) << ", of " << globals->maxSample;
+        return line.str();
     }
 };
 
-class Preview : public testing::TestWithParam<int> {};
-INSTANTIATE_TEST_SUITE_P(Depths, Preview, testing::Values(8, 16), testing::PrintToStringParamName());
-
-TEST_P(Preview, ShowsWhatTheEngineMakesOfTheReducedPlanes) {
-    PreviewRig rig(GetParam());
-    Globals& globals = *rig.globals;
-    const std::vector<std::string> blocks = rig.Calls("New ");
-    ASSERT_EQ(blocks.size(), 14u);
-    EXPECT_EQ(blocks[0].find("New 2376 "), 0u) << "the three colours";
-    EXPECT_EQ(blocks[1].find("New 792 "), 0u) << "alpha";
-    EXPECT_EQ(rig.result | globals.mustAnalyse | globals.mustReload, 0);
-    EXPECT_EQ(globals.maxSample, 255);
-    rig.ExpectPreview([](int, int) { return true; });
-
-    // The same planes through the engine once more, by hand.
-    const std::vector<std::uint8_t> before(globals.previewPixels, globals.previewPixels + kCount);
-    AnalyseBackdrop(&globals);
-    KeyPicture(&globals);
-    for (int i = 0; i < kCount; ++i) ASSERT_EQ(before[i], rig.At(globals.outR, i)) << i;
-    globals.SliderRemoveGreen = 120;
-    EXPECT_TRUE(rig.Calls("Read").empty()) << "an unchanged view costs no read";
-    rig.ExpectPreview([](int, int) { return true; });
-    EXPECT_NE(0, std::memcmp(before.data(), globals.previewPixels, kCount));
-}
-
-TEST_P(Preview, ReadsTheViewThatZoomAndScrollSelect) {
-    PreviewRig rig(GetParam());
-    ComposePreview(rig.globals);
-    const double mean = rig.globals->backdropMeanG;
-    rig.SetView(33, 50, 25);
-    const std::vector<std::string> reads = rig.Calls("ReadScaledPixels");
-    EXPECT_EQ(reads.size(), 7u);
-    // Spans of 20 and 26; 10 * 25 / 100 and 14 * 50 / 100.
-    for (const std::string& line : reads) EXPECT_NE(line.find("source (2 7 22 33)"), line.npos) << line;
-    EXPECT_EQ(rig.globals->backdropMeanG, mean) << "a new view is not analysed";
-}
-
-TEST_P(Preview, LeavesThePhotographOutsideTheSelection) {
-    PreviewRig rig(GetParam(), true);
-    rig.SetView(50, 10, 0);
-    EXPECT_EQ(rig.Calls("ReadPixelsFromLevel").size(), 1u);
-    // The view is 20 by 15 at 2, 0. At 16 bits the plane is tested byte by byte, so that byte i belongs to
-    // sample i / 2: rows and columns of the document are taken for twice as many.
-    rig.ExpectPreview([](int x, int y) {
-        const int byte = kDocW * (y * 15 / kHeight) + x * 20 / kWidth + 2;
-        const int bytes = GetParam() / 8, sample = byte / bytes;
-        const int value = SelectionAt(sample % kDocW, sample / kDocW, GetParam());
-        return (value >> byte % bytes * 8 & 0xFF) != 0;
-    });
-    // Past the plane's end: the last byte decides for the whole preview.
-    rig.SetView(100, 100, 100);
-    ComposePreview(rig.globals);
-    EXPECT_EQ(rig.result, 0);
-}
-
-TEST_P(Preview, SurvivesWantOfMemoryAndTriesAgain) {
-    // previewPixels, previewAlpha, then the twelve planes.
-    for (int call = 1; call <= 14; ++call) {
-        SCOPED_TRACE(call);
-        const bool lacksAlpha = call == 2;
-        PreviewRig rig(GetParam(), false, FailingAt(HostCall::kNewBuffer, call));
-        ComposePreview(rig.globals);
-        EXPECT_EQ(rig.result, lacksAlpha ? noErr : memFullErr);
-        EXPECT_EQ(CountLive(*rig.host).buffers, call == 1 ? 0 : lacksAlpha ? 13 : 2);
-        EXPECT_EQ(rig.globals->mustReload, !lacksAlpha);
-        rig.result = 0;
-        rig.globals->FlagOutputAlpha = 1;
-        ComposePreview(rig.globals);
-        EXPECT_EQ(rig.result, 0);
-        PSPixelMap map;
-        PSPixelMask mask;
-        DescribePreview(rig.globals, &map, &mask);
-        EXPECT_EQ(map.masks, lacksAlpha ? nullptr : &mask) << "no alpha, no mask";
-        // The strict host takes no null buffer at the end.
-        if (lacksAlpha) rig.globals->previewAlpha = NewBuffer(rig.globals, 1);
+// One session of compositions: what each asks of the host, and what it shows.
+TEST(Preview, IsComposedAsItsTraceSays) {
+    Trace trace;
+    for (int depth : {8, 16}) {
+        for (bool selected : {false, true}) {
+            trace.Begin(std::to_string(depth) + (selected ? " bits, with a selection" : " bits"));
+            PreviewRig rig(depth, selected, trace.Listen());
+            trace.Add(rig.Compose("opened"));
+            rig.globals->SliderRemoveGreen = 120;
+            trace.Add(rig.Compose("a slider moved"));
+            rig.SetView(33, 50, 25);
+            trace.Add(rig.Compose("zoomed"));
+            rig.SetView(100, 100, 100);
+            trace.Add(rig.Compose("at full zoom in the far corner"));
+            rig.globals->previewWidth = -4;
+            trace.Add(rig.Compose("wrapped"));
+            rig.globals->previewWidth = kWidth;
+        }
     }
-    PreviewRig wrapped(GetParam());
-    wrapped.globals->previewWidth = -4;  // as a wrapped document leaves it
-    EXPECT_TRUE(wrapped.Calls("New ").empty());
+    EXPECT_TRUE(MatchesTrace(trace.text, "preview"));
 }
 
-TEST(PreviewRecord, DescribesThePixelsToTheHost) {
+// Each call of the host fails once. The code stays in the result cell, as in the dialog, so that the next
+// compositions read no colours: they show nothing that the document does not hold.
+TEST(Preview, SurvivesTheFailureOfAnyCall) {
+    Trace table;
+    for (int call = 6;; ++call) {  // the first five make the rig
+        bool hasFailed = false;
+        std::string texts[2];
+        for (const std::uint8_t fill : {0x00, 0xA5}) {
+            HostOptions options;
+            options.failAt = call;
+            options.fillByte = fill;
+            PreviewRig rig(8, true, options);
+            std::string& text = texts[fill != 0];
+            text = std::to_string(call) + ' ' + rig.Compose("failing");
+            rig.SetView(33, 50, 25);
+            text += '\n' + rig.Compose("  zoomed");
+            rig.globals->FlagOutputAlpha = 1;
+            PSPixelMap map;
+            PSPixelMask mask;
+            DescribePreview(rig.globals, &map, &mask);
+            text += map.masks == nullptr ? ", no mask" : "";
+            hasFailed = !ReportOf(*rig.host).failures.empty();
+        }
+        EXPECT_EQ(texts[0], texts[1]) << "the host's own memory shows";
+        table.Add(texts[0]);
+        if (!hasFailed) break;
+    }
+    EXPECT_TRUE(MatchesTrace(table.text, "failing_preview"));
+}
+
+TEST(Preview, LeavesThePhotographOutsideTheSelection) {
+    for (int depth : {8, 16}) {
+        PreviewRig rig(depth, true);
+        const Globals& g = *rig.globals;
+        rig.SetView(50, 10, 0);
+        ComposePreview(rig.globals);
+        const std::uint8_t* const out[] = {g.outR, g.outG, g.outB};
+        const std::uint8_t* const top[] = {g.topR, g.topG, g.topB};
+        // The view is 20 by 15 at 2, 0. At 16 bits the plane is tested byte by byte, so that byte i belongs
+        // to sample i / 2: rows and columns of the document are taken for twice as many.
+        for (int i = 0; i < kCount; ++i) {
+            const int byte = kDocW * (i / kWidth * 15 / kHeight) + i % kWidth * 20 / kWidth + 2;
+            const int bytes = depth / 8, sample = byte / bytes;
+            const int value = SelectionAt(sample % kDocW, sample / kDocW, depth);
+            const auto* const shown = (value >> byte % bytes * 8 & 0xFF) != 0 ? out : top;
+            for (int c = 0; c < 3; ++c) ASSERT_EQ(g.previewPixels[c * kCount + i], rig.At(shown[c], i)) << i;
+            ASSERT_EQ(g.previewAlpha[i], rig.At(g.outA, i)) << i;
+        }
+    }
+}
+
+TEST(Preview, IsDescribedToTheHost) {
     PreviewRig rig(8);
     ComposePreview(rig.globals);
     PSPixelMap map;
@@ -231,17 +214,17 @@ TEST(PreviewRecord, DescribesThePixelsToTheHost) {
     std::memset(&map, 0xA5, sizeof map);
     std::memset(&mask, 0xA5, sizeof mask);
     DescribePreview(rig.globals, &map, &mask);
-    EXPECT_TRUE(map.version == 2 && map.imageMode == 3 && map.baseAddr == rig.globals->previewPixels);
-    EXPECT_TRUE(map.bounds.top == 3 && map.bounds.left == 5 && map.bounds.bottom == 27 &&
-                map.bounds.right == 38);
-    EXPECT_TRUE(map.rowBytes == 33 && map.colBytes == 1 && map.planeBytes == kCount);
-    EXPECT_TRUE(map.mat == nullptr && map.masks == nullptr && map.pixelOverlays == nullptr &&
-                map.maskPhaseRow == 0 && map.maskPhaseCol == 0 && map.colorManagementOptions == 0u);
+    EXPECT_TRUE(map.version == 2 && map.imageMode == 3 && map.baseAddr == rig.globals->previewPixels &&
+                map.bounds.top == 3 && map.bounds.left == 5 && map.bounds.bottom == 27 &&
+                map.bounds.right == 38 && map.rowBytes == 33 && map.colBytes == 1 &&
+                map.planeBytes == kCount && map.mat == nullptr && map.masks == nullptr &&
+                map.pixelOverlays == nullptr && map.maskPhaseRow == 0 && map.maskPhaseCol == 0 &&
+                map.colorManagementOptions == 0u);
     rig.globals->FlagOutputAlpha = 1;
     DescribePreview(rig.globals, &map, &mask);
     ASSERT_EQ(map.masks, &mask);
-    EXPECT_TRUE(mask.next == nullptr && mask.maskData == rig.globals->previewAlpha);
-    EXPECT_TRUE(mask.rowBytes == 33 && mask.colBytes == 1 && mask.maskDescription == 0);
+    EXPECT_TRUE(mask.next == nullptr && mask.maskData == rig.globals->previewAlpha && mask.rowBytes == 33 &&
+                mask.colBytes == 1 && mask.maskDescription == 0);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <cstring>
 
-#include "shell/parameter_table.h"
 #include "tests/shell_rig.h"
 
 namespace {
@@ -60,27 +59,6 @@ TEST(DescriptorParameters, AreUsableOnlyWhole) {
     EXPECT_FALSE(usableAfter([&] { read.numReadDescriptorProcs = 17; }));
     EXPECT_FALSE(usableAfter([&] { write.writeDescriptorProcsVersion = -1; }));
     EXPECT_FALSE(usableAfter([&] { write.numWriteDescriptorProcs = 15; }));
-}
-
-TEST(WriteScriptParameters, ARunIsRecordedAndReplayed) {
-    Document document = PatternDocument(6, 5, 8, 2);
-    const HostPtr host = CreateHost();
-    Descriptor recorded;
-    for (int i = 0; i < kParameterCount; ++i) {
-        const bool flag = kParameters[i].isFlag;
-        recorded.push_back({kParameters[i].key, flag ? kTypeBoolean : kTypeInteger,
-                            flag ? 1 - kParameters[i].defaultValue : 3 * i + 1});
-    }
-    GiveDescriptor(*host, {recorded.rbegin(), recorded.rend()});
-    OptionsOf(*host).adjustRecord = [](FilterRecord& record) {
-        record.descriptorParameters->recordInfo = plugInDialogNone;
-    };
-    for (int run = 0; run < 2; ++run) {
-        EXPECT_EQ(0, RunFilter(*host, PluginMain, document, AskForParameters::kNo).result);
-        EXPECT_EQ(recorded, KeptDescriptor(*host)) << "all, in the terminology's order";
-    }
-    CloseHost(*host);
-    EXPECT_EQ("", ViolationText(*host));
 }
 
 }  // namespace
