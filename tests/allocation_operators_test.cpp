@@ -1,5 +1,5 @@
-// The module's operators new and delete, in a process of their own: they replace those of the whole program,
-// so that no test framework can live beside them.
+// The module's operators new and delete and its unloading, in a process of their own: the operators replace
+// those of the whole program, so that no test framework can live beside them.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -7,13 +7,16 @@
 #include <iterator>
 #include <new>
 
+#include "shell/module.h"
 #include "support/checked_heap.h"
+#include "support/debug_output.h"
 
 namespace {
 
 void* gLive[8];
 bool gMemoryLeft = true;
 int gFailures = 0;
+int gReleased = 0, gFindings = 0;  // suites given back, lines of the heap's sweep
 
 void Expect(bool holds, const char* what) {
     if (holds) return;
@@ -78,6 +81,22 @@ void ExpectFailure(OSErr code) {
     Expect(quiet == nullptr, "a nothrow form gave an address without memory");
 }
 
+// At the process's end the module calls nobody; otherwise it gives its suite back. It reports in either case.
+void ExpectUnloading() {
+    const int block = 0;
+    gGetFileListSuite.suite = &block;
+    gDebugOutput = [](const char*) { ++gFindings; };
+    int* volatile left = new int;
+    UnloadModule(true);
+    Expect(gReleased == 0 && gFindings == 2, "the process's end is not only reported");
+    UnloadModule(false);
+    Expect(gReleased == 1 && gFindings == 4, "the suite or the heap's sweep was forgotten");
+    UnloadModule(false);
+    Expect(gReleased == 1, "the suite was given back twice");
+    delete left;
+    gDebugOutput = nullptr;
+}
+
 }  // namespace
 
 int main() {
@@ -90,6 +109,8 @@ int main() {
     ExpectAllForms<std::int32_t>("not every plain form takes its memory from the host");
     ExpectAllForms<Page>("not every aligned form takes its memory from the host");
     delete static_cast<int*>(nullptr);
+    broker.ReleaseSuite = [](const char*, std::int32_t) -> SPErr { return ++gReleased, 0; };
+    ExpectUnloading();
 
     gMemoryLeft = false;
     ExpectFailure<int>(memFullErr);

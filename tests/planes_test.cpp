@@ -30,7 +30,7 @@ const Load kLoads[] = {
     {"no layer, 8 bits", [](Document& d, HostOptions&) { d = PatternDocument(4, 3, 8, 0); }},
     {"a dark green channel, bounds away from 0",
      [](Document& d, HostOptions&) {
-         d.bounds = {3, -2, 6, 2};
+         d.bounds = {1, -2, 4, 2};
          for (int i = 1; i < 24; i += 2) d.layers[1].colour[1].bytes[i] = 0;
      }},
     {"channels that cannot be read",
