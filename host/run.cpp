@@ -165,26 +165,25 @@ void Enter(Host& host, PluginMainProc pluginMain, std::int16_t selector, void* b
     host.insideModule = false;
 }
 
-template <typename Visit>
-void ForEachLeak(Host& host, Visit visit) {
+// In the order of their making, so that two runs report alike.
+void ReportLeaks(Host& host, const char* when) {
+    std::map<std::pair<std::string, int>, std::size_t> leaks;  // sizes by kind and number
     for (auto& [address, block] : host.memory.live) {
         if (block.kind == BlockKind::kHandle || block.leakReported) continue;
         block.leakReported = true;
-        visit(NameOfKind(block.kind), block.id, block.size);
+        leaks[{NameOfKind(block.kind), block.id}] = block.size;
     }
     for (const auto& [handle, record] : host.handles) {
         const bool kept = handle == host.parameters || handle == host.descriptor ||
                           handle == reinterpret_cast<Handle>(host.dataWord);
         if (record->address == nullptr || kept || record->leakReported) continue;
         record->leakReported = true;
-        visit("handle", record->id, GuardedAround(host.memory, record->address)->size);
+        leaks[{"handle", record->id}] = GuardedAround(host.memory, record->address)->size;
     }
-}
-
-void ReportLeaks(Host& host, const char* when) {
-    ForEachLeak(host, [&](const char* kind, int id, std::size_t size) {
-        Violate(host, ViolationKind::kLeak, kind, ' ', id, " of ", size, " bytes is left at ", when);
-    });
+    for (const auto& [name, size] : leaks) {
+        Violate(host, ViolationKind::kLeak, name.first, ' ', name.second, " of ", size, " bytes is left at ",
+                when);
+    }
 }
 
 }  // namespace
