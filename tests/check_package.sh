@@ -62,22 +62,36 @@ case $package in
         fail "the module is not installed in the given lib folder"
     grep -qF '\"../lib64/marble-frond-keeper/modules\"' other/build.ninja || fail "frond looks in another lib folder"
     ninja -C "$build" -t inputs all | grep -E '^(tests|bench)/' && fail "packaging builds the tests"
-    # The manual page and the completion know every option.
-    gunzip -c usr/share/man/man1/frond.1.gz | sed 's/\\//g' >manual
-    for command in key sample compare; do
-        "${frond[@]}" $command --help | grep -oE -- '--[A-Za-z][A-Za-z-]*' | grep -v -e --help -e --no-Flag | sort -u >options
-        while read -r option; do
-            grep -q -e "$option" manual || fail "the manual page lacks $option of frond $command"
-        done <options
-    done
+    # The manual page knows every option and no other, and has the parameters' texts in the words of --help, as
+    # docs/frond.md has; the completion gives what --help lists.
+    gunzip -c usr/share/man/man1/frond.1.gz | sed 's/\\//g' | tr '\n' ' ' >manual
+    words() { grep -oE -- '--[A-Za-z][A-Za-z-]*' "$@" | grep -v -e --no-Flag | sort -u; }
     # shellcheck disable=SC1091
     . usr/share/bash-completion/completions/frond
-    COMP_WORDS=("$place/usr/bin/frond" key --re) COMP_CWORD=2
-    _frond
-    [ "${COMPREPLY[*]}" = "--record --remove-green --restore-black" ] || fail "completion gives: ${COMPREPLY[*]}"
+    for command in key sample compare; do
+        "${frond[@]}" $command --help | grep -oE -- '--[A-Za-z][A-Za-z-]*' | sort -u >$command.options
+        COMP_WORDS=("$place/usr/bin/frond" $command --) COMP_CWORD=2
+        _frond
+        printf '%s\n' "${COMPREPLY[@]}" | diff - $command.options || fail "completion of frond $command differs"
+    done
+    diff <(words manual) <({ cat ./*.options; echo --version; } | words | grep -v -e --help) || fail "manual page: options differ"
+    "${frond[@]}" key --help | sed -n '/^The filter/,/^$/s/^ \{20,\}//p' | sed 's/; default.*//' >texts
+    while read -r text; do
+        for file in manual "$root/docs/frond.md"; do
+            grep -qiF -e "$text" "$file" || fail "$file: lacks \"$text\""
+        done
+    done <texts
+    [ "$(wc -l <texts)" = 11 ] || fail "frond key --help: $(wc -l <texts) parameters"
+    # --module comes before FROND_MODULE, and that before the module that was installed.
+    export FROND_MODULE=none
+    key() { "${frond[@]}" key plate/photo.png --over plate/background.png -o again.png "$@"; }
+    key 2>message && fail "FROND_MODULE is not heeded"
+    grep -q "none: no such module (FROND_MODULE)" message || fail "FROND_MODULE: $(cat message)"
+    key --module "$(find usr -name MarbleFrondKeeper.so)"
     ;;
 *.zip)
     cmp 64-bit/MarbleFrondKeeper.8bf "$build/MarbleFrondKeeper.8bf"
+    "${frond[@]}" info 64-bit/MarbleFrondKeeper.8bf | tr -d '\r' | diff "$root/tests/cases/info.txt" - || fail "frond info differs"
     for bits in 32 64; do
         "${frond[@]}" info $bits-bit/MarbleFrondKeeper.8bf | grep -q "Twin Plate Rig" || fail "$bits-bit: is no module"
     done

@@ -16,9 +16,9 @@ namespace frond {
 namespace {
 
 #ifdef _WIN32
-constexpr char kProgram[] = "frond.exe", kModule[] = "MarbleFrondKeeper.8bf";
+constexpr char kProgram[] = "frond.exe";
 #else
-constexpr char kProgram[] = "frond", kModule[] = "MarbleFrondKeeper.so";
+constexpr char kProgram[] = "frond";
 #endif
 
 ProgramRun Frond(const std::vector<std::string>& arguments) {
@@ -69,24 +69,8 @@ class FrondProgram : public ::testing::Test {
         EXPECT_EQ(run.out + run.err, "");
     }
 
-    // One line of complaint, the exit code, and nothing new in the folder.
-    void ExpectRefusal(const std::string& line, int code, const std::string& words) {
-        SCOPED_TRACE(line);
-        const int before = folder.Count();
-        const ProgramRun run = Frond(Line(line));
-        EXPECT_EQ(run.code, code) << run.err;
-        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
-        EXPECT_EQ(run.err.rfind("frond: ", 0), 0u) << run.err;
-        EXPECT_NE(run.err.find(words), std::string::npos) << run.err;
-        EXPECT_EQ(folder.Count(), before);
-    }
-
     void WriteText(const std::string& name, const std::string& text) {
         WriteWholeFile(folder / name, text.data(), text.size());
-    }
-    std::string Text(const std::string& name) {
-        const std::vector<std::uint8_t> bytes = ReadWholeFile(folder / name);
-        return std::string(bytes.begin(), bytes.end());
     }
     // A picture of one level, grey or coloured.
     Picture WriteFlat(const std::string& name, std::uint16_t level, int colours, int side = 10) {
@@ -125,63 +109,6 @@ TEST_F(FrondProgram, SetsTheFigureOnTheBackground) {
         EXPECT_EQ(out.depth, 8);
         EXPECT_NEAR(out.resolutionX, 240, 0.01);
         EXPECT_EQ(out.profile, FileCase("profile.icc"));
-    }
-}
-
-TEST_F(FrondProgram, WritesTheSubjectAloneAndItsMatte) {
-    WritePlate(16);
-    const ProgramRun run = Frond(Line("key @photo.png --transparent -o @out.tif --matte @matte.png"));
-    ASSERT_EQ(run.code, 0) << run.err;
-    const Picture out = ReadPicture(folder / "out.tif"), matte = ReadPicture(folder / "matte.png");
-    EXPECT_EQ(out.alpha, matte.colour[0]);
-    EXPECT_EQ(matte.colour.size(), 1u);
-    // Wholly opaque and wholly transparent are just that in the file's scale.
-    EXPECT_GT(std::count(out.alpha.begin(), out.alpha.end(), 65535), 2500);
-    EXPECT_GT(std::count(out.alpha.begin(), out.alpha.end(), 0), 5000);
-
-    // The matte of a composite is that of the same run with transparency.
-    Key("-o @composite.png --matte @again.png");
-    EXPECT_EQ(ReadPicture(folder / "again.png").colour, matte.colour);
-    Key("--matte @alone.png");
-    EXPECT_EQ(ReadPicture(folder / "alone.png").colour, matte.colour);
-}
-
-TEST_F(FrondProgram, RecordsUnderBothNamesAndReplays) {
-    WritePlate(8);
-    Key("-o @a.png --record @a.json --SliderRemoveGreen 133 --SliderRestoreBlack=7 --SliderAlterGreen 90 "
-        "--SliderSelectTransp 120 --SliderScaleTransp -5 --SliderAdjBGLevel 80 --no-FlagRealityInteg "
-        "--FlagShowSelect --FlagBlueLogic");
-    Key("-o @b.png --record @b.json --remove-green 133 --restore-black 7 --alter-green 90 "
-        "--select-transparency 120 --scale-transparency -5 --background-level 80 --no-blend --show-matte "
-        "--blue");
-    EXPECT_EQ(Text("a.png"), Text("b.png"));
-    EXPECT_EQ(Text("a.json"), Text("b.json"));
-    EXPECT_EQ(Text("a.json"), R"({
-  "action": "Twin Plate Rig",
-  "parameters": {
-    "SliderRemoveGreen": 133,
-    "SliderRestoreBlack": 7,
-    "SliderAlterGreen": 90,
-    "SliderSelectTransp": 120,
-    "SliderScaleTransp": -5,
-    "SliderAdjBGLevel": 80,
-    "FlagRealityInteg": false,
-    "FlagShowSelect": true,
-    "FlagOutputAlpha": false,
-    "FlagBlueLogic": true,
-    "FlagOrgPhoto": false
-  }
-}
-)");
-    // Options come on top of the action, and a partial action leaves the rest at the defaults.
-    WriteText("partial.json", R"({"parameters": {"SliderScaleTransp": -5, "SliderRemoveGreen": 7}})");
-    Key("-o @c.png --action @partial.json --remove-green 133 --no-blend --original --record @c.json");
-    Key("-o @d.png --action @c.json");
-    EXPECT_EQ(Text("c.png"), Text("d.png"));
-    EXPECT_NE(Text("c.png"), Text("a.png"));
-    for (const char* words :
-         {"\"SliderRemoveGreen\": 133", "\"SliderAlterGreen\": 100", "\"FlagOrgPhoto\": true"}) {
-        EXPECT_NE(Text("c.json").find(words), std::string::npos) << words;
     }
 }
 
@@ -241,8 +168,8 @@ TEST_F(FrondProgram, TakesPicturesOfOnePixelAndOfOneLine) {
     }
 }
 
-// A folder is made for several photographs, for a name that ends in a slash, and for one without an ending.
-TEST_F(FrondProgram, WritesIntoFolders) {
+// A photograph that fails does not keep the others from their turn.
+TEST_F(FrondProgram, GoesOnWithTheOthersInABatch) {
     WritePlate(8);
     WritePicture(folder / "second.tif", ReadPicture(folder / "photo.png"));
     WriteText("broken.png", "no picture");
@@ -253,62 +180,69 @@ TEST_F(FrondProgram, WritesIntoFolders) {
     const Picture first = ReadPicture(folder / "results" / "photo.png");
     EXPECT_EQ(ReadPicture(folder / "results" / "second.png").colour, first.colour);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "results"), {}), 2);
-    Key("-o @finished --matte @mattes.d/ --format tif");
-    EXPECT_EQ(ReadPicture(folder / "finished" / "photo.tif").colour, first.colour);
-    EXPECT_EQ(ReadPicture(folder / "mattes.d" / "photo.tif").colour.size(), 1u);
 }
 
-TEST_F(FrondProgram, RefusesInOneLineAndTouchesNoInput) {
+// The lines of cases/frond.txt, one after the other in one folder.
+TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
+    WritePlate(16);
+    std::filesystem::rename(folder / "photo.png", folder / "deep.png");
     WritePlate(8);
-    WriteFlat("small.png", 0, 1, 20);
-    WriteText("broken.png", "no picture");
-    WriteText("file", "no folder");
     std::filesystem::create_directory(folder / "x");
     std::filesystem::copy(folder / "photo.png", folder / "x" / "photo.png");
-    const std::string photo = Text("photo.png"), background = Text("background.png");
-    std::ifstream cases(FROND_CASES "/refusals.txt");
-    const std::regex form("([0-9]) \\| (.*?) \\| ([^|]*)(?:\\| (.*))?");
-    int count = 0;
-    WriteText("a.json", "");
-    for (std::string line; std::getline(cases, line);) {
-        std::smatch parts;
-        if (line.empty() || line[0] == '#') continue;
-        ASSERT_TRUE(std::regex_match(line, parts, form)) << line;
-        WriteText("a.json", parts.str(4));
-        ExpectRefusal(parts.str(3), std::stoi(parts.str(1)), parts.str(2));
-        ++count;
-    }
-    EXPECT_GT(count, 30);
-    EXPECT_EQ(Text("photo.png"), photo);
-    EXPECT_EQ(Text("background.png"), background);
-}
-
-#ifndef _WIN32
-TEST_F(FrondProgram, TakesTheModuleThatItIsGiven) {
-    ASSERT_EQ(setenv("FROND_MODULE", "no-such-module.so", 1), 0);
-    WritePlate(8);
-    ExpectRefusal("KEY -o @o.png", 5, "FROND_MODULE");
-    std::vector<std::string> arguments = Line("KEY -o @o.png --module");
-    arguments.push_back((std::filesystem::current_path() / kModule).string());
-    EXPECT_EQ(Frond(arguments).code, 0);
-    unsetenv("FROND_MODULE");
-}
-#endif
-
-TEST_F(FrondProgram, ComparesPictures) {
-    Picture a = WriteFlat("a.png", 100, 3), b = WriteFlat("b.png", 101, 3);
+    for (const char* name : {"broken.png", "file", "a.json"}) WriteText(name, "no picture");
+    WriteFlat("small.png", 51, 1, 20);
     WriteFlat("grey.png", 51, 1);
+    Picture a = WriteFlat("100.png", 100, 3), b = WriteFlat("101.png", 101, 3);
     ChangeDepth(a, 16);
-    WritePicture(folder / "a16.tif", a);
+    WritePicture(folder / "100.tif", a);
     b.alpha.assign(100, 0);
     WritePicture(folder / "clear.png", b);
-    // One step of 255 everywhere: 20 log10(255).
-    EXPECT_EQ(Frond(Line("compare @a.png @b.png")).out,
-              "mean absolute error  1.0000 of 255\nPSNR                 48.13 dB\n");
-    EXPECT_EQ(Frond(Line("compare @a16.tif @a.png")).out,
-              "mean absolute error  0.0000 of 255\nPSNR                 inf dB (no difference)\n");
-    const std::string out = Frond(Line("compare @grey.png @clear.png --alpha")).out;
-    EXPECT_NE(out.find(" 51.0000 of 255"), std::string::npos) << out;
+    const Bytes photo = ReadWholeFile(folder / "photo.png"),
+                background = ReadWholeFile(folder / "background.png");
+#ifndef _WIN32
+    WriteBytes(folder / "layers.psd", FileCase("layers.psd"));
+    const LayeredPicture layered = ReadLayeredPicture(folder / "layers.psd");
+    WritePicture(folder / "upper.png", PlaceOnCanvas(layered.layers[1], 64, 48));
+    WritePicture(folder / "lower.png", layered.layers[0]);
+#endif
+    std::ifstream cases(FROND_CASES "/frond.txt");
+    const std::regex form("([0-9])(L?) *\\| *(.*?) *\\| *([^|]*)(?:\\| *(.*))?");
+    int count = 0;
+    for (std::string line; std::getline(cases, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        SCOPED_TRACE(line);
+        std::smatch parts;
+        ASSERT_TRUE(std::regex_match(line, parts, form));
+        const bool isForLinux = parts[2].length() > 0;
+#ifdef _WIN32
+        if (isForLinux) continue;
+#endif
+        count += isForLinux ? 0 : 1;
+        if (parts[5].matched) WriteText("a.json", parts.str(5));
+        const int code = std::stoi(parts.str(1)), before = folder.Count();
+        const ProgramRun run = Frond(Line(parts.str(4)));
+        const std::string said = run.out + run.err;
+        EXPECT_EQ(run.code, code) << said;
+        EXPECT_EQ(said.empty(), parts[3].length() == 0) << said;
+        EXPECT_TRUE(std::regex_search(said, std::regex(parts.str(3)))) << said;
+        if (code == 0) continue;
+        // A refusal is one line, and leaves nothing new.
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+        EXPECT_EQ(said.rfind("frond: ", 0), 0u) << said;
+        EXPECT_EQ(folder.Count(), before);
+    }
+    EXPECT_GT(count, 50);
+    EXPECT_EQ(ReadWholeFile(folder / "photo.png"), photo);
+    EXPECT_EQ(ReadWholeFile(folder / "background.png"), background);
+    for (const auto& [written, expected] :
+         {std::pair("a1.json", "/all.json"), {"b1.json", "/all.json"}, {"c1.json", "/some.json"}}) {
+        EXPECT_EQ(ReadWholeFile(folder / written), ReadWholeFile(FROND_CASES + std::string(expected)))
+            << written;
+    }
+    // Wholly opaque and wholly transparent are just that in the file's scale.
+    const Plane alpha = ReadPicture(folder / "cut-out.tif").alpha;
+    EXPECT_GT(std::count(alpha.begin(), alpha.end(), 65535), 2500);
+    EXPECT_GT(std::count(alpha.begin(), alpha.end(), 0), 5000);
 }
 
 // Of 100 pixels the ends of the band are none of it. Green above both others counts only beyond the truth's.
@@ -331,31 +265,6 @@ TEST_F(FrondProgram, ComparesTheSoftBandAlone) {
         << run.out;
 }
 
-TEST_F(FrondProgram, TellsOfTheModuleAndOfItself) {
-    EXPECT_EQ(Frond({"--version"}).out.rfind("frond ", 0), 0u);
-    EXPECT_NE(Frond({"key", "--help"}).out.find("Exit codes: 0 done"), std::string::npos);
-    WritePlate(8);
-    const ProgramRun trace = Frond(Line("KEY -o @o.png --trace"));
-    EXPECT_EQ(trace.code, 0);
-    EXPECT_NE(trace.err.find("WritePixelsToBaseLevel"), std::string::npos);
-    // Blended edges hide the matte, which is said unless --quiet.
-    EXPECT_EQ(Frond(Line("KEY -o @o.png --show-matte")).err,
-              "frond: --show-matte needs --no-blend; the photograph is written as it is\n");
-    Key("-o @o.png --show-matte --quiet");
-#ifdef _WIN32
-    const ProgramRun info = Frond({"info", kModule});
-    EXPECT_EQ(info.code, 0) << info.err;
-    for (const char* words :
-         {"\"Twin Plate Rig...\"", "\"Marble Frond Keeper\"", "PluginMain", "image modes       RGB\n",
-          "SliderSelectTransp  STsp  whole number  Slider Select Transparency",
-          "FlagOrgPhoto        OrgP  flag          Flag Org Photo"}) {
-        EXPECT_NE(info.out.find(words), std::string::npos) << words << " in\n" << info.out;
-    }
-#else
-    EXPECT_EQ(Frond({"info", kModule}).code, 5);
-#endif
-}
-
 // The renderer's own promises.
 TEST_F(FrondProgram, RendersAPlateThatTellsTheTruth) {
     ASSERT_EQ(Frond(Line("sample @plate --size 150x100 --depth 16")).code, 0);
@@ -367,18 +276,15 @@ TEST_F(FrondProgram, RendersAPlateThatTellsTheTruth) {
     for (const auto& [name, picture] : pictures) {
         EXPECT_EQ(ReadPicture(folder / "plate" / name).colour, picture->colour) << name;
     }
-    int clear = 0, part = 0, opaque = 0;
     for (std::size_t i = 0; i < PixelCount(plate.alpha); ++i) {
-        const std::uint16_t alpha = plate.alpha.colour[0][i];
-        clear += alpha == 0;
-        opaque += alpha == 65535;
-        part += alpha > 2000 && alpha < 63000;
-        if (alpha > 0) continue;
+        if (plate.alpha.colour[0][i] > 0) continue;
         // An alpha below half a step still counts in the composite.
         ASSERT_NEAR(plate.composite.colour[2][i], plate.background.colour[2][i], 1) << i;
         ASSERT_GT(plate.photo.colour[1][i], plate.photo.colour[0][i]) << i;
     }
-    EXPECT_TRUE(clear > 6000 && opaque > 2500 && part > 500) << clear << ' ' << opaque << ' ' << part;
+    const auto partly = [](std::uint16_t alpha) { return alpha > 2000 && alpha < 63000; };
+    const Plane& alpha = plate.alpha.colour[0];
+    EXPECT_GT(std::count_if(alpha.begin(), alpha.end(), partly), 500);
 }
 
 }  // namespace

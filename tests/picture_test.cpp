@@ -173,47 +173,38 @@ TEST(PictureShape, ConvertsColours) {
 
 TEST(PictureFile, KeepsSamplesProfileAndResolution) {
     const ScratchFolder folder;
-    for (const char* name : {"p.png", "p.TIF"}) {
-        for (const int depth : {8, 16}) {
-            for (const int colours : {1, 3}) {
-                for (const bool withAlpha : {false, true}) {
-                    SCOPED_TRACE(testing::Message() << name << depth << " bits, " << colours << withAlpha);
-                    Picture picture = RandomPicture(13, 7, depth, colours, withAlpha);
-                    if (colours == 3) picture.profile = MakeProfile(70000);
-                    SetResolution(picture, 300, 240);
-                    WritePicture(folder / name, picture);
-                    const Picture found = ReadPicture(folder / name);
-                    if (found.colour.size() == 3) MakeColour(picture);  // some coders lack some kinds of grey
-                    ExpectSame(found, picture);
-                    EXPECT_TRUE(found.profile == picture.profile);
-                    const double unit = found.resolutionUnit == ResolutionUnit::kInch ? 1 : 2.54;
-                    EXPECT_NEAR(found.resolutionX * unit, 300, 0.01);
-                    EXPECT_NEAR(found.resolutionY * unit, 240, 0.01);
-                }
-            }
-        }
+    for (int kind = 0; kind < 16; ++kind) {
+        const int depth = (kind & 1) != 0 ? 8 : 16, colours = (kind & 2) != 0 ? 1 : 3;
+        const std::string name = (kind & 8) != 0 ? "p.png" : "p.TIF";
+        SCOPED_TRACE(kind);
+        Picture picture = RandomPicture(13, 7, depth, colours, (kind & 4) != 0);
+        if (colours == 3) picture.profile = MakeProfile(70000);
+        SetResolution(picture, 300, 240);
+        WritePicture(folder / name, picture);
+        const Picture found = ReadPicture(folder / name);
+        if (found.colour.size() == 3) MakeColour(picture);  // some coders lack some kinds of grey
+        ExpectSame(found, picture);
+        EXPECT_TRUE(found.profile == picture.profile);
+        const double unit = found.resolutionUnit == ResolutionUnit::kInch ? 1 : 2.54;
+        EXPECT_NEAR(found.resolutionX * unit, 300, 0.01);
+        EXPECT_NEAR(found.resolutionY * unit, 240, 0.01);
     }
 }
 
 TEST(PictureFile, WritesJpegInEightBitsWithoutAlpha) {
     const ScratchFolder folder;
     Picture picture = MakePicture(40, 24, 16, 3, true);
-    for (int i = 0; i < 3 * 40 * 24; ++i) {
-        const int c = i / (40 * 24);
-        picture.colour[c][i % (40 * 24)] = static_cast<std::uint16_t>(257 * (100 + i % 40 * (c + 1)));
+    for (int i = 0; i < 3 * 960; ++i) {
+        picture.colour[i / 960][i % 960] = static_cast<std::uint16_t>(257 * (100 + i % 40 * (i / 960 + 1)));
     }
     picture.profile = MakeProfile(70000);  // larger than one segment
     SetResolution(picture, 300, 300);
     WritePicture(folder / "p.jpeg", picture);
     const Picture found = ReadPicture(folder / "p.jpeg");
-    EXPECT_EQ(found.depth, 8);
-    EXPECT_TRUE(found.alpha.empty());
+    EXPECT_TRUE(found.depth == 8 && found.alpha.empty() && found.resolutionX == 300);
     EXPECT_TRUE(found.profile == picture.profile);
-    EXPECT_EQ(found.resolutionX, 300);
-    for (int c = 0; c < 3; ++c) {
-        for (int i = 0; i < 40 * 24; ++i) {
-            ASSERT_NEAR(found.colour[c][i], picture.colour[c][i] / 257, 6) << c << " pixel " << i;
-        }
+    for (int i = 0; i < 3 * 960; ++i) {
+        ASSERT_NEAR(found.colour[i / 960][i % 960], picture.colour[i / 960][i % 960] / 257, 6) << i;
     }
 }
 
@@ -287,6 +278,32 @@ TEST(PictureFile, ReadsOtherFormats) {
         }
     }
 }
+
+#ifndef _WIN32
+TEST(PictureFile, GivesTheTwoLowestLayersAtTheirPlaces) {
+    const ScratchFolder folder;
+    WriteBytes(folder / "p.psd", FileCase("layers.psd"));
+    const LayeredPicture file = ReadLayeredPicture(folder / "p.psd");
+    EXPECT_EQ(file.merged.colour, std::vector<Plane>(3, Plane(64 * 48, 0)));
+    ASSERT_EQ(file.layers.size(), 2u);
+    EXPECT_EQ(file.layers[0].colour[1], Plane(64 * 48, 40));
+    const Picture& upper = file.layers[1];
+    EXPECT_TRUE(upper.width == 50 && upper.height == 40 && upper.offsetX == -2 && upper.offsetY == 4);
+    // Straight, not multiplied by the alpha.
+    EXPECT_EQ(upper.colour[0], Plane(50 * 40, 30));
+    EXPECT_EQ(upper.alpha, Plane(50 * 40, 70));
+}
+
+TEST(PictureFile, BringsFloatsToTheDisplaysCurve) {
+    const ScratchFolder folder;
+    WriteBytes(folder / "p.exr", FileCase("linear.exr"));
+    const Picture picture = ReadPicture(folder / "p.exr");
+    EXPECT_EQ(picture.depth, 16);
+    // 0.5 in linear light is 0.735357 on the sRGB curve.
+    EXPECT_EQ(picture.colour[0], Plane({48192, 48192, 65535, 0}));
+    EXPECT_EQ(picture.alpha, Plane({65535, 32768, 65535, 65535}));
+}
+#endif
 
 std::string ComplaintAbout(const std::filesystem::path& path) {
     try {

@@ -10,6 +10,6 @@ struct ProgramRun {
     std::string out, err;
 };
 
-// Starts the program at the path with these arguments (UTF-8, taken as they are, no shell) in the present
+// Starts the program at the path with these arguments (UTF-8, without quotation marks) in the present
 // folder.
 ProgramRun RunProgram(const std::filesystem::path& program, const std::vector<std::string>& arguments);
