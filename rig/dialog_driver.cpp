@@ -79,9 +79,9 @@ RECT RectOf(HWND window) {
     return rect;
 }
 
-ModulePtr OpenBuiltModule(const char* path) {
+ModulePtr OpenBuiltModule() {
     std::string error;
-    ModulePtr module = OpenModule(path, &error);
+    ModulePtr module = OpenModule("MarbleFrondKeeper.8bf", &error);
     if (module == nullptr) Fatal("No module", error.c_str());
     return module;
 }

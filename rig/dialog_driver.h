@@ -31,7 +31,7 @@ std::string TextOf(HWND window);
 RECT RectOf(HWND window);  // on the screen
 
 // The built module, in a process that holds nothing else of it.
-ModulePtr OpenBuiltModule(const char* path = "MarbleFrondKeeper.8bf");
+ModulePtr OpenBuiltModule();
 
 // One run of the filter with its dialog, from its opening to its end.
 class DialogRun {

@@ -28,7 +28,11 @@ TEST(DialogFaults, ReportsWhatFailsAndStaysOpen) {
     DialogSession withoutLayers(std::move(flat), FailingAt(HostCall::kReadScaledPixels, 1));
     withoutLayers.Step("zoom", [&] { withoutLayers.run.SetSlider(kIdZoom, 50); });
     EXPECT_EQ(withoutLayers.run.State().topR[0], 77);
-    withoutLayers.End("Cancel", [&] { PostMessageA(withoutLayers.run.Control(kIdCancel), BM_CLICK, 0, 0); });
+    // Cancel puts back all of the block but showDialog, whatever it holds.
+    Host& host = withoutLayers.run.TheHost();
+    *reinterpret_cast<PluginParameters*>(*ParametersHandle(host)) = {7, 7, 9, 9, 1, {}};
+    const HWND slider = withoutLayers.run.Control(kIdRemoveGreen);
+    withoutLayers.End("Escape", [&] { PostMessageA(slider, WM_KEYDOWN, VK_ESCAPE, 1); });
     EXPECT_TRUE(MatchesTrace(withoutLayers.Text(), "dialog_without_layers"));
 }
 

@@ -1,4 +1,4 @@
-// The dialog and the About box in real windows: templates, actions, pixels and ways out, driven through the
+// The dialog and the About box in real windows: templates, actions and pixels, driven through the
 // built module.
 #include <windows.h>
 
@@ -165,7 +165,9 @@ TEST(Dialog, DoesForEachActionWhatItAsksFor) {
     EXPECT_TRUE(EqualRect(&now, &place)) << "the dialog jumps back";
     EXPECT_TRUE(run.PaintedAfter([] {}).pixels == opening);
     session.Step("zoom after reset", [&] { run.SetSlider(kIdZoom, 30); });
-    session.End("OK", [&] { PostMessageA(run.Control(kIdOk), BM_CLICK, 0, 0); });
+    session.Step("slider before OK", [&] { run.SetSlider(kIdRemoveGreen, 90); });
+    session.Step("box before OK", [&] { run.ClickButton(kIdRealityInteg); });
+    session.End("Enter", [&] { PostMessageA(run.Control(kIdZoom), WM_KEYDOWN, VK_RETURN, 1); });
     EXPECT_TRUE(MatchesTrace(session.Text(), "dialog_session"));
     // The planes and preview buffers of before Reset are given up, and nothing else is.
     EXPECT_EQ(run.TakeLeaks(), 14);
@@ -217,58 +219,6 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
         EXPECT_FALSE(masked.pixels == call.pixels);
         ExpectPreview(run, masked);
         EXPECT_EQ(run.PaintedAfter([&] { run.ClickButton(kIdOutputAlpha); }).map.masks, nullptr);
-    }
-}
-
-// ---- Ways out ---------------------------------------------------------------------------------------------
-
-TEST(Dialog, CancelLeavesEverythingAsItWas) {
-    const Document plate = Plate();
-    for (const bool byEscape : {false, true}) {
-        SCOPED_TRACE(byEscape);
-        DialogRun run(plate);
-        auto& parameters = *reinterpret_cast<PluginParameters*>(*ParametersHandle(run.TheHost()));
-        parameters = {7, 7, 9, 9, 1, {}};
-        run.SetSlider(kIdRemoveGreen, 150);
-        const RunResult result =
-            byEscape
-                ? run.EndWith([&] { PostMessageA(run.Control(kIdRemoveGreen), WM_KEYDOWN, VK_ESCAPE, 1); })
-                : run.Cancel();
-        EXPECT_EQ(result.result, userCanceledErr);
-        EXPECT_EQ(result.lastSelector, filterSelectorStart);
-        const auto& kept = *reinterpret_cast<PluginParameters*>(*ParametersHandle(run.TheHost()));
-        EXPECT_TRUE(kept.firstVersion == 0 && kept.secondVersion == 0 && kept.thirdWord == 4 &&
-                    kept.firstFlag == 0 && kept.showDialog == 0);
-        EXPECT_TRUE(run.TheDocument().layers[1].colour[1].bytes == plate.layers[1].colour[1].bytes);
-    }
-}
-
-// What the dialog has set, the descriptor carries: a replay of it without the dialog gives the same picture.
-TEST(Dialog, OkRendersWhatTheControlsSay) {
-    const Document plate = GreenDocument(300, 200, 16, 2);
-    for (const bool byEnter : {false, true}) {
-        SCOPED_TRACE(byEnter);
-        Document replayed = plate, rendered;
-        Descriptor recorded;
-        {
-            DialogRun run(plate);
-            run.SetSlider(kIdRemoveGreen, 90);
-            run.ClickButton(kIdRealityInteg);
-            run.SetSlider(kIdZoom, 50);  // plays no part in the render
-            const RunResult result =
-                byEnter ? run.EndWith([&] { PostMessageA(run.Control(kIdZoom), WM_KEYDOWN, VK_RETURN, 1); })
-                        : run.Ok();
-            EXPECT_EQ(result.lastSelector, filterSelectorFinish);
-            rendered = run.TheDocument();
-            recorded = KeptDescriptor(run.TheHost()).value_or(Descriptor{});
-        }
-        ASSERT_EQ(recorded.size(), 11u);
-        EXPECT_EQ(recorded[0], (DescriptorItem{FourCC("RGre"), kTypeInteger, 90}));
-        EXPECT_EQ(RunStrictly(replayed, {}, recorded).result, noErr);
-        for (std::size_t c = 0; c < 3; ++c) {
-            EXPECT_TRUE(rendered.layers[1].colour[c].bytes == replayed.layers[1].colour[c].bytes);
-            EXPECT_FALSE(rendered.layers[1].colour[c].bytes == plate.layers[1].colour[c].bytes);
-        }
     }
 }
 
