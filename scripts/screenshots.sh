@@ -38,7 +38,8 @@ picture() {
     done
     sleep 2
     import -window "$window" full.png
-    convert full.png -strip -dither FloydSteinberg -colors 256 -define png:compression-level=9 "PNG8:$images/$name.png"
+    # In all colours: fewer, dithered, look like noise of the keying.
+    convert full.png -strip -define png:compression-level=9 "PNG24:$images/$name.png"
     kill "$program"
     wait "$program" 2>/dev/null || true
     echo "$images/$name.png"
