@@ -10,16 +10,23 @@ namespace {
 
 const char* const kNames[] = {"topR", "topG", "topB", "topA", "selection", "bottomR", "bottomG", "bottomB"};
 
+using ScaledRead = SPErr (*)(PIChannelPort, VRect*, const PSScaling*, const PixelMemoryDesc*);
+
 SPErr NarrowRead(PIChannelPort, VRect* rect, const PSScaling*, const PixelMemoryDesc*) {
     --rect->right;
+    return noErr;
+}
+
+SPErr ShortRead(PIChannelPort, VRect* rect, const PSScaling*, const PixelMemoryDesc*) {
+    --rect->bottom;
     return noErr;
 }
 
 struct Load {
     const char* title;
     void (*change)(Document&, HostOptions&) = [](Document&, HostOptions&) {};
-    OSErr code = noErr;  // that the result cell holds before
-    bool isNarrow = false;
+    OSErr code = noErr;         // that the result cell holds before
+    ScaledRead read = nullptr;  // in place of the host's
 };
 
 const Load kLoads[] = {
@@ -46,7 +53,8 @@ const Load kLoads[] = {
     {"all scaled reads fail",
      [](Document&, HostOptions& o) { o = FailingAt(HostCall::kReadScaledPixels, 0); }},
     {"fewer rows and columns", [](Document&, HostOptions& o) { o.shrinkScaledReads = true; }},
-    {"fewer columns", [](Document&, HostOptions&) {}, noErr, true},
+    {"fewer columns", [](Document&, HostOptions&) {}, noErr, NarrowRead},
+    {"fewer rows", [](Document&, HostOptions&) {}, noErr, ShortRead},
     {"no seventh plane", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kNewBuffer, 7); }},
 };
 
@@ -59,9 +67,9 @@ void TellLoad(const Load& load, bool reduced, std::uint8_t fill, Trace* trace) {
     options.fillByte = fill;
     ShellRig rig(document, trace->Listen(options));
     Globals& g = *rig.globals;
-    PSChannelPortsSuite narrow = *g.gPSChannelPortsSuite;
-    narrow.ReadScaledPixels = NarrowRead;
-    if (load.isNarrow) g.gPSChannelPortsSuite = &narrow;
+    PSChannelPortsSuite ports = *g.gPSChannelPortsSuite;
+    if (load.read != nullptr) ports.ReadScaledPixels = load.read;
+    g.gPSChannelPortsSuite = &ports;
     g.proxyRect = {2, 2, 4, 5};  // 2 rows of 3: the lower right part, at zoom 25 as it is
     g.previewZoom = 25;
     g.previewScrollX = g.previewScrollY = 100;
