@@ -3,13 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <regex>
 #include <sstream>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
 
 #include "host/picture_io.h"
 #include "host/sample_plate.h"
 #include "host/whole_file.h"
-#include "tests/run_program.h"
 #include "tests/scratch_folder.h"
 
 namespace frond {
@@ -21,8 +25,47 @@ constexpr char kProgram[] = "frond.exe";
 constexpr char kProgram[] = "frond";
 #endif
 
+struct ProgramRun {
+    int code = -1;  // exit code; -1 when it did not end by itself
+    std::string out, err;
+};
+
+// As both systems' shells take it; no argument of the tests holds such a mark.
+std::string Quoted(const std::filesystem::path& text) {
+#ifdef _WIN32
+    return '"' + text.u8string() + '"';
+#else
+    return '\'' + text.u8string() + '\'';
+#endif
+}
+
+int Run(const std::string& line) {
+#ifdef _WIN32
+    return _wsystem(std::filesystem::u8path('"' + line + '"').c_str());
+#else
+    const int status = std::system(line.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+}
+
+std::string Contents(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+// Runs the program in the present folder with these arguments, in UTF-8 and without quotation marks.
 ProgramRun Frond(const std::vector<std::string>& arguments) {
-    return RunProgram(std::filesystem::current_path() / kProgram, arguments);
+    const std::filesystem::path folder = std::filesystem::current_path();
+    const std::filesystem::path out = folder / "program-out.txt", err = folder / "program-err.txt";
+    std::string line = Quoted(folder / kProgram);
+    for (const std::string& argument : arguments) line += ' ' + Quoted(std::filesystem::u8path(argument));
+    ProgramRun run;
+    run.code = Run(line + " >" + Quoted(out) + " 2>" + Quoted(err));
+    run.out = Contents(out);
+    run.err = Contents(err);
+    return run;
 }
 
 // The plate that all tests here key, rendered once.
