@@ -16,7 +16,7 @@ fetch_wine32() {
     mkdir -p build
     local as_root=()
     [ "$(id -u)" = 0 ] || as_root=(sudo -n)
-    PATH=$PATH:/usr/sbin:/sbin timeout 400 "${as_root[@]}" scripts/wine32_root.sh >build/wine32.log 2>&1 </dev/null &
+    PATH=$PATH:/usr/sbin:/sbin "${as_root[@]}" scripts/wine32_root.sh >build/wine32.log 2>&1 </dev/null &
     wine32=$!
     trap 'kill "$wine32" 2>/dev/null || true' EXIT
 }

@@ -10,7 +10,7 @@ trap 'exit 130' INT TERM
 tries=0
 until [ -s "$number" ]; do
     tries=$((tries + 1))
-    if [ "$tries" -gt 100 ] || ! kill -0 "$server" 2>/dev/null; then
+    if [ "$tries" -gt 3000 ] || ! kill -0 "$server" 2>/dev/null; then
         echo "with_display.sh: the X server Xvfb does not start" >&2
         exit 127
     fi
