@@ -22,61 +22,25 @@ SPErr ShortRead(PIChannelPort, VRect* rect, const PSScaling*, const PixelMemoryD
     return noErr;
 }
 
-struct Load {
-    const char* title;
-    void (*change)(Document&, HostOptions&) = [](Document&, HostOptions&) {};
-    OSErr code = noErr;         // that the result cell holds before
-    ScaledRead read = nullptr;  // in place of the host's
-};
-
-const Load kLoads[] = {
-    {"16 bits"},
-    {"8 bits", [](Document& d, HostOptions&) { d = PatternDocument(4, 3, 8, 2); }},
-    {"three layers", [](Document& d, HostOptions&) { d = PatternDocument(4, 3, 8, 3); }},
-    {"one layer", [](Document& d, HostOptions&) { d = PatternDocument(4, 3, 16, 1); }},
-    {"no layer, 8 bits", [](Document& d, HostOptions&) { d = PatternDocument(4, 3, 8, 0); }},
-    {"a dark green channel, bounds away from 0",
-     [](Document& d, HostOptions&) {
-         d.bounds = {1, -2, 4, 2};
-         for (int i = 1; i < 24; i += 2) d.layers[1].colour[1].bytes[i] = 0;
-     }},
-    {"channels that cannot be read",
-     [](Document& d, HostOptions&) {
-         for (Layer& layer : d.layers) layer.colour[1].readable = false;
-         d.layers[1].transparency->readable = d.selection->readable = false;
-     }},
-    {"a shallow selection", [](Document& d, HostOptions&) { d.selection = PatternChannel(d, 9, 8); }},
-    {"a code from before", [](Document&, HostOptions&) {}, memFullErr},
-    {"CanRead fails", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kCanRead, 2); }},
-    {"all CanRead fail", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kCanRead, 0); }},
-    {"all reads fail", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kReadPixels, 0); }},
-    {"all scaled reads fail",
-     [](Document&, HostOptions& o) { o = FailingAt(HostCall::kReadScaledPixels, 0); }},
-    {"fewer rows and columns", [](Document&, HostOptions& o) { o.shrinkScaledReads = true; }},
-    {"fewer columns", [](Document&, HostOptions&) {}, noErr, NarrowRead},
-    {"fewer rows", [](Document&, HostOptions&) {}, noErr, ShortRead},
-    {"no seventh plane", [](Document&, HostOptions& o) { o = FailingAt(HostCall::kNewBuffer, 7); }},
-};
-
-// Loads twice, so that planes are given back too, and tells the calls and what the input planes hold.
-void TellLoad(const Load& load, bool reduced, std::uint8_t fill, Trace* trace) {
-    Document document = PatternDocument(4, 3, 16, 2);
-    document.selection = PatternChannel(document, 90);
-    HostOptions options;
-    load.change(document, options);
-    options.fillByte = fill;
-    ShellRig rig(document, trace->Listen(options));
+// Loads and tells what the input planes hold; and again, since planes that exist already are given back. The
+// second load's calls count where the words ask for it.
+void TellLoad(std::istream& words, RunSetup setup, ScaledRead read, Trace* trace) {
+    std::string size, again;
+    OSErr code = noErr;  // that the result cell holds before
+    words >> size >> code >> again;
+    const bool reduced = size == "reduced";
+    ShellRig rig(setup.document, trace->Listen(setup.options));
     Globals& g = *rig.globals;
     PSChannelPortsSuite ports = *g.gPSChannelPortsSuite;
-    if (load.read != nullptr) ports.ReadScaledPixels = load.read;
+    if (read != nullptr) ports.ReadScaledPixels = read;
     g.gPSChannelPortsSuite = &ports;
     g.proxyRect = {2, 2, 4, 5};  // 2 rows of 3: the lower right part, at zoom 25 as it is
     g.previewZoom = 25;
     g.previewScrollX = g.previewScrollY = 100;
-    ReadChannelDesc ofAnEarlierDocument = {};
+    ReadChannelDesc ofAnEarlierDocument = *g.docInfo->targetCompositeChannels;
     g.topTransparency = &ofAnEarlierDocument;
-    for (int count = 1; count <= 2; ++count) {
-        rig.result = load.code;
+    for (int load = 0; load < (again.empty() ? 1 : 2); ++load) {
+        rig.result = code;
         const bool exist = LoadPlanes(&g, reduced);
         std::ostringstream line;
         line << "LoadPlanes -> " << exist << ", " << rig.result << ", " << g.planeHeight << " by "
@@ -84,7 +48,7 @@ void TellLoad(const Load& load, bool reduced, std::uint8_t fill, Trace* trace) {
         for (int i = 0; exist && i < 8; ++i) {
             const bool whole = kPlanes[i] == &Globals::selectionPlane;
             line << '\n' << kNames[i];
-            if (whole && document.selection == std::nullopt) continue;  // nobody reads it
+            if (whole && !setup.document.selection) continue;  // nobody reads it
             for (int k = 0; k < (whole ? 12 : g.planeHeight * g.planeWidth); ++k) {
                 line << ' ' << (g.depthBytes == 1 ? (g.*kPlanes[i])[k] : (g.*kPlanes16[i])[k]);
             }
@@ -95,17 +59,26 @@ void TellLoad(const Load& load, bool reduced, std::uint8_t fill, Trace* trace) {
 
 // Whatever cannot be read, no input plane holds what the host's new blocks held.
 TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
-    Trace traces[2];
     for (const std::uint8_t fill : {0x00, 0xA5}) {
-        for (const Load& load : kLoads) {
-            for (const bool reduced : {false, true}) {
-                traces[fill != 0].Begin(load.title + std::string(reduced ? ", reduced" : ""));
-                TellLoad(load, reduced, fill, &traces[fill != 0]);
+        Trace trace;
+        RunSetup setup;
+        ScaledRead read = nullptr;
+        EXPECT_TRUE(trace.Follow("planes", [&](const std::string& word, std::istream& words) {
+            setup.options.fillByte = fill;
+            if (word == "dark-green") {
+                for (int i = 1; i < 24; i += 2) setup.document.layers[1].colour[1].bytes[i] = 0;
+            } else if (word == "fewer-rows-and-columns") {
+                setup.options.shrinkScaledReads = true;
+            } else if (word == "fewer-columns" || word == "fewer-rows") {
+                read = word == "fewer-rows" ? ShortRead : NarrowRead;
+            } else if (word == "load") {
+                TellLoad(words, setup, read, &trace);
+            } else {
+                read = nullptr;
+                ChangeSetup(word, words, &setup);
             }
-        }
+        }));
     }
-    EXPECT_TRUE(MatchesTrace(traces[0].text, "planes"));
-    EXPECT_TRUE(MatchesTrace(traces[1].text, "planes"));
 }
 
 // What no document should be like.

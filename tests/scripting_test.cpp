@@ -16,7 +16,9 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
                 parameters.playInfo = playInfo;
                 if (!usable) parameters.descriptorParametersVersion = 1;
                 ParametersOf(rig.globals)->showDialog = before;
+                rig.globals->SliderRestoreBlack = 99;
                 ReadScriptParameters(rig.globals);
+                EXPECT_EQ(20, rig.globals->SliderRestoreBlack) << "what no item says has its default";
                 EXPECT_EQ(usable ? playInfo == plugInDialogDisplay : before,
                           ParametersOf(rig.globals)->showDialog)
                     << usable << ' ' << playInfo << ' ' << int{before};

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -59,13 +61,72 @@ inline Document GreenDocument(int width, int height, int depth, int layers) {
     return document;
 }
 
-// A host whose n-th call of the kind fails.
+// A host whose n-th call of the kind fails; all of them for 0.
 inline HostOptions FailingAt(HostCall kind, int n) {
     HostOptions options;
     options.failKindEnabled = true;
     options.failKind = kind;
     options.failKindAt = n;
     return options;
+}
+
+// What a trace's commands prepare: a document, and the host that holds it open.
+struct RunSetup {
+    Document document;
+    HostOptions options;
+    Descriptor descriptor;
+};
+
+// Carries out a command of a trace that prepares a run. "document" begins a new one.
+inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* setup) {
+    static const std::map<std::string, HostCall> kCalls = {
+        {"CanRead", HostCall::kCanRead},
+        {"ReadPixels", HostCall::kReadPixels},
+        {"ReadScaledPixels", HostCall::kReadScaledPixels},
+        {"New", HostCall::kNewBuffer},
+        {"openReadDescriptor", HostCall::kOpenReadDescriptor},
+        {"openWriteDescriptor", HostCall::kOpenWriteDescriptor},
+    };
+    Document& document = setup->document;
+    std::string name;
+    int a = 0, b = 0, c = 0, d = 0;
+    if (word == "document") {  // width, height, depth, layers
+        words >> a >> b >> c >> d;
+        *setup = {PatternDocument(a, b, c, d), {}, {}};
+    } else if (word == "bounds") {
+        words >> a >> b >> c >> d;
+        document.bounds = {a, b, c, d};
+    } else if (word == "target") {
+        words >> document.targetLayer;
+    } else if (word == "selection") {  // the depth, where it is not the document's
+        words >> a;
+        document.selection = PatternChannel(document, 90, a);
+    } else if (word == "fourth-channel") {  // layer
+        words >> a;
+        document.layers[a].colour.push_back(PatternChannel(document, 77));
+    } else if (word == "transparency") {  // layer, depth
+        words >> a >> b;
+        document.layers[a].transparency = PatternChannel(document, 80, b);
+    } else if (word == "withhold") {  // a service, and a channel: of the selection, or layer and index
+        words >> name >> a >> b;
+        const bool selected = words.fail();
+        Channel& channel = selected ? *document.selection
+                           : b == 3 ? *document.layers[a].transparency
+                                    : document.layers[a].colour[b];
+        (name == "reading"   ? channel.readable
+         : name == "writing" ? channel.writable
+                             : channel.hasWritePort) = false;
+    } else if (word == "fail") {  // the call, which of its kind or 0 for all
+        words >> name >> a;
+        setup->options = FailingAt(kCalls.at(name), a);
+    } else if (word == "item") {  // of the descriptor: key, type, value
+        char key[5] = {};
+        words.width(sizeof key);
+        words >> key >> name >> a;
+        setup->descriptor.push_back({FourCC(key), name == "boolean" ? kTypeBoolean : kTypeInteger, a});
+    } else {
+        ADD_FAILURE() << "no command: " << word;
+    }
 }
 
 // One run from the descriptor; expects a host that has nothing to complain of afterwards.

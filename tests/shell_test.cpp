@@ -2,161 +2,131 @@
 // trace, and the parts of the state that no trace shows. The host's own checks (leaks, locks, guards,
 // rectangles) hold in every test.
 #include <cstring>
-#include <functional>
 
 #include "tests/shell_rig.h"
+#include "ui/message_box.h"
+#include "ui/parameter_dialog.h"
+#include "ui/preview.h"
 
 namespace {
 
-using Selectors = std::vector<std::int16_t>;
-
-// One host and one document, and what is done with them. PluginMain is called once for each selector.
-struct Session {
-    const char* title;
-    std::function<void(Document&, HostOptions&)> change = {};
-    Descriptor descriptor = {};
-    Selectors selectors = {filterSelectorParameters, filterSelectorPrepare, filterSelectorStart,
-                           filterSelectorFinish};
-};
-
-const Descriptor kRed = {{FourCC("RGre"), kTypeInteger, 7}};
-
-void FailOn(HostOptions& options, HostCall kind, int number) {
-    options.failKindEnabled = true;
-    options.failKind = kind;
-    options.failKindAt = number;
+SPErr GiveNullSuite(const char*, std::int32_t, const void** suite) {
+    *suite = nullptr;
+    return noErr;
 }
 
-const Session kRuns[] = {
-    {"from the menu, and repeated by an action", {}, {}, {1, 2, 3, 5, 1, 2, 3, 5}},
-    {"16 bits, three layers, the third is the target, four channels, transparency of 8 bits",
-     [](Document& d, HostOptions&) {
-         d = PatternDocument(9, 7, 16, 3);
-         d.layers[1].colour.push_back(PatternChannel(d, 77));
-         d.layers[2].transparency = PatternChannel(d, 80, 8);
-         d.selection = PatternChannel(d, 90, 8);
-         d.targetLayer = 2;
-     }},
-    {"one layer, bounds away from 0, neither transparency nor selection",
-     [](Document& d, HostOptions&) {
-         d = PatternDocument(9, 7, 16, 1);
-         d.bounds = {-3, 2, 4, 11};
-     }},
-    {"no layer", [](Document& d, HostOptions&) { d = PatternDocument(9, 7, 8, 0); }},
-    {"channels that cannot be read or written",
-     [](Document& d, HostOptions&) {
-         d.layers[1].transparency->readable = d.selection->readable = false;
-         d.layers[1].colour[0].writable = d.layers[1].colour[2].hasWritePort = false;
-     }},
-    {"aborted, without blended edges",
-     [](Document& d, HostOptions& o) {
-         d = PatternDocument(5, 90, 8, 2);
-         o.abortAt = 2;
-     },
-     {{FourCC("OutA"), kTypeBoolean, 1}, {FourCC("RInt"), kTypeBoolean, 0}}},
-};
+// The module cannot reach its broker any more once it has its suites.
+SPErr LoseBroker(const char* name, std::int32_t version, const void** suite) {
+    const SPErr code = BasicSuite()->AcquireSuite(name, version, suite);
+    if (std::strstr(name, "Buffer") != nullptr) gSPBasicSuite = nullptr;
+    return code;
+}
 
-const Session kValues[] = {
-    {"values as they come: any number, any flag byte, another type, a key of somebody else",
-     [](Document&, HostOptions& o) {
+template <SPErr (*acquireSuite)(const char*, std::int32_t, const void**)>
+void ReplaceBroker(FilterRecord& record) {
+    static SPBasicSuite broker;
+    broker = *BasicSuite();
+    broker.AcquireSuite = acquireSuite;
+    record.sSPBasic = &broker;
+}
+
+// What a host can be like that no document shows. The name is a trace's command.
+const std::map<std::string, void (*)(HostOptions&)> kHosts = {
+    {"aborting", [](HostOptions& o) { o.abortAt = 2; }},
+    {"no-suite-of-ports",
+     [](HostOptions& o) { o.missingSuites = {"Photoshop ChannelPorts Suite for Plug-ins"}; }},
+    {"null-blocks", [](HostOptions& o) { o.allocateBlockGivesNull = true; }},
+    {"handles-too-new", [](HostOptions& o) { o.handleProcsVersion = 2; }},
+    {"descriptors-too-new", [](HostOptions& o) { o.descriptorsUsable = false; }},
+    {"closing-code", [](HostOptions& o) { o.closeReadCode = -43; }},
+    {"dialog", [](HostOptions& o) { o.playInfo = plugInDialogDisplay; }},
+    {"no-broker", [](HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.sSPBasic = nullptr; }; }},
+    {"null-suites", [](HostOptions& o) { o.adjustRecord = ReplaceBroker<GiveNullSuite>; }},
+    {"broker-lost", [](HostOptions& o) { o.adjustRecord = ReplaceBroker<LoseBroker>; }},
+    {"no-document",
+     [](HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.documentInfo = nullptr; }; }},
+    {"no-descriptors",
+     [](HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.descriptorParameters = nullptr; }; }},
+    {"recordInfo-none",
+     [](HostOptions& o) {
          o.adjustRecord = [](FilterRecord& r) { r.descriptorParameters->recordInfo = plugInDialogNone; };
-     },
-     {{FourCC("RGre"), kTypeInteger, 500},
-      {FourCC("what"), kTypeInteger, 9},
-      {FourCC("SKTp"), kTypeInteger, -5},
-      {FourCC("AGre"), kTypeBoolean, 1},
-      {FourCC("OrgP"), kTypeBoolean, 2}}},
-    {"all eleven parameters, backwards, and repeated",
-     {},
-     {{FourCC("OrgP"), kTypeBoolean, 1},
-      {FourCC("Blog"), kTypeBoolean, 1},
-      {FourCC("OutA"), kTypeBoolean, 1},
-      {FourCC("SSel"), kTypeBoolean, 1},
-      {FourCC("RInt"), kTypeBoolean, 0},
-      {FourCC("ABGl"), kTypeInteger, 16},
-      {FourCC("SKTp"), kTypeInteger, 15},
-      {FourCC("STsp"), kTypeInteger, 14},
-      {FourCC("AGre"), kTypeInteger, 13},
-      {FourCC("RBlk"), kTypeInteger, 12},
-      {FourCC("RGre"), kTypeInteger, 11}},
-     {3, 5, 3, 5}},
-    {"no token: the descriptor stays",
-     [](Document&, HostOptions& o) { FailOn(o, HostCall::kOpenReadDescriptor, 1); },
-     kRed,
-     {3}},
-    {"another closing code ends the run; the next begins from the defaults",
-     [](Document&, HostOptions& o) { o.closeReadCode = -43; },
-     kRed,
-     {3, 3, 5}},
-    {"no token to write", [](Document&, HostOptions& o) { FailOn(o, HostCall::kOpenWriteDescriptor, 1); },
-     kRed},
-    {"descriptors too new, and a dialog asked for without a document",
-     [](Document&, HostOptions& o) {
-         o.descriptorsUsable = false;
-         o.adjustRecord = [](FilterRecord& r) { r.documentInfo = nullptr; };
-     },
-     kRed},
-    {"About before all else, and selectors without a meaning", {}, {}, {0, -1, 4, 6, 99, 0}},
-    {"parameters that are there already",
-     [](Document&, HostOptions& o) {
+     }},
+    {"parameters-filled",
+     [](HostOptions& o) {
          o.adjustRecord = [](FilterRecord& r) {
              if (r.parameters != nullptr) std::memset(*r.parameters, 0x77, sizeof(PluginParameters));
          };
-     },
-     {},
-     {2, 1, 2, 3}},
-};
-
-const Session kFailures[] = {
-    {"the first suite is missing",
-     [](Document&, HostOptions& o) { o.missingSuites = {"Photoshop ChannelPorts Suite for Plug-ins"}; }},
-    {"no broker",
-     [](Document&, HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.sSPBasic = nullptr; }; }},
-    {"no descriptors",
-     [](Document&, HostOptions& o) {
-         o.adjustRecord = [](FilterRecord& r) { r.descriptorParameters = nullptr; };
      }},
-    {"the engine gets a null block", [](Document&, HostOptions& o) { o.allocateBlockGivesNull = true; }},
-    {"handles too new", [](Document&, HostOptions& o) { o.handleProcsVersion = 2; }, {}, {3}},
+    {"parameters-dropped",
+     [](HostOptions& o) {
+         o.adjustRecord = [](FilterRecord& r) {
+             if (r.parameters != nullptr) DisposeHandle(r.handleProcs, r.parameters);
+             r.parameters = nullptr;
+         };
+     }},
 };
 
-void ExpectTraces(const Session* first, const Session* end, const char* name) {
-    Trace trace;
-    for (const Session* session = first; session < end; ++session) {
-        trace.Begin(session->title);
-        Document document = PatternDocument(9, 7, 8, 2);
-        document.selection = PatternChannel(document, 90);
-        HostOptions options;
-        if (session->change) session->change(document, options);
-        const HostPtr host = CreateHost(trace.Listen(options));
-        if (!session->descriptor.empty()) GiveDescriptor(*host, session->descriptor);
-        OpenDocument(*host, document);
-        for (const std::int16_t selector : session->selectors) {
-            if (selector == filterSelectorAbout) {
-                ShowAbout(*host, PluginMain);
-            } else if (CallSelector(*host, PluginMain, selector) != noErr) {
-                OptionsOf(*host).closeReadCode = noErr;
-            }
+// The calls of the entry point in turn, on one host that has the document open.
+void CallSelectors(std::istream& selectors, RunSetup setup, Trace* trace) {
+    const HostPtr host = CreateHost(trace->Listen(setup.options));
+    if (!setup.descriptor.empty()) GiveDescriptor(*host, setup.descriptor);
+    OpenDocument(*host, setup.document);
+    for (std::int16_t selector; selectors >> selector;) {
+        if (selector == filterSelectorAbout) {
+            gSPBasicSuite = nullptr;
+            ShowAbout(*host, PluginMain);
+            EXPECT_EQ(BasicSuite(), gSPBasicSuite);
+        } else if (CallSelector(*host, PluginMain, selector) != noErr) {
+            OptionsOf(*host).closeReadCode = noErr;
         }
-        EndRun(*host);
-        CloseHost(*host);
-        EXPECT_EQ("", ViolationText(*host)) << session->title;
     }
-    EXPECT_TRUE(MatchesTrace(trace.text, name));
+    EndRun(*host);
+    CloseHost(*host);
+    EXPECT_EQ("", ViolationText(*host)) << trace->text;
+}
+
+void ExpectSessions(const char* name) {
+    Trace trace;
+    RunSetup setup;
+    EXPECT_TRUE(trace.Follow(name, [&](const std::string& word, std::istream& words) {
+        const auto host = kHosts.find(word);
+        if (host != kHosts.end()) {
+            host->second(setup.options);
+        } else if (word == "call") {
+            CallSelectors(words, setup, &trace);
+        } else {
+            ChangeSetup(word, words, &setup);
+        }
+    }));
 }
 
 TEST(Sessions, CallTheHostAsTheirTracesSay) {
-    ExpectTraces(std::begin(kRuns), std::end(kRuns), "runs");
-    ExpectTraces(std::begin(kValues), std::end(kValues), "values");
-    ExpectTraces(std::begin(kFailures), std::end(kFailures), "failures");
+    for (const char* name : {"runs", "values", "failures"}) ExpectSessions(name);
 }
 
 #ifndef _WIN32
-// Where the dialog cannot open the run goes on, and the wish is used up.
-TEST(Sessions, GoOnWithoutADialog) {
-    const Session session = {"the parameters are asked for",
-                             [](Document&, HostOptions& o) { o.descriptorsUsable = false; }};
-    ExpectTraces(&session, &session + 1, "no_dialog");
+// A dialog that shows a preview where one is asked for; otherwise it cannot open, as in the module here.
+bool gDialogOpens = false;
+
+}  // namespace
+
+bool ShowParameterDialog(Globals* globals) {
+    ShowMessage("the dialog", "called");
+    if (!gDialogOpens) return false;
+    globals->proxyRect = {0, 0, 3, 4};
+    globals->previewWidth = 4;
+    globals->previewHeight = 3;
+    ComposePreview(globals);
+    return true;
+}
+
+namespace {
+
+TEST(Sessions, CallTheDialogAsTheirTracesSay) {
+    ExpectSessions("no_dialog");
+    gDialogOpens = true;
+    ExpectSessions("dialog_preview");
+    gDialogOpens = false;
 }
 #endif
 
@@ -216,6 +186,8 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
         UnlockHandle(&procs, first);
         DisposeHandle(&procs, first);
         EXPECT_EQ(0, gProcessHandleError);
+        const Handle third = NewHandle(&procs, 1);
+        EXPECT_NE(second, third) << "the memory of a live handle is not given out";
         DisposeHandle(&procs, nullptr);
         EXPECT_EQ(-109, gProcessHandleError);
         char* block = nullptr;  // a host's handle is one word long, and not ours to look behind or to free
@@ -224,6 +196,7 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
         std::memcpy(&tag, second + 1, sizeof tag);
         EXPECT_EQ(0x4F544F46u, tag) << "the other handle is still there";
         DisposeHandle(&procs, second);
+        DisposeHandle(&procs, third);
         EXPECT_EQ(0, gProcessHandleError);
         EXPECT_EQ(handles, CountLive(*rig.host).handles);
     }

@@ -1,10 +1,9 @@
 #include "tests/trace.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
-#include <vector>
 
 #include "shell/globals.h"
 #include "ui/message_box.h"
@@ -13,18 +12,9 @@ namespace {
 
 Trace* messageListener = nullptr;
 
-std::vector<std::string> LinesOf(const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) lines.push_back(line);
-    return lines;
-}
-
-std::string Excerpt(const std::vector<std::string>& lines, std::size_t first, std::size_t end,
-                    const char* mark) {
-    std::string text;
-    for (std::size_t i = first; i < end && i < lines.size(); ++i) text += mark + lines[i] + '\n';
-    return text.empty() ? std::string(mark) + "(the end)\n" : text;
+std::string KeptTrace(const std::string& name) {
+    std::ifstream file("traces/" + name + ".trace", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace
@@ -39,18 +29,15 @@ Trace::~Trace() {
 }
 
 void Trace::Add(const std::string& line) {
-    if (!hasBlocks && line.find("eBlock ") != line.npos) {
-        const std::string kFails = "the next call fails\n";
-        const bool fails = text.size() >= kFails.size() &&
-                           text.compare(text.size() - kFails.size(), kFails.size(), kFails) == 0;
-        if (fails) text += line.substr(0, line.find(' ')) + '\n';
-        return;
-    }
     static const std::string kState = "NewHandle " + std::to_string(sizeof(Globals)) + ' ';
-    if (line.compare(0, kState.size(), kState) != 0) {
-        text += line + '\n';
-    } else {
+    static const std::string kFails = "the next call fails\n";
+    if (line.compare(0, kState.size(), kState) == 0) {
         text += "NewHandle sizeof(Globals) " + line.substr(kState.size()) + '\n';
+    } else if (hasBlocks || line.find("eBlock ") == line.npos) {
+        text += line + '\n';
+    } else if (text.size() >= kFails.size() &&
+               text.compare(text.size() - kFails.size(), text.npos, kFails) == 0) {
+        text += line.substr(0, line.find(' ')) + '\n';
     }
 }
 
@@ -65,19 +52,34 @@ HostOptions Trace::Listen(HostOptions options) {
 }
 
 testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name) {
-    const std::filesystem::path file = name + ".trace";
-    std::ifstream kept("traces" / file, std::ios::binary);
-    const std::string expected{std::istreambuf_iterator<char>(kept), {}};
-    if (text == expected && !text.empty()) return testing::AssertionSuccess();
-
+    const std::string kept = KeptTrace(name);
+    if (text == kept && !text.empty()) return testing::AssertionSuccess();
     std::filesystem::create_directories("traces/found");
-    std::ofstream("traces/found" / file, std::ios::binary) << text;
-    constexpr std::size_t kContext = 3;
-    const std::vector<std::string> before = LinesOf(expected), now = LinesOf(text);
-    std::size_t i = 0;
-    while (i < before.size() && i < now.size() && before[i] == now[i]) ++i;
-    return testing::AssertionFailure() << name << ".trace, line " << i + 1 << ":\n"
-                                       << Excerpt(before, i < kContext ? 0 : i - kContext, i, "            ")
-                                       << Excerpt(before, i, i + kContext, "  expected: ")
-                                       << Excerpt(now, i, i + kContext, "  found:    ");
+    std::ofstream("traces/found/" + name + ".trace", std::ios::binary) << text;
+
+    const auto different = std::mismatch(text.begin(), text.end(), kept.begin(), kept.end()).first;
+    const auto number = 1 + std::count(text.begin(), different, '\n');
+    std::size_t begin = 0;
+    for (auto line = number; line > 1; --line) begin = text.find('\n', begin) + 1;
+    const auto lineOf = [begin](const std::string& of) {
+        return of.substr(begin, of.find('\n', begin) - begin);
+    };
+    return testing::AssertionFailure()
+           << name << ".trace, line " << number << ":\n  expected: " << lineOf(kept)
+           << "\n  found:    " << lineOf(text);
+}
+
+testing::AssertionResult Trace::Follow(const std::string& name, const Command& carryOut) {
+    std::istringstream script(KeptTrace(name));
+    for (std::string line; std::getline(script, line);) {
+        const std::string mark = line.substr(0, line.find(' '));
+        if (mark == "==") Begin(line.substr(3));
+        if (mark != "$") continue;
+        Add(line);
+        std::istringstream words(line.substr(2));
+        std::string word;
+        words >> word;
+        carryOut(word, words);
+    }
+    return MatchesTrace(text, name);
 }

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <sstream>
 #include <string>
 
 #include "host/host.h"
@@ -26,6 +28,12 @@ struct Trace {
     // The options with this trace as their listener, and as that of the message boxes of the logic linked
     // into this program; the trace outlives the host.
     HostOptions Listen(HostOptions options = {});
+
+    // Follows the script within traces/NAME.trace: its titles, and lines that begin with "$ ". Each of these
+    // is copied to the text and given to carryOut as its first word and the words behind it. In the end the
+    // text must match the whole file.
+    using Command = std::function<void(const std::string& word, std::istream& words)>;
+    testing::AssertionResult Follow(const std::string& name, const Command& carryOut);
 };
 
 // Whether the text is that of traces/NAME.trace in the working folder, which is the folder of the build. If
