@@ -3,10 +3,6 @@
 
 #include "host/host.h"
 
-inline bool IsPortCall(HostCall call) {
-    return call >= HostCall::kCanRead && call <= HostCall::kWritePixels;
-}
-
 // The result code of a run in which a call of this kind failed; what is not listed goes on without.
 inline OSErr CodeAfterFailureOf(HostCall call) {
     switch (call) {
