@@ -3,7 +3,6 @@
 #include "ui/preview.h"
 
 #include <cstring>
-#include <limits>
 #include <sstream>
 
 #include "tests/shell_rig.h"
@@ -13,60 +12,45 @@ namespace {
 
 // ---- Geometry ---------------------------------------------------------------------------------------------
 
-// Into an area of 392 by 468 at 5, 4, which leaves 388 by 464 at 7, 6 for the picture.
-TEST(PreviewGeometry, FitsByTheTighterSideAndMeasuresFromZero) {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    const struct {
-        VRect bounds;
-        float scale;
-        int bottom, right;
-    } kCases[] = {
-        {{0, 0, 800, 1552}, 0.25f, 200, 388},                 // wide
-        {{0, 0, 928, 101}, 0.5f, 464, 50},                    // tall, 50.5 cut
-        {{0, 0, 58, 97}, 4.0f, 232, 388},                     // small, enlarged
-        {{100, 200, 900, 1752}, 0.25f, 225, 438},             // bounds away from 0
-        {{-80, -400, 720, 1152}, 0.25f, 180, 288},            // and below it
-        {{0, 0, 800, 65536 + 1552}, 0.25f, 200, 16772},       // cut to 16 bits, the width counts as 1552
-        {{0, 0, 30000, 40000}, 388.0f / -25536, -455, -607},  // as -25536
-        {{0, 0, 65536, 65536}, kInfinity, 0, 0},              // and as none
+template <class Rectangle>
+Rectangle ReadRectangle(std::istream& words) {
+    Rectangle r;
+    words >> r.top >> r.left >> r.bottom >> r.right;
+    return r;
+}
+
+// The values of its trace are worked by hand.
+TEST(PreviewGeometry, IsAsItsTraceSays) {
+    Trace trace;
+    const auto tell = [&trace](const std::string& word, std::istream& words) {
+        std::ostringstream line;
+        const auto area = ReadRectangle<VRect>(words);
+        if (word == "fit") {  // the document's bounds into an area that leaves 388 by 464 at 7, 6
+            Globals globals{};
+            Rect rect = {4, 5, 472, 397};
+            float scale = 0;
+            FitPreview(&globals, area, &rect, &scale);
+            std::uint32_t bits = 0;
+            std::memcpy(&bits, &scale, sizeof bits);
+            line << rect.top << ' ' << rect.left << ' ' << rect.bottom << ' ' << rect.right << ", "
+                 << globals.previewHeight << " by " << globals.previewWidth << ", scale " << std::hex << bits
+                 << ", reload " << int{globals.mustReload};
+        } else if (word == "centre") {  // in a placeholder: the window's corner, the preview
+            VPoint corner;
+            words >> corner.v >> corner.h;
+            const Rect at = PreviewDestination(area, corner, ReadRectangle<Rect>(words));
+            line << at.top << ' ' << at.left << ' ' << at.bottom << ' ' << at.right;
+        } else {  // a dialog of 600 by 400 over its parent: the screen's size
+            DialogSize screen;
+            words >> screen.width >> screen.height;
+            const VPoint corner = DialogCorner(area, {600, 400}, screen, 14);
+            line << corner.h << ' ' << corner.v;
+        }
+        trace.Add(line.str());
     };
-    for (const auto& c : kCases) {
-        Globals globals{};
-        Rect rect = {4, 5, 472, 397};
-        float scale = 0;
-        FitPreview(&globals, c.bounds, &rect, &scale);
-        EXPECT_TRUE(globals.mustReload == 1 && scale == c.scale && rect.top == 6 && rect.left == 7 &&
-                    rect.bottom == c.bottom && rect.right == c.right &&
-                    globals.previewHeight == c.bottom - 6 && globals.previewWidth == c.right - 7)
-            << "for " << c.bounds.bottom << " by " << c.bounds.right;
-    }
-}
-
-TEST(PreviewGeometry, CentresThePreviewInItsPlaceholder) {
-    // A preview of 381 by 194 in a placeholder of 392 by 468.
-    const Rect at = PreviewDestination({304, 205, 772, 597}, {300, 200}, {6, 7, 200, 388});
-    EXPECT_EQ(at.left, (205 + 597 - 381) / 2 - 200);  // 210 - 200: the half pixel is cut
-    EXPECT_EQ(at.top, 141);
-    EXPECT_EQ(at.right, at.left + 381);
-    EXPECT_EQ(at.bottom, at.top + 194);
-    // Left of the screen the sum is negative, and is cut toward zero all the same: -421 / 2 is -210.
-    EXPECT_EQ(PreviewDestination({0, -220, 468, 172}, {0, -225}, {0, 0, 10, 373}).left, -210 + 225);
-}
-
-TEST(PreviewGeometry, PlacesDialogsOverTheirParent) {
+    EXPECT_TRUE(trace.Follow("preview_geometry", tell));
     EXPECT_EQ(DialogInset(20, true), 20);
     EXPECT_EQ(DialogInset(20, false), 14);
-    const DialogSize dialog{600, 400}, small{500, 300}, screen{1920, 1080};
-    const auto expectAt = [&](const VRect& parent, const DialogSize& on, int x, int y) {
-        const VPoint corner = DialogCorner(parent, dialog, on, 14);
-        EXPECT_EQ(corner.h, x);
-        EXPECT_EQ(corner.v, y);
-    };
-    expectAt({100, 50, 1001, 1251}, screen, 50 + 300 - 14, 100 + 167);  // half across, a third down
-    expectAt({100, 50, 400, 350}, screen, 50 - 14, 100);                // larger than its parent
-    expectAt({900, 1700, 1000, 1900}, screen, 1320, 680);               // held at the far edges
-    expectAt({-300, -900, 0, 0}, screen, -900 + 150 - 14, -300);        // and not at the near ones
-    expectAt({0, 0, 100, 100}, small, 0, 0);                            // larger than the screen
 }
 
 // ---- Composition -----------------------------------------------------------------------------------------
