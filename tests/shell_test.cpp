@@ -112,8 +112,8 @@ bool gDialogOpens = false;
 }  // namespace
 
 bool ShowParameterDialog(Globals* globals) {
-    ShowMessage("the dialog", "called");
     if (!gDialogOpens) return false;
+    ShowMessage("the dialog", "opened");
     globals->proxyRect = {0, 0, 3, 4};
     globals->previewWidth = 4;
     globals->previewHeight = 3;
