@@ -51,7 +51,7 @@ int main() {
         Measure(run, "slider", [&](int step) { run.SetSlider(kIdRemoveGreen, 20 + step); });
         Measure(run, "zoom", [&](int step) { run.SetSlider(kIdZoom, step); });
         Measure(run, "scroll", [&](int step) { run.MoveScrollBar(kIdScrollX, SB_THUMBTRACK, step); });
-        run.Cancel();
+        run.Click(kIdCancel);
     }
     return 0;
 }

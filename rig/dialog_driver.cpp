@@ -28,20 +28,6 @@ bool IsDialogBox(HWND window) {
     return std::strcmp(kind, "#32770") == 0;
 }
 
-struct Search {
-    const char* title;
-    HWND found = nullptr;
-};
-
-BOOL CALLBACK LookAt(HWND window, LPARAM parameter) {
-    auto* search = reinterpret_cast<Search*>(parameter);
-    DWORD process = 0;
-    GetWindowThreadProcessId(window, &process);
-    const bool isOurs = process == GetCurrentProcessId() && IsDialogBox(window) && IsWindowVisible(window);
-    if (isOurs && TextOf(window) == search->title) search->found = window;
-    return search->found == nullptr;
-}
-
 }  // namespace
 
 void WaitFor(const char* what, const std::function<bool()>& condition) {
@@ -53,9 +39,13 @@ void WaitFor(const char* what, const std::function<bool()>& condition) {
 }
 
 HWND FindShown(const char* title) {
-    Search search = {title};
-    EnumWindows(LookAt, reinterpret_cast<LPARAM>(&search));
-    return search.found;
+    for (HWND box = nullptr; (box = FindWindowExA(nullptr, box, "#32770", nullptr)) != nullptr;) {
+        DWORD process = 0;
+        GetWindowThreadProcessId(box, &process);
+        const bool isOurs = process == GetCurrentProcessId() && IsWindowVisible(box);
+        if (isOurs && TextOf(box) == title) return box;
+    }
+    return nullptr;
 }
 
 LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
@@ -87,10 +77,20 @@ ModulePtr OpenBuiltModule() {
 }
 
 DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow, BoxAction onBox)
-    : document_(std::move(document)),
+    : title_(kDialogTitle),
+      document_(std::move(document)),
       module_(OpenBuiltModule()),
       ownsMainWindow_(ownsMainWindow),
       onBox_(std::move(onBox)) {
+    Start(std::move(options));
+    if (window_ != nullptr) PaintedAfter([] {});
+}
+
+DialogRun::DialogRun(HostOptions options) : title_(""), module_(OpenBuiltModule()), ownsMainWindow_(true) {
+    Start(std::move(options));
+}
+
+void DialogRun::Start(HostOptions options) {
     options.playInfo = plugInDialogDisplay;
     options.keepDisplays = false;
     options.displayed = [this, listener = options.displayed](const DisplayCall& call) {
@@ -102,8 +102,7 @@ DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow
     host_ = CreateHost(std::move(options));
     gRun = this;
     thread_ = std::thread([this] { Run(); });
-    WaitFor("the dialog", [this] { return over_ || (window_ = FindShown(kDialogTitle)) != nullptr; });
-    if (window_ != nullptr) PaintedAfter([] {});
+    WaitFor("the dialog", [this] { return over_ || (window_ = FindShown(title_)) != nullptr; });
 }
 
 DialogRun::~DialogRun() {
@@ -123,7 +122,9 @@ void DialogRun::Run() {
         OptionsOf(*host_).mainWindow = mainWindow_;
     }
     const HHOOK hook = SetWindowsHookExA(WH_CBT, OnActivation, nullptr, GetCurrentThreadId());
-    result_ = RunFilter(*host_, module_->pluginMain, document_, AskForParameters::kYes);
+    if (title_ != kDialogTitle) ShowAbout(*host_, module_->pluginMain);
+    if (title_ == kDialogTitle)
+        result_ = RunFilter(*host_, module_->pluginMain, document_, AskForParameters::kYes);
     UnhookWindowsHookEx(hook);
     if (ownsMainWindow_) DestroyWindow(mainWindow_);
     over_ = true;
@@ -132,7 +133,7 @@ void DialogRun::Run() {
 // A message box is each dialog box but the dialog. It can be activated several times.
 LRESULT CALLBACK DialogRun::OnActivation(int code, WPARAM parameter, LPARAM details) {
     const auto box = reinterpret_cast<HWND>(parameter);
-    if (code == HCBT_ACTIVATE && IsDialogBox(box) && TextOf(box) != kDialogTitle &&
+    if (code == HCBT_ACTIVATE && IsDialogBox(box) && TextOf(box) != gRun->title_ &&
         GetPropA(box, "seen") == nullptr) {
         SetPropA(box, "seen", box);
         if (gRun->onBox_) gRun->onBox_(box);
@@ -158,6 +159,14 @@ void DialogRun::PressKeyOn(int id, int key) {
 void DialogRun::MoveScrollBar(int id, int code, int position) {
     const UINT message = id == kIdScrollY ? WM_VSCROLL : WM_HSCROLL;
     Send(window_, message, MAKEWPARAM(code, position), reinterpret_cast<LPARAM>(Control(id)));
+}
+
+// Posted messages keep their order. The button is hidden, and pushing it reports nothing.
+void DialogRun::Settle() {
+    const HWND button = Control(kIdHelp);
+    PostMessageA(button, BM_SETSTATE, TRUE, 0);
+    WaitFor("the dialog to come to rest", [button] { return (Send(button, BM_GETSTATE) & BST_PUSHED) != 0; });
+    Send(button, BM_SETSTATE, FALSE);
 }
 
 DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
@@ -186,19 +195,11 @@ RunResult DialogRun::EndWith(const std::function<void()>& action) {
     return result_;
 }
 
-int DialogRun::TakeLeaks() {
-    const std::vector<Violation> violations = ReportOf(*host_).violations;
-    for (const Violation& violation : violations) {
-        if (violation.kind != ViolationKind::kLeak) Fatal("The host found", violation.text.c_str());
-    }
-    ClearReport(*host_);
-    return static_cast<int>(violations.size());
+RunResult DialogRun::Click(int button) {
+    return EndWith([this, button] { PostMessageA(Control(button), BM_CLICK, 0, 0); });
 }
 
-RunResult DialogRun::Ok() {
-    return EndWith([this] { PostMessageA(Control(kIdOk), BM_CLICK, 0, 0); });
-}
-
-RunResult DialogRun::Cancel() {
-    return EndWith([this] { PostMessageA(Control(kIdCancel), BM_CLICK, 0, 0); });
+RunResult DialogRun::Replay(Document document) {
+    OptionsOf(*host_).playInfo = plugInDialogDontDisplay;
+    return RunFilter(*host_, module_->pluginMain, document, AskForParameters::kNo);
 }

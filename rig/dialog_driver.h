@@ -33,7 +33,7 @@ RECT RectOf(HWND window);  // on the screen
 // The built module, in a process that holds nothing else of it.
 ModulePtr OpenBuiltModule();
 
-// One run of the filter with its dialog, from its opening to its end.
+// One run of the filter with its dialog, or one showing of the About box, from its opening to its end.
 class DialogRun {
   public:
     // Called on the module's thread for each message box when it appears; the box is closed with OK after it.
@@ -42,7 +42,10 @@ class DialogRun {
     // With ownsMainWindow the host has a main window, of 1000 by 800 at 120, 90. Returns when the dialog is
     // shown and painted, or when the run is over without one. The options' `displayed` and `trace` are called
     // on the module's thread.
-    DialogRun(Document document, HostOptions options = {}, bool ownsMainWindow = true, BoxAction onBox = {});
+    explicit DialogRun(Document document, HostOptions options = {}, bool ownsMainWindow = true,
+                       BoxAction onBox = {});
+    // The About box.
+    explicit DialogRun(HostOptions options);
     ~DialogRun();
 
     HWND Window() const { return window_; }  // null where no dialog appeared
@@ -50,7 +53,6 @@ class DialogRun {
     HWND Control(int id) const { return GetDlgItem(window_, id); }
     Globals& State();  // while the dialog is idle
     Host& TheHost() { return *host_; }
-    Document& TheDocument() { return document_; }
 
     // Actions of the user, each as Windows reports it to the dialog. They return when the dialog has done its
     // work, message boxes included. A BoxAction may call them too.
@@ -60,6 +62,9 @@ class DialogRun {
     void ClickButton(int id) { Send(Control(id), BM_CLICK); }
     void SetBoxAction(BoxAction onBox) { onBox_ = std::move(onBox); }  // while the dialog is idle
 
+    // Waits until the messages that are posted to the dialog have been handled.
+    void Settle();
+
     // The last call of displayPixels, after an action and a painting of all of the window.
     DisplayCall PaintedAfter(const std::function<void()>& action);
     DisplayCall LastPainted();
@@ -67,18 +72,19 @@ class DialogRun {
     // Waits until the dialog paints by itself after the action.
     void AwaitRepaintBy(const std::function<void()>& action);
 
-    // Ends the run; gives what the host then has.
+    // End the run; give what the host then has.
     RunResult EndWith(const std::function<void()>& action);
-    RunResult Ok();
-    RunResult Cancel();
+    RunResult Click(int button);
 
-    // How many violations there are, which are all to be leaks; forgets them. The end expects none.
-    int TakeLeaks();
+    // After the end: runs on the document without the dialog, with what the host recorded.
+    RunResult Replay(Document document);
 
   private:
+    void Start(HostOptions options);
     void Run();
     static LRESULT CALLBACK OnActivation(int code, WPARAM window, LPARAM parameter);
 
+    const char* title_;
     Document document_;
     ModulePtr module_;
     HostPtr host_;
