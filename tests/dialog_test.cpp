@@ -115,6 +115,7 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
     const std::uint32_t first = ComposeDisplay(call)[0];
     EXPECT_EQ(GetPixel(context, at.left, at.top), RGB(first >> 16, first >> 8 & 255, first & 255));
     EXPECT_EQ(GetPixel(context, at.left - kPreviewFrame, at.top), RGB(0, 0, 0)) << "the frame";
+    EXPECT_EQ(GetPixel(context, at.left, at.top - kPreviewFrame - 1), GetSysColor(COLOR_BTNFACE));
     ReleaseDC(run.Window(), context);
 }
 
