@@ -45,6 +45,9 @@ TEST_P(EngineProperties, EveryParameterChangesThePicture) {
     for (const auto& flag : kFlags) {
         const auto turned = [&](Globals* g) { g->*flag.field = !(g->*flag.field); };
         EXPECT_NE(HashOfPicture(GetParam(), turned), usual) << flag.name;
+        const auto one = [&](Globals* g) { g->*flag.field = 1; };
+        const auto two = [&](Globals* g) { g->*flag.field = 2; };
+        EXPECT_EQ(HashOfPicture(GetParam(), two), HashOfPicture(GetParam(), one)) << flag.name;
     }
 }
 
