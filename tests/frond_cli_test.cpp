@@ -248,7 +248,7 @@ TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
     WritePicture(folder / "upper.png", PlaceOnCanvas(layered.layers[1], 64, 48));
     WritePicture(folder / "lower.png", layered.layers[0]);
 #endif
-    std::ifstream cases(FROND_CASES "/frond.txt");
+    std::ifstream cases("cases/frond.txt");
     const std::regex form("([0-9])(L?) *\\| *(.*?) *\\| *([^|]*)(?:\\| *(.*))?");
     int count = 0;
     for (std::string line; std::getline(cases, line);) {
@@ -279,8 +279,7 @@ TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
     EXPECT_EQ(ReadWholeFile(folder / "background.png"), background);
     for (const auto& [written, expected] :
          {std::pair("a1.json", "/all.json"), {"b1.json", "/all.json"}, {"c1.json", "/some.json"}}) {
-        EXPECT_EQ(ReadWholeFile(folder / written), ReadWholeFile(FROND_CASES + std::string(expected)))
-            << written;
+        EXPECT_EQ(ReadWholeFile(folder / written), ReadWholeFile(std::string("cases") + expected)) << written;
     }
     // Wholly opaque and wholly transparent are just that in the file's scale.
     const Plane alpha = ReadPicture(folder / "cut-out.tif").alpha;

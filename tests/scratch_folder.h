@@ -47,7 +47,7 @@ inline void WriteBytes(const std::filesystem::path& path, const Bytes& bytes) {
 // none.
 inline Bytes FileCase(const std::string& name) {
     static const std::regex word("#|(?:\"([^\"]*)\"|([0-9A-F]+))(?:\\*([0-9]+))?");
-    std::ifstream file(FROND_CASES "/files.txt");
+    std::ifstream file("cases/files.txt");
     Bytes bytes;
     bool isInside = false;
     for (std::string line; std::getline(file, line);) {
