@@ -94,8 +94,14 @@ TEST(Dialog, BringsItsOwnCommonControls) {
 }
 
 TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
-    DialogRun run(GreenDocument(300, 200, 8, 2));
+    std::vector<DisplayCall> beforeShown;
+    HostOptions options;
+    options.displayed = [&](const DisplayCall& call) {
+        if (!FindShown("MarbleFrondKeeperPlugin")) beforeShown.push_back(call);
+    };
+    DialogRun run(GreenDocument(300, 200, 8, 2), options);
     const DisplayCall call = run.LastPainted();
+    EXPECT_TRUE(beforeShown.size() == 1 && beforeShown[0].pixels == call.pixels) << "composed, then painted";
     const RECT area = RectOf(run.Control(kIdPreview));
     POINT origin{};
     ClientToScreen(run.Window(), &origin);
@@ -115,7 +121,13 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
     const std::uint32_t first = ComposeDisplay(call)[0];
     EXPECT_EQ(GetPixel(context, at.left, at.top), RGB(first >> 16, first >> 8 & 255, first & 255));
     EXPECT_EQ(GetPixel(context, at.left - kPreviewFrame, at.top), RGB(0, 0, 0)) << "the frame";
+    // Beside the picture the area is cleared, but for the strip at its right. Nothing is erased.
+    const POINT strip = {area.right - origin.x - 1, area.top - origin.y};
+    SetPixel(context, at.left, at.top - kPreviewFrame - 1, RGB(255, 0, 0));
+    SetPixel(context, strip.x, strip.y, RGB(255, 0, 0));
+    run.AwaitRepaintBy([&] { run.SetSlider(kIdZoom, 10); });
     EXPECT_EQ(GetPixel(context, at.left, at.top - kPreviewFrame - 1), GetSysColor(COLOR_BTNFACE));
+    EXPECT_EQ(GetPixel(context, strip.x, strip.y), RGB(255, 0, 0));
     ReleaseDC(run.Window(), context);
 }
 
@@ -166,14 +178,18 @@ TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
     EXPECT_EQ(DataWord(about.TheHost()), 0);
 }
 
-TEST(AboutBox, ClosesByKeysAndStaysWithoutItsSuite) {
-    for (const WPARAM key : {VK_ESCAPE, VK_RETURN}) {
+// A posted message, too: Wine ends an exception that leaves the handler of a sent one, and nobody sees it.
+TEST(AboutBox, ClosesByKeysAndButtonsAndStaysWithoutItsSuite) {
+    const std::pair<UINT, WPARAM> kCloses[] = {
+        {WM_CHAR, VK_ESCAPE}, {WM_CHAR, VK_RETURN}, {WM_COMMAND, kIdOk}, {WM_COMMAND, kIdCancel}};
+    for (const auto& [message, parameter] : kCloses) {
         HostOptions options;
         options.missingSuites = {kPSGetFileListSuite};
         DialogRun about(options);
         about.ClickButton(4);
         EXPECT_TRUE(IsWindowVisible(about.Window()) && ReportOf(about.TheHost()).urls.empty());
-        about.EndWith([&] { PostMessageA(about.Window(), WM_CHAR, key, 0); });
+        PostMessageA(about.Window(), WM_COMMAND, 4, 0);
+        about.EndWith([&] { PostMessageA(about.Window(), message, parameter, 0); });
     }
 }
 
