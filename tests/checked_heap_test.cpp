@@ -1,8 +1,10 @@
-// The checked heap and the lazily acquired suite over the stand-in host's broker: a script of allocations and
-// releases, with what the host is asked for and what the debugger's output says.
+// The checked heap and the lazily acquired suite over the stand-in host's broker: scripts of allocations and
+// releases in tests/traces, with what the host is asked for and what the debugger's output says.
 #include "support/checked_heap.h"
 
+#include <algorithm>
 #include <cstring>
+#include <map>
 
 #include "support/debug_output.h"
 #include "support/lazy_suite.h"
@@ -10,21 +12,16 @@
 
 namespace {
 
-void* gServedAgain = nullptr;  // what ServeAgain hands out
-Trace* gFindings = nullptr;    // where the debugger's output goes
+unsigned char* gServedAgain = nullptr;  // what ServeAgain hands out
+Trace* gFindings = nullptr;             // where the debugger's output goes
 
 SPErr ServeAgain(std::size_t, void** block) {
-    *block = gServedAgain;
+    *block = gServedAgain - 4;
     return noErr;
-}
-
-unsigned char* New(std::size_t size) {
-    return static_cast<unsigned char*>(CheckedNew(size));
 }
 
 struct CheckedHeapTest : testing::Test {
     CheckedHeapTest() {
-        trace.hasBlocks = true;
         host = CreateHost(trace.Listen());
         gSPBasicSuite = BasicSuite();
         gFindings = &trace;
@@ -45,148 +42,118 @@ struct CheckedHeapTest : testing::Test {
             trace.Add("raised " + std::to_string(failure.code));
         }
     }
-    void TryNew(std::size_t size) {
-        Try<HeapFailure>([size] { CheckedNew(size); });
+    void New(int size) {
+        void* block = nullptr;
+        Try<HeapFailure>([&] { block = CheckedNew(static_cast<std::size_t>(size)); });
+        if (block == nullptr) return;
+        blocks.push_back(static_cast<unsigned char*>(block));
+        EXPECT_EQ(std::string(static_cast<char*>(block) - 4, size + 8), std::string(size + 8, 'A'));
     }
     // A block of the heap at an address that the broker has served before.
     void NewAgain(unsigned char* address) {
         SPBasicSuite repeating = *BasicSuite();
         repeating.AllocateBlock = ServeAgain;
-        gServedAgain = address - 4;
+        gServedAgain = address;
         gSPBasicSuite = &repeating;
-        EXPECT_EQ(New(0), address);
+        EXPECT_EQ(CheckedNew(0), address);
         gSPBasicSuite = BasicSuite();
     }
-    void AddTable() {
-        std::string line = "count " + std::to_string(gCheckedHeap.count) + ", sizes";
-        for (int i = 0; i < 4; ++i) line += ' ' + std::to_string(gCheckedHeap.sizes[i]);
+    // How often the debugger's output says what while all other blocks are released.
+    void DeleteRest() {
+        Trace others;
+        gFindings = &others;
+        for (unsigned char* block : blocks) {
+            if (block != nullptr) CheckedDelete(block);
+        }
+        for (const char* finding : {"NO SIZE", "AT BEGINNING", "AT END", "EMPTY", "NOT FOUND"}) {
+            int count = 0;
+            for (std::size_t at = 0; (at = others.text.find(finding, at)) != std::string::npos; ++at) ++count;
+            trace.Add(std::string(finding) + ": " + std::to_string(count));
+        }
+        EXPECT_EQ(CountLive(*host).blocks, 0);
+    }
+    // The count, and from the first slot to the last the number of the block, or what it has in its place,
+    // with the size.
+    void AddTable(int first, int last) {
+        const std::int32_t firstSizes[] = {8, 9};
+        std::string line = "count " + std::to_string(gCheckedHeap.count);
+        for (int slot = first; slot <= last; ++slot) {
+            void* const block = gCheckedHeap.blocks[slot];
+            const auto number = std::find(blocks.begin() + 1, blocks.end(), block) - blocks.begin();
+            const bool isSizes = std::memcmp(&block, firstSizes, sizeof block) == 0;
+            line += block == nullptr ? ", null" : isSizes ? ", sizes" : ", " + std::to_string(number);
+            line += " of " + std::to_string(gCheckedHeap.sizes[slot]);
+        }
         trace.Add(line);
+    }
+
+    // Carries out the commands of the trace, each with two numbers at most.
+    testing::AssertionResult Follows(const char* name) {
+        const std::map<std::string, std::function<void(int, int)>> commands = {
+            {"new", [this](int size, int) { New(size); }},
+            {"new-many",
+             [this](int count, int) {
+                 for (int size = 0; size < count; ++size) New(size);
+             }},
+            {"new-again", [this](int block, int) { NewAgain(blocks[block]); }},
+            {"clear", [this](int block, int offset) { blocks[block][offset] = 0; }},
+            {"delete",
+             [this](int block, int offset) {
+                 CheckedDelete(blocks[block] + offset);
+                 if (offset == 0) blocks[block] = nullptr;
+             }},
+            {"delete-rest", [this](int, int) { DeleteRest(); }},
+            {"sweep", [](int, int) { SweepCheckedHeap(); }},
+            {"table", [this](int first, int last) { AddTable(first, last); }},
+            // An address covers two sizes, or one.
+            {"expect-size-1",
+             [](int, int) { EXPECT_EQ(gCheckedHeap.sizes[1], sizeof(void*) == 8 ? 0 : 1 + 8); }},
+            {"foreign",
+             [this](int size, int filled) {
+                 void* block = nullptr;
+                 gSPBasicSuite->AllocateBlock(size, &block);
+                 std::memset(block, 'A', filled);
+                 blocks.push_back(static_cast<unsigned char*>(block));
+             }},
+            {"free", [this](int block, int) { gSPBasicSuite->FreeBlock(blocks[block]); }},
+            {"fail", [this](int, int) { OptionsOf(*host).failAt = ReportOf(*host).fallibleCalls + 1; }},
+            {"null", [this](int isNull, int) { OptionsOf(*host).allocateBlockGivesNull = isNull != 0; }},
+            {"broker", [](int isThere, int) { gSPBasicSuite = isThere != 0 ? BasicSuite() : nullptr; }},
+            {"acquire",
+             [this](int, int) {
+                 Try<SuiteFailure>([this] { EXPECT_NE(AcquireLazySuite(&lazy), nullptr); });
+                 trace.Add("last error " + std::to_string(lazy.lastError));
+             }},
+            {"release", [this](int, int) { ReleaseLazySuite(&lazy); }},
+            {"forget", [this](int, int) { lazy.suite = nullptr; }},
+            {"missing", [this](int count, int) { OptionsOf(*host).missingSuites.assign(count, lazy.name); }},
+        };
+        return trace.Follow(name, [&commands](const std::string& word, std::istream& words) {
+            int first = 0, second = 0;
+            words >> first >> second;
+            commands.at(word)(first, second);
+        });
     }
 
     Trace trace;
     HostPtr host;
+    std::vector<unsigned char*> blocks = {nullptr};  // with numbers from 1 on; a released one is null
+    LazySuite lazy = {nullptr, 1, "Photoshop Buffer Suite for Plug-ins", 0};
 };
 
 TEST_F(CheckedHeapTest, DoesWhatItsTraceSays) {
-    trace.Begin("blocks between signatures");
-    for (std::size_t size : {0, 1, 5, 100}) {
-        unsigned char* address = New(size);
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(address) - 4, size + 8), std::string(size + 8, 'A'));
-        CheckedDelete(address);
-    }
-    for (int offset : {-4, -1, 0, 6, 7, 10}) {
-        trace.Begin("damage at offset " + std::to_string(offset) + " of 7 bytes");
-        unsigned char *address = New(7), *other = New(3);
-        address[offset] = 0;
-        CheckedDelete(other);
-        CheckedDelete(address);
-    }
-    trace.Begin("failures");
-    TryNew(SIZE_MAX);  // the total would wrap
-    TryNew(0x7FFFFFFF);
-    OptionsOf(*host).failAt = ReportOf(*host).fallibleCalls + 1;
-    TryNew(1);
-    OptionsOf(*host).allocateBlockGivesNull = true;
-    EXPECT_EQ(New(1), nullptr);
-    OptionsOf(*host).allocateBlockGivesNull = false;
-    CheckedDelete(nullptr);
-    gSPBasicSuite = nullptr;
-    TryNew(1);
-    CheckedDelete(nullptr);
-    gSPBasicSuite = BasicSuite();
-
-    trace.Begin("a release closes the gap");
-    unsigned char *a = New(1), *b = New(2), *c = New(3);
-    CheckedDelete(b);
-    EXPECT_TRUE(gCheckedHeap.blocks[0] == a && gCheckedHeap.blocks[1] == c && !gCheckedHeap.blocks[2]);
-    AddTable();
-    SweepCheckedHeap();
-    CheckedDelete(c);
-    NewAgain(a);
-    AddTable();
-    CheckedDelete(a);
-    SweepCheckedHeap();
-
-    // Without a size the signature behind a block is looked for in front of it.
-    for (const bool isSigned : {false, true}) {
-        trace.Begin(isSigned ? "a foreign address behind eight bytes 0x41" : "a foreign address");
-        unsigned char* own = isSigned ? nullptr : New(1);
-        void* foreign = nullptr;
-        gSPBasicSuite->AllocateBlock(16, &foreign);
-        if (isSigned) std::memset(foreign, 'A', 8);
-        CheckedDelete(static_cast<unsigned char*>(foreign) + (isSigned ? 8 : 4));
-        if (isSigned) gSPBasicSuite->FreeBlock(foreign);
-        if (!isSigned) CheckedDelete(own);
-    }
-    EXPECT_TRUE(MatchesTrace(trace.text, "checked_heap"));
+    trace.hasBlocks = true;
+    EXPECT_TRUE(Follows("checked_heap"));
 }
 
 // A full table serves without an entry. A release then writes into the fields behind the arrays, and leaves
 // the count at -1; the table is of no use any more, and harms nothing.
 TEST_F(CheckedHeapTest, AFullTableDoesWhatItsTraceSays) {
-    trace.hasBlocks = false;
-    std::vector<unsigned char*> blocks;
-    for (std::size_t size = 0; size < kCheckedBlocks; ++size) blocks.push_back(New(size));
-    trace.Begin("full");
-    unsigned char* unknown = New(40);
-    AddTable();
-    CheckedDelete(unknown);
-    trace.Begin("the release of block 100");
-    void* firstSizes = nullptr;
-    std::memcpy(&firstSizes, gCheckedHeap.sizes, sizeof firstSizes);
-    CheckedDelete(blocks[100]);
-    EXPECT_TRUE(gCheckedHeap.count == -1 && gCheckedHeap.blocks[99] == blocks[99] &&
-                gCheckedHeap.blocks[498] == blocks[499]);
-    EXPECT_EQ(gCheckedHeap.blocks[499], firstSizes) << "the sizes behind the array, taken for an address";
-    EXPECT_EQ(gCheckedHeap.sizes[0], 0);
-    EXPECT_EQ(gCheckedHeap.sizes[1], sizeof(void*) == 8 ? 0 : 1 + 8) << "an address covers two sizes, or one";
-    EXPECT_EQ(gCheckedHeap.sizes[100], 101 + 8);
-    EXPECT_EQ(gCheckedHeap.sizes[499], kCheckedBlocks) << "the count, taken for a size";
-
-    trace.Begin("three new blocks, of which the second is released");
-    blocks[100] = New(5);
-    blocks.push_back(New(6));
-    blocks.push_back(New(7));
-    AddTable();
-    CheckedDelete(blocks[500]);
-    EXPECT_TRUE(gCheckedHeap.blocks[0] == blocks[501] && gCheckedHeap.blocks[1] == blocks[2] &&
-                gCheckedHeap.blocks[2] == nullptr && gCheckedHeap.blocks[3] == blocks[3]);
-    AddTable();
-    trace.Begin("a block beyond the count, served again and released");
-    NewAgain(blocks[50]);
-    CheckedDelete(blocks[50]);
-    AddTable();
-    trace.Begin("the others");
-    Trace others;
-    gFindings = &others;
-    for (std::size_t i = 0; i < blocks.size(); ++i) {
-        if (i != 50 && i != 500) CheckedDelete(blocks[i]);
-    }
-    for (const char* finding : {"NO SIZE", "AT BEGINNING", "AT END", "EMPTY", "NOT FOUND"}) {
-        int count = 0;
-        for (std::size_t at = 0; (at = others.text.find(finding, at)) != std::string::npos; ++at) ++count;
-        trace.Add(std::string(finding) + ": " + std::to_string(count));
-    }
-    EXPECT_EQ(CountLive(*host).blocks, 0);
-    EXPECT_TRUE(MatchesTrace(trace.text, "checked_heap_full"));
+    EXPECT_TRUE(Follows("checked_heap_full"));
 }
 
 TEST_F(CheckedHeapTest, LazySuitesAreAcquiredAtFirstUse) {
-    LazySuite lazy = {nullptr, 1, "Photoshop Buffer Suite for Plug-ins", 0};
-    const auto acquire = [&] { EXPECT_NE(AcquireLazySuite(&lazy), nullptr); };
-    ReleaseLazySuite(&lazy);  // never acquired
-    for (int use = 0; use < 2; ++use) acquire();
-    for (int end = 0; end < 2; ++end) ReleaseLazySuite(&lazy);
-    OptionsOf(*host).missingSuites = {lazy.name};
-    Try<SuiteFailure>(acquire);
-    EXPECT_EQ(lazy.lastError, -1);
-    OptionsOf(*host).missingSuites = {};
-    acquire();  // a failed acquisition is tried again
-    gSPBasicSuite = nullptr;
-    ReleaseLazySuite(&lazy);
-    lazy.suite = nullptr;
-    Try<SuiteFailure>(acquire);
-    EXPECT_TRUE(MatchesTrace(trace.text, "lazy_suite"));
+    EXPECT_TRUE(Follows("lazy_suite"));
 }
 
 }  // namespace
