@@ -45,8 +45,7 @@ template <class T>
 void ExpectAllForms(const char* name) {
     T *const one = new T, *const many = new T[3];
     T *const quiet = new (std::nothrow) T, *const quietMany = new (std::nothrow) T[3];
-    Expect(gLive == 4, name);
-    Expect(gCheckedHeap.count == 4, "the blocks are not all in the table");
+    Expect(gLive == 4 && gCheckedHeap.count == 4, name);
     for (T* address : {one, many, quiet, quietMany}) {
         if (alignof(T) > 4) Expect(reinterpret_cast<std::uintptr_t>(address) % alignof(T) == 0, "misaligned");
         Expect(*reinterpret_cast<unsigned char*>(address) == 0x41, "not filled by the checked heap");
@@ -55,8 +54,7 @@ void ExpectAllForms(const char* name) {
     delete[] many;
     delete quiet;
     delete[] quietMany;
-    Expect(gLive == 0, "a block was not freed");
-    Expect(gCheckedHeap.count == 0, "a block is still in the table");
+    Expect(gLive == 0 && gCheckedHeap.count == 0, "a block was not freed, or is still in the table");
 }
 
 template <class T>
@@ -98,8 +96,8 @@ int main() {
     broker.AllocateBlock = AllocateBlock;
     broker.FreeBlock = FreeBlock;
     gSPBasicSuite = &broker;
-    ExpectAllForms<std::int32_t>("not every plain form takes its memory from the host");
-    ExpectAllForms<Page>("not every aligned form takes its memory from the host");
+    ExpectAllForms<std::int32_t>("not every plain form has its memory from the host and in the table");
+    ExpectAllForms<Page>("not every aligned form has its memory from the host and in the table");
     delete static_cast<int*>(nullptr);
     broker.ReleaseSuite = [](const char*, std::int32_t) -> SPErr { return ++gReleased, 0; };
     ExpectUnloading();
