@@ -29,18 +29,19 @@ struct ScratchFolder {
     std::filesystem::path operator/(const std::string& name) const {
         return path / std::filesystem::u8path(name);
     }
-
-    // How many entries it holds, whatever their names.
-    int Count() const {
-        return static_cast<int>(std::distance(std::filesystem::directory_iterator(path), {}));
-    }
 };
 
 using Bytes = std::vector<std::uint8_t>;
 
-inline void WriteBytes(const std::filesystem::path& path, const Bytes& bytes) {
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+// How many entries the folder holds, whatever their names.
+inline int CountFiles(const std::filesystem::path& folder) {
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator(folder), {}));
+}
+
+// Bytes or a string as a file.
+template <class Text>
+void WriteBytes(const std::filesystem::path& path, const Text& bytes) {
+    std::ofstream(path, std::ios::binary) << std::string(bytes.begin(), bytes.end());
 }
 
 // The file of that name in cases/files.txt, whose first lines tell how it is written; empty when there is
