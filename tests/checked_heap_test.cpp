@@ -103,6 +103,7 @@ struct CheckedHeapTest : testing::Test {
                  if (offset == 0) blocks[block] = nullptr;
              }},
             {"delete-rest", [this](int, int) { DeleteRest(); }},
+            {"clear-size", [](int slot, int) { gCheckedHeap.sizes[slot] = 0; }},
             {"sweep", [](int, int) { SweepCheckedHeap(); }},
             {"table", [this](int first, int last) { AddTable(first, last); }},
             // An address covers two sizes, or one.
