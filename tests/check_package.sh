@@ -33,13 +33,10 @@ case $package in
 *) fail "$build: made no package of version $version" ;;
 esac
 
-for file in $wanted; do
+pictures=$(grep -ohE 'images/[a-z/-]+\.(jpg|png)' "$guide"/guide.* | sed "s:^:$guide/:")
+for file in $wanted $pictures; do
     [ -s "$file" ] || fail "$package: lacks $file"
 done
-grep -ohE 'images/[a-z/-]+\.(jpg|png)' "$guide"/guide.* >pictures
-while read -r picture; do
-    [ -s "$guide/$picture" ] || fail "$package: the guide lacks its $picture"
-done <pictures
 
 # Nothing but what was unpacked may serve it.
 unset FROND_MODULE
