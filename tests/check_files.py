@@ -5,8 +5,6 @@ file: check_files.py CASE FROND MODULE.
 In every case the inputs stay as they are, and a result's name holds either what it held before or the whole
 result. Ends with 77 where the machine does not allow the case.
 """
-import fcntl
-import hashlib
 import os
 import pathlib
 import pty
@@ -14,7 +12,6 @@ import re
 import resource
 import shutil
 import signal
-import struct
 import subprocess
 import sys
 import tempfile
@@ -41,8 +38,8 @@ def run(command, **options):
     return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, **options)
 
 
-def hashes(folder):
-    return {f.name: hashlib.sha256(f.read_bytes()).hexdigest() for f in folder.iterdir()}
+def contents(folder):
+    return {f.name: f.read_bytes() for f in folder.iterdir()}
 
 
 def key(room, target, photos=("photo.png",)):
@@ -72,11 +69,12 @@ def expect_refusal(done, reason):
 
 def full_disk(room):
     """A write that fails half way; in a batch, the photographs behind it are not tried."""
+    out = room / "out"
+    out.mkdir()
     for name in "out.png", "out.tif", "out.jpg":
-        (room / "out").mkdir(exist_ok=True)
-        (room / "out" / name).write_text("old")
-        expect_refusal(run(key(room, room / "out" / name), restore_signals=False, preexec_fn=limit(2000)), "too large")
-    expect(all(f.read_text() == "old" for f in (room / "out").iterdir()), "a result has changed")
+        (out / name).write_text("old")
+        expect_refusal(run(key(room, out / name), restore_signals=False, preexec_fn=limit(2000)), "too large")
+    expect(set(contents(out).values()) == {b"old"}, "a result has changed")
     results = room / "results"
     results.mkdir()
     (results / "b.png").symlink_to("/dev/full")
@@ -96,7 +94,7 @@ def read_only_folder(room):
         skip("cannot become another user")
     for name in "out.png", "new.png":
         expect_refusal(run([*user, *key(room, closed / name)]), "Permission denied")
-    expect(hashes(closed) == {"out.png": hashlib.sha256(b"old").hexdigest()}, "the folder has changed")
+    expect(contents(closed) == {"out.png": b"old"}, "the folder has changed")
 
 
 def can_be_nameless(folder):
@@ -136,31 +134,33 @@ def killed_without_proc(room):
     killed(room, HIDE_PROC, named=True)
 
 
+def interrupt(command, pipe, mode, go_on):
+    """What a run says that is interrupted while the pipe holds it up."""
+    process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
+    with open(pipe, mode) as file:
+        process.send_signal(signal.SIGINT)
+        go_on(file)
+    text = process.communicate()[1]
+    expect(process.returncode == 130, process.returncode, text)
+    return text
+
+
 def interrupted(room):
     """Ctrl-C while a pipe holds the program up: before the filter's run, and at the third of four results."""
     action, out, matte = room / "a.json", room / "out.png", room / "matte.png"
     os.mkfifo(action)
     command = [*key(room, out), "--matte", matte, "--action", action, "--trace"]
-    process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
-    with open(action, "w") as pipe:
-        process.send_signal(signal.SIGINT)
-        pipe.write('{"parameters": {}}')
-    text = process.communicate()[1]
-    expect(process.returncode == 130 and "abortProc -> true" in text, process.returncode, text)
-    expect(text.endswith("\nfrond: interrupted; nothing was written\n"), text)
+    text = interrupt(command, action, "w", lambda pipe: pipe.write('{"parameters": {}}'))
+    expect("abortProc -> true" in text and text.endswith("\nfrond: interrupted; nothing was written\n"), text)
     expect(not out.exists() and not matte.exists(), "something was written")
 
     results, photos = room / "results", copies(room, "a.png", "b.png", "c.png", "d.png")
     results.mkdir()
     os.mkfifo(results / "c.tif")
     command = [*key(room, results, photos), "--format", "tif"]
-    process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
-    with open(results / "c.tif", "rb") as pipe:  # the result is larger than the pipe, so that it waits to be read
-        process.send_signal(signal.SIGINT)
-        pipe.read()
-    text = process.communicate()[1]
-    line = f"frond: interrupted at {room}/in/c.png; 2 of 4 photographs written\n"
-    expect(process.returncode == 130 and text == line, process.returncode, text)
+    # The result is larger than the pipe, so that it waits to be read.
+    text = interrupt(command, results / "c.tif", "rb", lambda pipe: pipe.read())
+    expect(text == f"frond: interrupted at {room}/in/c.png; 2 of 4 photographs written\n", text)
     expect(sorted(os.listdir(results)) == ["a.tif", "b.tif", "c.tif"], os.listdir(results))
 
 
@@ -187,7 +187,7 @@ def terminal(room):
     first = {120: "[" + "." * 40 + "]   0% " + shown, 40: "[...........]   0% " + shown[:18], 30: "  0% " + shown[:22], 4: "  0"}
     for columns, line in first.items():
         master, slave = pty.openpty()
-        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        termios.tcsetwinsize(slave, (24, columns))
         process = subprocess.Popen(key(room, room / "out.png", [name]), stderr=slave)
         os.close(slave)
         text = b""
@@ -209,9 +209,9 @@ def main(case, frond, module):
         for file in frond, module:
             shutil.copy(file, room)
         expect(run([room / "frond", "sample", room / "in", "--size", "600x400", "--depth", "16"]).returncode == 0)
-        before = hashes(room / "in")
+        before = contents(room / "in")
         globals()[case](room)
-        after = hashes(room / "in")
+        after = contents(room / "in")
         expect(all(after.get(name) == content for name, content in before.items()), "an input has changed")
 
 
