@@ -102,7 +102,9 @@ void DialogRun::Start(HostOptions options) {
     host_ = CreateHost(std::move(options));
     gRun = this;
     thread_ = std::thread([this] { Run(); });
-    WaitFor("the dialog", [this] { return over_ || (window_ = FindShown(title_)) != nullptr; });
+    HWND shown = nullptr;
+    WaitFor("the dialog", [&] { return over_ || (shown = FindShown(title_)) != nullptr; });
+    window_ = shown;
 }
 
 DialogRun::~DialogRun() {
@@ -136,6 +138,7 @@ LRESULT CALLBACK DialogRun::OnActivation(int code, WPARAM parameter, LPARAM deta
     if (code == HCBT_ACTIVATE && IsDialogBox(box) && TextOf(box) != gRun->title_ &&
         GetPropA(box, "seen") == nullptr) {
         SetPropA(box, "seen", box);
+        if (gRun->window_ == nullptr) gRun->window_ = FindWindowA(nullptr, gRun->title_);  // not shown yet
         if (gRun->onBox_) gRun->onBox_(box);
         PostMessageA(box, WM_COMMAND, IDOK, 0);
     }

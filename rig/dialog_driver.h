@@ -90,7 +90,7 @@ class DialogRun {
     HostPtr host_;
     bool ownsMainWindow_;
     BoxAction onBox_;
-    HWND window_ = nullptr;
+    std::atomic<HWND> window_ = nullptr;
     std::atomic<HWND> mainWindow_ = nullptr;
     std::mutex guard_;  // of painted_
     DisplayCall painted_;

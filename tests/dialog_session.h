@@ -2,7 +2,8 @@
 // host, what it computes, and what controls and fields hold afterwards.
 //
 // A script, tests/cases/dialog/NAME.txt, has one line for each step. A line that begins with a blank is done
-// within the step above it: at the next message box or, where the step is a painting, while the host paints.
+// within the step above it: at the next message box, which can be one of the opening, or, where the step is a
+// painting, while the host paints.
 //
 //   # comment
 //   document WIDTH HEIGHT DEPTH LAYERS TOP LEFT WORDS
@@ -47,11 +48,12 @@ constexpr int kIds[] = {kIdRemoveGreen, kIdRestoreBlack, kIdAlterGreen, kIdSelec
 class DialogSession {
   public:
     // With isQuiet the trace leaves out the calls.
-    explicit DialogSession(const std::string& title, const Document& document, HostOptions options,
-                           bool ownsMainWindow = true, bool isQuiet = false)
+    explicit DialogSession(const std::vector<std::string>& lines, const Document& document,
+                           HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
         : document_(document),
           isQuiet_(isQuiet),
-          text_("== " + title + '\n'),
+          text_("== "),
+          atBox_(AddStep(lines)),
           run(document, Listen(std::move(options)), ownsMainWindow, [this](HWND box) { OnBox(box); }) {
         if (run.Window() == nullptr) Finish(run.EndWith([] {}));
         if (run.Window() == nullptr) return;
@@ -63,14 +65,13 @@ class DialogSession {
     }
 
     // The step's line, and those that are done within it.
-    void Step(std::vector<std::string> lines) {
+    void Step(const std::vector<std::string>& lines) {
         const std::string line = lines.front();
         text_ += "\n== ";
-        for (const std::string& each : lines) Add((&each == &lines[0] ? "" : " ") + each);
         const bool ends = line.rfind("end ", 0) == 0;
         const std::string action = line.substr(ends ? 4 : 0);
         std::vector<std::string>& due = action == "paint" ? atPainting_ : atBox_;
-        due.assign(lines.begin() + 1, lines.end());
+        due = AddStep(lines);
         if (action == "replay") return Finish(run.Replay(document_));
         if (ends) return Finish(run.EndWith([&] { Do(action); }));
         // The smallest change that an analysis of the same planes would undo.
@@ -105,11 +106,21 @@ class DialogSession {
   private:
     HostOptions Listen(HostOptions options) {
         options.trace = [this](const std::string& line) { OnCall(line); };
-        options.displayed = [this](const DisplayCall&) { DoAll(std::exchange(atPainting_, {})); };
+        options.displayed = [this](const DisplayCall&) {
+            EXPECT_FALSE(std::exchange(isPainting_, true)) << "a painting within a painting";
+            DoAll(std::exchange(atPainting_, {}));
+            isPainting_ = false;
+        };
         return options;
     }
 
     void Add(const std::string& line) { text_ += line + '\n'; }
+
+    // Gives what is done within the step.
+    std::vector<std::string> AddStep(const std::vector<std::string>& lines) {
+        for (const std::string& line : lines) Add((&line == &lines[0] ? "" : " ") + line);
+        return {lines.begin() + 1, lines.end()};
+    }
 
     void OnCall(const std::string& line) {
         const auto begins = [&](const char* word) { return line.rfind(word, 0) == 0; };
@@ -171,6 +182,7 @@ class DialogSession {
             {"unsent", [&] { Send(run.Window(), WM_HSCROLL, SB_THUMBTRACK, 0); }},
             {"paint", [&] { run.PaintedAfter([] {}); }},
             {"move", [&] { SetWindowPos(run.Window(), nullptr, 3, 5, 0, 0, SWP_NOSIZE | SWP_NOZORDER); }},
+            {"hide", [&] { ShowWindow(run.Window(), SW_HIDE); }},
             {"destroy", [&] { DestroyWindow(run.MainWindow()); }},
             {"repaints", [&] { run.AwaitRepaintBy([&] { Do(line.substr(verb.size() + 1)); }); }},
             {"drag", [&] { Drag(run.Control(id), first); }},
@@ -289,6 +301,7 @@ class DialogSession {
     bool isQuiet_;
     std::string text_;
     bool fails_ = false;  // the next call
+    bool isPainting_ = false;
     int blocks_ = 0;
     int width_ = 0, height_ = 0;
     RECT place_{};
@@ -302,7 +315,8 @@ class DialogSession {
 };
 
 // The session that a line `document ...` begins.
-inline std::unique_ptr<DialogSession> BeginSession(const std::string& line) {
+inline std::unique_ptr<DialogSession> BeginSession(const std::vector<std::string>& lines) {
+    const std::string& line = lines[0];
     int width = 0, height = 0, depth = 0, layers = 0, top = 0, left = 0;
     std::string word;
     std::istringstream(line) >> word >> width >> height >> depth >> layers >> top >> left;
@@ -313,7 +327,7 @@ inline std::unique_ptr<DialogSession> BeginSession(const std::string& line) {
     HostOptions options = has("unread") ? FailingAt(HostCall::kReadScaledPixels, 1) : HostOptions{};
     options.offersDisplayPixels = !has("undisplayed");
     if (has("misowned")) options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
-    return std::make_unique<DialogSession>(line, document, options, !has("ownerless") && !has("misowned"),
+    return std::make_unique<DialogSession>(lines, document, options, !has("ownerless") && !has("misowned"),
                                            has("quiet"));
 }
 
@@ -327,6 +341,7 @@ inline std::string PlayScript(const std::string& path) {
         steps.back().push_back(line.substr(line[0] == ' '));
     }
     std::string text;
+    const ModulePtr module = OpenBuiltModule();  // stays, with what a session leaves in it, for the next
     std::unique_ptr<DialogSession> session;
     for (const std::vector<std::string>& step : steps) {
         if (step[0].rfind("document ", 0) != 0) {
@@ -335,7 +350,7 @@ inline std::string PlayScript(const std::string& path) {
         }
         if (session != nullptr) text += session->Text() + '\n';
         session.reset();  // there is one host at a time
-        session = BeginSession(step[0]);
+        session = BeginSession(step);
     }
     return text + session->Text();
 }

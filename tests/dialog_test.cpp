@@ -221,7 +221,7 @@ TEST(Dialog, EveryFailingCallOfARunEndsInItsCode) {
          kind = HostCall(static_cast<int>(kind) + 1)) {
         std::string trace = kFails;
         for (int call = 1; trace.find(kFails) != trace.npos; ++call) {
-            DialogSession session("", GreenDocument(60, 40, 8, 2), FailingAt(kind, call));
+            DialogSession session({""}, GreenDocument(60, 40, 8, 2), FailingAt(kind, call));
             if (session.run.Window() != nullptr) {
                 session.Step({"slider zoom 30"});
                 session.Step({"end click ok"});
