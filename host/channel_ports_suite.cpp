@@ -173,7 +173,8 @@ SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
     return result;
 }
 
-// CanRead and CanWrite: a port of the other direction can not.
+// CanRead and CanWrite: a port of the other direction can not. Any value but 0 means yes, and a host may give
+// another than 1.
 SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answer, bool aboutWriting) {
     Host* host = EnterService();
     Port* port = host == nullptr ? nullptr : DemandPort(*host, call, key);
@@ -187,7 +188,7 @@ SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answe
         return kServiceFailed;
     }
     const bool allowed = aboutWriting ? port->channel->writable : port->channel->readable;
-    *answer = port->forWriting == aboutWriting && allowed;
+    *answer = port->forWriting == aboutWriting && allowed ? 255 : 0;
     Trace(*host, call, ' ', PortText(*port), " -> 0 ", *answer ? "true" : "false");
     return noErr;
 }
