@@ -106,10 +106,10 @@ class DialogSession {
   private:
     HostOptions Listen(HostOptions options) {
         options.trace = [this](const std::string& line) { OnCall(line); };
-        options.displayed = [this](const DisplayCall&) {
-            EXPECT_FALSE(std::exchange(isPainting_, true)) << "a painting within a painting";
+        options.displayed = [this, isPainting = false](const DisplayCall&) mutable {
+            EXPECT_FALSE(std::exchange(isPainting, true)) << "a painting within a painting";
             DoAll(std::exchange(atPainting_, {}));
-            isPainting_ = false;
+            isPainting = false;
         };
         return options;
     }
@@ -301,7 +301,6 @@ class DialogSession {
     bool isQuiet_;
     std::string text_;
     bool fails_ = false;  // the next call
-    bool isPainting_ = false;
     int blocks_ = 0;
     int width_ = 0, height_ = 0;
     RECT place_{};
@@ -316,11 +315,10 @@ class DialogSession {
 
 // The session that a line `document ...` begins.
 inline std::unique_ptr<DialogSession> BeginSession(const std::vector<std::string>& lines) {
-    const std::string& line = lines[0];
     int width = 0, height = 0, depth = 0, layers = 0, top = 0, left = 0;
     std::string word;
-    std::istringstream(line) >> word >> width >> height >> depth >> layers >> top >> left;
-    const auto has = [&](const char* name) { return line.find(name) != line.npos; };
+    std::istringstream(lines[0]) >> word >> width >> height >> depth >> layers >> top >> left;
+    const auto has = [&](const char* name) { return lines[0].find(name) != std::string::npos; };
     Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
     if (has("selected")) document.selection = MakeChannel(document, 255);
     document.bounds = {top, left, top + height, left + width};
