@@ -1,4 +1,5 @@
-// The writers, by the cases of output.cases; the selection, and the flush after an abort.
+// The refinement of the rows behind, by the cases of refinement.cases; the writers, by those of output.cases;
+// the selection, and the flush after an abort.
 #include <gtest/gtest.h>
 
 #include "cases.h"
@@ -6,6 +7,10 @@
 namespace {
 
 using Pixel = std::array<int, 4>;
+
+TEST(EngineRefinement, GivesWhatTheCasesSay) {
+    ExpectPictures("refinement");
+}
 
 TEST(EngineWriters, GiveWhatTheCasesSay) {
     ExpectPictures("output");
