@@ -44,7 +44,7 @@ TESTS = [  # of the files whose names begin so, in turn until one notices the fa
     ("src/ui/preview", [REST, DIALOG, FAILURES]),
     ("src/ui/", [DIALOG, FAILURES]),
 ]
-PATIENCE = 900  # seconds for a test command, many times what any takes
+PATIENCE = 300  # seconds for a test command, several times what any takes
 
 
 def Read(path):
