@@ -73,8 +73,8 @@ TEST(EngineBackdropGrid, LargeCellsOvershootAndThinPicturesAreNoNumber) {
 // colour is within 9 levels of grey, and has its hue all the same.
 TEST(EngineBackdropGrid, TakesTheHueOfAPaleBackdrop) {
     EngineRig rig(60, 60, RunKind::kFull8);
-    for (std::int64_t i = 0; i < 600; ++i) rig.SetColour(kTopR, i, 39, 50, 38);
-    for (std::int64_t i = 600; i < rig.Pixels(); ++i) rig.SetColour(kTopR, i, 25, 31, 24);
+    for (int i = 0; i < 3600; ++i)
+        i < 600 ? rig.SetColour(kTopR, i, 39, 50, 38) : rig.SetColour(kTopR, i, 25, 31, 24);
     for (int n = 0; n < 9; ++n) rig.SetColour(kTopR, (21 + n / 3) * 60 + 36 + n % 3, 12, 40, 10);
     rig.Analyse();
     EXPECT_EQ(CellAt(7 * kGridSide + 12)[3], 9);

@@ -67,6 +67,7 @@ TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
             setup.options.fillByte = fill;
             if (word == "dark-green") {
                 for (int i = 1; i < 24; i += 2) setup.document.layers[1].colour[1].bytes[i] = 0;
+                setup.document.layers[1].colour[1].bytes[12] = 255;  // the largest that is not scaled
             } else if (word == "fewer-rows-and-columns") {
                 setup.options.shrinkScaledReads = true;
             } else if (word == "fewer-columns" || word == "fewer-rows") {
