@@ -74,6 +74,7 @@ struct PreviewRig : ShellRig {
         globals->proxyRect = {3, 5, 3 + kHeight, 5 + kWidth};
         globals->previewWidth = kWidth;
         globals->previewHeight = kHeight;
+        globals->finalRender = 1;  // of a run before
     }
     ~PreviewRig() {
         // The strict host takes no null buffer at the end.
