@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "rig/dialog_driver.h"
+#include "tests/support/dialog_driver.h"
 #include "ui/dialog_ids.h"
 
 namespace {

@@ -1,12 +1,12 @@
-// frond_bench: what the engine costs, by stage, form, picture, size and depth.
+// frond_bench: what the engine costs, by stage, variant, picture, size and depth.
 //
-//   frond_bench [--form=NAME,...] [--stage=NAME,...] [--picture=NAME,...] [--size=MEGAPIXELS,...]
+//   frond_bench [--variant=NAME,...] [--stage=NAME,...] [--picture=NAME,...] [--size=MEGAPIXELS,...]
 //               [--depth=BITS,...] [--repeat=N] [options of Google Benchmark]
 //
-// Without options: every form that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8 and
-// 16 bits, five repetitions. The forms take turns within a repetition only with
+// Without options: every variant that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8
+// and 16 bits, five repetitions. The variants take turns within a repetition only with
 // --benchmark_enable_random_interleaving=true, which needs one size and depth at a time. Every result is
-// compared with the one of the first form; a difference ends the program with 1, a wrong option with 2. A
+// compared with the one of the first variant; a difference ends the program with 1, a wrong option with 2. A
 // picture may be a photograph's file.
 #include <benchmark/benchmark.h>
 
@@ -19,9 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "engine/forms.h"
-#include "stages.h"
-#include "table.h"
+#include "bench/stages.h"
+#include "bench/table.h"
+#include "engine/variants.h"
 
 namespace bench {
 namespace {
@@ -29,7 +29,7 @@ namespace {
 using Names = std::vector<std::string>;
 
 struct Options {
-    Names forms, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, repeat{"5"};
+    Names variants, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, repeat{"5"};
 };
 
 Names Split(const std::string& list) {
@@ -48,8 +48,8 @@ Names Split(const std::string& list) {
 Options ReadOptions(int* argc, char** argv) {
     Options options;
     const std::map<std::string, Names*> known = {
-        {"--form", &options.forms}, {"--stage", &options.stages}, {"--picture", &options.pictures},
-        {"--size", &options.sizes}, {"--depth", &options.depths}, {"--repeat", &options.repeat}};
+        {"--variant", &options.variants}, {"--stage", &options.stages}, {"--picture", &options.pictures},
+        {"--size", &options.sizes},       {"--depth", &options.depths}, {"--repeat", &options.repeat}};
     int kept = 1;
     for (int i = 1; i < *argc; ++i) {
         const std::string argument = argv[i];
@@ -83,17 +83,17 @@ int Number(const std::string& text, int first, int last, const char* kind) {
 }
 
 void FillIn(Options* options) {
-    CheckNames(options->forms, kFormNames, "form");
+    CheckNames(options->variants, kVariantNames, "variant");
     CheckNames(options->stages, kStageNames, "stage");
     for (const std::string& picture : options->pictures) {
         if (!IsPictureFile(picture)) CheckNames({picture}, kPictureNames, "picture");
     }
-    for (const std::string& form : options->forms) {
-        if (!FormRunsHere(form.c_str())) Refuse("this machine does not run the form " + form);
+    for (const std::string& variant : options->variants) {
+        if (!VariantRunsHere(variant.c_str())) Refuse("this machine does not run the variant " + variant);
     }
-    if (options->forms.empty()) {
-        for (const char* const* form = kFormNames; *form != nullptr; ++form) {
-            if (FormRunsHere(*form)) options->forms.push_back(*form);
+    if (options->variants.empty()) {
+        for (const char* const* variant = kVariantNames; *variant != nullptr; ++variant) {
+            if (VariantRunsHere(*variant)) options->variants.push_back(*variant);
         }
     }
     if (options->stages.empty()) {
@@ -103,21 +103,21 @@ void FillIn(Options* options) {
     if (options->repeat.size() != 1) Refuse("one number of repetitions");
 }
 
-// The results of the first form, by stage and shape.
+// The results of the first variant, by stage and shape.
 std::map<std::string, std::uint64_t> firstHashes;
 
 void Measure(benchmark::State& state, const std::string& key, const std::string& stage,
-             const std::string& form, const Shape& shape) {
+             const std::string& variant, const Shape& shape) {
     double seconds = 0;
     std::int64_t pixels = 0;
     for (auto _ : state) {
-        const Measured measured = RunStage(stage, form, shape);
+        const Measured measured = RunStage(stage, variant, shape);
         if (!measured.error.empty()) {
             state.SkipWithError(measured.error.c_str());
             return;
         }
         if (firstHashes.emplace(key, measured.hash).first->second != measured.hash) {
-            state.SkipWithError("the result differs from that of the first form");
+            state.SkipWithError("the result differs from that of the first variant");
             return;
         }
         state.SetIterationTime(measured.seconds);
@@ -132,12 +132,12 @@ void Register(const Options& options, const std::string& picture, int size, int 
     const int repetitions = Number(options.repeat[0], 1, 1000, "number of repetitions");
     const Shape shape{picture, size, depth};
     for (const std::string& stage : options.stages) {
-        for (const std::string& form : options.forms) {
+        for (const std::string& variant : options.variants) {
             const std::string name = std::filesystem::path(picture).filename().string();
             const std::string key =
                 stage + "/" + name + "/" + std::to_string(size) + " Mpx/" + std::to_string(depth) + " bits";
-            const auto measure = [=](benchmark::State& state) { Measure(state, key, stage, form, shape); };
-            benchmark::RegisterBenchmark((key + "/" + form).c_str(), measure)
+            const auto measure = [=](benchmark::State& state) { Measure(state, key, stage, variant, shape); };
+            benchmark::RegisterBenchmark((key + "/" + variant).c_str(), measure)
                 ->UseManualTime()
                 ->Iterations(1)
                 ->Repetitions(repetitions);

@@ -1,12 +1,12 @@
-#include "pictures.h"
+#include "bench/pictures.h"
 
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 
-#include "host/picture_io.h"
-#include "host/resample.h"
-#include "host/sample_plate.h"
+#include "images/picture_io.h"
+#include "images/resample.h"
+#include "sample_plate/sample_plate.h"
 
 namespace bench {
 

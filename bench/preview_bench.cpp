@@ -13,7 +13,7 @@
 
 #include "engine/keying.h"
 #include "host/host.h"
-#include "host/sample_plate.h"
+#include "sample_plate/sample_plate.h"
 #include "shell/globals.h"
 #include "support/checked_heap.h"
 #include "ui/preview.h"

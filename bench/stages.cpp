@@ -1,4 +1,4 @@
-#include "stages.h"
+#include "bench/stages.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -6,12 +6,12 @@
 #include <memory>
 #include <optional>
 
-#include "engine/forms.h"
 #include "engine/keying.h"
+#include "engine/variants.h"
 #include "host/host.h"
-#include "rig/engine_rig.h"
+#include "plugin/plugin_main.h"
 #include "shell/parameter_table.h"
-#include "shell/plugin_main.h"
+#include "tests/support/engine_rig.h"
 
 namespace bench {
 
@@ -73,15 +73,16 @@ EngineRig& PictureRig(Prepared& p) {
     return *p.picture;
 }
 
-// The plain form keys it, so that the stages that follow the keying start from the same planes in every form.
+// The scalar reference keys it, so that the stages that follow the keying start from the same planes in every
+// variant.
 EngineRig& KeyedRig(Prepared& p) {
     if (!p.keyed) {
         EngineRig& rig = PictureRig(p);
-        const std::string form = ActiveForm()->name;
-        SetActiveForm("scalar");
+        const std::string variant = ActiveVariant()->name;
+        SetActiveVariant("scalar");
         rig.globals.FlagOutputAlpha = 1;
         rig.AnalyseAndKey();
-        SetActiveForm(form.c_str());
+        SetActiveVariant(variant.c_str());
         p.keyed = MakeRig(p);
         const Plane from[] = {kOutR, kOutG, kOutB, kOutA, kBottomR, kBottomG, kBottomB};
         const Plane to[] = {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB};
@@ -186,9 +187,10 @@ Measured RunInHost(Prepared& p, bool blendEdges) {
 
 }  // namespace
 
-Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape) {
+Measured RunStage(const std::string& stage, const std::string& variant, const Shape& shape) {
     Prepared& p = Prepare(shape);
-    if (!SetActiveForm(form.c_str())) return {0, 0, 0, "this machine does not run the form " + form};
+    if (!SetActiveVariant(variant.c_str()))
+        return {0, 0, 0, "this machine does not run the variant " + variant};
     if (stage == "run") return RunInHost(p, true);
     if (stage == "unblended") return RunInHost(p, false);
     if (stage == "engine") return RunEngine(p);

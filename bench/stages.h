@@ -15,7 +15,7 @@
 #include <cstdint>
 #include <string>
 
-#include "pictures.h"
+#include "bench/pictures.h"
 
 namespace bench {
 
@@ -23,12 +23,12 @@ extern const char* const kStageNames[];  // ending in null
 
 struct Measured {
     double seconds;      // of this thread's processor time
-    std::uint64_t hash;  // of the results: the same for every form
+    std::uint64_t hash;  // of the results: the same for every variant
     std::int64_t pixels;
     std::string error;  // empty: it ran
 };
 
-// One run of one stage, by itself. The picture of the last call is kept. form: one that runs here.
-Measured RunStage(const std::string& stage, const std::string& form, const Shape& shape);
+// One run of one stage, by itself. The picture of the last call is kept. variant: one that runs here.
+Measured RunStage(const std::string& stage, const std::string& variant, const Shape& shape);
 
 }  // namespace bench

@@ -1,10 +1,10 @@
-#include "table.h"
+#include "bench/table.h"
 
 #include <algorithm>
 #include <sstream>
 
-#include "engine/forms.h"
-#include "stages.h"
+#include "bench/stages.h"
+#include "engine/variants.h"
 
 namespace bench {
 
@@ -56,7 +56,7 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
         if (rows_.find(shape) == rows_.end()) shapes_.push_back(shape);
         std::vector<Row>& rows = rows_[shape];
         auto row = std::find_if(rows.begin(), rows.end(),
-                                [&](const Row& r) { return r.stage == parts[0] && r.form == parts[4]; });
+                                [&](const Row& r) { return r.stage == parts[0] && r.variant == parts[4]; });
         if (row == rows.end()) row = rows.insert(rows.end(), {parts[0], parts[4], {}});
         row->nanoseconds.push_back(counter->second.value);
         GetErrorStream() << run.run_name.function_name << ": " << Text("%.2f", counter->second.value)
@@ -68,7 +68,8 @@ void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows)
     // In the order of the lists, whatever the order of the runs.
     std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
         const int stageA = Place(kStageNames, a.stage), stageB = Place(kStageNames, b.stage);
-        return stageA != stageB ? stageA < stageB : Place(kFormNames, a.form) < Place(kFormNames, b.form);
+        return stageA != stageB ? stageA < stageB
+                                : Place(kVariantNames, a.variant) < Place(kVariantNames, b.variant);
     });
     std::ostream& out = GetOutputStream();
     out << "\n" << shape << "\n\n";
@@ -77,9 +78,9 @@ void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows)
         const double median = Median(row.nanoseconds);
         const auto ends = std::minmax_element(row.nanoseconds.begin(), row.nanoseconds.end());
         const auto plain = std::find_if(rows.begin(), rows.end(), [&](const Row& r) {
-            return r.stage == row.stage && r.form == "scalar";
+            return r.stage == row.stage && r.variant == "scalar";
         });
-        out << "| " << row.stage << " | " << row.form << " | " << Text("%.1f", 1000 / median) << " | "
+        out << "| " << row.stage << " | " << row.variant << " | " << Text("%.1f", 1000 / median) << " | "
             << Text("%.2f", median) << " | " << Text("%.2f", *ends.first) << " to "
             << Text("%.2f", *ends.second) << " | "
             << (plain == rows.end() ? "" : Text("%.1f", Median(plain->nanoseconds) / median)) << " |\n";

@@ -12,9 +12,10 @@ namespace bench {
 // Counters that every benchmark sets, per repetition.
 constexpr char kNanosecondsCounter[] = "ns/px";
 
-// Tables in Markdown, one for each shape of picture: a line for each stage and form, with megapixels a
+// Tables in Markdown, one for each shape of picture: a line for each stage and variant, with megapixels a
 // second, the median of nanoseconds a pixel over the repetitions, the spread from the smallest to the largest
-// of them, and the factor against the plain form. Benchmarks are named stage/picture/size/depth/form.
+// of them, and the factor against the scalar reference. Benchmarks are named
+// stage/picture/size/depth/variant.
 class TableReporter : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context& context) override;
@@ -25,7 +26,7 @@ class TableReporter : public benchmark::BenchmarkReporter {
 
   private:
     struct Row {
-        std::string stage, form;
+        std::string stage, variant;
         std::vector<double> nanoseconds;
     };
     void PrintShape(const std::string& shape, std::vector<Row>& rows);

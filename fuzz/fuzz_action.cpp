@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <vector>
 
-#include "host/frond/frond.h"
-#include "host/frond/parameters.h"
+#include "frond/frond.h"
+#include "frond/parameters.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     try {

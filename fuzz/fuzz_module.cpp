@@ -6,36 +6,36 @@
 #include <iterator>
 #include <memory>
 
-#include "engine/forms.h"
+#include "engine/variants.h"
 #include "host/host.h"
-#include "rig/form_cases.h"
+#include "plugin/plugin_main.h"
 #include "shell/globals.h"
 #include "shell/handles.h"
 #include "shell/parameter_table.h"
 #include "shell/planes.h"
-#include "shell/plugin_main.h"
 #include "support/checked_heap.h"
+#include "tests/support/variant_cases.h"
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 
 namespace {
 
-bool Rarely(Draws* draws) {
+bool OneInTen(Random* draws) {
     return draws->Below(10) == 0;
 }
 
-bool Half(Draws* draws) {
+bool Half(Random* draws) {
     return draws->Below(2) == 0;
 }
 
 // ---- The document
 
 // Samples of a few kinds: all alike, noise, or a green backdrop under noise.
-Channel DrawChannel(const Document& document, std::int32_t backdrop, Draws* draws) {
+Channel DrawChannel(const Document& document, std::int32_t backdrop, Random* draws) {
     const std::int32_t largest = document.depth == 8 ? 255 : kHostMaxSample16;
     const std::int32_t step = largest / 255, noise = draws->Below(3) == 0 ? largest : 6 * step;
     Channel channel = MakeChannel(document, 0);
-    Draws random(draws->Below(1u << 31));
+    Random random(draws->Below(1u << 31));
     const std::int32_t width = WidthOf(document.bounds), height = HeightOf(document.bounds);
     for (std::int32_t y = 0; y < height; ++y) {
         for (std::int32_t x = 0; x < width; ++x) {
@@ -44,63 +44,63 @@ Channel DrawChannel(const Document& document, std::int32_t backdrop, Draws* draw
             SetSample(document, channel, x, y, static_cast<std::uint16_t>(std::min(sample, largest)));
         }
     }
-    channel.readable = !Rarely(draws);
-    channel.hasWritePort = !Rarely(draws);
-    channel.writable = !Rarely(draws);
+    channel.readable = !OneInTen(draws);
+    channel.hasWritePort = !OneInTen(draws);
+    channel.writable = !OneInTen(draws);
     return channel;
 }
 
-Layer DrawLayer(const Document& document, Draws* draws) {
+Layer DrawLayer(const Document& document, Random* draws) {
     Layer layer;
     layer.name = "layer";
     const std::int32_t backdrop[] = {60, 190, 80};
-    const std::uint32_t channels = Rarely(draws) ? 4 : 3;
+    const std::uint32_t channels = OneInTen(draws) ? 4 : 3;
     for (std::uint32_t i = 0; i < channels; ++i)
         layer.colour.push_back(DrawChannel(document, backdrop[i % 3], draws));
     if (Half(draws)) layer.transparency = DrawChannel(document, Half(draws) ? 255 : 100, draws);
-    if (Rarely(draws)) layer.mask = DrawChannel(document, 100, draws);
+    if (OneInTen(draws)) layer.mask = DrawChannel(document, 100, draws);
     return layer;
 }
 
-Document DrawDocument(Draws* draws) {
+Document DrawDocument(Random* draws) {
     std::int32_t width = draws->Between(1, 40), height = draws->Between(1, 50);
-    if (Rarely(draws)) width = draws->Between(1, 3000);
-    if (Rarely(draws)) std::swap(width, height);
+    if (OneInTen(draws)) width = draws->Between(1, 3000);
+    if (OneInTen(draws)) std::swap(width, height);
     if (std::int64_t{width} * height > 20000) height = 1 + 20000 / width;
     Document document = MakeDocument(width, height, Half(draws) ? 8 : 16);
-    if (Rarely(draws)) {  // the corner of a canvas that was cropped
+    if (OneInTen(draws)) {  // the corner of a canvas that was cropped
         const std::int32_t x = draws->Between(-60, 60), y = draws->Between(-60, 60);
         document.bounds = {y, x, y + height, x + width};
     }
-    const std::uint32_t layers = Rarely(draws) ? draws->Below(4) : 2;
+    const std::uint32_t layers = OneInTen(draws) ? draws->Below(4) : 2;
     for (std::uint32_t i = 0; i < layers; ++i) document.layers.push_back(DrawLayer(document, draws));
-    if (layers == 0 || Rarely(draws)) document.flat = DrawLayer(document, draws);
-    if (Rarely(draws)) document.alphaChannels.push_back(DrawChannel(document, 0, draws));
+    if (layers == 0 || OneInTen(draws)) document.flat = DrawLayer(document, draws);
+    if (OneInTen(draws)) document.alphaChannels.push_back(DrawChannel(document, 0, draws));
     if (draws->Below(3) == 0) document.selection = DrawChannel(document, Half(draws) ? 0 : 100, draws);
     document.targetLayer = layers == 0 ? kTargetFlat : static_cast<int>(draws->Below(layers));
     return document;
 }
 
-Descriptor DrawDescriptor(Draws* draws) {
+Descriptor DrawDescriptor(Random* draws) {
     Descriptor descriptor;
     for (const ParameterInfo& info : kParameters) {
-        if (Rarely(draws)) continue;
+        if (OneInTen(draws)) continue;
         const std::int32_t far = draws->Between(-2000000000, 2000000000);
-        const std::int32_t slider = Rarely(draws) ? far : draws->Between(-20, 220);
+        const std::int32_t slider = OneInTen(draws) ? far : draws->Between(-20, 220);
         if (info.isFlag) {
             descriptor.push_back({info.key, kTypeBoolean, static_cast<std::int32_t>(draws->Below(2))});
         } else {
             descriptor.push_back({info.key, kTypeInteger, slider});
         }
     }
-    if (Rarely(draws)) descriptor.push_back({FourCC("what"), kTypeInteger, 1});
+    if (OneInTen(draws)) descriptor.push_back({FourCC("what"), kTypeInteger, 1});
     return descriptor;
 }
 
 // ---- The host
 
 // What a host may lack. Drawn once, for all calls.
-std::function<void(FilterRecord&)> DrawGaps(Draws* draws) {
+std::function<void(FilterRecord&)> DrawMissingServices(Random* draws) {
     const std::uint32_t gap = draws->Below(12);
     return [gap](FilterRecord& record) {
         ReadImageDocumentDesc* const document = record.documentInfo;
@@ -146,28 +146,28 @@ bool HandlesUsable(const HostOptions& options) {
     return options.handleProcsVersion == kHandleProcsVersion && options.numHandleProcs >= kHandleProcsCount;
 }
 
-HostOptions DrawOptions(Draws* draws) {
+HostOptions DrawOptions(Random* draws) {
     HostOptions options;
     options.playInfo = static_cast<std::int16_t>(draws->Below(3));
     options.fillByte = static_cast<std::uint8_t>(draws->Below(256));
     options.moveHandles = Half(draws);
     options.disposeClearsPointer = Half(draws);
-    options.offersDisplayPixels = !Rarely(draws);
+    options.offersDisplayPixels = !OneInTen(draws);
     if (draws->Below(3) == 0) options.failAt = draws->Between(1, 90);
-    options.failKindEnabled = Rarely(draws);
+    options.failKindEnabled = OneInTen(draws);
     options.failKind = static_cast<HostCall>(draws->Below(static_cast<int>(HostCall::kDisplayPixels) + 1));
     options.failKindAt = draws->Between(0, 8);
     if (draws->Below(4) == 0) options.abortAt = draws->Between(1, 3);
-    options.allocateBlockGivesNull = Rarely(draws);
-    options.shrinkScaledReads = Rarely(draws);
-    if (Rarely(draws)) options.closeReadCode = static_cast<OSErr>(-draws->Between(1, 2000));
-    if (Rarely(draws)) options.closeWriteCode = -50;
-    if (Rarely(draws)) options.handleProcsVersion = 2;
-    if (Rarely(draws)) options.numHandleProcs = 7;
+    options.allocateBlockGivesNull = OneInTen(draws);
+    options.shrinkScaledReads = OneInTen(draws);
+    if (OneInTen(draws)) options.closeReadCode = static_cast<OSErr>(-draws->Between(1, 2000));
+    if (OneInTen(draws)) options.closeWriteCode = -50;
+    if (OneInTen(draws)) options.handleProcsVersion = 2;
+    if (OneInTen(draws)) options.numHandleProcs = 7;
     // The host's own handles, which a descriptor is behind, cannot be given back then.
-    options.descriptorsUsable = HandlesUsable(options) && !Rarely(draws);
-    if (Rarely(draws)) options.missingSuites.push_back(Half(draws) ? kPSBufferSuite : kPSChannelPortsSuite);
-    if (draws->Below(4) == 0) options.adjustRecord = DrawGaps(draws);
+    options.descriptorsUsable = HandlesUsable(options) && !OneInTen(draws);
+    if (OneInTen(draws)) options.missingSuites.push_back(Half(draws) ? kPSBufferSuite : kPSChannelPortsSuite);
+    if (draws->Below(4) == 0) options.adjustRecord = DrawMissingServices(draws);
     return options;
 }
 
@@ -184,7 +184,7 @@ void FreeProcessHandles(Host& host) {
 
 // ---- The walk
 
-void PlaySelectors(Host& host, Document& document, Draws* draws) {
+void PlaySelectors(Host& host, Document& document, Random* draws) {
     OpenDocument(host, document);
     constexpr std::int16_t kSelectors[] = {-1, 1, 2, 3, 3, 3, 4, 5, 7};  // mostly Start, which does the work
     const std::uint32_t calls = draws->Between(1, 6);
@@ -194,7 +194,7 @@ void PlaySelectors(Host& host, Document& document, Draws* draws) {
 }
 
 // The preview as a dialog would drive it: opened, zoomed, scrolled, tuned and closed.
-void PlayPreview(Host& host, Document& document, Draws* draws) {
+void PlayPreview(Host& host, Document& document, Random* draws) {
     OpenDocument(host, document);
     FilterRecord* const record = PrepareRecord(host);
     gSPBasicSuite = record->sSPBasic;
@@ -214,7 +214,7 @@ void PlayPreview(Host& host, Document& document, Draws* draws) {
             globals->previewScrollY = draws->Between(0, 100);
             globals->mustReload = globals->mustReload || Half(draws);
             globals->FlagOutputAlpha = Half(draws);
-            globals->FlagBlueLogic = Rarely(draws);
+            globals->FlagBlueLogic = OneInTen(draws);
             globals->SliderRemoveGreen = draws->Between(0, 100);
             try {
                 ComposePreview(globals);
@@ -243,9 +243,9 @@ void PlayPreview(Host& host, Document& document, Draws* draws) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    Draws draws(bytes, size);
-    const char* const form = kFormNames[draws.Below(4)];
-    SetActiveForm(FormRunsHere(form) ? form : "scalar");
+    Random draws(bytes, size);
+    const char* const variant = kVariantNames[draws.Below(4)];
+    SetActiveVariant(VariantRunsHere(variant) ? variant : "scalar");
     HostPtr host = CreateHost(DrawOptions(&draws));
     const std::uint32_t runs = draws.Between(1, 2);
     for (std::uint32_t i = 0; i < runs; ++i) {
@@ -263,7 +263,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                           Half(&draws) ? AskForParameters::kYes : AskForParameters::kNo);
         }
     }
-    if (Rarely(&draws)) ShowAbout(*host, PluginMain);
+    if (OneInTen(&draws)) ShowAbout(*host, PluginMain);
     FreeProcessHandles(*host);
     CloseHost(*host);
     bool allowed = true;

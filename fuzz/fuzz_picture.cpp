@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "host/frond/frond.h"
-#include "host/frond/module_words.h"
-#include "host/frond/pe_resources.h"
-#include "host/picture_check.h"
-#include "host/picture_metadata.h"
-#include "host/resample.h"
-#include "rig/form_cases.h"
+#include "frond/describe_module.h"
+#include "frond/frond.h"
+#include "frond/pe_resources.h"
+#include "images/picture_check.h"
+#include "images/picture_metadata.h"
+#include "images/resample.h"
+#include "tests/support/variant_cases.h"
 
 namespace {
 
@@ -34,8 +34,8 @@ void CheckFile(const Bytes& file) {
 void CheckModule(const Bytes& file) {
     try {
         for (const frond::PeResource& resource : frond::ParsePeFile(file, "module").resources) {
-            if (resource.type == "PIPL") frond::PropertyListInWords(resource.data);
-            if (resource.type == "AETE") frond::TerminologyInWords(resource.data);
+            if (resource.type == "PIPL") frond::DescribePropertyList(resource.data);
+            if (resource.type == "AETE") frond::DescribeTerminology(resource.data);
         }
     } catch (const frond::Failure&) {
     } catch (const frond::OutOfBytes&) {
@@ -50,7 +50,7 @@ void CheckWords(InWords inWords, const Bytes& bytes) {
     }
 }
 
-void CheckConversions(Draws draws) {
+void CheckConversions(Random draws) {
     const int width = draws.Between(1, 40), height = draws.Between(1, 40);
     frond::Picture picture = frond::MakePicture(width, height, draws.Below(2) == 0 ? 8 : 16,
                                                 draws.Below(2) == 0 ? 1 : 3, draws.Below(2) == 0);
@@ -58,7 +58,7 @@ void CheckConversions(Draws draws) {
         for (std::uint16_t& sample : plane)
             sample = static_cast<std::uint16_t>(draws.Between(0, frond::LargestSample(picture.depth)));
     }
-    picture = frond::Upright(std::move(picture), draws.Between(-1, 10));
+    picture = frond::ApplyOrientation(std::move(picture), draws.Between(-1, 10));
     if (draws.Below(2) == 0) frond::ChangeDepth(picture, draws.Below(2) == 0 ? 8 : 16);
     if (draws.Below(2) == 0) {
         picture.offsetX = draws.Between(-2000000000, 2000000000);
@@ -83,9 +83,9 @@ void CheckConversions(Draws draws) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     if (size == 0) return 0;
     const Bytes file(bytes, bytes + size), behindFirst(bytes + 1, bytes + size);
-    if (file[0] == 'p') CheckWords(frond::PropertyListInWords, behindFirst);
-    if (file[0] == 't') CheckWords(frond::TerminologyInWords, behindFirst);
-    if (file[0] == 'c') CheckConversions(Draws(bytes + 1, size - 1));
+    if (file[0] == 'p') CheckWords(frond::DescribePropertyList, behindFirst);
+    if (file[0] == 't') CheckWords(frond::DescribeTerminology, behindFirst);
+    if (file[0] == 'c') CheckConversions(Random(bytes + 1, size - 1));
     CheckFile(file);
     CheckModule(file);
     return 0;

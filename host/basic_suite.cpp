@@ -23,7 +23,7 @@ SPErr AcquireSuite(const char* name, std::int32_t version, const void** suite) {
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;
     if (name == nullptr || suite == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "AcquireSuite: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "AcquireSuite: null argument");
         return kServiceFailed;
     }
     // A failed acquisition leaves the caller's pointer as it is.
@@ -45,7 +45,7 @@ SPErr ReleaseSuite(const char* name, std::int32_t version) {
     Trace(*host, "ReleaseSuite \"", text, "\" ", version);
     const auto found = host->acquired.find(text);
     if (found == host->acquired.end() || found->second == 0) {
-        Violate(*host, ViolationKind::kSuite, "ReleaseSuite: \"", text, "\" is not acquired");
+        ReportViolation(*host, ViolationKind::kSuite, "ReleaseSuite: \"", text, "\" is not acquired");
         return kServiceFailed;
     }
     --found->second;
@@ -67,7 +67,7 @@ SPErr AllocateBlock(std::size_t size, void** block) {
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;
     if (block == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "AllocateBlock: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "AllocateBlock: null argument");
         return kServiceFailed;
     }
     *block = nullptr;
@@ -88,8 +88,8 @@ SPErr FreeBlock(void* address) {
     if (address == nullptr) return noErr;
     const GuardedBlock* block = FindGuarded(host->memory, BlockKind::kBlock, address);
     if (block == nullptr) {
-        Violate(*host, ViolationKind::kBadPointer, "FreeBlock: ", NameOfAddress(host->memory, address),
-                " is no block");
+        ReportViolation(*host, ViolationKind::kBadPointer,
+                        "FreeBlock: ", NameOfAddress(host->memory, address), " is no block");
         return kServiceFailed;
     }
     Retire(*host, *block);

@@ -25,14 +25,14 @@ void Dispose(void** address) {
     Host* host = EnterService();
     if (host == nullptr) return;
     if (address == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "Dispose: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "Dispose: null argument");
         return;
     }
     Trace(*host, "Dispose ", NameOfAddress(host->memory, *address));
     const GuardedBlock* buffer = FindGuarded(host->memory, BlockKind::kBuffer, *address);
     if (buffer == nullptr) {
-        Violate(*host, ViolationKind::kBadPointer, "Dispose: ", NameOfAddress(host->memory, *address),
-                " is no buffer");
+        ReportViolation(*host, ViolationKind::kBadPointer, "Dispose: ", NameOfAddress(host->memory, *address),
+                        " is no buffer");
         return;
     }
     Retire(*host, *buffer);

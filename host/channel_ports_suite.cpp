@@ -56,19 +56,19 @@ void CopySamples(const Document& document, Channel& channel, const VRect& asked,
 SPErr Transfer(const char* call, HostCall kind, PIChannelPort key, VRect* rect, const PixelMemoryDesc* memory,
                bool toChannel) {
     Host* host = EnterService();
-    Port* port = host == nullptr ? nullptr : DemandPort(*host, call, key);
+    Port* port = host == nullptr ? nullptr : RequirePort(*host, call, key);
     if (port == nullptr) return kServiceFailed;
     SPErr result = kServiceFailed;
     const VRect asked = rect != nullptr ? *rect : VRect{};
     VRect inside{};
     PixelArea area{};
     if (port->forWriting != toChannel) {
-        Violate(*host, ViolationKind::kBadPort, call, ": port ", port->id, " is for ",
-                toChannel ? "reading" : "writing");
+        ReportViolation(*host, ViolationKind::kBadPort, call, ": port ", port->id, " is for ",
+                        toChannel ? "reading" : "writing");
     } else if (!(toChannel ? port->channel->writable : port->channel->readable)) {
-        Violate(*host, ViolationKind::kBadPort, call, ": port ", port->id, " said that it cannot");
-    } else if (DemandRectangle(*host, call, rect, &inside) &&
-               DemandMemory(*host, call, *port->channel, memory, HeightOf(asked), WidthOf(asked), &area) &&
+        ReportViolation(*host, ViolationKind::kBadPort, call, ": port ", port->id, " said that it cannot");
+    } else if (RequireRectangle(*host, call, rect, &inside) &&
+               RequireMemory(*host, call, *port->channel, memory, HeightOf(asked), WidthOf(asked), &area) &&
                !FailsNow(*host, kind)) {
         CopySamples(*host->openDocument, *port->channel, asked, inside, area, toChannel);
         *rect = inside;
@@ -84,7 +84,7 @@ SPErr Transfer(const char* call, HostCall kind, PIChannelPort key, VRect* rect, 
 SPErr ReadPixelsFromLevel(PIChannelPort key, std::int32_t level, VRect* rect, const PixelMemoryDesc* memory) {
     Host* host = EnterService();
     if (host != nullptr && level != 0) {
-        Violate(*host, ViolationKind::kBadArgument, "ReadPixelsFromLevel: there is no level ", level);
+        ReportViolation(*host, ViolationKind::kBadArgument, "ReadPixelsFromLevel: there is no level ", level);
         return kServiceFailed;
     }
     return Transfer("ReadPixelsFromLevel", HostCall::kReadPixels, key, rect, memory, false);
@@ -110,23 +110,23 @@ bool PrepareScaledRead(Host& host, const Port& port, const VRect* rect, const PS
                        const PixelMemoryDesc* memory, VRect* source, ScaledTarget* target) {
     constexpr const char* kCall = "ReadScaledPixels";
     if (port.forWriting || !port.channel->readable) {
-        Violate(host, ViolationKind::kBadPort, kCall, ": port ", port.id,
-                port.forWriting ? " is for writing" : " said that it cannot");
+        ReportViolation(host, ViolationKind::kBadPort, kCall, ": port ", port.id,
+                        port.forWriting ? " is for writing" : " said that it cannot");
         return false;
     }
     if (rect == nullptr || scaling == nullptr) {
-        Violate(host, ViolationKind::kBadArgument, kCall, ": null argument");
+        ReportViolation(host, ViolationKind::kBadArgument, kCall, ": null argument");
         return false;
     }
     const VRect& destination = scaling->destinationRect;
     if (IsEmpty(*rect) || !Contains(destination, *rect)) {
-        Violate(host, ViolationKind::kBadRectangle, kCall, ": ", RectText(*rect),
-                " is no part of the destination ", RectText(destination));
+        ReportViolation(host, ViolationKind::kBadRectangle, kCall, ": ", RectText(*rect),
+                        " is no part of the destination ", RectText(destination));
         return false;
     }
     PixelArea area{};
-    if (!DemandSource(host, scaling->sourceRect, source) ||
-        !DemandMemory(host, kCall, *port.channel, memory, HeightOf(*rect), WidthOf(*rect), &area)) {
+    if (!RequireSource(host, scaling->sourceRect, source) ||
+        !RequireMemory(host, kCall, *port.channel, memory, HeightOf(*rect), WidthOf(*rect), &area)) {
         return false;
     }
     target->data = static_cast<std::uint8_t*>(const_cast<void*>(area.data));
@@ -144,7 +144,7 @@ bool PrepareScaledRead(Host& host, const Port& port, const VRect* rect, const PS
 SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
                        const PixelMemoryDesc* memory) {
     Host* host = EnterService();
-    Port* port = host == nullptr ? nullptr : DemandPort(*host, "ReadScaledPixels", key);
+    Port* port = host == nullptr ? nullptr : RequirePort(*host, "ReadScaledPixels", key);
     if (port == nullptr) return kServiceFailed;
     SPErr result = kServiceFailed;
     const VRect asked = rect != nullptr ? *rect : VRect{};
@@ -177,10 +177,10 @@ SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
 // another than 1.
 SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answer, bool aboutWriting) {
     Host* host = EnterService();
-    Port* port = host == nullptr ? nullptr : DemandPort(*host, call, key);
+    Port* port = host == nullptr ? nullptr : RequirePort(*host, call, key);
     if (port == nullptr) return kServiceFailed;
     if (answer == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, call, ": null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, call, ": null argument");
         return kServiceFailed;
     }
     if (FailsNow(*host, kind)) {

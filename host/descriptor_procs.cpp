@@ -11,11 +11,11 @@ constexpr int kMostKeys = 64;  // more expected keys than this is an array witho
 constexpr FourCharCode kKeyFound = FourCC("null");
 
 template <typename Key, typename Token>
-Token* DemandToken(Host& host, const char* call, std::map<Key, std::unique_ptr<Token>>& open, Key key) {
+Token* RequireToken(Host& host, const char* call, std::map<Key, std::unique_ptr<Token>>& open, Key key) {
     const auto found = open.find(key);
     if (found != open.end()) return found->second.get();
-    Violate(host, ViolationKind::kBadToken, call, ": ", key == nullptr ? "null" : "unknown or closed",
-            " token");
+    ReportViolation(host, ViolationKind::kBadToken, call, ": ", key == nullptr ? "null" : "unknown or closed",
+                    " token");
     return nullptr;
 }
 
@@ -41,7 +41,7 @@ std::string KeysText(Host& host, const FourCharCode* keys) {
         if (keys[i] == 0) return text + " 0";
         text += ' ' + CodeText(keys[i]);
     }
-    Violate(host, ViolationKind::kBadArgument, kOpenRead, ": the keys do not end with 0");
+    ReportViolation(host, ViolationKind::kBadArgument, kOpenRead, ": the keys do not end with 0");
     return text;
 }
 
@@ -52,8 +52,8 @@ PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
     if (handle != nullptr) {
         std::optional<Descriptor> items = ReadHandle(*host, handle);
         if (!items) {
-            Violate(*host, ViolationKind::kBadHandle, kOpenRead, ": ", HandleText(*host, handle),
-                    " is no descriptor");
+            ReportViolation(*host, ViolationKind::kBadHandle, kOpenRead, ": ", HandleText(*host, handle),
+                            " is no descriptor");
         } else if (!FailsNow(*host, HostCall::kOpenReadDescriptor)) {
             token = std::make_unique<ReadToken>();
             token->id = ++host->tokensMade;
@@ -76,10 +76,10 @@ PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
 
 Boolean GetKey(PIReadDescriptor key, FourCharCode* itemKey, FourCharCode* type, std::int32_t* flags) {
     Host* host = EnterService();
-    ReadToken* token = host == nullptr ? nullptr : DemandToken(*host, "getKeyProc", host->readTokens, key);
+    ReadToken* token = host == nullptr ? nullptr : RequireToken(*host, "getKeyProc", host->readTokens, key);
     if (token == nullptr) return 0;
     if (itemKey == nullptr || type == nullptr || flags == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "getKeyProc: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "getKeyProc: null argument");
         return 0;
     }
     token->valuePending = token->next < token->items.size();
@@ -101,14 +101,14 @@ Boolean GetKey(PIReadDescriptor key, FourCharCode* itemKey, FourCharCode* type, 
 template <typename Value>
 OSErr GetValue(const char* call, PIReadDescriptor key, Value* value, FourCharCode type) {
     Host* host = EnterService();
-    ReadToken* token = host == nullptr ? nullptr : DemandToken(*host, call, host->readTokens, key);
+    ReadToken* token = host == nullptr ? nullptr : RequireToken(*host, call, host->readTokens, key);
     if (token == nullptr) return kServiceFailed;
     if (value == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, call, ": null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, call, ": null argument");
         return kServiceFailed;
     }
     if (!token->valuePending) {
-        Violate(*host, ViolationKind::kBadToken, call, ": token ", token->id, " has named no key");
+        ReportViolation(*host, ViolationKind::kBadToken, call, ": token ", token->id, " has named no key");
         return kServiceFailed;
     }
     token->valuePending = false;
@@ -133,7 +133,7 @@ OSErr GetBoolean(PIReadDescriptor key, Boolean* value) {
 OSErr CloseRead(PIReadDescriptor key) {
     Host* host = EnterService();
     ReadToken* token =
-        host == nullptr ? nullptr : DemandToken(*host, "closeReadDescriptorProc", host->readTokens, key);
+        host == nullptr ? nullptr : RequireToken(*host, "closeReadDescriptorProc", host->readTokens, key);
     if (token == nullptr) return kServiceFailed;
     OSErr result = token->missing.empty() ? noErr : errMissingParameter;
     if (host->options.closeReadCode != noErr) result = host->options.closeReadCode;
@@ -160,7 +160,7 @@ PIWriteDescriptor OpenWrite() {
 
 OSErr PutValue(const char* call, PIWriteDescriptor key, const DescriptorItem& item) {
     Host* host = EnterService();
-    WriteToken* token = host == nullptr ? nullptr : DemandToken(*host, call, host->writeTokens, key);
+    WriteToken* token = host == nullptr ? nullptr : RequireToken(*host, call, host->writeTokens, key);
     if (token == nullptr) return kServiceFailed;
     OSErr result = noErr;
     if (FailsNow(*host, HostCall::kPutValue)) {
@@ -168,8 +168,8 @@ OSErr PutValue(const char* call, PIWriteDescriptor key, const DescriptorItem& it
     } else {
         for (const DescriptorItem& earlier : token->items) {
             if (earlier.key == item.key) {
-                Violate(*host, ViolationKind::kBadArgument, call, ": ", CodeText(item.key),
-                        " is there already");
+                ReportViolation(*host, ViolationKind::kBadArgument, call, ": ", CodeText(item.key),
+                                " is there already");
             }
         }
         token->items.push_back(item);
@@ -189,12 +189,12 @@ OSErr PutBoolean(PIWriteDescriptor key, FourCharCode itemKey, Boolean value) {
 OSErr CloseWrite(PIWriteDescriptor key, Handle* handle) {
     Host* host = EnterService();
     WriteToken* token =
-        host == nullptr ? nullptr : DemandToken(*host, "closeWriteDescriptorProc", host->writeTokens, key);
+        host == nullptr ? nullptr : RequireToken(*host, "closeWriteDescriptorProc", host->writeTokens, key);
     if (token == nullptr) return kServiceFailed;
     OSErr result = host->options.closeWriteCode;
     Handle made = nullptr;
     if (handle == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "closeWriteDescriptorProc: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "closeWriteDescriptorProc: null argument");
         result = kServiceFailed;
     } else if (FailsNow(*host, HostCall::kCloseWriteDescriptor)) {
         result = kServiceFailed;

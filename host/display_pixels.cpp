@@ -28,7 +28,7 @@ bool ShowsSomething(const PSPixelMap& map) {
 
 bool MapIsSound(Host& host, const PSPixelMap& map, const VRect& source) {
     const auto refuse = [&](const char* reason) {
-        Violate(host, ViolationKind::kBadMemory, "displayPixels: ", reason);
+        ReportViolation(host, ViolationKind::kBadMemory, "displayPixels: ", reason);
         return false;
     };
     if (map.version < 1 || map.version > kMapVersion) return refuse("an unknown version of the map");
@@ -77,7 +77,7 @@ OSErr DisplayPixels(const PSPixelMap* map, const VRect* sourceRect, std::int32_t
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;
     if (map == nullptr || sourceRect == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "displayPixels: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "displayPixels: null argument");
         return kServiceFailed;
     }
     DisplayCall shown{};

@@ -84,7 +84,7 @@ void SetSample(const Document& document, Channel& channel, std::int32_t x, std::
     }
 }
 
-std::string FaultOfDocument(const Document& document) {
+std::string ValidateDocument(const Document& document) {
     if (document.depth != 8 && document.depth != 16) return "the depth is neither 8 nor 16";
     const VRect& bounds = document.bounds;
     if (bounds.right <= bounds.left || bounds.bottom <= bounds.top) return "the document has no pixels";

@@ -77,4 +77,4 @@ void SetSample(const Document& document, Channel& channel, std::int32_t x, std::
 // What keeps the document from being opened, in one line; empty when nothing does. A document has at least
 // one pixel, a depth of 8 or 16, a target that exists with three colour channels, and channels of the right
 // size.
-std::string FaultOfDocument(const Document& document);
+std::string ValidateDocument(const Document& document);

@@ -7,7 +7,7 @@ SPErr BrowseUrl(const char* url) {
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;
     if (url == nullptr) {
-        Violate(*host, ViolationKind::kBadArgument, "BrowseUrl: null argument");
+        ReportViolation(*host, ViolationKind::kBadArgument, "BrowseUrl: null argument");
         return kServiceFailed;
     }
     SPErr result = kServiceFailed;

@@ -16,9 +16,10 @@ const HandleRecord* FindRecord(const Host& host, Handle handle) {
     return found == host.handles.end() ? nullptr : found->second.get();
 }
 
-HandleRecord* DemandHandle(Host& host, const char* call, Handle handle) {
+HandleRecord* RequireHandle(Host& host, const char* call, Handle handle) {
     HandleRecord* record = FindHandle(host, handle);
-    if (record == nullptr) Violate(host, ViolationKind::kBadHandle, call, ": ", HandleText(host, handle));
+    if (record == nullptr)
+        ReportViolation(host, ViolationKind::kBadHandle, call, ": ", HandleText(host, handle));
     return record;
 }
 
@@ -37,7 +38,7 @@ Handle NewHandle(std::int32_t size) {
     Host* host = EnterService();
     if (host == nullptr) return nullptr;
     if (size < 0) {
-        Violate(*host, ViolationKind::kBadArgument, "NewHandle: a size of ", size);
+        ReportViolation(*host, ViolationKind::kBadArgument, "NewHandle: a size of ", size);
         return nullptr;
     }
     const bool fails = FailsNow(*host, HostCall::kNewHandle);
@@ -51,15 +52,15 @@ void DisposeHandle(Handle handle) {
     Host* host = EnterService();
     if (host == nullptr) return;
     Trace(*host, "DisposeHandle ", HandleText(*host, handle));
-    const HandleRecord* record = DemandHandle(*host, "DisposeHandle", handle);
+    const HandleRecord* record = RequireHandle(*host, "DisposeHandle", handle);
     if (record == nullptr) return;
     if (record->locks > 0) {
-        Violate(*host, ViolationKind::kLocking, "DisposeHandle: handle ", record->id, " is locked");
+        ReportViolation(*host, ViolationKind::kLocking, "DisposeHandle: handle ", record->id, " is locked");
     }
     for (const auto& [token, reader] : host->readTokens) {
         if (reader->source == handle) {
-            Violate(*host, ViolationKind::kBadToken, "DisposeHandle: handle ", record->id,
-                    " is a descriptor being read by reader ", reader->id);
+            ReportViolation(*host, ViolationKind::kBadToken, "DisposeHandle: handle ", record->id,
+                            " is a descriptor being read by reader ", reader->id);
         }
     }
     DropHandle(*host, handle);
@@ -67,7 +68,7 @@ void DisposeHandle(Handle handle) {
 
 char* LockHandle(Handle handle, Boolean moveHigh) {
     Host* host = EnterService();
-    HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "LockHandle", handle);
+    HandleRecord* record = host == nullptr ? nullptr : RequireHandle(*host, "LockHandle", handle);
     if (record == nullptr) return nullptr;
     char* address = nullptr;
     if (!FailsNow(*host, HostCall::kLockHandle)) {
@@ -82,11 +83,12 @@ char* LockHandle(Handle handle, Boolean moveHigh) {
 
 void UnlockHandle(Handle handle) {
     Host* host = EnterService();
-    HandleRecord* record = host == nullptr ? nullptr : DemandHandle(*host, "UnlockHandle", handle);
+    HandleRecord* record = host == nullptr ? nullptr : RequireHandle(*host, "UnlockHandle", handle);
     if (record == nullptr) return;
     Trace(*host, "UnlockHandle handle ", record->id);
     if (record->locks == 0) {
-        Violate(*host, ViolationKind::kLocking, "UnlockHandle: handle ", record->id, " is not locked");
+        ReportViolation(*host, ViolationKind::kLocking, "UnlockHandle: handle ", record->id,
+                        " is not locked");
         return;
     }
     --record->locks;

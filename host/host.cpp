@@ -67,7 +67,8 @@ Handle ParametersHandle(const Host& host) {
 Host* EnterService() {
     Host* host = currentHost;
     if (host != nullptr && host->insideModule && std::this_thread::get_id() != host->moduleThread) {
-        Violate(*host, ViolationKind::kThread, "a service was called from another thread than the module's");
+        ReportViolation(*host, ViolationKind::kThread,
+                        "a service was called from another thread than the module's");
     }
     return host;
 }
@@ -99,22 +100,22 @@ std::string RectText(const VRect& rect) {
 
 void Retire(Host& host, const GuardedBlock& block) {
     if (!GuardsIntact(block)) {
-        Violate(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ", block.size,
-                " bytes was written past its ends");
+        ReportViolation(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ",
+                        block.size, " bytes was written past its ends");
     }
     const int late = RetireGuarded(host.memory, BytesOf(block), host.options.quarantineBytes);
-    if (late > 0) Violate(host, ViolationKind::kUseAfterFree, "freed memory was written to");
+    if (late > 0) ReportViolation(host, ViolationKind::kUseAfterFree, "freed memory was written to");
 }
 
 void CheckAllMemory(Host& host) {
     for (const auto& [address, block] : host.memory.live) {
         if (!GuardsIntact(block)) {
-            Violate(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ", block.size,
-                    " bytes was written past its ends");
+            ReportViolation(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ",
+                            block.size, " bytes was written past its ends");
         }
     }
     if (DrainQuarantine(host.memory, 0) > 0) {
-        Violate(host, ViolationKind::kUseAfterFree, "freed memory was written to");
+        ReportViolation(host, ViolationKind::kUseAfterFree, "freed memory was written to");
     }
 }
 
@@ -123,7 +124,7 @@ bool AreaFits(Host& host, const char* call, const PixelArea& area) {
     const GuardedBlock* block = GuardedAround(host.memory, area.data);
     if (block == nullptr) {
         if (!IsQuarantined(host.memory, area.data)) return true;
-        Violate(host, ViolationKind::kUseAfterFree, call, ": the memory named was given back before");
+        ReportViolation(host, ViolationKind::kUseAfterFree, call, ": the memory named was given back before");
         return false;
     }
     const std::int64_t first = static_cast<const std::uint8_t*>(area.data) - BytesOf(*block);
@@ -134,7 +135,8 @@ bool AreaFits(Host& host, const char* call, const PixelArea& area) {
     const std::int64_t high =
         first + std::max<std::int64_t>(rowSpan, 0) + std::max<std::int64_t>(columnSpan, 0) + area.sampleBytes;
     if (low >= 0 && high <= static_cast<std::int64_t>(block->size)) return true;
-    Violate(host, ViolationKind::kBadMemory, call, ": ", area.rows, " rows of ", area.columns, " samples at ",
-            NameOfAddress(host.memory, area.data), " overrun its ", block->size, " bytes");
+    ReportViolation(host, ViolationKind::kBadMemory, call, ": ", area.rows, " rows of ", area.columns,
+                    " samples at ", NameOfAddress(host.memory, area.data), " overrun its ", block->size,
+                    " bytes");
     return false;
 }

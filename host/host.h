@@ -189,7 +189,7 @@ struct RunResult {
 // Walks the module through one run on the document: selector 1 if asked for, then 2, 3 and 5; a result other
 // than 0 ends the run. The data word, the parameters and the descriptor stay with the host for the next run.
 // At the end no buffer and no block may be left. The document is changed in place; throws
-// std::invalid_argument when FaultOfDocument finds one.
+// std::invalid_argument when ValidateDocument finds one.
 RunResult RunFilter(Host& host, PluginMainProc pluginMain, Document& document, AskForParameters ask);
 
 // One run in single steps: OpenDocument, any number of calls, EndRun, which makes the checks of a run's end.

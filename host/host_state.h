@@ -123,7 +123,7 @@ void Trace(Host& host, const Parts&... parts) {
 }
 
 template <typename... Parts>
-void Violate(Host& host, ViolationKind kind, const Parts&... parts) {
+void ReportViolation(Host& host, ViolationKind kind, const Parts&... parts) {
     AddViolation(host, kind, Joined(parts...));
 }
 
@@ -131,7 +131,8 @@ void Violate(Host& host, ViolationKind kind, const Parts&... parts) {
 template <typename Result, typename... Arguments>
 Result NotOffered(Arguments...) {
     Host* host = EnterService();
-    if (host != nullptr) Violate(*host, ViolationKind::kCall, "a service was called that this host lacks");
+    if (host != nullptr)
+        ReportViolation(*host, ViolationKind::kCall, "a service was called that this host lacks");
     return static_cast<Result>(kServiceFailed);
 }
 

@@ -20,20 +20,20 @@ bool Contains(const VRect& outer, const VRect& inner) {
            inner.right <= outer.right;
 }
 
-Port* DemandPort(Host& host, const char* call, PIChannelPort key) {
+Port* RequirePort(Host& host, const char* call, PIChannelPort key) {
     if (host.records != nullptr) {
         const auto found = host.records->ports.find(key);
         if (found != host.records->ports.end()) return found->second.get();
     }
-    Violate(host, ViolationKind::kBadPort, call, ": ", key == nullptr ? "null" : "unknown", " port");
+    ReportViolation(host, ViolationKind::kBadPort, call, ": ", key == nullptr ? "null" : "unknown", " port");
     return nullptr;
 }
 
-bool DemandMemory(Host& host, const char* call, const Channel& channel, const PixelMemoryDesc* memory,
-                  std::int64_t rows, std::int64_t columns, PixelArea* area) {
+bool RequireMemory(Host& host, const char* call, const Channel& channel, const PixelMemoryDesc* memory,
+                   std::int64_t rows, std::int64_t columns, PixelArea* area) {
     const std::int32_t depth = DepthOf(*host.openDocument, channel);
     const auto refuse = [&](const char* reason) {
-        Violate(host, ViolationKind::kBadMemory, call, ": ", reason);
+        ReportViolation(host, ViolationKind::kBadMemory, call, ": ", reason);
         return false;
     };
     if (memory == nullptr || memory->data == nullptr) return refuse("no memory given");
@@ -52,19 +52,19 @@ bool DemandMemory(Host& host, const char* call, const Channel& channel, const Pi
     return AreaFits(host, call, *area);
 }
 
-bool DemandRectangle(Host& host, const char* call, const VRect* rect, VRect* inside) {
+bool RequireRectangle(Host& host, const char* call, const VRect* rect, VRect* inside) {
     const VRect& bounds = host.openDocument->bounds;
     if (rect == nullptr || IsEmpty(*rect)) {
-        Violate(host, ViolationKind::kBadRectangle, call, ": ", rect == nullptr ? "no" : "an empty",
-                " rectangle");
+        ReportViolation(host, ViolationKind::kBadRectangle, call, ": ", rect == nullptr ? "no" : "an empty",
+                        " rectangle");
         return false;
     }
     const bool fits = bounds.top == 0 && bounds.left == 0
                           ? Contains(bounds, *rect)
                           : WidthOf(*rect) <= WidthOf(bounds) && HeightOf(*rect) <= HeightOf(bounds);
     if (!fits) {
-        Violate(host, ViolationKind::kBadRectangle, call, ": ", RectText(*rect), " leaves the document's ",
-                RectText(bounds));
+        ReportViolation(host, ViolationKind::kBadRectangle, call, ": ", RectText(*rect),
+                        " leaves the document's ", RectText(bounds));
         return false;
     }
     *inside = Intersection(*rect, bounds);
@@ -72,11 +72,11 @@ bool DemandRectangle(Host& host, const char* call, const VRect* rect, VRect* ins
     return true;
 }
 
-bool DemandSource(Host& host, const VRect& asked, VRect* source) {
+bool RequireSource(Host& host, const VRect& asked, VRect* source) {
     const VRect& bounds = host.openDocument->bounds;
     if (asked.right < asked.left || asked.bottom < asked.top || !Contains(bounds, asked)) {
-        Violate(host, ViolationKind::kBadRectangle, "ReadScaledPixels: the source ", RectText(asked),
-                " leaves the document's ", RectText(bounds));
+        ReportViolation(host, ViolationKind::kBadRectangle, "ReadScaledPixels: the source ", RectText(asked),
+                        " leaves the document's ", RectText(bounds));
         return false;
     }
     *source = asked;

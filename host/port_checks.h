@@ -12,16 +12,16 @@ bool IsEmpty(const VRect& rect);
 bool Contains(const VRect& outer, const VRect& inner);
 
 // A service's port; null for one that is unknown, or was closed with its document.
-Port* DemandPort(Host& host, const char* call, PIChannelPort key);
+Port* RequirePort(Host& host, const char* call, PIChannelPort key);
 
 // The memory record as bytes; false when it does not suit the channel or its buffer. `rows` by `columns`
 // samples are to pass.
-bool DemandMemory(Host& host, const char* call, const Channel& channel, const PixelMemoryDesc* memory,
-                  std::int64_t rows, std::int64_t columns, PixelArea* area);
+bool RequireMemory(Host& host, const char* call, const Channel& channel, const PixelMemoryDesc* memory,
+                   std::int64_t rows, std::int64_t columns, PixelArea* area);
 
 // The part of the rectangle that the document has; false when the rectangle is not allowed.
-bool DemandRectangle(Host& host, const char* call, const VRect* rect, VRect* inside);
+bool RequireRectangle(Host& host, const char* call, const VRect* rect, VRect* inside);
 
 // What a scaled read samples. An empty side is the limit of a shrinking one: it stands for the sample that it
 // lies on, so that a zoom to nothing still shows the colour of the place. False for an illegal source.
-bool DemandSource(Host& host, const VRect& asked, VRect* source);
+bool RequireSource(Host& host, const VRect& asked, VRect* source);

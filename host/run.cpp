@@ -107,7 +107,7 @@ bool HandlesAreTheHosts(const CallRecords& call) {
 
 void CheckKeptHandle(Host& host, const char* name, Handle handle) {
     if (handle == nullptr || FindHandle(host, handle) != nullptr) return;
-    Violate(host, ViolationKind::kBadHandle, name, " holds ", HandleText(host, handle));
+    ReportViolation(host, ViolationKind::kBadHandle, name, " holds ", HandleText(host, handle));
 }
 
 // After a call everything is unlocked and closed, and the host's tile loop has nothing to do.
@@ -119,19 +119,20 @@ void CheckAfterCall(Host& host, const CallRecords& call) {
     }
     for (const auto& [handle, record] : host.handles) {
         if (record->address != nullptr && record->locks > 0) {
-            Violate(host, ViolationKind::kLocking, "handle ", record->id, " is still locked after the call");
+            ReportViolation(host, ViolationKind::kLocking, "handle ", record->id,
+                            " is still locked after the call");
             record->locks = 0;
         }
     }
     if (!host.readTokens.empty() || !host.writeTokens.empty()) {
-        Violate(host, ViolationKind::kLeak, "a descriptor token was left open");
+        ReportViolation(host, ViolationKind::kLeak, "a descriptor token was left open");
         host.readTokens.clear();
         host.writeTokens.clear();
     }
     const auto isEmpty = [](const Rect& r) { return r.right <= r.left || r.bottom <= r.top; };
     const FilterRecord& record = call.filter;
     if (!isEmpty(record.inRect) || !isEmpty(record.outRect) || !isEmpty(record.maskRect)) {
-        Violate(host, ViolationKind::kCall, "the module asked for tiles");
+        ReportViolation(host, ViolationKind::kCall, "the module asked for tiles");
     }
 }
 
@@ -160,7 +161,7 @@ void Enter(Host& host, PluginMainProc pluginMain, std::int16_t selector, void* b
     try {
         pluginMain(selector, block, &host.dataWord, result);
     } catch (...) {
-        Violate(host, ViolationKind::kCall, "an exception left the module at selector ", selector);
+        ReportViolation(host, ViolationKind::kCall, "an exception left the module at selector ", selector);
     }
     host.insideModule = false;
 }
@@ -181,8 +182,8 @@ void ReportLeaks(Host& host, const char* when) {
         leaks[{"handle", record->id}] = GuardedAround(host.memory, record->address)->size;
     }
     for (const auto& [name, size] : leaks) {
-        Violate(host, ViolationKind::kLeak, name.first, ' ', name.second, " of ", size, " bytes is left at ",
-                when);
+        ReportViolation(host, ViolationKind::kLeak, name.first, ' ', name.second, " of ", size,
+                        " bytes is left at ", when);
     }
 }
 
@@ -190,7 +191,7 @@ void ReportLeaks(Host& host, const char* when) {
 
 void OpenDocument(Host& host, Document& document) {
     if (host.openDocument != nullptr) throw std::logic_error("a document is open already");
-    const std::string fault = FaultOfDocument(document);
+    const std::string fault = ValidateDocument(document);
     if (!fault.empty()) throw std::invalid_argument(fault);
     host.openDocument = &document;
     host.records = DescribeDocument(host, document);
@@ -247,7 +248,8 @@ void ShowAbout(Host& host, PluginMainProc pluginMain) {
     Enter(host, pluginMain, filterSelectorAbout, &record, &result);
     Trace(host, "< PluginMain 0 -> ", ResultText(result), ", data ",
           HandleText(host, reinterpret_cast<Handle>(host.dataWord)));
-    if (result != kUnwrittenResult) Violate(host, ViolationKind::kCall, "About wrote the result cell");
+    if (result != kUnwrittenResult)
+        ReportViolation(host, ViolationKind::kCall, "About wrote the result cell");
 }
 
 void CloseHost(Host& host) {

@@ -28,7 +28,7 @@ for program in MarbleFrondKeeper.so tests/frond_tests tests/frond_program_tests 
 done
 # A source that is built several times, as the faster forms are, counts once: a line is run when any build ran it.
 for what in report show; do
-    llvm-cov $what -instr-profile "$build/profile" -ignore-filename-regex='(^/usr|/tests|/rig|/headers)/' \
+    llvm-cov $what -instr-profile "$build/profile" -ignore-filename-regex='(^/usr|/tests|/headers)/' \
         "$build/frond" $objects >"$build/$what.txt"
 done
 awk '$8 ~ /^[0-9]+$/ && $1 ~ /\// {

@@ -6,7 +6,7 @@
 set -eu
 cd "$(dirname "$0")/.."
 
-find src host resources rig tests fuzz bench -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
+find src host images sample_plate frond resources tests fuzz bench -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
 [ "${1:-}" != --format ] || exit 0
 
 mkdir -p build/lint/windows
@@ -16,9 +16,9 @@ cmake --preset clang -DFROND_BUILD_FUZZERS=ON >build/clang-configure.log 2>&1 ||
 }
 # The sources of the faster forms stand there once for each instruction set; once is enough.
 awk 'BEGIN { RS = "},?\n"; ORS = ""; print "[\n" }
-    /"command"/ && !/-DFROND_FORM=avx/ { sub(/^\[\n/, ""); print comma $0 "}"; comma = ",\n" }
+    /"command"/ && !/-DFROND_VARIANT=avx/ { sub(/^\[\n/, ""); print comma $0 "}"; comma = ",\n" }
     END { print "\n]\n" }' build/clang/compile_commands.json >build/lint/compile_commands.json
-sed -n "s#^ *\"file\": \"\($PWD/\(src\|host\|fuzz\)/.*\)\",*\$#\1#p" build/lint/compile_commands.json | sort -u |
+sed -n "s#^ *\"file\": \"\($PWD/\(src\|host\|images\|sample_plate\|frond\|fuzz\)/.*\)\",*\$#\1#p" build/lint/compile_commands.json | sort -u |
     xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint 2>/dev/null
 # What speaks to Windows, under the cross compiler's headers: of these Clang finds all but those of C++.
 cmake --preset win64 -B build/lint/win64 >build/lint/win64.log 2>&1 || {
@@ -29,8 +29,8 @@ cross=x86_64-w64-mingw32
 headers=$($cross-g++-posix -print-file-name=include/c++)
 sed "s#[^\" ]*/$cross-g++-posix#clang++ --target=$cross -isystem $headers -isystem $headers/$cross#" \
     build/lint/win64/compile_commands.json >build/lint/windows/compile_commands.json
-grep -rlE --include='*.cpp' '<windows\.h>|_win32\.h"|/wic\.h"' src host |
+grep -rlE --include='*.cpp' '<windows\.h>|_win32\.h"|/wic\.h"' src host images frond |
     xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build/lint/windows 2>/dev/null
 # The commands of the build, -Werror among their options, without its output.
-sed -n "s#^ *\"command\": \"\(.*\) -o [^ ]* -c \($PWD/\(tests\|bench\|rig\)/.*\)\",*\$#\1 -fsyntax-only \2#p" \
+sed -n "s#^ *\"command\": \"\(.*\) -o [^ ]* -c \($PWD/\(tests\|bench\)/.*\)\",*\$#\1 -fsyntax-only \2#p" \
     build/lint/compile_commands.json | sort -u | xargs -P "$(nproc)" -d '\n' -n 1 sh -c

@@ -30,17 +30,18 @@ BUILDS = {  # folder of the build: options of cmake, targets
     "linux": (OPTIONS, ["frond_tests", "allocation_operators_test"]),
     "win64": (OPTIONS + ["-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake"], ["dialog_tests"]),
 }
-SCALAR = ("linux", ["tests/frond_tests", "--form=scalar", "--gtest_filter=Engine*-*Forms*"])
-FORMS = ("linux", ["tests/frond_tests", "--gtest_filter=*Forms*:FixedPictures*"])
+SCALAR = ("linux", ["tests/frond_tests", "--variant=scalar", "--gtest_filter=Engine*-*Variants*"])
+VARIANTS = ("linux", ["tests/frond_tests", "--gtest_filter=*Variants*:FixedPictures*"])
 REST = ("linux", ["tests/frond_tests", "--gtest_filter=-Engine*"])
 OPERATORS = ("linux", ["tests/allocation_operators_test"])
 DIALOG = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=-*EveryFailing*"])
 FAILURES = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=*EveryFailing*"])
 TESTS = [  # of the files whose names begin so, in turn until one notices the fault; the first line that fits counts
-    ("src/engine/", [SCALAR, FORMS, REST]),
+    ("src/engine/", [SCALAR, VARIANTS, REST]),
     ("src/support/", [OPERATORS, REST]),
-    ("src/shell/module", [OPERATORS]),
+    ("src/plugin/module", [OPERATORS]),
     ("src/shell/", [REST, DIALOG, FAILURES]),
+    ("src/plugin/", [REST, DIALOG, FAILURES]),
     ("src/ui/preview", [REST, DIALOG, FAILURES]),
     ("src/ui/", [DIALOG, FAILURES]),
 ]

@@ -1,11 +1,11 @@
 // Colour triples and their hue.
 //
-// Functions of the engine's headers have internal linkage: the sources of the faster forms include them too,
-// and a copy made for one instruction set must not serve another.
+// Functions of the engine's headers have internal linkage: the sources of the vector variants include them
+// too, and a copy made for one instruction set must not serve another.
 #pragma once
 
 // Logical channels: g is the key channel.
-struct Triple {
+struct Rgb {
     double r, g, b;
 };
 
@@ -32,7 +32,7 @@ struct HueSat {
 
 // Hue and saturation of a colour; both 0 when its channels lie closer together than minDelta (0: when equal).
 // Ties of the largest channel go to red, then to green.
-static inline HueSat HueSatOf(const Triple& c, double minDelta) {
+static inline HueSat HueSatOf(const Rgb& c, double minDelta) {
     const double mx = Largest(c.r, c.g, c.b);
     const double delta = mx - Smallest(c.r, c.g, c.b);
     if (delta == 0 || delta < minDelta) return {0, 0};

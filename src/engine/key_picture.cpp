@@ -2,12 +2,12 @@
 // row.
 #include <cstdlib>
 
-#include "engine/forms.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
-#include "engine/output.h"
-#include "engine/pixel_pass.h"
 #include "engine/samples.h"
+#include "engine/scalar/fetch_and_key.h"
+#include "engine/scalar/output.h"
+#include "engine/variants.h"
 #include "support/checked_heap.h"
 
 namespace {
@@ -80,7 +80,7 @@ KeyRun BeginRun(const Globals* globals) {
     run.outputAlpha = globals->FlagOutputAlpha != 0;
     run.finalRender = globals->finalRender != 0;
     if (run.finalRender && globals->docInfo->selection != nullptr) run.selection = globals->selectionPlane;
-    run.limits = MakeLaneLimits(run);
+    run.limits = MakeDerivedLimits(run);
     return run;
 }
 
@@ -112,13 +112,13 @@ bool ReportRow(Globals* globals, const KeyRun& run, std::int32_t y, Progress* pr
 // Gives the row after the last one keyed: the height, or the row of the abort.
 template <class Sample>
 std::int32_t KeyRows(Globals* globals, KeyRun* run) {
-    const Passes<Sample>& passes = PassesOf<Sample>(*ActiveForm());
+    const Passes<Sample>& passes = PassesOf<Sample>(*ActiveVariant());
     Progress progress;
     RowRing& ring = run->ring;
     for (std::int32_t y = 0; y < run->height; ++y) {
         if (++ring.ringSlot >= ring.ringRows) ring.ringSlot = 0;
         if (ReportRow(globals, *run, y, &progress)) return y;
-        passes.turnRow(*run, globals, y);
+        passes.processRow(*run, globals, y);
     }
     return run->height;
 }

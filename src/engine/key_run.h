@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "engine/derived_limits.h"
 #include "engine/keying.h"
-#include "engine/lane_limits.h"
 #include "engine/row_ring.h"
 #include "shell/globals.h"
 
@@ -42,7 +42,7 @@ static inline void ForCells(const GridColumns& columns, const double* table, con
     }
 }
 
-// Pixels of the smallest group whose kind a faster form may keep beside a ring row, and the room for the
+// Pixels of the smallest group whose kind a vector variant may keep beside a ring row, and the room for the
 // kinds of a row.
 constexpr std::int32_t kSmallestGroup = 4;
 
@@ -66,7 +66,8 @@ struct KeyRun {
     const std::uint8_t* selection;
 
     GridColumns columns;
-    LaneLimits limits;
+    DerivedLimits limits;
     RowRing ring;
-    std::uint8_t* groupKinds;  // kReservedRingRows rows of GroupRoom, 0 at the start; the faster forms' own
+    std::uint8_t*
+        groupKinds;  // kReservedRingRows rows of GroupRoom, 0 at the start; the vector variants' own
 };

@@ -4,9 +4,9 @@
 
 namespace {
 
-constexpr RingCell* RowRing::*kRingPlanes[] = {&RowRing::ringBgR,  &RowRing::ringBgG, &RowRing::ringBgB,
-                                               &RowRing::ringFgR,  &RowRing::ringFgG, &RowRing::ringFgB,
-                                               &RowRing::ringAlpha};
+constexpr RingCell* RowRing::*kRingPlanes[] = {
+    &RowRing::ringBottomR, &RowRing::ringBottomG, &RowRing::ringBottomB, &RowRing::ringFgR,
+    &RowRing::ringFgG,     &RowRing::ringFgB,     &RowRing::ringAlpha};
 
 }  // namespace
 

@@ -14,9 +14,9 @@ constexpr int kReservedRingRows = 7;
 // Each plane holds rows of `width` cells; row s begins at s * width. Foreground and bottom layer are in
 // samples, with green and blue exchanged for a blue backdrop.
 struct RowRing {
-    RingCell* ringBgR;  // the bottom layer
-    RingCell* ringBgG;
-    RingCell* ringBgB;
+    RingCell* ringBottomR;  // the bottom layer
+    RingCell* ringBottomG;
+    RingCell* ringBottomB;
     RingCell* ringFgR;  // the foreground: the seen colour until the pixel is keyed
     RingCell* ringFgG;
     RingCell* ringFgB;

@@ -61,7 +61,7 @@ static inline LogicalPlanes<Sample> BottomPlanes(const Globals* globals) {
 
 // The pixel at index i as the analysis sees it: the key channel, and no other, limited to maxSample.
 template <class Sample>
-static inline Triple FetchLimited(const LogicalPlanes<Sample>& planes, std::int64_t i, double maxSample) {
+static inline Rgb FetchLimited(const LogicalPlanes<Sample>& planes, std::int64_t i, double maxSample) {
     const double g = planes.g[i];
     return {static_cast<double>(planes.r[i]), g > maxSample ? maxSample : g,
             static_cast<double>(planes.b[i])};

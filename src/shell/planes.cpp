@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "shell/globals.h"
-#include "ui/message_box.h"
+#include "support/message_box.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <windows.h>
 
-#include "shell/module.h"
 #include "support/lazy_suite.h"
+#include "support/module_state.h"
 #include "ui/about_box.h"
 #include "ui/dialog_ids.h"
 #include "ui/dialog_window_win32.h"

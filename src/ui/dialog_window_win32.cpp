@@ -2,7 +2,7 @@
 
 #include <commctrl.h>
 
-#include "shell/module.h"
+#include "support/module_state.h"
 #include "ui/preview_geometry.h"
 
 namespace {

@@ -1,0 +1,40 @@
+// frond about: what the filter says of itself.
+#include <CLI/CLI.hpp>
+
+#include "frond/frond.h"
+#include "frond/main_window.h"
+#include "frond/session.h"
+
+namespace frond {
+
+namespace {
+
+std::string gModule;
+
+ExitCode RunAbout() {
+    RequireWindows();
+    const std::filesystem::path module = FindModule(PathOf(gModule));
+    const MainWindow window = OpenMainWindow(kProgramName);
+    HostOptions options;
+    options.mainWindow = window.get();
+    options.browseUrl = [](const char* url) { return OpenPage(url) ? SPErr{noErr} : SPErr{-1}; };
+    Session session;
+    StartSession(session, module, std::move(options));
+    ShowAbout(*session.host, session.module->pluginMain);
+    if (!ReportOf(*session.host).violations.empty()) {
+        throw Failure(kRunFailed, "internal error: " + ReportOf(*session.host).violations.front().text);
+    }
+    return kDone;
+}
+
+}  // namespace
+
+Command AddAboutCommand(CLI::App& app) {
+    CLI::App* about = app.add_subcommand("about", "Show the filter's About box (on Windows)");
+    about->add_option("--module", gModule, "The filter module, if it does not lie beside the program")
+        ->type_name("FILE");
+    about->footer("Exit codes: 0; 2 (command line, or no Windows), 5 (no module), 6 (the filter failed).");
+    return {about, RunAbout};
+}
+
+}  // namespace frond

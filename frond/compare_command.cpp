@@ -1,0 +1,145 @@
+// frond compare: how far two pictures are apart.
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "frond/frond.h"
+#include "images/atomic_file.h"
+
+namespace frond {
+
+namespace {
+
+struct Options {
+    std::string a, b, band;
+    bool alpha = false, isBlue = false;
+};
+
+Options gOptions;
+
+// What --alpha compares: the alpha channel, or a grey picture that holds it.
+std::vector<Plane> AlphaOf(Picture& picture, const std::string& name) {
+    if (!picture.alpha.empty()) return {std::move(picture.alpha)};
+    if (picture.colour.size() == 1) return {std::move(picture.colour[0])};
+    throw Failure(kBadInput, name + ": has no alpha and is not grey");
+}
+
+struct Difference {
+    double meanAbsolute;  // of the full range, 0 to 1
+    double meanSquare;
+};
+
+Difference Compare(const std::vector<Plane>& a, const std::vector<Plane>& b, int depth) {
+    double absolute = 0, square = 0, count = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        for (std::size_t k = 0; k < a[i].size(); ++k) {
+            const double d = (static_cast<double>(a[i][k]) - b[i][k]) / LargestSample(depth);
+            absolute += std::fabs(d);
+            square += d * d;
+        }
+        count += static_cast<double>(a[i].size());
+    }
+    return {absolute / count, square / count};
+}
+
+void RequireSameSize(const Picture& a, const Picture& b, const std::string& nameOfB) {
+    if (a.width == b.width && a.height == b.height) return;
+    throw Failure(kBadInput, nameOfB + ": is " + std::to_string(b.width) + "x" + std::to_string(b.height) +
+                                 " pixels, " + gOptions.a + " " + std::to_string(a.width) + "x" +
+                                 std::to_string(a.height));
+}
+
+// The soft band is where the true alpha lies strictly between these.
+constexpr double kBandFrom = 0.02, kBandTo = 0.98;
+
+// The samples of the planes at the band's pixels alone.
+std::vector<Plane> InBand(const std::vector<Plane>& planes, const Plane& alpha, int alphaDepth) {
+    const double largest = LargestSample(alphaDepth);
+    std::vector<Plane> inside(planes.size());
+    for (std::size_t k = 0; k < alpha.size(); ++k) {
+        const double value = alpha[k] / largest;
+        if (value <= kBandFrom || value >= kBandTo) continue;
+        for (std::size_t i = 0; i < planes.size(); ++i) inside[i].push_back(planes[i][k]);
+    }
+    return inside;
+}
+
+// The mean by which the backdrop's channel stands further above the other two in `a` than in `b`; 0 to 1.
+double BackdropLeft(const std::vector<Plane>& a, const std::vector<Plane>& b, int depth) {
+    const std::size_t key = gOptions.isBlue ? 2 : 1, other = gOptions.isBlue ? 1 : 2;
+    const auto excess = [&](const std::vector<Plane>& planes, std::size_t k) {
+        return std::max(0, int{planes[key][k]} - std::max(planes[0][k], planes[other][k]));
+    };
+    double sum = 0;
+    for (std::size_t k = 0; k < a[0].size(); ++k) sum += std::max(0, excess(a, k) - excess(b, k));
+    return sum / static_cast<double>(a[0].size()) / LargestSample(depth);
+}
+
+void PrintBand(const Picture& like, const std::vector<Plane>& a, const std::vector<Plane>& b) {
+    Picture truth = Read(PathOf(gOptions.band));
+    RequireSameSize(like, truth, gOptions.band);
+    const std::size_t pixels = PixelCount(truth);
+    const int truthDepth = truth.depth;
+    const Plane alpha = std::move(AlphaOf(truth, gOptions.band)[0]);
+    const std::vector<Plane> bandA = InBand(a, alpha, truthDepth), bandB = InBand(b, alpha, truthDepth);
+    if (bandA[0].empty()) throw Failure(kBadInput, gOptions.band + ": has no half-transparent pixel");
+    std::printf("soft band            %.2f %% of the pixels\n",
+                100.0 * static_cast<double>(bandA[0].size()) / static_cast<double>(pixels));
+    std::printf("  mean absolute error  %.4f of 255\n", Compare(bandA, bandB, like.depth).meanAbsolute * 255);
+    if (bandA.size() < 3) return;
+    std::printf("  %s left %s  %.4f of 255\n", gOptions.isBlue ? "blue" : "green",
+                gOptions.isBlue ? "         " : "        ", BackdropLeft(bandA, bandB, like.depth) * 255);
+}
+
+ExitCode RunCompare() {
+    Picture a = Read(PathOf(gOptions.a)), b = Read(PathOf(gOptions.b));
+    RequireSameSize(a, b, gOptions.b);
+    if (a.depth != b.depth) {
+        ChangeDepth(a, 16);
+        ChangeDepth(b, 16);
+    }
+    std::vector<Plane> planesA, planesB;
+    if (gOptions.alpha) {
+        planesA = AlphaOf(a, gOptions.a);
+        planesB = AlphaOf(b, gOptions.b);
+    } else {
+        if (a.colour.size() != b.colour.size()) {
+            MakeColour(a);
+            MakeColour(b);
+        }
+        planesA = std::move(a.colour);
+        planesB = std::move(b.colour);
+    }
+    const Difference difference = Compare(planesA, planesB, a.depth);
+    std::printf("mean absolute error  %.4f of 255\n", difference.meanAbsolute * 255);
+    if (difference.meanSquare > 0) {
+        std::printf("PSNR                 %.2f dB\n", -10 * std::log10(difference.meanSquare));
+    } else {
+        std::printf("PSNR                 inf dB (no difference)\n");
+    }
+    if (!gOptions.band.empty()) PrintBand(a, planesA, planesB);
+    return kDone;
+}
+
+}  // namespace
+
+Command AddCompareCommand(CLI::App& app) {
+    CLI::App* compare =
+        app.add_subcommand("compare", "Mean absolute error and PSNR of two pictures of one size");
+    compare->add_option("A", gOptions.a, "A picture")->required();
+    compare->add_option("B", gOptions.b, "The other")->required();
+    compare->add_flag("--alpha", gOptions.alpha, "Compare alpha channels; a grey picture counts as one");
+    CLI::Option* band =
+        compare
+            ->add_option("--band", gOptions.band,
+                         "The true alpha; also measure where it is half-transparent (0.02 to 0.98)")
+            ->type_name("ALPHA");
+    compare->add_flag("--blue", gOptions.isBlue, "With --band: the backdrop was blue")->needs(band);
+    compare->footer(
+        "Colour is compared as stored, alpha aside. Pictures of 8 and of 16 bits may be mixed.\n"
+        "Exit codes: 0, 2 (command line), 3 (cannot be read or of another size).");
+    return {compare, RunCompare};
+}
+
+}  // namespace frond

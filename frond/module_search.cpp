@@ -1,0 +1,70 @@
+#include <cstdlib>
+
+#include "frond/frond.h"
+#include "frond/session.h"
+#include "images/atomic_file.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <sys/auxv.h>
+#endif
+
+namespace frond {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+#ifdef _WIN32
+constexpr char kModuleFile[] = "MarbleFrondKeeper.8bf";
+
+fs::path ProgramPath() {
+    wchar_t path[32768] = L"";
+    GetModuleFileNameW(nullptr, path, 32768);
+    return path;
+}
+
+fs::path FromEnvironment() {
+    const wchar_t* value = _wgetenv(L"FROND_MODULE");
+    return value != nullptr ? fs::path(value) : fs::path();
+}
+#else
+constexpr char kModuleFile[] = "MarbleFrondKeeper.so";
+
+fs::path ProgramPath() {
+    std::error_code failure;
+    fs::path path = fs::read_symlink("/proc/self/exe", failure);
+    if (!failure) return path;
+    // Without /proc, as in a bare chroot, there is the name that the program was started by.
+    return fs::canonical(reinterpret_cast<const char*>(getauxval(AT_EXECFN)), failure);
+}
+
+fs::path FromEnvironment() {
+    const char* value = std::getenv("FROND_MODULE");
+    return value != nullptr ? fs::path(value) : fs::path();
+}
+#endif
+
+fs::path Existing(const fs::path& path, const char* origin) {
+    std::error_code ignored;
+    if (fs::is_regular_file(path, ignored)) return path;
+    throw Failure(kNoModule, DisplayName(path) + ": no such module (" + origin + ")");
+}
+
+}  // namespace
+
+fs::path FindModule(const fs::path& given) {
+    if (!given.empty()) return Existing(given, "--module");
+    const fs::path fromEnvironment = FromEnvironment();
+    if (!fromEnvironment.empty()) return Existing(fromEnvironment, "FROND_MODULE");
+    const fs::path folder = ProgramPath().parent_path();
+    for (const fs::path& place : {folder, folder / FROND_MODULE_FROM_PROGRAM}) {
+        std::error_code ignored;
+        if (fs::is_regular_file(place / kModuleFile, ignored)) return place / kModuleFile;
+    }
+    throw Failure(kNoModule, std::string(kModuleFile) +
+                                 ": not found beside the program; say where with --module or FROND_MODULE");
+}
+
+}  // namespace frond

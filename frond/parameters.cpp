@@ -1,0 +1,105 @@
+#include "frond/parameters.h"
+
+#include <CLI/CLI.hpp>
+#include <cstring>
+
+namespace frond {
+
+namespace {
+
+// The short names, the negative ones headed by '!', and what --help says.
+struct Wording {
+    const char* aliases;
+    const char* help;
+};
+
+// In the order of kParameters.
+constexpr Wording kWordings[] = {
+    {"--remove-green", "how far from the backdrop's colour a spot may be and still go"},
+    {"--restore-black", "how strongly dark areas are kept"},
+    {"--alter-green", "how much of the backdrop's colour may remain in half-transparent areas"},
+    {"--select-transparency", "how solid half-transparent areas become; higher is more solid"},
+    {"--scale-transparency", "contrast of half-transparent areas; 50 leaves them as measured"},
+    {"--background-level", "level of the backdrop, in percent of the measured one"},
+    {"--blend,!--no-blend", "blend edges; on unless switched off"},
+    {"--show-matte", "show the selected areas in false colours; needs --no-blend"},
+    {"--transparent", "write the subject alone, with transparency; needs no background"},
+    {"--blue", "the backdrop is blue"},
+    {"--original", "leave the photograph unkeyed"},
+};
+constexpr char kGroup[] = "The filter's parameters (sliders run from 0 to 200 in its dialog)";
+static_assert(sizeof(kWordings) / sizeof(kWordings[0]) == kParameterCount, "every parameter has its words");
+
+void AddFlag(CLI::App& app, const std::string& name, const Wording& wording,
+             std::optional<std::int32_t>& value) {
+    const std::string names = "--" + name + "," + wording.aliases + ",!--no-" + name;
+    app.add_flag_function(
+           names, [&value](std::int64_t count) { value = count > 0; }, wording.help)
+        ->group(kGroup);
+}
+
+}  // namespace
+
+void AddParameterOptions(CLI::App& app, ParameterValues& values) {
+    for (int i = 0; i < kParameterCount; ++i) {
+        const ParameterInfo& info = kParameters[i];
+        std::optional<std::int32_t>& value = values[static_cast<std::size_t>(i)];
+        if (info.isFlag) {
+            AddFlag(app, info.name, kWordings[i], value);
+            continue;
+        }
+        app.add_option_function<std::int32_t>(
+               std::string("--") + info.name + "," + kWordings[i].aliases,
+               [&value](const std::int32_t& given) { value = given; },
+               std::string(kWordings[i].help) + "; default " + std::to_string(info.defaultValue))
+            ->type_name("N")
+            ->group(kGroup);
+    }
+}
+
+void Overlay(ParameterValues& values, const ParameterValues& over) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (over[i]) values[i] = over[i];
+    }
+}
+
+Descriptor DescriptorOf(const ParameterValues& values) {
+    Descriptor descriptor;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (!values[i]) continue;
+        descriptor.push_back(
+            {kParameters[i].key, kParameters[i].isFlag ? kTypeBoolean : kTypeInteger, *values[i]});
+    }
+    return descriptor;
+}
+
+ParameterValues ValuesOf(const Descriptor& descriptor) {
+    ParameterValues values;
+    for (const DescriptorItem& item : descriptor) {
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            if (kParameters[i].key == item.key) values[i] = item.value;
+        }
+    }
+    return values;
+}
+
+namespace {
+
+std::size_t IndexOf(const char* name) {
+    std::size_t i = 0;
+    while (std::strcmp(kParameters[i].name, name) != 0) ++i;
+    return i;
+}
+
+}  // namespace
+
+std::int32_t ValueOrDefault(const ParameterValues& values, const char* name) {
+    const std::size_t i = IndexOf(name);
+    return values[i].value_or(kParameters[i].defaultValue);
+}
+
+void Set(ParameterValues& values, const char* name, std::int32_t value) {
+    values[IndexOf(name)] = value;
+}
+
+}  // namespace frond

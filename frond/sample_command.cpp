@@ -1,0 +1,76 @@
+// frond sample: the demonstration plate.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "frond/frond.h"
+#include "images/atomic_file.h"
+#include "images/picture_io.h"
+#include "sample_plate/sample_plate.h"
+
+namespace frond {
+
+namespace {
+
+struct Options {
+    std::string folder, size = "2400x1600", format = "png";
+    int depth = 8;
+    bool isBlue = false;
+};
+
+Options gOptions;
+
+constexpr int kSmallest = 16, kLargest = 30000;  // pixels on a side
+
+void ParseSize(const std::string& text, PlateOptions& plate) {
+    int used = 0;
+    const int read = std::sscanf(text.c_str(), "%5dx%5d%n", &plate.width, &plate.height, &used);
+    const bool isWhole = read == 2 && used == static_cast<int>(text.size());
+    const auto fits = [](int side) { return side >= kSmallest && side <= kLargest; };
+    if (!isWhole || !fits(plate.width) || !fits(plate.height)) {
+        throw Failure(kBadUsage,
+                      "--size: \"" + text + "\" is no size; write WIDTHxHEIGHT, each from 16 to 30000");
+    }
+}
+
+ExitCode RunSample() {
+    PlateOptions options;
+    options.depth = gOptions.depth;
+    options.isBlue = gOptions.isBlue;
+    ParseSize(gOptions.size, options);
+    const std::filesystem::path folder = PathOf(gOptions.folder);
+    std::error_code failure;
+    std::filesystem::create_directories(folder, failure);
+    if (!std::filesystem::is_directory(folder, failure)) {
+        throw Failure(kBadOutput, DisplayName(folder) + ": is no folder and cannot be made one");
+    }
+    WatchForInterrupts();
+    const SamplePlate plate = RenderSamplePlate(options);
+    const std::pair<const char*, const Picture*> pictures[] = {{"photo", &plate.photo},
+                                                               {"background", &plate.background},
+                                                               {"alpha", &plate.alpha},
+                                                               {"composite", &plate.composite}};
+    for (const auto& [name, picture] : pictures) Write(folder / (name + ("." + gOptions.format)), *picture);
+    return kDone;
+}
+
+}  // namespace
+
+Command AddSampleCommand(CLI::App& app) {
+    CLI::App* sample =
+        app.add_subcommand("sample", "Render a demonstration plate: photo, background, alpha, composite");
+    Options& o = gOptions;
+    sample->add_option("DIR", o.folder, "Folder for the four pictures; made if it is not there")->required();
+    sample->add_option("--size", o.size, "WIDTHxHEIGHT in pixels; default 2400x1600")->type_name("SIZE");
+    sample->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default 8")
+        ->check(CLI::IsMember({8, 16}));
+    sample->add_option("--format", o.format, "Ending of the files: png or tif")
+        ->check(CLI::IsMember({"png", "tif"}));
+    sample->add_flag("--blue", o.isBlue, "A blue backdrop instead of a green one");
+    sample->footer(
+        "composite is what a perfect key gives, and alpha its matte. The same options give the same "
+        "pictures\n"
+        "everywhere. Exit codes: 0, 2 (command line), 4 (cannot be written), 130.");
+    return {sample, RunSample};
+}
+
+}  // namespace frond

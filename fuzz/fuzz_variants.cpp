@@ -1,0 +1,18 @@
+// Every variant that the machine has against the plain one, over runs drawn from the input.
+#include <cstdio>
+#include <cstdlib>
+
+#include "engine/variants.h"
+#include "tests/support/variant_cases.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+    const auto make = [&] { return DrawRun(Random(bytes, size)); };
+    for (const char* const* variant = kVariantNames + 1; *variant != nullptr; ++variant) {
+        if (!VariantRunsHere(*variant)) continue;
+        const std::string difference = DifferenceFromPlain(*variant, make);
+        if (difference.empty()) continue;
+        std::fprintf(stderr, "%s\n", difference.c_str());
+        std::abort();
+    }
+    return 0;
+}

@@ -1,0 +1,75 @@
+#include "images/picture.h"
+
+#include <algorithm>
+
+namespace frond {
+
+Picture MakePicture(int width, int height, int depth, int colours, bool withAlpha) {
+    Picture picture;
+    picture.width = width;
+    picture.height = height;
+    picture.depth = depth;
+    picture.colour.assign(static_cast<std::size_t>(colours), Plane(PixelCount(picture), 0));
+    if (withAlpha)
+        picture.alpha.assign(PixelCount(picture), static_cast<std::uint16_t>(LargestSample(depth)));
+    return picture;
+}
+
+namespace {
+
+void ChangeDepth(Plane& plane, int depth) {
+    if (depth == 16) {
+        for (std::uint16_t& sample : plane) sample = static_cast<std::uint16_t>(sample * 257u);
+    } else {
+        for (std::uint16_t& sample : plane) sample = static_cast<std::uint16_t>((sample + 128u) / 257u);
+    }
+}
+
+}  // namespace
+
+void ChangeDepth(Picture& picture, int depth) {
+    if (picture.depth == depth) return;
+    for (Plane& plane : picture.colour) ChangeDepth(plane, depth);
+    ChangeDepth(picture.alpha, depth);
+    picture.depth = depth;
+}
+
+void MakeColour(Picture& picture) {
+    if (picture.colour.size() == 1) picture.colour.assign(3, Plane(picture.colour[0]));
+}
+
+namespace {
+
+void CopyPart(const Picture& layer, const Plane& from, Plane& to, int width, int height) {
+    const int left = std::max(0, layer.offsetX);
+    const int right = std::min(width, layer.offsetX + layer.width);
+    const int top = std::max(0, layer.offsetY);
+    const int bottom = std::min(height, layer.offsetY + layer.height);
+    if (left >= right) return;
+    for (int y = top; y < bottom; ++y) {
+        const std::size_t source =
+            static_cast<std::size_t>(y - layer.offsetY) * layer.width + (left - layer.offsetX);
+        const std::size_t target = static_cast<std::size_t>(y) * width + left;
+        std::copy_n(from.begin() + source, right - left, to.begin() + target);
+    }
+}
+
+}  // namespace
+
+Picture PlaceOnCanvas(const Picture& layer, int width, int height) {
+    const auto white = static_cast<std::uint16_t>(LargestSample(layer.depth));
+    Picture canvas = layer;
+    canvas.width = width;
+    canvas.height = height;
+    canvas.offsetX = canvas.offsetY = 0;
+    for (std::size_t i = 0; i < layer.colour.size(); ++i) {
+        canvas.colour[i].assign(PixelCount(canvas), white);
+        CopyPart(layer, layer.colour[i], canvas.colour[i], width, height);
+    }
+    canvas.alpha.assign(PixelCount(canvas), 0);
+    const Plane opaque(layer.alpha.empty() ? PixelCount(layer) : 0, white);
+    CopyPart(layer, layer.alpha.empty() ? opaque : layer.alpha, canvas.alpha, width, height);
+    return canvas;
+}
+
+}  // namespace frond

@@ -1,0 +1,169 @@
+// What colour the backdrop is: the commonest hue among clearly green pixels, the commonest saturation at that
+// hue, the mean level of the pixels that fit, and from these three numbers one global colour.
+#include <cmath>
+#include <cstdlib>
+#include <initializer_list>
+
+#include "engine/colour.h"
+#include "engine/keying.h"
+#include "engine/samples.h"
+#include "engine/scalar/backdrop_grid.h"
+#include "engine/scalar/levels.h"
+#include "engine/variants.h"
+
+namespace {
+
+constexpr double kDefaultHue = 107.0;    // degrees, when no pixel qualifies
+constexpr double kDefaultSat = 127.0;    // in steps of 1/200
+constexpr double kDefaultLevel = 140.0;  // the same number at both depths on purpose
+constexpr double kDarkest = 30;          // 8-bit levels
+constexpr std::int32_t kMargin = 10;     // raw levels at every depth
+constexpr int kHistogramBins = 512;
+
+template <class Sample>
+struct Picture {
+    LogicalPlanes<Sample> top;
+    std::int64_t pixels;
+    AnalysisLimits limits;
+};
+
+// Calls visit(hue and saturation at full brightness) for each clearly green pixel.
+template <class Sample, class Visit>
+void VisitClearlyGreen(const Picture<Sample>& picture, Visit visit) {
+    for (std::int64_t i = 0; i < picture.pixels; ++i) {
+        HueSat c;
+        if (IsClearlyGreen(picture.limits, FetchLimited(picture.top, i, picture.limits.maxSample), &c))
+            visit(c);
+    }
+}
+
+// The fullest bin of first to last, the lowest of equals; otherwise, when all are empty.
+double Peak(const std::int32_t* hist, int first, int last, double otherwise) {
+    double peak = otherwise;
+    std::int32_t best = 0;
+    for (int i = first; i <= last; ++i) {
+        if (hist[i] > best) {
+            best = hist[i];
+            peak = i;
+        }
+    }
+    return peak;
+}
+
+template <class Sample>
+double DominantHue(const Picture<Sample>& picture) {
+    std::int32_t hist[kHistogramBins] = {};
+    VisitClearlyGreen(picture, [&](const HueSat& c) {
+        if (c.sat > kSmallestSat) ++hist[static_cast<int>(c.hue)];
+    });
+    return PeakHue(hist);
+}
+
+template <class Sample>
+double DominantSat(const Picture<Sample>& picture, int domHue) {
+    std::int32_t hist[kHistogramBins] = {};
+    VisitClearlyGreen(picture, [&](const HueSat& c) {
+        const bool near = HueGap(static_cast<int>(c.hue), domHue) < kSmallestGap;
+        if (near && c.sat > kSmallestSat) ++hist[static_cast<int>(c.sat * kSatSteps)];
+    });
+    return PeakSat(hist);
+}
+
+// Of the pixels of the dominant hue, at their own brightness and without the margin.
+template <class Sample>
+double MeanLevel(const Picture<Sample>& picture, int domHue) {
+    double sum = 0;
+    std::int64_t count = 0;
+    for (std::int64_t i = 0; i < picture.pixels; ++i) {
+        const Rgb seen = FetchLimited(picture.top, i, picture.limits.maxSample);
+        if (!(seen.g > picture.limits.darkest && seen.b < seen.g && seen.r < seen.g)) continue;
+        const HueSat c = HueSatOf(seen, 0);
+        if (HueGap(static_cast<int>(c.hue), domHue) < kSmallestGap && c.sat > kSmallestSat) {
+            sum += seen.g;
+            ++count;
+        }
+    }
+    return MeanLevelOf(sum, count);
+}
+
+// The inverse of HueSatOf for a colour whose largest channel is the key channel. A dominant hue of exactly
+// 120 leaves the two others at the floor of 1 on purpose, however pale the backdrop is.
+void SetBackdropMeans(Globals* globals, const BackdropLevels& found) {
+    const double level = globals->backdropMeanG = found.level;
+    const double domHue = found.domHue, domSat = found.domSat;
+    const double hueGap = std::fabs(120 - domHue);
+    if (domHue < 120) {
+        globals->backdropMeanB = level - level * domSat;
+        globals->backdropMeanR = (level - globals->backdropMeanB) * hueGap / 60 + globals->backdropMeanB;
+    } else if (domHue > 120 && domHue < 240) {
+        globals->backdropMeanR = level - level * domSat;
+        globals->backdropMeanB = (level - globals->backdropMeanR) * hueGap / 60 + globals->backdropMeanR;
+    }
+    for (double* mean : {&globals->backdropMeanR, &globals->backdropMeanG, &globals->backdropMeanB}) {
+        if (*mean < 1) *mean = 1;  // later passes divide by them
+    }
+}
+
+template <class Sample>
+void Analyse(Globals* globals) {
+    const Passes<Sample>& passes = PassesOf<Sample>(*ActiveVariant());
+    SetBackdropMeans(globals, passes.measureLevels(globals));
+    BuildBackdropGrid(globals, passes.addPixels);
+}
+
+}  // namespace
+
+AnalysisLimits LimitsOf(const Globals* globals) {
+    return {static_cast<double>(globals->maxSample), kDarkest * LevelScale(globals),
+            static_cast<double>(globals->maxSample * kMargin)};
+}
+
+bool IsClearlyGreen(const AnalysisLimits& limits, const Rgb& seen, HueSat* atFullBrightness) {
+    if (!(seen.g > limits.darkest)) return false;
+    const double mx = Largest(seen.r, seen.g, seen.b);
+    const Rgb full{limits.maxSample * seen.r / mx, limits.maxSample * seen.g / mx,
+                   limits.maxSample * seen.b / mx};
+    const double margin = limits.margin / mx;
+    if (!(full.g - full.b > margin && full.g - full.r > margin)) return false;
+    *atFullBrightness = HueSatOf(full, 0);
+    return true;
+}
+
+int HueGap(int hue, int domHue) {
+    const int gap = std::abs(hue - domHue);
+    return gap > 180 ? gap - 180 : gap;
+}
+
+double PeakHue(const std::int32_t* hist) {
+    return Peak(hist, 0, 359, kDefaultHue);
+}
+
+double PeakSat(const std::int32_t* hist) {
+    return Peak(hist, 15, kSatSteps - 1, kDefaultSat) / kSatSteps;
+}
+
+double MeanLevelOf(double sum, std::int64_t count) {
+    return count >= 1 ? sum / static_cast<double>(count) : kDefaultLevel;
+}
+
+template <class Sample>
+BackdropLevels MeasureLevels(const Globals* globals) {
+    const Picture<Sample> picture{TopPlanes<Sample>(globals),
+                                  std::int64_t{globals->planeWidth} * globals->planeHeight,
+                                  LimitsOf(globals)};
+    const double domHue = DominantHue(picture);
+    const int wholeHue = static_cast<int>(domHue);
+    return {domHue, DominantSat(picture, wholeHue), MeanLevel(picture, wholeHue)};
+}
+
+template BackdropLevels MeasureLevels<std::uint8_t>(const Globals*);
+template BackdropLevels MeasureLevels<std::uint16_t>(const Globals*);
+
+void AnalyseBackdrop(Globals* globals) {
+    globals->backdropMeanR = globals->backdropMeanG = globals->backdropMeanB = 0;
+    if (globals->depthBytes == 1) {
+        Analyse<std::uint8_t>(globals);
+    } else {
+        Analyse<std::uint16_t>(globals);
+    }
+}

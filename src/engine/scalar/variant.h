@@ -1,0 +1,5 @@
+#pragma once
+
+#include "engine/variants.h"
+
+extern const Variant kScalarVariant;

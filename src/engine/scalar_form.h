@@ -1,5 +1,0 @@
-#pragma once
-
-#include "engine/forms.h"
-
-extern const EngineForm kScalarForm;

@@ -1,0 +1,263 @@
+// Edge blending with no copies of whole planes: a row that the row pass changes is kept as it was while it is
+// read, and the column pass keeps the few rows that it has changed and may still read.
+//
+// Sums of samples times distances are whole numbers, so that integers give the scalar reference's doubles.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "engine/samples.h"
+#include "engine/scalar/edge_blending.h"
+#include "engine/simd/passes.h"
+
+namespace FROND_VARIANT {
+namespace {
+
+constexpr int kMostRadius = 4;
+constexpr int kMostReach = 2 * kMostRadius;  // samples read on either side of a candidate
+constexpr int kKeptRows = 16;                // a power of two above the rows y - 2 radius to y + radius
+constexpr int kBlock = 1024;
+
+constexpr std::uint8_t kRising = 1;
+constexpr std::uint8_t kFalling = 2;
+
+template <class Sample>
+struct Blend {
+    std::int64_t width, height;
+    int radius;
+    std::int32_t halfMax;
+    Sample* out[3];
+    const Sample* alpha;
+    double share[2 * kMostRadius + 1];  // f of each written sample
+    Sample* kept;                       // kKeptRows rows of three channels
+    std::int64_t keptRow[kKeptRows];    // the picture row that each holds, or -1
+};
+
+struct Means {
+    double before[3], after[3];
+};
+
+template <class Sample>
+Sample* KeptRow(const Blend<Sample>& blend, std::int64_t y, int channel) {
+    return blend.kept + ((y & (kKeptRows - 1)) * 3 + channel) * blend.width;
+}
+
+template <class Sample>
+void KeepRow(Blend<Sample>* blend, std::int64_t y) {
+    std::int64_t* holds = &blend->keptRow[y & (kKeptRows - 1)];
+    if (*holds == y) return;
+    *holds = y;
+    for (int c = 0; c < 3; ++c) {
+        std::memcpy(KeptRow(*blend, y, c), blend->out[c] + y * blend->width,
+                    sizeof(Sample) * static_cast<std::size_t>(blend->width));
+    }
+}
+
+// The row as it was before the pass.
+template <class Sample>
+const Sample* RowBefore(const Blend<Sample>& blend, std::int64_t y, int channel) {
+    return blend.keptRow[y & (kKeptRows - 1)] == y ? KeptRow(blend, y, channel)
+                                                   : blend.out[channel] + y * blend.width;
+}
+
+template <class Sample>
+void ForgetRows(Blend<Sample>* blend) {
+    for (std::int64_t& row : blend->keptRow) row = -1;
+}
+
+// Marks which of n pixels are candidates along a row, and as what; gives whether there is any. A points at
+// the alpha of the first, and two samples on either side are there.
+template <class Sample>
+bool MarkRow(const Sample* A, int n, std::uint8_t* marks) {
+    constexpr int kLevel = kAlphaEdgeLevel;
+    std::uint8_t any = 0;
+    for (int i = 0; i < n; ++i) {
+        const bool rising =
+            ((A[i - 1] < kLevel) & (A[i + 1] > kLevel)) | ((A[i - 2] < kLevel) & (A[i + 2] > kLevel));
+        const bool falling =
+            ((A[i - 1] > kLevel) & (A[i + 1] < kLevel)) | ((A[i - 2] > kLevel) & (A[i + 2] < kLevel));
+        marks[i] = static_cast<std::uint8_t>((rising ? kRising : 0) | (falling ? kFalling : 0));
+        any |= marks[i];
+    }
+    return any != 0;
+}
+
+// The same along a column; a candidate whose own alpha is below half is refused, since the validity test of
+// this pass asks nothing else and both sides of a candidate are always there.
+template <class Sample>
+bool MarkColumn(const Sample* A, std::int64_t W, std::int32_t halfMax, int n, std::uint8_t* marks) {
+    constexpr int kLevel = kAlphaEdgeLevel;
+    std::uint8_t any = 0;
+    for (int i = 0; i < n; ++i) {
+        const bool rising = ((A[i - W] < kLevel) | (A[i - 2 * W] < kLevel)) & (A[i + W] > kLevel);
+        const bool falling = (A[i - W] > kLevel) & ((A[i + W] < kLevel) | (A[i + 2 * W] < kLevel));
+        marks[i] = ((rising | falling) & (A[i] >= halfMax)) ? 1 : 0;
+        any |= marks[i];
+    }
+    return any != 0;
+}
+
+// The first marked place from i on, or n. Candidates are few: eight places are passed at a time.
+int NextMark(const std::uint8_t* marks, int i, int n) {
+    for (std::uint64_t eight = 0; i + 8 <= n; i += 8) {
+        std::memcpy(&eight, marks + i, sizeof eight);
+        if (eight != 0) break;
+    }
+    while (i < n && marks[i] == 0) ++i;
+    return i;
+}
+
+// Offsets to the line's ends, held to the reach.
+struct Reach {
+    int before, after;  // both at least 1
+};
+
+Reach ReachOf(std::int64_t position, std::int64_t length, int reach) {
+    const std::int64_t before = position, after = length - 1 - position;
+    return {static_cast<int>(before < reach ? before : reach),
+            static_cast<int>(after < reach ? after : reach)};
+}
+
+int SumTo(int n) {
+    return n * (n + 1) / 2;
+}
+
+template <class Sample>
+bool RefusesRow(const Blend<Sample>& blend, const Sample* A, std::uint8_t mark, const Reach& reach) {
+    if (mark & kRising) {
+        for (int o = 1; o <= reach.after; ++o) {
+            if (A[o] < blend.halfMax) return true;
+        }
+    }
+    if (mark & kFalling) {
+        for (int o = 1; o <= reach.before; ++o) {
+            if (A[-o] < blend.halfMax) return true;
+        }
+    }
+    return false;
+}
+
+template <class Sample>
+void BlendRowCandidate(const Blend<Sample>& blend, std::int64_t y, std::int64_t x, const Reach& reach) {
+    const int wBefore = SumTo(reach.before), wAfter = SumTo(reach.after);
+    for (int c = 0; c < 3; ++c) {
+        const Sample* work = KeptRow(blend, y, c) + x;
+        std::int32_t before = 0, after = 0;
+        for (int o = 1; o <= reach.before; ++o) before += work[-o] * o;
+        for (int o = 1; o <= reach.after; ++o) after += work[o] * o;
+        const double meanBefore = static_cast<double>(before) / wBefore;
+        const double meanAfter = static_cast<double>(after) / wAfter;
+        Sample* out = blend.out[c] + y * blend.width + x;
+        for (int o = -blend.radius; o <= blend.radius; ++o) {
+            if (x + o < 0 || x + o >= blend.width) continue;
+            const double f = blend.share[o + blend.radius];
+            out[o] = StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
+        }
+    }
+}
+
+template <class Sample>
+void BlendRowStretch(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
+    std::uint8_t marks[kBlock];
+    const Sample* A = blend->alpha + y * blend->width + first;
+    if (!MarkRow(A, n, marks)) return;
+    for (int i = NextMark(marks, 0, n); i < n; i = NextMark(marks, i + 1, n)) {
+        const Reach reach = ReachOf(first + i, blend->width, 2 * blend->radius);
+        if (RefusesRow(*blend, A + i, marks[i], reach)) continue;
+        KeepRow(blend, y);
+        BlendRowCandidate(*blend, y, first + i, reach);
+    }
+}
+
+template <class Sample>
+void BlendAlongRows(Blend<Sample>* blend) {
+    ForgetRows(blend);
+    for (std::int64_t y = 0; y < blend->height; ++y) {
+        for (std::int64_t x = 2; x < blend->width - 2; x += kBlock) {
+            const std::int64_t left = blend->width - 2 - x;
+            BlendRowStretch(blend, y, x, static_cast<int>(left < kBlock ? left : kBlock));
+        }
+    }
+}
+
+// Rows y - reach.before to y + reach.after of one channel as they were, and what is written.
+template <class Sample>
+void BlendColumnCandidate(const Blend<Sample>& blend, std::int64_t y, std::int64_t x, const Reach& reach,
+                          const Sample* const (*rows)[2 * kMostReach + 1]) {
+    const int wBefore = SumTo(reach.before), wAfter = SumTo(reach.after);
+    for (int c = 0; c < 3; ++c) {
+        const Sample* const* row = rows[c] + kMostReach;
+        std::int32_t before = 0, after = 0;
+        for (int o = 1; o <= reach.before; ++o) before += row[-o][x] * o;
+        for (int o = 1; o <= reach.after; ++o) after += row[o][x] * o;
+        const double meanBefore = static_cast<double>(before) / wBefore;
+        const double meanAfter = static_cast<double>(after) / wAfter;
+        for (int o = -blend.radius; o <= blend.radius; ++o) {
+            if (y + o < 0 || y + o >= blend.height) continue;
+            const double f = blend.share[o + blend.radius];
+            blend.out[c][(y + o) * blend.width + x] =
+                StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
+        }
+    }
+}
+
+template <class Sample>
+void BlendColumnStretch(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
+    std::uint8_t marks[kBlock];
+    const Sample* A = blend->alpha + y * blend->width + first;
+    if (!MarkColumn(A, blend->width, blend->halfMax, n, marks)) return;
+
+    const Reach reach = ReachOf(y, blend->height, 2 * blend->radius);
+    for (int o = -blend->radius; o <= blend->radius; ++o) {
+        if (y + o >= 0 && y + o < blend->height) KeepRow(blend, y + o);
+    }
+    const Sample* rows[3][2 * kMostReach + 1];
+    for (int c = 0; c < 3; ++c) {
+        for (int o = -reach.before; o <= reach.after; ++o)
+            rows[c][kMostReach + o] = RowBefore(*blend, y + o, c);
+    }
+    for (int i = NextMark(marks, 0, n); i < n; i = NextMark(marks, i + 1, n)) {
+        BlendColumnCandidate(*blend, y, first + i, reach, rows);
+    }
+}
+
+template <class Sample>
+void BlendAlongColumns(Blend<Sample>* blend) {
+    ForgetRows(blend);
+    for (std::int64_t y = 2; y < blend->height - 2; ++y) {
+        for (std::int64_t x = 0; x < blend->width; x += kBlock) {
+            const std::int64_t left = blend->width - x;
+            BlendColumnStretch(blend, y, x, static_cast<int>(left < kBlock ? left : kBlock));
+        }
+    }
+}
+
+}  // namespace
+
+template <class Sample>
+bool BlendColours(const Globals* globals) {
+    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
+    Blend<Sample> blend = {};
+    blend.width = globals->planeWidth;
+    blend.height = globals->planeHeight;
+    blend.radius = BlendRadius(globals->planeWidth);
+    blend.halfMax = globals->maxSample / 2;
+    blend.out[0] = out.r;
+    blend.out[1] = out.g;
+    blend.out[2] = out.b;
+    blend.alpha = out.a;
+    for (int t = 0; t <= 2 * blend.radius; ++t) blend.share[t] = static_cast<double>(t) / (2 * blend.radius);
+    // From the plain heap, like the scalar reference's copies.
+    blend.kept = static_cast<Sample*>(
+        std::malloc(sizeof(Sample) * 3 * kKeptRows * static_cast<std::size_t>(blend.width)));
+    if (blend.kept == nullptr) return false;
+    BlendAlongRows(&blend);
+    BlendAlongColumns(&blend);
+    std::free(blend.kept);
+    return true;
+}
+
+template bool BlendColours<std::uint8_t>(const Globals*);
+template bool BlendColours<std::uint16_t>(const Globals*);
+
+}  // namespace FROND_VARIANT

@@ -1,0 +1,205 @@
+// The refinement of a row and the pixel step after it, many pixels at a time.
+#include <cstring>
+
+#include "engine/samples.h"
+#include "engine/scalar/output.h"
+#include "engine/simd/passes.h"
+#include "engine/simd/refinement_window.h"
+#include "engine/simd/uniform_groups.h"
+#include "engine/simd/vec.h"
+
+namespace FROND_VARIANT {
+namespace {
+
+constexpr int kSpan = 256;
+constexpr int kStreamRoom = kSpan + 2 * kLanes + 8;
+// A narrower picture reads on into the next ring row, and is left to the scalar reference.
+constexpr std::int32_t kNarrowest = 16;
+
+struct Colours {
+    V r, g, b;
+};
+
+// The refined colours of the lanes from pixel x on. differences: the stream from entry x on.
+Colours RefineLanes(const KeyRun& run, const Window& window, std::int32_t x, const double* differences) {
+    const RowRing& ring = run.ring;
+    const std::size_t centre = window.centre + static_cast<std::size_t>(x);
+    V sumDiff = Set(0);
+    for (int i = 0; i <= 2 * window.radius; ++i) sumDiff = sumDiff + Load(differences + i);
+
+    const V a = LoadCells(ring.ringAlpha, centre), rest = Set(1) - a;
+    Colours comp{LoadCells(ring.ringFgR, centre) * a + rest * LoadCells(ring.ringBottomR, centre),
+                 LoadCells(ring.ringFgG, centre) * a + rest * LoadCells(ring.ringBottomG, centre),
+                 LoadCells(ring.ringFgB, centre) * a + rest * LoadCells(ring.ringBottomB, centre)};
+    const M kept = Or(Less(sumDiff, Set(0.1)), Greater(a, Set(0.95)));
+    if (Any(AndNot(FirstLanes(run.width - x), kept))) {
+        ColourStream stream;
+        FillColours(window, x, &stream);
+        const V den = WeightedSum(stream.weight, window.radius);
+        comp.r = Select(kept, comp.r, WeightedSum(stream.r, window.radius) / den);
+        comp.g = Select(kept, comp.g, WeightedSum(stream.g, window.radius) / den);
+        comp.b = Select(kept, comp.b, WeightedSum(stream.b, window.radius) / den);
+    }
+    const V maxSample = Set(run.maxSample), zero = Set(0);
+    comp.r = LimitLow(LimitHigh(comp.r, maxSample), zero);
+    comp.g = LimitLow(LimitHigh(comp.g, maxSample), zero);
+    comp.b = LimitLow(LimitHigh(comp.b, maxSample), zero);
+    return comp;
+}
+
+void RescaleBy(V* peak, V* other1, V* other2, V maxSample) {
+    const M over = Greater(*peak, maxSample);
+    if (!Any(over)) return;
+    *other1 = Select(over, maxSample * *other1 / *peak, *other1);
+    *other2 = Select(over, maxSample * *other2 / *peak, *other2);
+    *peak = Select(over, maxSample, *peak);
+}
+
+// cell: ring index of the newest row's cell under the first lane.
+void LiftSoftEdges(const KeyRun& run, std::size_t cell, Colours* comp) {
+    const RowRing& ring = run.ring;
+    const V a = LoadCells(ring.ringAlpha, cell);
+    const M soft = And(Less(a, Set(0.9)), Greater(a, Set(0.2)));
+    if (!Any(soft)) return;
+
+    const double k = run.levelScale, base = 130 * k;
+    const V bgLuma = LoadCells(ring.ringBottomB, cell) * Set(run.blueLogic ? 0.587 : 0.114) +
+                     LoadCells(ring.ringBottomG, cell) * Set(run.blueLogic ? 0.114 : 0.587) +
+                     LoadCells(ring.ringBottomR, cell) * Set(0.299);
+    const V offset = LimitLow(LimitHigh(Truncate(Set(base) - bgLuma), Set(0)), Set(-base));
+    const V q = a * Set(0.75) + a * Set(0.25) * (Set(base * k) + offset) / Set(run.maxSample - base * k);
+    const V lift = (a / q - Set(1)) * Set(100) * (Set(1) - a);
+    Colours lifted{comp->r + lift, comp->g + lift, comp->b + lift};
+    const V maxSample = Set(run.maxSample);
+    RescaleBy(&lifted.g, &lifted.r, &lifted.b, maxSample);
+    RescaleBy(&lifted.r, &lifted.g, &lifted.b, maxSample);
+    RescaleBy(&lifted.b, &lifted.g, &lifted.r, maxSample);
+    comp->r = Select(soft, lifted.r, comp->r);
+    comp->g = Select(soft, lifted.g, comp->g);
+    comp->b = Select(soft, lifted.b, comp->b);
+}
+
+// What a row's refinement reads and writes, from the first pixel of the row on.
+template <class Sample>
+struct RowPlanes {
+    const Sample *topR, *topG, *topB, *topAlpha;
+    const Sample *bottomR, *bottomG, *bottomB;
+    Sample *r, *key, *third, *alpha;
+};
+
+template <class Sample>
+RowPlanes<Sample> PlanesOfRow(const KeyRun& run, const Globals* globals, std::int64_t first) {
+    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals), bottom = BottomPlanes<Sample>(globals);
+    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
+    return {top.r + first,
+            top.g + first,
+            top.b + first,
+            View<Sample>(globals->topA, globals->topA16) + first,
+            bottom.r + first,
+            bottom.g + first,
+            bottom.b + first,
+            out.r + first,
+            (run.blueLogic ? out.b : out.g) + first,
+            (run.blueLogic ? out.g : out.b) + first,
+            out.a + first};
+}
+
+// Where every cell of the window has the same alpha, 0 or 1, one of the layers comes through as it is.
+template <class Sample>
+void WriteUniform(const KeyRun& run, const RowPlanes<Sample>& row, int from, int to, GroupKind kind) {
+    const Sample most = static_cast<Sample>(run.maxSample);
+    const auto copy = [&](Sample* out, const Sample* layer) {
+        for (int x = from; x < to; ++x) out[x] = layer[x] > most ? most : layer[x];
+    };
+    if (kind == kBackdrop) {
+        copy(row.r, row.bottomR);
+        copy(row.key, row.bottomG);
+        copy(row.third, row.bottomB);
+    } else {
+        copy(row.r, row.topR);
+        for (int x = from; x < to; ++x) {
+            const Sample G = row.topG[x] > most ? most : row.topG[x];
+            row.key[x] = G == 0 ? 1 : G;
+        }
+        copy(row.third, row.topB);
+    }
+    std::memcpy(row.alpha + from, row.topAlpha + from, sizeof(Sample) * static_cast<unsigned>(to - from));
+}
+
+// The kinds of a span's groups in the refined row: open unless the whole window over the group is of one
+// kind. A window reaches into the groups on either side.
+void FindWindowKinds(const KeyRun& run, const Window& window, std::int32_t x0, int n, GroupKind* kinds) {
+    const std::int32_t groups = (run.width + kFloats - 1) / kFloats;
+    const std::int32_t first = x0 / kFloats, last = (x0 + n - 1) / kFloats;
+    // What the groups of a column have in common, from the one before `first` to the one after `last`.
+    unsigned column[kSpan / kFloats + 2];
+    for (std::int32_t group = first - 1; group <= last + 1; ++group) {
+        unsigned common = kBackdrop | kForeground;
+        if (group >= 0 && group < groups) {
+            for (int i = 0; i < window.rows; ++i) common &= KindsOfRow(run, window.slot[i])[group];
+        }
+        column[group - first + 1] = common;
+    }
+    for (int i = 0; i <= last - first; ++i) {
+        kinds[i] = static_cast<GroupKind>(column[i] & column[i + 1] & column[i + 2]);
+    }
+}
+
+// Refines and writes pixels x0 to x0 + n of the row.
+template <class Sample>
+void RefineStretch(const KeyRun& run, const Window& window, const RowPlanes<Sample>& row, std::int32_t x0,
+                   int n) {
+    const RowRing& ring = run.ring;
+    const std::size_t newest = RingRow(ring, ring.ringSlot);
+    const V one = Set(1), maxSample = Set(run.maxSample);
+    double differences[kStreamRoom];
+    FillDifferences(window, x0, n, differences);
+    for (int i = 0; i < n; i += kLanes) {
+        const std::int32_t x = x0 + i;
+        const int left = n - i;
+        const std::size_t cell = newest + static_cast<std::size_t>(x);
+        Colours comp = RefineLanes(run, window, x, differences + i);
+        LiftSoftEdges(run, cell, &comp);
+        V alpha = LoadSamples(row.topAlpha + x, left);
+        if (run.outputAlpha) {
+            comp = {LimitTo(LoadCells(ring.ringFgR, cell), one, maxSample),
+                    LimitTo(LoadCells(ring.ringFgG, cell), one, maxSample),
+                    LimitTo(LoadCells(ring.ringFgB, cell), one, maxSample)};
+            alpha = alpha * LoadCells(ring.ringAlpha, cell);
+        }
+        StoreSamples(row.r + x, comp.r, left);
+        StoreSamples(row.key + x, comp.g, left);
+        StoreSamples(row.third + x, comp.b, left);
+        StoreSamples(row.alpha + x, alpha, left);
+    }
+}
+
+}  // namespace
+
+template <class Sample>
+void RefineRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
+    if (run.width < kNarrowest) {
+        WriteRefinedRow<Sample>(run, globals, y);
+        return;
+    }
+    const std::int64_t first = std::int64_t{y - run.ring.ringRadius} * run.width;
+    const RowPlanes<Sample> row = PlanesOfRow<Sample>(run, globals, first);
+    const Window window = WindowOf(run, y);
+    GroupKind kinds[kSpan / kFloats];
+    for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
+        const int n = run.width - x0 < kSpan ? run.width - x0 : kSpan;
+        FindWindowKinds(run, window, x0, n, kinds);
+        ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
+            if (kind == kMixed) {
+                RefineStretch(run, window, row, x0 + from, to - from);
+            } else {
+                WriteUniform(run, row, x0 + from, x0 + to, kind);
+            }
+        });
+    }
+}
+
+template void RefineRow<std::uint8_t>(const KeyRun&, const Globals*, std::int32_t);
+template void RefineRow<std::uint16_t>(const KeyRun&, const Globals*, std::int32_t);
+
+}  // namespace FROND_VARIANT

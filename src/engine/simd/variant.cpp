@@ -1,0 +1,20 @@
+// The table of a vector variant.
+#include "engine/simd/passes.h"
+
+#define FROND_TEXT(name) #name
+#define FROND_NAME(name) FROND_TEXT(name)
+
+namespace FROND_VARIANT {
+namespace {
+
+template <class Sample>
+constexpr Passes<Sample> LanePasses() {
+    return {MeasureLevels<Sample>, AddGridPixels<Sample>, ProcessRow<Sample>, BlendColours<Sample>};
+}
+
+}  // namespace
+
+extern const Variant kVariant;
+const Variant kVariant = {FROND_NAME(FROND_VARIANT), LanePasses<std::uint8_t>(), LanePasses<std::uint16_t>()};
+
+}  // namespace FROND_VARIANT

@@ -1,0 +1,69 @@
+// The variants of the engine: one that is plain and defines every result, and faster ones that give the same
+// bits.
+//
+// A variant is one table of function pointers. The module uses the fastest that the processor and the
+// operating system offer; tests and benchmarks choose by SetActiveVariant. No other place tests for an
+// instruction set.
+#pragma once
+
+#include <cstdint>
+
+#include "engine/key_run.h"
+#include "engine/keying.h"
+#include "shell/globals.h"
+
+// The first three passes of the analysis.
+struct BackdropLevels {
+    double domHue;  // a whole number of degrees
+    double domSat;  // 0 to 1
+    double level;   // mean key channel, in samples
+};
+
+// What the fourth pass accepts.
+struct GridLimits {
+    double levelHue;       // degrees
+    double smallestLevel;  // the key channel must be above, in samples
+};
+
+template <class Sample>
+struct Passes {
+    BackdropLevels (*measureLevels)(const Globals*);
+    // Adds the accepted pixels to the cells' sums and counts.
+    void (*addPixels)(const Globals*, const GridLimits&, BackdropGrid*);
+    // Row y, with run.ring.ringSlot its slot: fetches and keys it, and writes the row that is then finished.
+    void (*processRow)(const KeyRun&, const Globals*, std::int32_t y);
+    // The row pass and the column pass of edge blending; false when there is no memory for working copies.
+    bool (*blendColours)(const Globals*);
+};
+
+struct Variant {
+    const char* name;
+    Passes<std::uint8_t> bytes;
+    Passes<std::uint16_t> words;
+};
+
+template <class Sample>
+const Passes<Sample>& PassesOf(const Variant& variant);
+
+template <>
+inline const Passes<std::uint8_t>& PassesOf<std::uint8_t>(const Variant& variant) {
+    return variant.bytes;
+}
+
+template <>
+inline const Passes<std::uint16_t>& PassesOf<std::uint16_t>(const Variant& variant) {
+    return variant.words;
+}
+
+// The variant that runs: the fastest that the machine has, unless SetActiveVariant has chosen another. Never
+// null.
+const Variant* ActiveVariant();
+
+// Makes a variant the active one, by its name; null for the machine's fastest. False, and nothing changes,
+// when the name is unknown or the machine lacks what the variant needs.
+bool SetActiveVariant(const char* name);
+
+// Names of all variants that this build holds, slowest first, ending in null; whether the machine can run
+// one.
+extern const char* const kVariantNames[];
+bool VariantRunsHere(const char* name);

@@ -1,0 +1,15 @@
+#include "support/message_box.h"
+
+#ifdef _WIN32
+
+#include <windows.h>
+
+void ShowMessage(const char* text, const char* caption) {
+    MessageBoxA(nullptr, text, caption, MB_OK | MB_ICONINFORMATION);
+}
+
+#else
+
+void ShowMessage(const char*, const char*) {}
+
+#endif

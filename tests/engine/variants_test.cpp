@@ -1,0 +1,142 @@
+// The vector variants against the plain one, byte for byte: what the engine leaves must not depend on the
+// machine.
+#include <gtest/gtest.h>
+
+#include <iterator>
+
+#include "engine/variants.h"
+#include "tests/support/cases.h"
+#include "tests/support/variant_cases.h"
+
+#ifndef __has_feature
+#define __has_feature(name) 0
+#endif
+
+namespace {
+
+// How many cases a test draws where `full` would be many for a build that is slow.
+constexpr std::uint64_t Cases(std::uint64_t full) {
+#if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer) || !defined(NDEBUG)
+    return full / 10;
+#else
+    return full;
+#endif
+}
+
+class Variants : public testing::TestWithParam<const char*> {
+  protected:
+    void SetUp() override {
+        if (!VariantRunsHere(GetParam()))
+            GTEST_SKIP() << "this machine does not run the variant " << GetParam();
+    }
+    // make(seed) for that many seeds.
+    template <class Make>
+    void ExpectPlainBytes(std::uint64_t cases, const Make& make, Stage stage = Stage::kAnalysisAndKeying) {
+        for (std::uint64_t seed = 0; seed < Cases(cases); ++seed) {
+            ASSERT_EQ(DifferenceFromPlain(
+                          GetParam(), [&] { return make(seed); }, stage),
+                      "")
+                << "seed " << seed;
+        }
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Engine, Variants, testing::Values("sse2", "avx2", "avx512"),
+                         [](const auto& variant) { return std::string(variant.param); });
+
+TEST_P(Variants, HasPassesOfItsOwn) {
+    const char* const before = ActiveVariant()->name;
+    ASSERT_TRUE(SetActiveVariant("scalar"));
+    const Variant& plain = *ActiveVariant();
+    ASSERT_TRUE(SetActiveVariant(GetParam()));
+    const Variant& variant = *ActiveVariant();
+    SetActiveVariant(before);
+    EXPECT_NE(variant.bytes.measureLevels, plain.bytes.measureLevels);
+    EXPECT_NE(variant.bytes.addPixels, plain.bytes.addPixels);
+    EXPECT_NE(variant.bytes.blendColours, plain.bytes.blendColours);
+    EXPECT_NE(variant.words.processRow, plain.words.processRow);
+}
+
+// All widths past two vectors and the refinement's narrowest, and those round spans of 256 and blocks of
+// 1024, each with all flags at both depths and for both purposes.
+TEST_P(Variants, GiveThePlainBytesAtEveryWidthAndFlag) {
+    static constexpr std::int32_t kWide[] = {63, 255, 256, 257, 272, 511, 513, 1023, 1024, 1025, 1030};
+    static constexpr std::uint64_t kWidths = 37 + std::size(kWide), kCases = kWidths * 4 * kAllFlags;
+    ExpectPlainBytes(kCases, [](std::uint64_t seed) {
+        const std::uint64_t n = seed * (kCases / Cases(kCases));
+        const auto step = static_cast<std::int32_t>(n), w = step / 4 / 32;
+        const std::int32_t width = w < 37 ? w + 1 : kWide[w - 37], height = w < 37 ? step % 47 : step % 9;
+        auto rig = std::make_unique<EngineRig>(width, height + 1, kRunKinds[step / 32 % 4], step % 29);
+        Random draws(n);
+        DrawParameters(&draws, rig.get());
+        SetFlags(rig.get(), static_cast<unsigned>(n % kAllFlags));
+        PaintScene(rig.get(), kScenes[n % std::size(kScenes)], draws);
+        return rig;
+    });
+}
+
+TEST_P(Variants, GiveThePlainBytesOfWhateverIsDrawn) {
+    ExpectPlainBytes(1500, [](std::uint64_t seed) { return DrawRun(Random(seed)); });
+}
+
+// A colour near the one that a case is about, which is at the edge of a decision. n: 0 .. 124.
+CasePixel Near(const CasePixel& seen, int n) {
+    const int steps[] = {n % 5 - 2, n / 5 % 5 - 2, n / 25 - 2};
+    CasePixel near{seen.top, {}, {}};
+    for (std::size_t c = 0; c < 3; ++c) near.top[c] = std::max(seen.top[c] + steps[c], 0.0);
+    near.top.resize(3);
+    return near;
+}
+
+// Each of these colours alone, and as many times as the largest group that a vector variant decides about as
+// one.
+std::unique_ptr<EngineRig> RoundTheCase(Case c, unsigned flags) {
+    const CasePixel seen = c.pixels.at(0);
+    c.pixels.clear();
+    c.settings.erase("width");
+    for (std::size_t run : {1, 16}) {
+        for (int n = 0; n < 125; ++n) c.pixels.insert(c.pixels.end(), run, Near(seen, n));
+    }
+    auto rig = RigOf(c);
+    SetFlags(rig.get(), flags);
+    if (flags & kBlue) rig->ExchangePlanes(kTopG, kTopB);
+    return rig;
+}
+
+TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheKeying) {
+    for (const Case& c : ReadCases("keying")) {
+        for (const unsigned flags : {kBlend | kTransparency, kBlend, kView, 0u}) {
+            const unsigned all = flags | (c.Has("blue") ? kBlue : 0);
+            ASSERT_EQ(DifferenceFromPlain(
+                          GetParam(), [&] { return RoundTheCase(c, all); }, Stage::kKeying),
+                      "")
+                << c.name;
+        }
+    }
+}
+
+TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheAnalysis) {
+    for (Case c : ReadCases("analysis")) {
+        const CasePixel seen = c.pixels.back();
+        for (int n = 0; n < 250; ++n) {
+            // From 125 on the pixel is the whole picture: the means tell its bins of hue and of saturation.
+            if (n == 125) c.pixels.resize(1);
+            c.pixels.back() = Near(seen, n % 125);
+            ASSERT_EQ(DifferenceFromPlain(GetParam(), [&] { return RigOf(c); }), "")
+                << c.name << ", colour " << n;
+        }
+    }
+    // The backdrop, and one pixel in each cell of the grid: its count tells whether it was accepted.
+    for (Case c : ReadCases("grid")) {
+        const CasePixel backdrop = c.pixels.at(0), own = c.pixels.at(1);
+        c.pixels.clear();
+        c.settings["width"] = {2 * kGridSide};
+        for (int n = 0; n < kGridCells; ++n) {
+            c.pixels.push_back(backdrop);
+            c.pixels.push_back(Near(own, n % 125));
+        }
+        ASSERT_EQ(DifferenceFromPlain(GetParam(), [&] { return RigOf(c); }), "") << c.name;
+    }
+}
+
+}  // namespace

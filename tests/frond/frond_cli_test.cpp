@@ -1,0 +1,283 @@
+// The program frond as its users meet it: what it writes, what it says, and what it leaves alone. Run in the
+// folder of the build, where the program and the module lie.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <regex>
+#include <sstream>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
+
+#include "images/atomic_file.h"
+#include "images/picture_io.h"
+#include "sample_plate/sample_plate.h"
+#include "tests/support/scratch_folder.h"
+
+namespace frond {
+namespace {
+
+#ifdef _WIN32
+constexpr char kProgram[] = "frond.exe";
+#else
+constexpr char kProgram[] = "frond";
+#endif
+
+struct ProgramRun {
+    int code;  // exit code; -1 when it did not end by itself
+    std::string out, err;
+};
+
+// For both systems' shells; no argument of the tests holds a character that they read within the marks.
+std::string Quoted(const std::filesystem::path& text) {
+    return '"' + text.u8string() + '"';
+}
+
+int RunLine(const std::string& line) {
+#ifdef _WIN32
+    return _wsystem(std::filesystem::u8path('"' + line + '"').c_str());
+#else
+    const int status = std::system(line.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+}
+
+std::string Contents(const std::filesystem::path& path) {
+    const Bytes bytes = ReadWholeFile(path);
+    std::string text(bytes.begin(), bytes.end());
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
+// The plate that all tests here key, rendered once.
+const SamplePlate& Plate() {
+    static const SamplePlate plate = RenderSamplePlate({150, 100, 16, false, true});
+    return plate;
+}
+
+class FrondProgram : public ::testing::Test {
+  protected:
+    ScratchFolder folder;
+
+    // Writes the plate's photo and background in the given depth.
+    void WritePlate(int depth) {
+        Picture photo = Plate().photo, background = Plate().background;
+        ChangeDepth(photo, depth);
+        ChangeDepth(background, depth);
+        photo.profile = FileCase("profile.icc");
+        photo.resolutionX = photo.resolutionY = 240;
+        photo.resolutionUnit = ResolutionUnit::kInch;
+        WritePicture(folder / "photo.png", photo);
+        WritePicture(folder / "background.png", background);
+    }
+
+    // Runs the program in the present folder. KEY keys the plate, @NAME is a file in the test's folder.
+    ProgramRun Frond(const std::string& arguments) const {
+        static const std::regex key("KEY");
+        const std::filesystem::path here = std::filesystem::current_path();
+        const std::filesystem::path out = here / "program-out.txt", err = here / "program-err.txt";
+        std::istringstream words(std::regex_replace(arguments, key, "key @photo.png --over @background.png"));
+        std::string line = Quoted(here / kProgram);
+        for (std::string word; words >> word;) {
+            line += ' ' + Quoted(word[0] == '@' ? folder / word.substr(1) : std::filesystem::u8path(word));
+        }
+        const int code = RunLine(line + " >" + Quoted(out) + " 2>" + Quoted(err));
+        return {code, Contents(out), Contents(err)};
+    }
+    // A run with the plate that is to end well and in silence.
+    void Key(const std::string& rest) {
+        const ProgramRun run = Frond("KEY " + rest);
+        ASSERT_EQ(run.code, 0) << run.err;
+        EXPECT_EQ(run.out + run.err, "");
+    }
+
+    // A picture of one level, grey or coloured.
+    Picture WriteFlat(const char* name, std::uint16_t level, int colours, int side = 10) const {
+        Picture picture = MakePicture(side, side, 8, colours, false);
+        for (Plane& plane : picture.colour) plane.assign(plane.size(), level);
+        WritePicture(folder / name, picture);
+        return picture;
+    }
+};
+
+double MeanDifference(const Picture& a, const Picture& b) {
+    double sum = 0;
+    for (std::size_t c = 0; c < a.colour.size(); ++c) {
+        for (std::size_t i = 0; i < PixelCount(a); ++i) sum += std::abs(a.colour[c][i] - b.colour[c][i]);
+    }
+    return sum / static_cast<double>(PixelCount(a) * a.colour.size()) / LargestSample(a.depth);
+}
+
+TEST_F(FrondProgram, SetsTheFigureOnTheBackground) {
+    for (const int depth : {8, 16}) {
+        SCOPED_TRACE(depth);
+        WritePlate(depth);
+        Key("-o @out.png");
+        const Picture out = ReadPicture(folder / "out.png"), photo = ReadPicture(folder / "photo.png");
+        Picture truth = Plate().composite;
+        ChangeDepth(truth, depth);
+        EXPECT_EQ(out.depth, depth);
+        EXPECT_TRUE(out.alpha.empty());
+        // Keying brings the photo close to the true composite, from which the photo itself is far away.
+        EXPECT_GT(MeanDifference(photo, truth), 0.15);
+        EXPECT_LT(MeanDifference(out, truth), 0.03);
+    }
+    for (const char* name : {"eight.png", "eight.tif", "eight.jpg"}) {
+        Key("--depth 8 -o @" + std::string(name));
+        const Picture out = ReadPicture(folder / name);
+        EXPECT_EQ(out.depth, 8);
+        EXPECT_NEAR(out.resolutionX, 240, 0.01);
+        EXPECT_EQ(out.profile, FileCase("profile.icc"));
+    }
+}
+
+TEST_F(FrondProgram, LeavesAloneWhatIsNotSelected) {
+    Picture mask = MakePicture(150, 100, 8, 1, false);
+    for (int i = 0; i < 150 * 100; ++i) mask.colour[0][i] = i / 150 >= 50 || i % 150 % 2 == 0 ? 255 : 0;
+    WritePicture(folder / "mask.png", mask);
+    for (const int depth : {8, 16}) {
+        SCOPED_TRACE(depth);
+        WritePlate(depth);
+        Key("-o @all.tif --no-blend");
+        Key("-o @some.tif --no-blend --selection @mask.png");
+        const Picture all = ReadPicture(folder / "all.tif"), some = ReadPicture(folder / "some.tif");
+        const Picture photo = ReadPicture(folder / "photo.png");
+        for (std::size_t i = 0; i < PixelCount(photo); ++i) {
+            const bool isKeyed = mask.colour[0][i] != 0;
+            const int expected = (isKeyed ? all : photo).colour[1][i];
+            ASSERT_NEAR(some.colour[1][i], expected, isKeyed || depth == 8 ? 0 : 2) << i;
+        }
+    }
+}
+
+// A green backdrop with a grey subject in its middle third.
+TEST_F(FrondProgram, TakesPicturesOfOnePixelAndOfOneLine) {
+    const std::pair<int, int> sizes[] = {{1, 1}, {1, 30000}, {30000, 1}};
+    for (const auto& [width, height] : sizes) {
+        for (const int depth : {8, 16}) {
+            SCOPED_TRACE(testing::Message() << width << " by " << height << " at " << depth);
+            const int step = LargestSample(depth) / 255, count = width * height;
+            Picture photo = MakePicture(width, height, depth, 3, false), background = photo;
+            const int backdrop[] = {50, 180, 60};
+            for (std::size_t c = 0; c < 3; ++c) {
+                background.colour[c].assign(PixelCount(photo), static_cast<std::uint16_t>(200 * step));
+                for (int i = 0; i < count; ++i) {
+                    const bool isSubject = count > 1 && i / (count / 3) == 1;
+                    photo.colour[c][i] = static_cast<std::uint16_t>((isSubject ? 120 : backdrop[c]) * step);
+                }
+            }
+            WritePicture(folder / "photo.png", photo);
+            WritePicture(folder / "background.png", background);
+            WritePicture(folder / "nothing.png", MakePicture(width, height, 8, 1, false));
+            // Without blended edges a line has no rows or columns enough for the filter's refinement.
+            for (const char* options : {"--no-blend", "--blend", "--selection @nothing.png"}) {
+                Key("-o @o.tif " + std::string(options));
+                const Picture out = ReadPicture(folder / "o.tif");
+                ASSERT_TRUE(out.width == width && out.height == height && out.depth == depth);
+                const bool isKeyed = options[2] == 'b' && count > 1;
+                if (!isKeyed && options[2] != 's') continue;
+                for (std::size_t c = 0; c < 3; ++c) {
+                    for (const int i : {0, count / 2}) {
+                        const int expected = isKeyed ? (i > 0 ? 120 : 200) * step : photo.colour[c][i];
+                        EXPECT_NEAR(out.colour[c][i], expected, isKeyed ? 2 * step : depth == 8 ? 0 : 2) << c;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// The lines of cases/frond.txt, one after the other in one folder.
+TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
+    WritePlate(16);
+    std::filesystem::rename(folder / "photo.png", folder / "deep.png");
+    WritePlate(8);
+    std::filesystem::create_directory(folder / "x");
+    std::filesystem::copy(folder / "photo.png", folder / "x" / "photo.png");
+    for (const char* name : {"broken.png", "file", "keyed.tif", "truth.tif", "band.tif"}) {
+        WriteBytes(folder / name, FileCase(name));
+    }
+    WritePicture(folder / "second.tif", ReadPicture(folder / "photo.png"));
+    WriteFlat("small.png", 51, 1, 20);
+    WriteFlat("grey.png", 51, 1);
+    Picture a = WriteFlat("100.png", 100, 3), b = WriteFlat("101.png", 101, 3);
+    ChangeDepth(a, 16);
+    WritePicture(folder / "100.tif", a);
+    b.alpha.assign(100, 0);
+    WritePicture(folder / "clear.png", b);
+    const Bytes photo = ReadWholeFile(folder / "photo.png"),
+                background = ReadWholeFile(folder / "background.png");
+#ifndef _WIN32
+    WriteBytes(folder / "layers.psd", FileCase("layers.psd"));
+    const LayeredPicture layered = ReadLayeredPicture(folder / "layers.psd");
+    WritePicture(folder / "upper.png", PlaceOnCanvas(layered.layers[1], 64, 48));
+    WritePicture(folder / "lower.png", layered.layers[0]);
+#endif
+    std::ifstream cases("cases/frond.txt");
+    const std::regex form("([0-9])([LB]?) *\\| *(.*?) *\\| *([^|]*)(?:\\| *(.*))?");
+    int count = 0;
+    for (std::string line; std::getline(cases, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        SCOPED_TRACE(line);
+        std::smatch parts;
+        ASSERT_TRUE(std::regex_match(line, parts, form));
+        const bool isForLinux = parts[2] == "L";
+#ifdef _WIN32
+        if (isForLinux) continue;
+#endif
+        count += isForLinux ? 0 : 1;
+        if (parts[5].matched) WriteBytes(folder / "a.json", parts.str(5));
+        const int code = std::stoi(parts.str(1)), before = CountFiles(folder.path);
+        const ProgramRun run = Frond(parts.str(4));
+        const std::string said = run.out + run.err;
+        EXPECT_EQ(run.code, code) << said;
+        EXPECT_EQ(said.empty(), parts[3].length() == 0) << said;
+        EXPECT_TRUE(std::regex_search(said, std::regex(parts.str(3)))) << said;
+        const bool isCompared = parts.str(4).rfind("compare", 0) == 0;
+        EXPECT_TRUE(!isCompared || run.out.empty() == (code != 0)) << said;
+        if (code == 0 || parts[2] == "B") continue;
+        // A refusal is one line, and leaves nothing new.
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
+        EXPECT_EQ(run.err.rfind("frond: ", 0), 0u) << said;
+        EXPECT_EQ(CountFiles(folder.path), before);
+    }
+    EXPECT_GT(count, 50);
+    EXPECT_EQ(CountFiles(folder / "batch"), 2);
+    EXPECT_EQ(ReadWholeFile(folder / "photo.png"), photo);
+    EXPECT_EQ(ReadWholeFile(folder / "background.png"), background);
+    for (const auto& [written, expected] :
+         {std::pair("a1.json", "/all.json"), {"b1.json", "/all.json"}, {"c1.json", "/some.json"}}) {
+        EXPECT_EQ(ReadWholeFile(folder / written), ReadWholeFile(std::string("cases") + expected)) << written;
+    }
+    // Wholly opaque and wholly transparent are just that in the file's scale.
+    const Plane alpha = ReadPicture(folder / "cut-out.tif").alpha;
+    EXPECT_GT(std::count(alpha.begin(), alpha.end(), 65535), 2500);
+    EXPECT_GT(std::count(alpha.begin(), alpha.end(), 0), 5000);
+}
+
+// The renderer's own promises.
+TEST_F(FrondProgram, RendersAPlateThatTellsTheTruth) {
+    ASSERT_EQ(Frond("sample @plate --size 150x100 --depth 16").code, 0);
+    const SamplePlate& plate = Plate();
+    const std::pair<const char*, const Picture*> pictures[] = {{"photo.png", &plate.photo},
+                                                               {"background.png", &plate.background},
+                                                               {"alpha.png", &plate.alpha},
+                                                               {"composite.png", &plate.composite}};
+    for (const auto& [name, picture] : pictures) {
+        EXPECT_EQ(ReadPicture(folder / "plate" / name).colour, picture->colour) << name;
+    }
+    for (std::size_t i = 0; i < PixelCount(plate.alpha); ++i) {
+        if (plate.alpha.colour[0][i] > 0) continue;
+        // An alpha below half a step still counts in the composite.
+        ASSERT_NEAR(plate.composite.colour[2][i], plate.background.colour[2][i], 1) << i;
+        ASSERT_GT(plate.photo.colour[1][i], plate.photo.colour[0][i]) << i;
+    }
+    const auto partly = [](std::uint16_t alpha) { return alpha > 2000 && alpha < 63000; };
+    const Plane& alpha = plate.alpha.colour[0];
+    EXPECT_GT(std::count_if(alpha.begin(), alpha.end(), partly), 500);
+}
+
+}  // namespace
+}  // namespace frond

@@ -1,0 +1,302 @@
+// The stand-in host: that it catches what it promises, with small steps of a module that do one thing each.
+// What the host answers and what it objects to is compared line by line with tests/traces/host_*.trace.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <numeric>
+#include <thread>
+
+#include "host/host_state.h"
+#include "host/painting.h"
+#include "tests/support/shell_rig.h"
+#include "tests/support/trace.h"
+
+namespace {
+
+const PSBufferSuite& kBuffers = *BufferSuite();
+const PSChannelPortsSuite& kPorts = *ChannelPortsSuite();
+
+// A module's memory record for rows of `columns` samples from the address on.
+PixelMemoryDesc MemoryOf(void* data, std::int32_t columns, std::int32_t depth) {
+    return {data, columns * depth, depth, 0, depth};
+}
+
+class HostTest : public testing::Test {
+  protected:
+    // A run of one step, which the trace gets under its title.
+    void Run(const char* title, const std::function<void(FilterRecord&)>& step) {
+        trace_.Begin(title);
+        options_.trace = [this](const std::string& line) { trace_.Add(line); };
+        OpenDocument(*host_, document_);
+        step(*PrepareRecord(*host_));
+        EndRun(*host_);
+        options_.trace = nullptr;
+    }
+
+    // Reads from the target's channel of the number.
+    static SPErr Read(FilterRecord& r, int channel, const PixelMemoryDesc& memory, VRect rect) {
+        const ReadChannelDesc* record = r.documentInfo->targetCompositeChannels;
+        return kPorts.ReadPixelsFromLevel((channel == 0 ? record : record->next)->port, 0, &rect, &memory);
+    }
+
+    // Gives the bottom of what was delivered; -1 where the host refuses.
+    static std::int32_t ReadScaled(FilterRecord& r, void* plane, std::int32_t depth, const VRect& source,
+                                   const VRect& destination, VRect rect) {
+        const PixelMemoryDesc memory = MemoryOf(plane, WidthOf(rect), depth);
+        const PSScaling scaling = {source, destination};
+        const PIChannelPort port = r.documentInfo->targetCompositeChannels->port;
+        return kPorts.ReadScaledPixels(port, &rect, &scaling, &memory) == noErr ? rect.bottom : -1;
+    }
+
+    const Channel& Red() const { return document_.layers[1].colour[0]; }
+
+    HostPtr host_ = CreateHost();
+    HostOptions& options_ = OptionsOf(*host_);
+    Document document_ = PatternDocument(5, 4, 8, 2);
+    struct Trace trace_;  // and not the function of the host
+};
+
+// ---- The walk ---------------------------------------------------------------------------------------------
+
+TEST_F(HostTest, RefusesASecondHostAndABrokenDocument) {
+    EXPECT_THROW(CreateHost(), std::logic_error);
+    document_.targetLayer = 2;
+    EXPECT_EQ(ValidateDocument(document_), "the target is no layer of the document");
+    EXPECT_THROW(OpenDocument(*host_, document_), std::invalid_argument);
+}
+
+TEST_F(HostTest, WatchesTheWalk) {
+    static const void* before;  // the record of one call is no good in the next
+    const auto module = [](std::int16_t, void* block, std::intptr_t*, std::int16_t*) {
+        auto& record = *static_cast<FilterRecord*>(block);
+        EXPECT_NE(before, record.handleProcs);
+        before = record.handleProcs;
+        record.handleProcs->lockProc(record.handleProcs->newProc(8), 1);
+        record.descriptorParameters->writeDescriptorProcs->openWriteDescriptorProc();
+        record.handleProcs->getSizeProc(nullptr);
+        std::thread([&record] { record.abortProc(); }).join();
+        record.inRect = {0, 0, 1, 1};
+        throw 1;
+    };
+    Run("a lock and a token that are left, a service that is lacking, another thread, tiles, an exception",
+        [&](FilterRecord&) {
+            for (int call = 1; call <= 2; ++call) CallSelector(*host_, module, filterSelectorStart);
+        });
+    options_.abortAt = 4;  // two were before
+    Run("an abort from the second question on", [](FilterRecord& r) {
+        for (int call = 1; call <= 3; ++call) r.abortProc();
+    });
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host_walk"));
+}
+
+// ---- Memory -----------------------------------------------------------------------------------------------
+
+TEST_F(HostTest, WatchesMemory) {
+    Run("handles", [](FilterRecord& r) {
+        const HandleProcs& procs = *r.handleProcs;
+        procs.newProc(-1);
+        const Handle handle = procs.newProc(4);
+        std::memcpy(*handle, "abcd", 4);
+        char* stale = *handle;
+        procs.unlockProc(handle);  // without a lock
+        char* locked = procs.lockProc(handle, 1);
+        EXPECT_EQ(std::memcmp(locked, "abcd", 4), 0);
+        EXPECT_NE(std::memcmp(stale, "abcd", 4), 0);
+        stale[0] = 'x';  // where the block was before its locking
+        EXPECT_EQ(procs.lockProc(handle, 0), locked);
+        procs.disposeProc(handle);  // while it is locked
+        procs.disposeProc(handle);  // once more
+        char* foreign = nullptr;
+        procs.unlockProc(&foreign);
+    });
+    Run("buffers", [](FilterRecord&) {
+        void* buffer = kBuffers.New(nullptr, 10);
+        void* same = buffer;
+        EXPECT_EQ(static_cast<std::uint8_t*>(buffer)[9], 0xA5);
+        static_cast<std::uint8_t*>(buffer)[10] = 1;
+        kBuffers.Dispose(&buffer);
+        EXPECT_EQ(buffer, nullptr);
+        kBuffers.Dispose(&same);
+        kBuffers.New(nullptr, 3);  // and is kept
+    });
+    Run("blocks and suites", [](FilterRecord& r) {
+        void *block = nullptr, *own = nullptr;
+        r.sSPBasic->AllocateBlock(6, &block);
+        static_cast<std::uint8_t*>(block)[-1] = 1;
+        r.sSPBasic->FreeBlock(&own);
+        r.sSPBasic->FreeBlock(static_cast<char*>(block) + 1);
+        EXPECT_EQ(r.sSPBasic->FreeBlock(block), noErr);
+        static_cast<std::uint8_t*>(block)[0] = 1;
+        EXPECT_EQ(r.sSPBasic->FreeBlock(nullptr), noErr);
+        r.sSPBasic->ReleaseSuite(kPSGetFileListSuite, 4);
+        const void* suite = nullptr;
+        r.sSPBasic->AcquireSuite(kPSChannelPortsSuite, 1, &suite);  // another version
+    });
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host_memory"));
+}
+
+// ---- Channel ports ----------------------------------------------------------------------------------------
+
+TEST_F(HostTest, WatchesPorts) {
+    Layer& target = document_.layers[1];
+    target.colour[0].readable = target.transparency->writable = target.colour[1].hasWritePort = false;
+    Run("ports that cannot, of the other direction, null and unknown", [this](FilterRecord& r) {
+        ReadChannelDesc* red = r.documentInfo->targetCompositeChannels;
+        EXPECT_EQ(red->next->writePort, nullptr);
+        std::uint8_t plane[20];
+        const PixelMemoryDesc memory = MemoryOf(plane, 5, 8);
+        VRect all = {0, 0, 4, 5};
+        Boolean can = 1;
+        kPorts.CanRead(red->port, &can);
+        for (const PIChannelPort port : {red->port, red->writePort, PIChannelPort{nullptr}})
+            EXPECT_NE(kPorts.ReadPixelsFromLevel(port, 0, &all, &memory), noErr);
+        for (const PIChannelPort port : {red->port, r.documentInfo->targetTransparency->writePort})
+            EXPECT_NE(kPorts.WritePixelsToBaseLevel(port, &all, &memory), noErr);
+        EXPECT_NE(kPorts.CanRead(reinterpret_cast<PIChannelPort>(&document_), &can), noErr);
+    });
+    target.colour[0].readable = true;
+    Run("memory and rectangles that do not fit", [](FilterRecord& r) {
+        void* plane = kBuffers.New(nullptr, 19);  // one byte short
+        void* wide = kBuffers.New(nullptr, 200);
+        const VRect all = {0, 0, 4, 5};
+        Read(r, 1, MemoryOf(plane, 5, 8), all);
+        Read(r, 1, MemoryOf(wide, 5, 16), all);  // another depth
+        Read(r, 1, MemoryOf(wide, 4, 8), all);   // rows overlap
+        Read(r, 1, MemoryOf(nullptr, 5, 8), all);
+        Read(r, 1, {wide, 40, 8, 3, 8}, all);  // no whole bytes
+        Read(r, 1, {wide, 40, 4, 0, 8}, all);
+        Read(r, 1, MemoryOf(wide, 6, 8), {0, 0, 4, 6});
+        Read(r, 1, MemoryOf(wide, 5, 8), {-1, 0, 3, 5});
+        Read(r, 1, MemoryOf(wide, 5, 8), {2, 2, 2, 4});
+        ReadScaled(r, wide, 8, {0, 0, 5, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});
+        ReadScaled(r, wide, 8, {2, 0, 1, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});
+        kBuffers.Dispose(&plane);
+        const PixelMemoryDesc freed = MemoryOf(wide, 5, 8);
+        kBuffers.Dispose(&wide);
+        Read(r, 1, freed, all);
+    });
+    document_.bounds = {2, -1, 6, 4};
+    Run("reads from 0, 0 of bounds that do not begin there", [this](FilterRecord& r) {
+        std::uint8_t plane[4][5] = {};
+        EXPECT_EQ(Read(r, 0, MemoryOf(plane, 5, 8), {0, 0, 4, 5}), noErr);
+        EXPECT_TRUE(plane[2][0] == SampleAt(document_, Red(), 1, 0) && plane[1][0] == 0);
+        EXPECT_TRUE(plane[3][3] == SampleAt(document_, Red(), 4, 1) && plane[2][4] == 0);
+        document_.bounds = {2, 10, 6, 15};  // no column in common
+        EXPECT_EQ(Read(r, 0, MemoryOf(plane, 5, 8), {0, 0, 4, 5}), noErr);
+    });
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host_ports"));
+}
+
+// The mean over the area by its definition: the source is enlarged by the size of the destination, and each
+// destination sample is the mean of as many samples as the source has.
+std::uint16_t Mean(const Document& document, const Channel& channel, const VRect& source, VPoint size, int y,
+                   int x) {
+    const int h = HeightOf(source), w = WidthOf(source);
+    std::int64_t sum = 0;
+    for (int j = y * h; j < (y + 1) * h; ++j) {
+        for (int i = x * w; i < (x + 1) * w; ++i)
+            sum += SampleAt(document, channel, source.left + i / size.h, source.top + j / size.v);
+    }
+    return static_cast<std::uint16_t>((2 * sum + w * h) / (2 * w * h));
+}
+
+TEST_F(HostTest, ScalesByAreaExactly) {
+    for (const std::int32_t depth : {8, 16}) {
+        document_ = PatternDocument(17, 13, depth, 2);
+        Run("", [&](FilterRecord& r) {
+            for (const VRect& source :
+                 {VRect{0, 0, 13, 17}, {3, 2, 12, 9}, {12, 16, 13, 17}, {0, 5, 13, 6}}) {
+                for (const VPoint& size : {VPoint{13, 17}, {5, 4}, {1, 1}, {29, 40}, {13, 3}, {4, 31}}) {
+                    Document scaled = MakeDocument(size.h, size.v, depth);
+                    Channel plane = MakeChannel(scaled, 0), expected = plane;
+                    for (int i = 0; i < size.v * size.h; ++i) {
+                        const int x = i % size.h, y = i / size.h;
+                        SetSample(scaled, expected, x, y, Mean(document_, Red(), source, size, y, x));
+                    }
+                    EXPECT_EQ(ReadScaled(r, plane.bytes.data(), depth, source, scaled.bounds, scaled.bounds),
+                              size.v);
+                    EXPECT_EQ(plane.bytes, expected.bytes);
+                }
+            }
+        });
+    }
+}
+
+TEST_F(HostTest, ScalesEmptySourcesAndPartsOfTheDestination) {
+    Run("", [this](FilterRecord& r) {
+        const int last = SampleAt(document_, Red(), 4, 3);
+        std::uint8_t plane[6] = {};
+        ReadScaled(r, plane, 8, {4, 5, 4, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});  // nothing, at the far corner
+        for (const std::uint8_t sample : plane) EXPECT_EQ(sample, last);
+        plane[0] = static_cast<std::uint8_t>(~last);
+        ReadScaled(r, plane, 8, {0, 0, 4, 5}, {10, 20, 14, 25}, {13, 24, 14, 25});  // the last sample alone
+        EXPECT_EQ(plane[0], last);
+        options_.shrinkScaledReads = true;
+        EXPECT_EQ(ReadScaled(r, plane, 8, {0, 0, 4, 5}, {0, 0, 2, 3}, {0, 0, 2, 3}), 1);
+    });
+}
+
+// ---- Descriptors ------------------------------------------------------------------------------------------
+
+TEST_F(HostTest, WatchesTokens) {
+    GiveDescriptor(*host_, {{FourCC("RGre"), kTypeInteger, -500},
+                            {FourCC("zzzz"), FourCC("TEXT"), 9},
+                            {FourCC("Blog"), kTypeBoolean, 1}});
+    Run("a reader and a writer", [](FilterRecord& r) {
+        PIDescriptorParameters& parameters = *r.descriptorParameters;
+        const ReadDescriptorProcs& read = *parameters.readDescriptorProcs;
+        const WriteDescriptorProcs& write = *parameters.writeDescriptorProcs;
+        FourCharCode keys[] = {FourCC("RGre"), FourCC("Blog"), FourCC("OutA"), 0};
+        const PIReadDescriptor token = read.openReadDescriptorProc(parameters.descriptor, keys);
+        FourCharCode key = 0, type = 0;
+        std::int32_t value = 77, flags = 0;
+        read.getIntegerProc(token, &value);  // no key was named
+        while (read.getKeyProc(token, &key, &type, &flags)) read.getIntegerProc(token, &value);
+        read.getIntegerProc(token, &value);                 // fetched already
+        r.handleProcs->disposeProc(parameters.descriptor);  // while it is read
+        read.closeReadDescriptorProc(token);
+        EXPECT_FALSE(read.getKeyProc(token, &key, &type, &flags));
+        const PIWriteDescriptor out = write.openWriteDescriptorProc();
+        write.putBooleanProc(out, FourCC("Blog"), 1);
+        write.putIntegerProc(out, FourCC("Blog"), 2);  // a second of the key
+        Handle written = nullptr;
+        write.closeWriteDescriptorProc(out, &written);
+        r.handleProcs->disposeProc(written);
+    });
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host_tokens"));
+}
+
+// ---- What is shown ----------------------------------------------------------------------------------------
+
+TEST_F(HostTest, TakesDownAndComposesWhatIsShown) {
+    constexpr int kWidth = 20, kPlane = 3 * kWidth;
+    Run("a map, one that ends past its block, one without pixels", [](FilterRecord& r) {
+        void* pixels = kBuffers.New(nullptr, 3 * kPlane);
+        std::uint8_t* const first = static_cast<std::uint8_t*>(pixels);
+        std::iota(first, first + 3 * kPlane, std::uint8_t{0});
+        std::uint8_t alpha[kPlane] = {};
+        alpha[kWidth + 1] = 255;
+        alpha[kWidth + 2] = 51;
+        PSPixelMask mask = {nullptr, alpha, kWidth, 1, kSimplePSMask};
+        PSPixelMap map = {
+            2, {5, 7, 8, 27}, plugInModeRGBColor, kWidth, 1, kPlane, pixels, nullptr, &mask, 0, 0, nullptr,
+            0};
+        for (void* base : {pixels, pixels, static_cast<void*>(nullptr)}) {
+            map.baseAddr = base;
+            r.displayPixels(&map, &map.bounds, 30, 40, nullptr);
+            map.planeBytes = kPlane + 1;
+        }
+        kBuffers.Dispose(&pixels);
+    });
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host_display"));
+    const DisplayCall& shown = ReportOf(*host_).displays.at(0);
+    EXPECT_EQ(shown.pixels[2 * kPlane + 5], 2 * kPlane + 5);
+    const std::vector<std::uint32_t> composed = ComposeDisplay(shown);
+    EXPECT_EQ(composed[0], 0xFFFFFFu);
+    EXPECT_EQ(composed[kCheckSide], 0xCCCCCCu);
+    EXPECT_EQ(composed[kWidth + 1], 0x15518Du);  // 21, 81 and 141
+    EXPECT_EQ(composed[kWidth + 2], 0xD0DCE8u);  // a fifth of 22, 82 and 142 over white
+}
+
+}  // namespace

@@ -1,0 +1,371 @@
+// Pictures and picture files: scales, sizes, orientation, what survives a file, and which files are refused.
+#include "images/picture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <random>
+
+#include "images/atomic_file.h"
+#include "images/colour.h"
+#include "images/picture_check.h"
+#include "images/picture_io.h"
+#include "images/picture_metadata.h"
+#include "images/resample.h"
+#include "tests/support/scratch_folder.h"
+
+namespace frond {
+namespace {
+
+Picture RandomPicture(int width, int height, int depth, int colours, bool withAlpha) {
+    std::mt19937 random(20240607);
+    Picture picture = MakePicture(width, height, depth, colours, withAlpha);
+    const auto roll = [&] { return static_cast<std::uint16_t>(random() % (LargestSample(depth) + 1u)); };
+    for (Plane& plane : picture.colour) std::generate(plane.begin(), plane.end(), roll);
+    std::generate(picture.alpha.begin(), picture.alpha.end(), roll);
+    return picture;
+}
+
+Picture GreyPicture(int width, int height, const Plane& samples) {
+    Picture picture = MakePicture(width, height, 8, 1, false);
+    picture.colour[0] = samples;
+    return picture;
+}
+
+void SetResolution(Picture& picture, double x, double y) {
+    picture.resolutionX = x;
+    picture.resolutionY = y;
+    picture.resolutionUnit = ResolutionUnit::kInch;
+}
+
+void ExpectSame(const Picture& found, const Picture& expected) {
+    ASSERT_TRUE(found.width == expected.width && found.height == expected.height);
+    EXPECT_EQ(found.depth, expected.depth);
+    EXPECT_EQ(found.colour, expected.colour);
+    EXPECT_EQ(found.alpha, expected.alpha);
+}
+
+// A colour profile whose curve is a power, gamma in units of 1/256, filled up to the size, a multiple of 4
+// from 312.
+Bytes MakeProfile(std::size_t size, int gamma = 512) {
+    Bytes profile = FileCase("profile.icc");
+    profile[308] = static_cast<std::uint8_t>(gamma >> 8);
+    for (std::size_t i = 0; i < 4; ++i) profile[i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+    while (profile.size() < size) profile.push_back(static_cast<std::uint8_t>(profile.size() * 7 % 23));
+    return profile;
+}
+
+// ---- In memory --------------------------------------------------------------------------------------------
+
+TEST(PictureScale, GoesThroughTheDocumentAndBack) {
+    for (std::uint32_t sample = 0; sample <= 65535; ++sample) {
+        ASSERT_LE(std::fabs(ToDocument16(static_cast<std::uint16_t>(sample)) - sample * 32768.0 / 65535),
+                  0.5);
+    }
+    for (std::uint16_t sample = 0; sample < 32767; ++sample) {
+        ASSERT_EQ(ToDocument16(FromDocument16(sample)), sample);
+    }
+    // The filter's own largest value, the document's, and what the filter fills alpha with are all full.
+    for (const std::uint16_t full : {32767, 32768, 40000, 65535}) EXPECT_EQ(FromDocument16(full), 65535);
+
+    Picture picture = GreyPicture(4, 1, {0, 1, 100, 255});
+    ChangeDepth(picture, 16);
+    EXPECT_EQ(picture.colour[0], Plane({0, 257, 25700, 65535}));
+    picture.colour[0] = {128, 129, 25700, 65535};  // 128 is a little less than half of 1/255
+    ChangeDepth(picture, 8);
+    EXPECT_EQ(picture.colour[0], Plane({0, 1, 100, 255}));
+}
+
+TEST(PictureShape, TurnsUprightByEachTag) {
+    // 0 1 2
+    // 3 4 5
+    Picture stored = GreyPicture(3, 2, {0, 1, 2, 3, 4, 5});
+    SetResolution(stored, 100, 200);
+    const Plane upright[] = {{0, 1, 2, 3, 4, 5}, {2, 1, 0, 5, 4, 3}, {5, 4, 3, 2, 1, 0},
+                             {3, 4, 5, 0, 1, 2}, {0, 3, 1, 4, 2, 5}, {3, 0, 4, 1, 5, 2},
+                             {5, 2, 4, 1, 3, 0}, {2, 5, 1, 4, 0, 3}, {0, 1, 2, 3, 4, 5}};
+    for (int tag = 1; tag <= 9; ++tag) {
+        const bool onItsSide = tag >= 5 && tag <= 8;
+        const Picture turned = ApplyOrientation(stored, tag);
+        EXPECT_EQ(turned.colour[0], upright[tag - 1]) << "tag " << tag;
+        EXPECT_EQ(turned.width, onItsSide ? 2 : 3) << "tag " << tag;
+        EXPECT_EQ(turned.resolutionX, onItsSide ? 200 : 100) << "tag " << tag;
+    }
+}
+
+TEST(PictureShape, PlacesLayersOnTheCanvas) {
+    Picture layer = GreyPicture(2, 2, {10, 20, 30, 40});
+    layer.offsetX = -1;
+    layer.offsetY = 1;
+    const Picture canvas = PlaceOnCanvas(layer, 2, 3);
+    EXPECT_EQ(canvas.colour[0], Plane({255, 255, 20, 255, 40, 255}));
+    EXPECT_EQ(canvas.alpha, Plane({0, 0, 255, 0, 255, 0}));
+    layer.offsetX = 5;
+    EXPECT_EQ(PlaceOnCanvas(layer, 2, 3).alpha, Plane(6, 0));
+}
+
+TEST(PictureShape, FlattensOnWhite) {
+    Picture picture = MakePicture(3, 1, 16, 1, true);
+    picture.colour[0] = {0, 20000, 65535};
+    picture.alpha = {0, 65535, 32768};
+    Flatten(picture);
+    EXPECT_EQ(picture.colour[0], Plane({65535, 20000, 65535}));
+    EXPECT_TRUE(picture.alpha.empty());
+}
+
+TEST(PictureShape, FitsTheBackground) {
+    const Picture wide = GreyPicture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
+    // Cover at the same height is a cut from the middle, without any filtering.
+    EXPECT_EQ(FitPicture(wide, 2, 2, Fit::kCover).colour[0], Plane({2, 3, 6, 7}));
+    EXPECT_EQ(FitPicture(wide, 2, 4, Fit::kNone).colour[0], Plane({0, 0, 2, 3, 6, 7, 0, 0}));
+    EXPECT_EQ(FitPicture(wide, 6, 2, Fit::kNone).colour[0], Plane({0, 1, 2, 3, 4, 0, 0, 5, 6, 7, 8, 0}));
+
+    // Scaling neither darkens nor brightens, to the very edge, in both directions and both depths.
+    for (const int depth : {8, 16}) {
+        const auto value = static_cast<std::uint16_t>(LargestSample(depth) - 1);
+        Picture flat = MakePicture(37, 23, depth, 1, false);
+        flat.colour[0].assign(PixelCount(flat), value);
+        for (const int size : {1, 5, 100}) {
+            for (const Fit fit : {Fit::kCover, Fit::kStretch}) {
+                const Plane expected(static_cast<std::size_t>(2 * size * size), value);
+                ASSERT_EQ(FitPicture(flat, size, 2 * size, fit).colour[0], expected) << size;
+            }
+        }
+    }
+    // A reduction averages: fine stripes become grey instead of a pattern.
+    Picture stripes = MakePicture(300, 30, 8, 1, false), ramp = MakePicture(100, 4, 16, 1, false);
+    for (int i = 0; i < 9000; ++i) stripes.colour[0][i] = i % 2 == 0 ? 0 : 200;
+    const Picture reduced = FitPicture(stripes, 30, 3, Fit::kStretch);
+    for (const int sample : reduced.colour[0]) ASSERT_NEAR(sample, 100, 12);
+    // A ramp stays a ramp: no shift to either side.
+    for (int i = 0; i < 400; ++i) ramp.colour[0][i] = static_cast<std::uint16_t>(600 * (i % 100));
+    const Picture doubled = FitPicture(ramp, 200, 8, Fit::kStretch);
+    for (int x = 20; x < 180; ++x) ASSERT_NEAR(doubled.colour[0][800 + x], 300 * x - 150, 20) << x;
+}
+
+TEST(PictureShape, ConvertsColours) {
+    // From a linear curve to a square: the root of each sample, and white and black stay.
+    const Bytes square = MakeProfile(312, 512);
+    for (const int depth : {8, 16}) {
+        const double largest = LargestSample(depth);
+        Picture picture = MakePicture(5, 3, depth, 3, false);
+        for (int i = 0; i < 45; ++i) {
+            const int level = i % 15 == 14 ? 16 : i % 15 + i / 15;  // the last pixel is white
+            picture.colour[i / 15][i % 15] = static_cast<std::uint16_t>(largest * level / 16);
+        }
+        const Picture before = picture;
+        EXPECT_FALSE(ConvertColours(picture, square));  // it says nothing of its own colours
+        picture.profile = MakeProfile(312, 256);
+        EXPECT_FALSE(ConvertColours(picture, Bytes(200, 'x')));
+        ExpectSame(picture, before);
+        ASSERT_TRUE(ConvertColours(picture, square));
+        EXPECT_TRUE(picture.profile == square);
+        for (int i = 0; i < 45; ++i) {
+            const double expected = std::sqrt(before.colour[i / 15][i % 15] / largest) * largest;
+            ASSERT_NEAR(picture.colour[i / 15][i % 15], expected, depth == 8 ? 1 : 100) << i;
+        }
+    }
+}
+
+// ---- In files ---------------------------------------------------------------------------------------------
+
+TEST(PictureFile, KeepsSamplesProfileAndResolution) {
+    const ScratchFolder folder;
+    for (int kind = 0; kind < 16; ++kind) {
+        const int depth = (kind & 1) != 0 ? 8 : 16, colours = (kind & 2) != 0 ? 1 : 3;
+        const std::string name = (kind & 8) != 0 ? "p.png" : "p.TIF";
+        SCOPED_TRACE(kind);
+        Picture picture = RandomPicture(13, 7, depth, colours, (kind & 4) != 0);
+        if (colours == 3) picture.profile = MakeProfile(70000);
+        SetResolution(picture, 300, 240);
+        WritePicture(folder / name, picture);
+        const Picture found = ReadPicture(folder / name);
+        if (found.colour.size() == 3) MakeColour(picture);  // some coders lack some kinds of grey
+        ExpectSame(found, picture);
+        EXPECT_TRUE(found.profile == picture.profile);
+        const double unit = found.resolutionUnit == ResolutionUnit::kInch ? 1 : 2.54;
+        EXPECT_NEAR(found.resolutionX * unit, 300, 0.01);
+        EXPECT_NEAR(found.resolutionY * unit, 240, 0.01);
+    }
+}
+
+TEST(PictureFile, WritesJpegInEightBitsWithoutAlpha) {
+    const ScratchFolder folder;
+    Picture picture = MakePicture(40, 24, 16, 3, true);
+    for (int i = 0; i < 3 * 960; ++i) {
+        picture.colour[i / 960][i % 960] = static_cast<std::uint16_t>(257 * (100 + i % 40 * (i / 960 + 1)));
+    }
+    picture.profile = MakeProfile(70000);  // larger than one segment
+    SetResolution(picture, 300, 300);
+    WritePicture(folder / "p.jpeg", picture);
+    const Picture found = ReadPicture(folder / "p.jpeg");
+    EXPECT_TRUE(found.depth == 8 && found.alpha.empty() && found.resolutionX == 300);
+    EXPECT_TRUE(found.profile == picture.profile);
+    for (int i = 0; i < 3 * 960; ++i) {
+        ASSERT_NEAR(found.colour[i / 960][i % 960], picture.colour[i / 960][i % 960] / 257, 6) << i;
+    }
+}
+
+TEST(PictureFile, EmbedsProfilesByHand) {
+    const ScratchFolder folder;
+    for (const char* name : {"p.png", "p.jpg", "p.tif"}) {
+        for (const std::size_t size : {312u, 131072u}) {
+            SCOPED_TRACE(testing::Message() << name << ' ' << size);
+            WritePicture(folder / name, RandomPicture(9, 9, 8, 3, false));
+            const Picture before = ReadPicture(folder / name);
+            Bytes file = ReadWholeFile(folder / name);
+            ASSERT_TRUE(EmbedProfile(file, MakeProfile(size)));
+            WriteBytes(folder / name, file);
+            const Picture after = ReadPicture(folder / name);
+            ExpectSame(after, before);
+            EXPECT_TRUE(after.profile == MakeProfile(size));
+        }
+    }
+    // An empty piece of a profile, which once hid the piece that was put in front of it.
+    const Bytes empty = FileCase("empty-piece");
+    WritePicture(folder / "p.jpg", RandomPicture(9, 9, 8, 3, false));
+    for (const std::ptrdiff_t place : {2, 20}) {  // as the first segment, and behind it
+        Bytes file = ReadWholeFile(folder / "p.jpg");
+        file.insert(file.begin() + place, empty.begin(), empty.end());
+        ASSERT_TRUE(JpegProfile(file).empty() && EmbedProfile(file, MakeProfile(312)));
+        EXPECT_TRUE(JpegProfile(file) == MakeProfile(312)) << place;
+    }
+    Bytes other(100, 'x');
+    EXPECT_FALSE(EmbedProfile(other, MakeProfile(312)));
+    EXPECT_EQ(other, Bytes(100, 'x'));
+}
+
+TEST(PictureFile, TurnsJpegByItsExif) {
+    const ScratchFolder folder;
+    WritePicture(folder / "p.jpg", RandomPicture(24, 8, 8, 3, false));
+    for (const char* name : {"exif-big", "exif-little"}) {
+        Bytes file = ReadWholeFile(folder / "p.jpg");
+        const Bytes exif = FileCase(name);
+        file.insert(file.begin() + 2, exif.begin(), exif.end());
+        WriteBytes(folder / "turned.jpg", file);
+        EXPECT_EQ(OrientationIn(file), 6);
+        ExpectSame(ReadPicture(folder / "turned.jpg"), ApplyOrientation(ReadPicture(folder / "p.jpg"), 6));
+    }
+}
+
+// Alpha is straight in all of these. A GIF's was once taken from beyond the pixel, an icon was its smallest
+// picture.
+TEST(PictureFile, ReadsOtherFormats) {
+    struct {
+        const char* name;
+        Plane alpha;
+        bool everywhere;  // the system's component may lack the format, or its alpha
+    } const cases[] = {{"two.gif", {255, 0}, true},    {"two.bmp", {128, 255}, false},
+                       {"two.ico", {128, 255}, true},  {"two.dds", {128, 255}, false},
+                       {"two.jp2", {128, 255}, false}, {"turned.webp", {}, false}};
+    const ScratchFolder folder;
+    for (const auto& [name, alpha, everywhere] : cases) {
+#ifdef _WIN32
+        if (!everywhere) continue;
+#endif
+        SCOPED_TRACE(name);
+        WriteBytes(folder / name, FileCase(name));
+        const Picture picture = ReadPicture(folder / name);
+        const bool isTurned = alpha.empty();
+        ASSERT_TRUE(picture.width == (isTurned ? 1 : 2) && picture.height == (isTurned ? 2 : 1));
+        EXPECT_EQ(picture.alpha, alpha);
+        const int colours[3][2] = {{200, 10}, {100, 20}, {50, 30}};
+        for (int i = 0; i < 6; ++i) {
+            const bool isClear = !isTurned && alpha[i % 2] == 0;
+            EXPECT_TRUE(isClear || picture.colour[i / 2][i % 2] == colours[i / 2][i % 2]) << i;
+        }
+    }
+}
+
+#ifndef _WIN32
+TEST(PictureFile, GivesTheTwoLowestLayersAtTheirPlaces) {
+    const ScratchFolder folder;
+    WriteBytes(folder / "p.psd", FileCase("layers.psd"));
+    const LayeredPicture file = ReadLayeredPicture(folder / "p.psd");
+    EXPECT_EQ(file.merged.colour, std::vector<Plane>(3, Plane(64 * 48, 0)));
+    ASSERT_EQ(file.layers.size(), 2u);
+    EXPECT_EQ(file.layers[0].colour[1], Plane(64 * 48, 40));
+    const Picture& upper = file.layers[1];
+    EXPECT_TRUE(upper.width == 50 && upper.height == 40 && upper.offsetX == -2 && upper.offsetY == 4);
+    // Straight, not multiplied by the alpha.
+    EXPECT_EQ(upper.colour[0], Plane(50 * 40, 30));
+    EXPECT_EQ(upper.alpha, Plane(50 * 40, 70));
+}
+
+TEST(PictureFile, BringsFloatsToTheDisplaysCurve) {
+    const ScratchFolder folder;
+    WriteBytes(folder / "p.exr", FileCase("linear.exr"));
+    const Picture picture = ReadPicture(folder / "p.exr");
+    EXPECT_EQ(picture.depth, 16);
+    // 0.5 in linear light is 0.735357 on the sRGB curve.
+    EXPECT_EQ(picture.colour[0], Plane({48192, 48192, 65535, 0}));
+    EXPECT_EQ(picture.alpha, Plane({65535, 32768, 65535, 65535}));
+}
+#endif
+
+std::string ComplaintAbout(const std::filesystem::path& path) {
+    try {
+        ReadLayeredPicture(path);
+    } catch (const PictureError& error) {
+        return error.what();
+    }
+    return {};
+}
+
+TEST(PictureFile, RefusesWhatIsCutShort) {
+    std::vector<std::string> names{"first.tif", "p.png", "p.jpg", "p.tif"};
+#ifndef _WIN32
+    names.push_back("layers.psd");
+#endif
+    const ScratchFolder folder;
+    for (const std::string& name : names) {
+        WriteBytes(folder / name, FileCase(name));
+        if (name[0] == 'p') WritePicture(folder / name, RandomPicture(60, 40, 8, 3, false));
+        ASSERT_EQ(ComplaintAbout(folder / name), "");
+        const Bytes file = ReadWholeFile(folder / name);
+        // From the last byte on; of the first 200 each.
+        for (std::size_t length = file.size(); length > 0;) {
+            length -= length == file.size() || length <= 200 ? 1 : std::min<std::size_t>(97, length - 200);
+            WriteBytes(folder / "cut", Bytes(file.data(), file.data() + length));
+            const std::string complaint = ComplaintAbout(folder / "cut");
+            ASSERT_NE(complaint, "") << name << " cut to " << length << " of " << file.size();
+            ASSERT_EQ(complaint.find('\n'), std::string::npos);
+        }
+    }
+}
+
+TEST(PictureFile, RefusesWhatItCannotUse) {
+    const ScratchFolder folder;
+    for (const char* name : {"cmyk.tif", "broken.png", "empty"}) WriteBytes(folder / name, FileCase(name));
+    Bytes cmyk = FileCase("layers.psd");
+    cmyk[25] = 4;
+    WriteBytes(folder / "cmyk.psd", cmyk);
+    const std::pair<std::filesystem::path, const char*> kCases[] = {
+        {folder / "cmyk.tif", "CMYK"},
+        {folder / "cmyk.psd", "CMYK"},
+        {folder / "broken.png", "cannot be read as a picture"},
+        {folder / "empty", "is empty"},
+        {folder / "none\x1B\n\xC2\x9B\xC3\xA4.png", "none\\x1B\\n\\xC2\\x9B\xC3\xA4.png: "},
+        {folder.path, "is a folder"}};
+    for (const auto& [path, words] : kCases) {
+        EXPECT_NE(ComplaintAbout(path).find(words), std::string::npos) << ComplaintAbout(path);
+    }
+}
+
+TEST(PictureFile, WritesWholeOrNotAtAll) {
+    const ScratchFolder folder;
+    const Picture picture = RandomPicture(50, 50, 8, 3, false), other = RandomPicture(9, 9, 8, 3, false);
+    const std::atomic<bool> stop{true};
+    WritePicture(folder / "p.png", picture);
+    EXPECT_THROW(WritePicture(folder / "p.png", other, &stop), PictureError);
+    EXPECT_THROW(WritePicture(folder / "nowhere" / "p.png", other), PictureError);
+    ExpectSame(ReadPicture(folder / "p.png"), picture);
+    WritePicture(folder / "p.png", other);
+    ExpectSame(ReadPicture(folder / "p.png"), other);
+    EXPECT_EQ(CountFiles(folder.path), 1);
+}
+
+}  // namespace
+}  // namespace frond

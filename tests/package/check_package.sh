@@ -1,0 +1,96 @@
+#!/bin/bash
+# Makes the package of a build, unpacks it far from the build and puts it to use: check_package.sh BUILD VERSION
+set -euo pipefail
+build=$(realpath "$1") version=$2
+root=$(cd "$(dirname "$0")/../.." && pwd)
+place=$(mktemp -d)
+trap 'rm -rf "$place"' EXIT
+
+fail() {
+    echo "$*" >&2
+    exit 1
+}
+
+rm -f "$build"/packages/*.deb "$build"/packages/*.zip
+cmake --build "$build" --target package >"$build/package.log" 2>&1 || { tail -n 20 "$build/package.log" >&2; exit 1; }
+package=$(echo "$build"/packages/*"$version"*)
+cd "$place"
+case $package in
+*.deb)
+    dpkg-deb -x "$package" .
+    frond=(usr/bin/frond)
+    wanted="usr/share/man/man1/frond.1.gz usr/share/bash-completion/completions/frond
+        usr/share/doc/marble-frond-keeper/copyright"
+    guide=usr/share/doc/marble-frond-keeper
+    ;;
+*.zip)
+    unzip -q "$package"
+    mv -- */* .
+    frond=("$root/scripts/wine64.sh" 64-bit/frond.exe)
+    wanted="64-bit/MarbleFrondKeeper.8bf 32-bit/MarbleFrondKeeper.8bf LICENSE.txt CHANGES.txt"
+    guide=guide
+    ;;
+*) fail "$build: made no package of version $version" ;;
+esac
+
+pictures=$(grep -ohE 'images/[a-z/-]+\.(jpg|png)' "$guide"/guide.* | sed "s:^:$guide/:")
+for file in $wanted $pictures; do
+    [ -s "$file" ] || fail "$package: lacks $file"
+done
+
+# Nothing but what was unpacked may serve it.
+unset FROND_MODULE
+"${frond[@]}" --version | tr -d '\r' >version || exit $?
+[ "$(cat version)" = "frond $version" ] || fail "$package: says it is $(cat version)"
+"${frond[@]}" sample --size 96x64 plate
+"${frond[@]}" key plate/photo.png --over plate/background.png --quiet -o keyed.png
+[ -s keyed.png ] || fail "$package: its frond keys nothing"
+
+case $package in
+*.deb)
+    # The module is loaded by name: nothing may run ldconfig for it.
+    dpkg-deb --info "$package" | grep -E 'postinst|postrm|triggers' && fail "$package: has maintainer scripts"
+    # Within another project: nothing but what is installed is built, and where that project says.
+    printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(Other CXX)' "add_subdirectory(\"$root\" frond)" \
+        >CMakeLists.txt
+    cmake -G Ninja -S . -B other -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_LIBDIR=lib64 >other.log || { cat other.log >&2; exit 1; }
+    grep -E '^build (test|package|[a-z/]*(tests|bench)):' other/build.ninja && fail "another project gets tests"
+    grep -q '/lib64/marble-frond-keeper/modules"' other/frond/src/cmake_install.cmake ||
+        fail "the module is not installed in the given lib folder"
+    grep -qF '\"../lib64/marble-frond-keeper/modules\"' other/build.ninja || fail "frond looks in another lib folder"
+    ninja -C "$build" -t inputs all | grep -E '^(tests|bench)/' && fail "packaging builds the tests"
+    # The manual page knows every option and no other, and has the parameters' texts in the words of --help, as
+    # docs/frond.md has; the completion gives what --help lists.
+    gunzip -c usr/share/man/man1/frond.1.gz | sed 's/\\//g' | tr '\n' ' ' >manual
+    words() { grep -oE -- '--[A-Za-z][A-Za-z-]*' "$@" | grep -v -e --no-Flag | sort -u; }
+    # shellcheck disable=SC1091
+    . usr/share/bash-completion/completions/frond
+    for command in key sample compare; do
+        "${frond[@]}" $command --help | grep -oE -- '--[A-Za-z][A-Za-z-]*' | sort -u >$command.options
+        COMP_WORDS=("$place/usr/bin/frond" $command --) COMP_CWORD=2
+        _frond
+        printf '%s\n' "${COMPREPLY[@]}" | diff - $command.options || fail "completion of frond $command differs"
+    done
+    diff <(words manual) <({ cat ./*.options; echo --version; } | words | grep -v -e --help) || fail "manual page: options differ"
+    "${frond[@]}" key --help | sed -n '/^The filter/,/^$/s/^ \{20,\}//p' | sed 's/; default.*//' >texts
+    while read -r text; do
+        for file in manual "$root/docs/frond.md"; do
+            grep -qiF -e "$text" "$file" || fail "$file: lacks \"$text\""
+        done
+    done <texts
+    [ "$(wc -l <texts)" = 11 ] || fail "frond key --help: $(wc -l <texts) parameters"
+    # --module comes before FROND_MODULE, and that before the module that was installed.
+    export FROND_MODULE=none
+    key() { "${frond[@]}" key plate/photo.png --over plate/background.png -o again.png "$@"; }
+    key 2>message && fail "FROND_MODULE is not heeded"
+    grep -q "none: no such module (FROND_MODULE)" message || fail "FROND_MODULE: $(cat message)"
+    key --module "$(find usr -name MarbleFrondKeeper.so)"
+    ;;
+*.zip)
+    cmp 64-bit/MarbleFrondKeeper.8bf "$build/MarbleFrondKeeper.8bf"
+    "${frond[@]}" info 64-bit/MarbleFrondKeeper.8bf | tr -d '\r' | diff "$root/tests/cases/info.txt" - || fail "frond info differs"
+    for bits in 32 64; do
+        "${frond[@]}" info $bits-bit/MarbleFrondKeeper.8bf | grep -q "Twin Plate Rig" || fail "$bits-bit: is no module"
+    done
+    ;;
+esac

@@ -1,0 +1,270 @@
+// The shell against the strict host: sessions of calls through the entry point, each compared by its whole
+// trace, and the parts of the state that no trace shows. The host's own checks (leaks, locks, guards,
+// rectangles) hold in every test.
+#include <cstring>
+
+#include "shell/scripting.h"
+#include "support/message_box.h"
+#include "tests/support/shell_rig.h"
+#include "ui/parameter_dialog.h"
+#include "ui/preview.h"
+
+namespace {
+
+SPErr GiveNullSuite(const char*, std::int32_t, const void** suite) {
+    *suite = nullptr;
+    return noErr;
+}
+
+// The module cannot reach its broker any more once it has its suites.
+SPErr LoseBroker(const char* name, std::int32_t version, const void** suite) {
+    const SPErr code = BasicSuite()->AcquireSuite(name, version, suite);
+    if (std::strstr(name, "Buffer") != nullptr) gSPBasicSuite = nullptr;
+    return code;
+}
+
+template <SPErr (*acquireSuite)(const char*, std::int32_t, const void**)>
+void ReplaceBroker(FilterRecord& record) {
+    static SPBasicSuite broker;
+    broker = *BasicSuite();
+    broker.AcquireSuite = acquireSuite;
+    record.sSPBasic = &broker;
+}
+
+// What a host can be like that no document shows. The name is a trace's command.
+const std::map<std::string, void (*)(HostOptions&)> kHosts = {
+    {"aborting", [](HostOptions& o) { o.abortAt = 2; }},
+    {"no-suite-of-ports",
+     [](HostOptions& o) { o.missingSuites = {"Photoshop ChannelPorts Suite for Plug-ins"}; }},
+    {"null-blocks", [](HostOptions& o) { o.allocateBlockGivesNull = true; }},
+    {"handles-too-new", [](HostOptions& o) { o.handleProcsVersion = 2; }},
+    {"descriptors-too-new", [](HostOptions& o) { o.descriptorsUsable = false; }},
+    {"closing-code", [](HostOptions& o) { o.closeReadCode = -43; }},
+    {"dialog", [](HostOptions& o) { o.playInfo = plugInDialogDisplay; }},
+    {"no-broker", [](HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.sSPBasic = nullptr; }; }},
+    {"null-suites", [](HostOptions& o) { o.adjustRecord = ReplaceBroker<GiveNullSuite>; }},
+    {"broker-lost", [](HostOptions& o) { o.adjustRecord = ReplaceBroker<LoseBroker>; }},
+    {"no-document",
+     [](HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.documentInfo = nullptr; }; }},
+    {"no-descriptors",
+     [](HostOptions& o) { o.adjustRecord = [](FilterRecord& r) { r.descriptorParameters = nullptr; }; }},
+    {"recordInfo-none",
+     [](HostOptions& o) {
+         o.adjustRecord = [](FilterRecord& r) { r.descriptorParameters->recordInfo = plugInDialogNone; };
+     }},
+    {"parameters-filled",
+     [](HostOptions& o) {
+         o.adjustRecord = [](FilterRecord& r) {
+             if (r.parameters != nullptr) std::memset(*r.parameters, 0x77, sizeof(PluginParameters));
+         };
+     }},
+    {"parameters-dropped",
+     [](HostOptions& o) {
+         o.adjustRecord = [](FilterRecord& r) {
+             if (r.parameters != nullptr) DisposeHandle(r.handleProcs, r.parameters);
+             r.parameters = nullptr;
+         };
+     }},
+};
+
+// The calls of the entry point in turn, on one host that has the document open.
+void CallSelectors(std::istream& selectors, RunSetup setup, Trace* trace) {
+    const HostPtr host = CreateHost(trace->Listen(setup.options));
+    if (!setup.descriptor.empty()) GiveDescriptor(*host, setup.descriptor);
+    OpenDocument(*host, setup.document);
+    for (std::int16_t selector; selectors >> selector;) {
+        if (selector == filterSelectorAbout) {
+            gSPBasicSuite = nullptr;
+            ShowAbout(*host, PluginMain);
+            EXPECT_EQ(BasicSuite(), gSPBasicSuite);
+        } else if (CallSelector(*host, PluginMain, selector) != noErr) {
+            OptionsOf(*host).closeReadCode = noErr;
+        }
+    }
+    EndRun(*host);
+    CloseHost(*host);
+    EXPECT_EQ("", ViolationText(*host)) << trace->text;
+}
+
+void ExpectSessions(const char* name) {
+    Trace trace;
+    RunSetup setup;
+    EXPECT_TRUE(trace.Follow(name, [&](const std::string& word, std::istream& words) {
+        const auto host = kHosts.find(word);
+        if (host != kHosts.end()) {
+            host->second(setup.options);
+        } else if (word == "call") {
+            CallSelectors(words, setup, &trace);
+        } else {
+            ChangeSetup(word, words, &setup);
+        }
+    }));
+}
+
+TEST(Sessions, CallTheHostAsTheirTracesSay) {
+    for (const char* name : {"runs", "values", "failures"}) ExpectSessions(name);
+}
+
+#ifndef _WIN32
+// A dialog that shows a preview where one is asked for; otherwise it cannot open, as in the module here.
+bool gDialogOpens = false;
+
+}  // namespace
+
+bool ShowParameterDialog(Globals* globals) {
+    if (!gDialogOpens) return false;
+    ShowMessage("the dialog", "opened");
+    globals->proxyRect = {0, 0, 3, 4};
+    globals->previewWidth = 4;
+    globals->previewHeight = 3;
+    ComposePreview(globals);
+    return true;
+}
+
+namespace {
+
+TEST(Sessions, CallTheDialogAsTheirTracesSay) {
+    ExpectSessions("no_dialog");
+    gDialogOpens = true;
+    ExpectSessions("dialog_preview");
+    gDialogOpens = false;
+}
+#endif
+
+TEST(Globals, ResetDropsPointersAndKeepsWhatAWriterRenews) {
+    Document document = PatternDocument(5, 4, 8, 2);
+    document.alphaChannels.assign(2, PatternChannel(document, 1));
+    ShellRig rig(document);
+    Globals& g = *rig.globals;
+    const Globals sound = g;
+    std::memset(static_cast<void*>(&g), 0x11, sizeof g);
+    const Globals dirty = g;
+    g.result = sound.result;
+    g.filterParamBlock = sound.filterParamBlock;
+    ResetGlobals(&g);
+    const int found[] = {g.SliderRemoveGreen, g.SliderRestoreBlack, g.SliderAlterGreen, g.SliderSelectTransp,
+                         g.SliderScaleTransp, g.SliderAdjBGLevel,   g.FlagRealityInteg, g.FlagShowSelect,
+                         g.FlagOutputAlpha,   g.FlagBlueLogic,      g.FlagOrgPhoto,     g.reservedSlider,
+                         g.previewZoom,       g.previewScrollX,     g.previewScrollY,   g.proxyRect.bottom,
+                         g.reservedWord,      g.mustAnalyse,        g.mustReload};
+    const int expected[] = {40, 20, 100, 100, 70, 100, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1};
+    for (std::size_t i = 0; i < std::size(found); ++i) EXPECT_EQ(expected[i], found[i]) << "field " << i;
+    EXPECT_EQ(1.0f, g.scaleFactor);
+    for (auto plane : kPlanes) EXPECT_EQ(nullptr, g.*plane);
+    EXPECT_TRUE(g.previewPixels == nullptr && g.previewMask == nullptr && sound.docInfo == g.docInfo);
+    EXPECT_TRUE(g.previewAlpha == dirty.previewAlpha && g.planeWidth == dirty.planeWidth &&
+                g.depthBytes == dirty.depthBytes && g.maxSample == dirty.maxSample &&
+                g.finalRender == dirty.finalRender);
+
+    EXPECT_EQ(3, CountTargetChannels(&g));
+    g.docInfo->targetCompositeChannels = nullptr;
+    EXPECT_EQ(2, CountTargetChannels(&g)) << "the alpha channels, where the target has no colour";
+}
+
+// A host with no handles for us, or with newer ones: the process's memory serves.
+TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
+    void (*const kChanges[])(HandleProcs&) = {
+        [](HandleProcs& procs) { procs.handleProcsVersion = 0; },
+        [](HandleProcs& procs) { procs.handleProcsVersion = 2; },
+        [](HandleProcs& procs) { procs.numHandleProcs = 7; },
+        [](HandleProcs& procs) { procs.newProc = nullptr; },
+        [](HandleProcs& procs) { procs.disposeProc = nullptr; },
+        [](HandleProcs& procs) { procs.getSizeProc = nullptr; },
+        [](HandleProcs& procs) { procs.setSizeProc = nullptr; },
+    };
+    ShellRig rig(PatternDocument(5, 4, 8, 2));
+    EXPECT_TRUE(HandleProcsUsable(rig.record->handleProcs));
+    EXPECT_FALSE(HandleProcsUsable(nullptr));
+    const int handles = CountLive(*rig.host).handles;
+    for (const auto& change : kChanges) {
+        HandleProcs procs = *rig.record->handleProcs;
+        change(procs);
+        const Handle first = NewHandle(&procs, 300), second = NewHandle(&procs, 1);
+        EXPECT_EQ(std::string(300, '\0'), std::string(LockHandle(&procs, first), 300));
+        FourCharCode tag;
+        std::memcpy(&tag, first + 1, sizeof tag);
+        EXPECT_EQ(0x4F544F46u, tag);
+        UnlockHandle(&procs, first);
+        DisposeHandle(&procs, first);
+        EXPECT_EQ(0, gProcessHandleError);
+        const Handle third = NewHandle(&procs, 1);
+        EXPECT_NE(second, third) << "the memory of a live handle is not given out";
+        DisposeHandle(&procs, nullptr);
+        EXPECT_EQ(-109, gProcessHandleError);
+        char* block = nullptr;  // a host's handle is one word long, and not ours to look behind or to free
+        const auto foreign = std::make_unique<char*>(block);
+        DisposeHandle(&procs, foreign.get());
+        std::memcpy(&tag, second + 1, sizeof tag);
+        EXPECT_EQ(0x4F544F46u, tag) << "the other handle is still there";
+        DisposeHandle(&procs, second);
+        DisposeHandle(&procs, third);
+        EXPECT_EQ(0, gProcessHandleError);
+        EXPECT_EQ(handles, CountLive(*rig.host).handles);
+    }
+    HandleProcs noLock = *rig.record->handleProcs;
+    noLock.lockProc = nullptr;
+    noLock.unlockProc = nullptr;
+    std::int16_t result = 0;
+    std::intptr_t data = 0;
+    EXPECT_EQ(nullptr, AllocateGlobals(&result, rig.record, &noLock, sizeof(Globals), &data, ResetGlobals));
+    EXPECT_EQ(0, data);
+    EXPECT_EQ(handles, CountLive(*rig.host).handles) << "what cannot be locked is disposed of";
+}
+
+TEST(ReadScriptParameters, DecidesOnTheDialog) {
+    for (bool usable : {true, false}) {
+        for (std::int16_t playInfo : {plugInDialogDontDisplay, plugInDialogDisplay, plugInDialogSilent}) {
+            for (std::uint8_t before : {0, 1}) {
+                ShellRig rig(PatternDocument(4, 3, 8, 2), {}, {{FourCC("RGre"), kTypeInteger, 5}});
+                PIDescriptorParameters& parameters = *rig.record->descriptorParameters;
+                parameters.playInfo = playInfo;
+                if (!usable) parameters.descriptorParametersVersion = 1;
+                ParametersOf(rig.globals)->showDialog = before;
+                rig.globals->SliderRestoreBlack = 99;
+                ReadScriptParameters(rig.globals);
+                EXPECT_EQ(20, rig.globals->SliderRestoreBlack) << "what no item says has its default";
+                EXPECT_EQ(usable ? playInfo == plugInDialogDisplay : before,
+                          ParametersOf(rig.globals)->showDialog)
+                    << usable << ' ' << playInfo << ' ' << int{before};
+                EXPECT_EQ(usable, parameters.descriptor == nullptr) << "reading consumes it";
+            }
+        }
+    }
+}
+
+// Every one of the procs must be there, of the one version known.
+TEST(DescriptorParameters, AreUsableOnlyWhole) {
+    ShellRig rig(PatternDocument(4, 3, 8, 2));
+    const PIDescriptorParameters sound = *rig.record->descriptorParameters;
+    PIDescriptorParameters parameters;
+    ReadDescriptorProcs read;
+    WriteDescriptorProcs write;
+    const auto usableAfter = [&](auto change) {
+        read = *sound.readDescriptorProcs;
+        write = *sound.writeDescriptorProcs;
+        parameters = sound;
+        parameters.readDescriptorProcs = &read;
+        parameters.writeDescriptorProcs = &write;
+        change();
+        return DescriptorParametersUsable(&parameters);
+    };
+    const auto clear = [](void* firstProc, int index) {
+        std::memset(static_cast<char*>(firstProc) + index * sizeof(void*), 0, sizeof(void*));
+    };
+    EXPECT_FALSE(DescriptorParametersUsable(nullptr));
+    EXPECT_TRUE(usableAfter([&] { read.numReadDescriptorProcs = write.numWriteDescriptorProcs = 19; }));
+    for (int i = 0; i < kReadDescriptorProcsCount; ++i) {
+        EXPECT_FALSE(usableAfter([&] { clear(&read.openReadDescriptorProc, i); })) << "read proc " << i;
+    }
+    for (int i = 0; i < kWriteDescriptorProcsCount; ++i) {
+        EXPECT_FALSE(usableAfter([&] { clear(&write.openWriteDescriptorProc, i); })) << "write proc " << i;
+    }
+    EXPECT_FALSE(usableAfter([&] { parameters.readDescriptorProcs = nullptr; }));
+    EXPECT_FALSE(usableAfter([&] { parameters.writeDescriptorProcs = nullptr; }));
+    EXPECT_FALSE(usableAfter([&] { read.readDescriptorProcsVersion = 1; }));
+    EXPECT_FALSE(usableAfter([&] { read.numReadDescriptorProcs = 17; }));
+    EXPECT_FALSE(usableAfter([&] { write.writeDescriptorProcsVersion = -1; }));
+    EXPECT_FALSE(usableAfter([&] { write.numWriteDescriptorProcs = 15; }));
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+// Pictures for the engine's tests, the same on every platform, and the numbers that they are drawn from.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "tests/support/engine_rig.h"
+
+// Where numbers come from: a seed, or a fuzzer's bytes and, behind their end, what they seed. The same source
+// gives the same numbers everywhere, and copies draw the same ones.
+//
+// Numbers are drawn one to an expression, or in a list between braces: elsewhere the order of evaluation is
+// the compiler's.
+class Random {
+  public:
+    explicit Random(std::uint64_t seed) : state_(seed * 2 + 1) {}
+    Random(const std::uint8_t* bytes, std::size_t size);
+
+    // 0 .. count - 1
+    std::uint32_t Below(std::uint32_t count);
+    std::int32_t Between(std::int32_t low, std::int32_t high) {  // not the type's whole range
+        const std::uint32_t from = static_cast<std::uint32_t>(low);
+        return static_cast<std::int32_t>(from + Below(static_cast<std::uint32_t>(high) - from + 1));
+    }
+
+  private:
+    const std::uint8_t* bytes_ = nullptr;
+    std::size_t left_ = 0;
+    std::uint64_t state_;
+};
+
+enum class Scene {
+    kNoise,    // every sample for itself
+    kFigure,   // a lit figure before an uneven backdrop: soft edges, cloth, a veil, strands of hair
+    kPalette,  // few colours before a backdrop: pure, mixed with it, the backdrop at another level; top
+               // alphas round the engine's limits
+    kExtremes  // zeros, maxima and samples beyond them
+};
+constexpr Scene kScenes[] = {Scene::kNoise, Scene::kFigure, Scene::kPalette, Scene::kExtremes};
+
+// Fills the top and bottom planes and the selection, in the scale of the rig's samples. For a blue backdrop
+// (FlagBlueLogic) green and blue of the top layer change places.
+void PaintScene(EngineRig* rig, Scene scene, Random draws);
+
+// Flags from the low five bits.
+constexpr unsigned kAllFlags = 32, kBlue = 1, kPhoto = 2, kView = 4, kBlend = 8, kTransparency = 16;
+void SetFlags(EngineRig* rig, unsigned bits);

@@ -1,0 +1,85 @@
+#include "tests/support/trace.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "shell/globals.h"
+#include "support/message_box.h"
+
+namespace {
+
+Trace* messageListener = nullptr;
+
+std::string KeptTrace(const std::string& name) {
+    std::ifstream file("traces/" + name + ".trace", std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+}  // namespace
+
+// Takes the place of the module's own, which would wait for a user.
+void ShowMessage(const char* text, const char* caption) {
+    if (messageListener != nullptr) messageListener->Add(std::string("message ") + caption + ": " + text);
+}
+
+Trace::~Trace() {
+    if (messageListener == this) messageListener = nullptr;
+}
+
+void Trace::Add(const std::string& line) {
+    static const std::string kState = "NewHandle " + std::to_string(sizeof(Globals)) + ' ';
+    static const std::string kFails = "the next call fails\n";
+    if (line.compare(0, kState.size(), kState) == 0) {
+        text += "NewHandle sizeof(Globals) " + line.substr(kState.size()) + '\n';
+    } else if (hasBlocks || line.find("eBlock ") == line.npos) {
+        text += line + '\n';
+    } else if (text.size() >= kFails.size() &&
+               text.compare(text.size() - kFails.size(), text.npos, kFails) == 0) {
+        text += line.substr(0, line.find(' ')) + '\n';
+    }
+}
+
+void Trace::Begin(const std::string& title) {
+    text += (text.empty() ? "== " : "\n== ") + title + '\n';
+}
+
+HostOptions Trace::Listen(HostOptions options) {
+    messageListener = this;
+    options.trace = [this](const std::string& line) { Add(line); };
+    return options;
+}
+
+testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name) {
+    const std::string kept = KeptTrace(name);
+    if (text == kept && !text.empty()) return testing::AssertionSuccess();
+    std::filesystem::create_directories("traces/found");
+    std::ofstream("traces/found/" + name + ".trace", std::ios::binary) << text;
+
+    const auto different = std::mismatch(text.begin(), text.end(), kept.begin(), kept.end()).first;
+    const auto number = 1 + std::count(text.begin(), different, '\n');
+    std::size_t begin = 0;
+    for (auto line = number; line > 1; --line) begin = text.find('\n', begin) + 1;
+    const auto lineOf = [begin](const std::string& of) {
+        return of.substr(begin, of.find('\n', begin) - begin);
+    };
+    return testing::AssertionFailure()
+           << name << ".trace, line " << number << ":\n  expected: " << lineOf(kept)
+           << "\n  found:    " << lineOf(text);
+}
+
+testing::AssertionResult Trace::Follow(const std::string& name, const Command& carryOut) {
+    std::istringstream script(KeptTrace(name));
+    for (std::string line; std::getline(script, line);) {
+        const std::string mark = line.substr(0, line.find(' '));
+        if (mark == "==") Begin(line.substr(3));
+        if (mark != "$") continue;
+        Add(line);
+        std::istringstream words(line.substr(2));
+        std::string word;
+        words >> word;
+        carryOut(word, words);
+    }
+    return MatchesTrace(text, name);
+}

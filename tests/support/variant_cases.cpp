@@ -1,0 +1,69 @@
+#include "tests/support/variant_cases.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <limits>
+
+#include "engine/variants.h"
+
+namespace {
+
+std::int32_t DrawSlider(Random* draws) {
+    constexpr std::int32_t kLargest = std::numeric_limits<std::int32_t>::max();
+    constexpr std::int32_t kFarOff[] = {0, 2000000000, kLargest, -kLargest - 1, 1000000, -1};
+    const std::uint32_t kind = draws->Below(10);
+    if (kind == 0) return kFarOff[draws->Below(std::size(kFarOff))];
+    if (kind < 3) return draws->Between(-1000, 1000);
+    return kind == 3 ? draws->Between(0, 7) : draws->Between(0, 200);
+}
+
+std::vector<double> RunIn(const char* variant, EngineRig* rig, Stage stage) {
+    if (!SetActiveVariant(variant)) std::abort();  // the caller asks first
+    if (stage == Stage::kAnalysisAndKeying) rig->Analyse();
+    rig->Key();
+    return AnalysisOf(*rig);
+}
+
+}  // namespace
+
+void DrawParameters(Random* draws, EngineRig* rig) {
+    const unsigned flags = draws->Below(kAllFlags);
+    SetFlags(rig, draws->Below(3) == 0 ? kBlend | (flags & kBlue) : flags);  // as most runs are, or any
+    for (const auto& slider : kSliders) {
+        if (draws->Below(2) == 0) rig->globals.*slider.field = DrawSlider(draws);
+    }
+    rig->SetHasSelection(draws->Below(3) == 0);
+    rig->abortAtCall = std::max(0, draws->Between(-6, 3));
+}
+
+std::unique_ptr<EngineRig> DrawRun(Random draws) {
+    const std::uint32_t shape = draws.Below(8);
+    std::int32_t width = draws.Between(1, 90), height = draws.Between(1, 60);
+    if (shape == 0) {  // past the spans of 256 and the blocks of 1024
+        width = draws.Between(200, 2600);
+        height = height % 12 + 1;
+    } else if (shape == 1) {  // so few pixels to so full a cell that a cell's share is infinite
+        width = width % 3 + 1;
+        height = draws.Between(100, 400);
+        if (draws.Below(2) == 0) std::swap(width, height);
+    }
+    const RunKind kind = kRunKinds[draws.Below(4)];
+    auto rig = std::make_unique<EngineRig>(width, height, kind, draws.Between(0, 33));
+    DrawParameters(&draws, rig.get());
+    const Scene scene = kScenes[draws.Below(std::size(kScenes))];
+    PaintScene(rig.get(), scene, draws);
+    return rig;
+}
+
+std::string DifferenceFromPlain(const char* variant, const RigMaker& make, Stage stage) {
+    const char* const active = ActiveVariant()->name;
+    const std::unique_ptr<EngineRig> plain = make(), other = make();
+    const std::vector<double> expected = RunIn("scalar", plain.get(), stage);
+    const std::vector<double> actual = RunIn(variant, other.get(), stage);
+    SetActiveVariant(active);
+    if (std::memcmp(expected.data(), actual.data(), expected.size() * sizeof expected[0]) != 0)
+        return "the analyses differ";
+    return FirstDifference(*plain, *other);
+}

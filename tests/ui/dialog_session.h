@@ -1,0 +1,354 @@
+// Sessions with the dialog, written as text and kept as traces: what each step makes the module ask of its
+// host, what it computes, and what controls and fields hold afterwards.
+//
+// A script, tests/cases/dialog/NAME.txt, has one line for each step. A line that begins with a blank is done
+// within the step above it: at the next message box, which can be one of the opening, or, where the step is a
+// painting, while the host paints.
+//
+//   # comment
+//   document WIDTH HEIGHT DEPTH LAYERS TOP LEFT WORDS
+//                                                begins a session; see BeginSession for the words
+//   VERB CONTROL NUMBERS                         see DialogSession::Do
+//   repaints VERB ...                            the dialog paints by itself after it
+//   end VERB ...                                 the run ends with it
+//   replay                                       after it: the same document again, with what was recorded
+//
+// Paintings are left out, since the system decides when they take place. The preview's size follows from the
+// fonts of the machine: its numbers become names, and pictures and analyses are numbered in the order of
+// their first appearance. The heap's blocks become one line for each keying, which takes its rows from the
+// heap and gives all of them back.
+#pragma once
+
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "tests/support/dialog_driver.h"
+#include "tests/support/shell_rig.h"
+#include "tests/support/trace.h"
+#include "ui/dialog_ids.h"
+
+using Bytes = std::vector<std::uint8_t>;
+
+// The controls by the names that scripts give them. The first 14 hold values: sliders, scroll bars, boxes.
+constexpr const char* kNames[] = {"remove", "restore", "alter", "select", "scale", "level",
+                                  "zoom",   "across",  "down",  "blend",  "show",  "alpha",
+                                  "blue",   "photo",   "reset", "ok",     "cancel"};
+constexpr int kIds[] = {kIdRemoveGreen, kIdRestoreBlack, kIdAlterGreen, kIdSelectTransp, kIdScaleTransp,
+                        kIdAdjBGLevel,  kIdZoom,         kIdScrollX,    kIdScrollY,      kIdRealityInteg,
+                        kIdShowSelect,  kIdOutputAlpha,  kIdBlueLogic,  kIdOrgPhoto,     kIdReset,
+                        kIdOk,          kIdCancel};
+
+class DialogSession {
+  public:
+    // With isQuiet the trace leaves out the calls.
+    explicit DialogSession(const std::vector<std::string>& lines, const Document& document,
+                           HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
+        : document_(document),
+          isQuiet_(isQuiet),
+          text_("== "),
+          atBox_(AddStep(lines)),
+          run(document, Listen(std::move(options)), ownsMainWindow, [this](HWND box) { OnBox(box); }) {
+        if (run.Window() == nullptr) Finish(run.EndWith([] {}));
+        if (run.Window() == nullptr) return;
+        width_ = run.State().previewWidth;
+        height_ = run.State().previewHeight;
+        place_ = RectOf(run.Window());
+        if (GetWindow(run.Window(), GW_OWNER) == nullptr) Add("the dialog has no owner");
+        AddState(0);
+    }
+
+    // The step's line, and those that are done within it.
+    void Step(const std::vector<std::string>& lines) {
+        const std::string line = lines.front();
+        text_ += "\n== ";
+        const bool ends = line.rfind("end ", 0) == 0;
+        const std::string action = line.substr(ends ? 4 : 0);
+        std::vector<std::string>& due = action == "paint" ? atPainting_ : atBox_;
+        due = AddStep(lines);
+        if (action == "replay") return Finish(run.Replay(document_));
+        if (ends) return Finish(run.EndWith([&] { Do(action); }));
+        // The smallest change that an analysis of the same planes would undo.
+        const double mean = run.State().backdropMeanR;
+        const double marked = std::nextafter(mean, 1e9);
+        run.State().backdropMeanR = marked;
+        Do(action);
+        run.Settle();
+        if (run.State().backdropMeanR == marked) run.State().backdropMeanR = mean;
+        if (!due.empty()) Add("nothing let the rest in");
+        AddState(mean);
+    }
+
+    // With names in place of the numbers that follow from the preview's size.
+    std::string Text() const {
+        const int bytes = document_.depth / 8, samples = width_ * height_;
+        const auto number = [](int value) { return std::to_string(value); };
+        const std::pair<std::string, const char*> names[] = {
+            {"(0 0 " + number(height_) + ' ' + number(width_) + ')', "(preview)"},
+            {"(0 0 " + number(height_ - 1) + ' ' + number(width_ - 1) + ')', "(less)"},
+            {"New " + number(samples * bytes) + ' ', "New plane "},
+            {"New " + number(3 * samples) + ' ', "New picture "},
+            {" row " + number(8 * width_ * bytes) + ' ', " row of the preview "}};
+        std::string text = text_;
+        for (const auto& [found, name] : names) {
+            for (std::size_t at = 0; (at = text.find(found, at)) != text.npos;)
+                text.replace(at, found.size(), name);
+        }
+        return text;
+    }
+
+  private:
+    HostOptions Listen(HostOptions options) {
+        options.trace = [this](const std::string& line) { OnCall(line); };
+        options.displayed = [this, isPainting = false](const DisplayCall&) mutable {
+            EXPECT_FALSE(std::exchange(isPainting, true)) << "a painting within a painting";
+            DoAll(std::exchange(atPainting_, {}));
+            isPainting = false;
+        };
+        return options;
+    }
+
+    void Add(const std::string& line) { text_ += line + '\n'; }
+
+    // Gives what is done within the step.
+    std::vector<std::string> AddStep(const std::vector<std::string>& lines) {
+        for (const std::string& line : lines) Add((&line == &lines[0] ? "" : " ") + line);
+        return {lines.begin() + 1, lines.end()};
+    }
+
+    void OnCall(const std::string& line) {
+        const auto begins = [&](const char* word) { return line.rfind(word, 0) == 0; };
+        if (isQuiet_ || begins("!")) return;
+        if (begins("the next call fails")) {
+            fails_ = true;
+            return;
+        }
+        const bool fails = std::exchange(fails_, false);
+        if (fails) Add("the next call fails");
+        if (begins("displayPixels")) {
+            if (fails) Add("displayPixels");
+        } else if (begins("AllocateBlock")) {
+            line.find(" block ") != line.npos ? void(++blocks_) : Add("no memory to key with");
+        } else if (begins("FreeBlock")) {
+            if (--blocks_ == 0) Add("keyed");
+        } else {
+            Trace trace;
+            trace.Add(line);
+            text_ += trace.text;
+        }
+    }
+
+    void OnBox(HWND box) {
+        box_ = box;
+        LRESULT icon = 0;
+        for (HWND part = nullptr;
+             icon == 0 && (part = FindWindowExA(box, part, "Static", nullptr)) != nullptr;)
+            icon = Send(part, STM_GETICON);
+        EXPECT_EQ(icon, reinterpret_cast<LRESULT>(LoadIconA(nullptr, IDI_INFORMATION)));
+        EXPECT_TRUE(GetDlgItem(box, IDOK) != nullptr && GetDlgItem(box, IDCANCEL) == nullptr);
+        EXPECT_EQ(GetWindow(box, GW_OWNER), nullptr) << "a box disables nothing";
+        Add("box " + TextOf(box) + ": " + TextOf(GetDlgItem(box, 0xFFFF)));
+        DoAll(std::exchange(atBox_, {}));
+    }
+
+    void DoAll(const std::vector<std::string>& lines) {
+        for (const std::string& line : lines) Do(line);
+    }
+
+    // An unknown verb throws.
+    void Do(const std::string& line) {
+        std::string verb, name;
+        int first = 0, second = 0;
+        std::istringstream(line) >> verb >> name >> first >> second;
+        const auto at = std::find(std::begin(kNames), std::end(kNames), name);
+        const int id = at == std::end(kNames) ? 0 : kIds[at - kNames];
+        const auto post = [&](WPARAM key) { PostMessageA(run.Control(id), WM_KEYDOWN, key, 1); };
+        const auto parameters = reinterpret_cast<PluginParameters**>(ParametersHandle(run.TheHost()));
+        const std::map<std::string, std::function<void()>> verbs = {
+            {"slider", [&] { run.SetSlider(id, first); }},
+            {"key", [&] { run.PressKeyOn(id, first); }},
+            {"scroll", [&] { run.MoveScrollBar(id, first, second); }},
+            {"click", [&] { run.ClickButton(id); }},
+            {"notify", [&] { Send(run.Window(), WM_COMMAND, MAKEWPARAM(id, first)); }},
+            {"check", [&] { Send(run.Control(id), BM_SETCHECK, static_cast<WPARAM>(first)); }},
+            {"enter", [&] { post(VK_RETURN); }},
+            {"escape", [&] { post(VK_ESCAPE); }},
+            {"unsent", [&] { Send(run.Window(), WM_HSCROLL, SB_THUMBTRACK, 0); }},
+            {"paint", [&] { run.PaintedAfter([] {}); }},
+            {"move", [&] { SetWindowPos(run.Window(), nullptr, 3, 5, 0, 0, SWP_NOSIZE | SWP_NOZORDER); }},
+            {"hide", [&] { ShowWindow(run.Window(), SW_HIDE); }},
+            {"destroy", [&] { DestroyWindow(run.MainWindow()); }},
+            {"repaints", [&] { run.AwaitRepaintBy([&] { Do(line.substr(verb.size() + 1)); }); }},
+            {"drag", [&] { Drag(run.Control(id), first); }},
+            {"drop", [&] { Drop(first); }},
+            {"fail", [&] { SetFailing(name); }},
+            {"fill", [&] { **parameters = {7, 7, 9, 9, 1, {}}; }},
+        };
+        verbs.at(verb)();
+    }
+
+    // The real mouse, in pixels.
+    static void MoveMouse(POINT to, DWORD button) {
+        const int width = GetSystemMetrics(SM_CXSCREEN), height = GetSystemMetrics(SM_CYSCREEN);
+        INPUT input{};
+        input.type = INPUT_MOUSE;
+        input.mi.dx = (to.x * 65535 + width / 2) / (width - 1);
+        input.mi.dy = (to.y * 65535 + height / 2) / (height - 1);
+        input.mi.dwFlags = MOUSEEVENTF_ABSOLUTE | MOUSEEVENTF_MOVE | button;
+        SendInput(1, &input, sizeof input);
+    }
+
+    // Drags a slider's thumb across, until a box has been shown.
+    void Drag(HWND slider, int by) {
+        RECT thumb{};
+        Send(slider, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
+        thumb_ = {(thumb.left + thumb.right) / 2, (thumb.top + thumb.bottom) / 2};
+        ClientToScreen(slider, &thumb_);
+        box_ = nullptr;
+        MoveMouse(thumb_, 0);
+        MoveMouse(thumb_, MOUSEEVENTF_LEFTDOWN);
+        MoveMouse({thumb_.x + by, thumb_.y}, 0);
+        WaitFor("the box's end", [&] { return box_ != nullptr && !IsWindow(box_); });
+    }
+
+    // Within a box: the slider, which has the mouse, then reports the end of the drag.
+    void Drop(int by) {
+        MoveMouse({thumb_.x + by, thumb_.y}, MOUSEEVENTF_LEFTUP);
+        MSG message;
+        while (GetCapture() != nullptr && GetMessageA(&message, nullptr, 0, 0)) DispatchMessageA(&message);
+    }
+
+    // All calls of the kind, the edge of what is read, or nothing.
+    void SetFailing(const std::string& kind) {
+        HostOptions& options = OptionsOf(run.TheHost());
+        options.shrinkScaledReads = kind == "edge";
+        options.failKind = kind == "rows"     ? HostCall::kAllocateBlock
+                           : kind == "planes" ? HostCall::kNewBuffer
+                                              : HostCall::kReadScaledPixels;
+        options.failKindEnabled = kind != "nothing" && kind != "edge";
+        options.failKindAt = 0;
+    }
+
+    void AddState(double meanBefore) {
+        const Globals& g = run.State();
+        if (g.backdropMeanR != meanBefore) {
+            Add("analysed " +
+                NumberOf(std::to_string(g.backdropMeanR) + ' ' + std::to_string(g.backdropMeanG) + ' ' +
+                             std::to_string(g.backdropMeanB),
+                         &analyses_));
+        }
+        AddValues(g);
+        const RECT place = RectOf(run.Window());
+        if (!EqualRect(&place, &place_)) Add("the dialog has moved");
+        if (g.previewPixels == nullptr || width_ <= 0 || height_ <= 0) return Add("no picture");
+        // What the host got to show is the preview as the module's record holds it.
+        const std::size_t samples = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
+        const Bytes pixels(g.previewPixels, g.previewPixels + 3 * samples);
+        const Bytes mask(g.previewAlpha, g.previewAlpha + (g.FlagOutputAlpha == 0 ? 0 : samples));
+        if (OptionsOf(run.TheHost()).offersDisplayPixels) {
+            const DisplayCall call = run.PaintedAfter([] {});
+            EXPECT_TRUE(call.pixels == pixels && call.maskBytes == mask) << text_.substr(text_.rfind("=="));
+            EXPECT_EQ(call.map.masks != nullptr, g.FlagOutputAlpha != 0);
+        }
+        const std::string picture(pixels.begin(), pixels.end());
+        Add("picture " + NumberOf(picture + std::string(mask.begin(), mask.end()), &pictures_));
+    }
+
+    void AddValues(const Globals& g) {
+        std::ostringstream controls, fields;
+        for (int i = 0; i < 14; ++i) {
+            controls << ' '
+                     << Send(run.Control(kIds[i]), i < 7   ? TBM_GETPOS
+                                                   : i < 9 ? SBM_GETPOS
+                                                           : BM_GETCHECK);
+        }
+        for (const int value :
+             {g.SliderRemoveGreen, g.SliderRestoreBlack, g.SliderAlterGreen, g.SliderSelectTransp,
+              g.SliderScaleTransp, g.SliderAdjBGLevel, g.previewZoom, g.previewScrollX, g.previewScrollY,
+              std::int32_t{g.FlagRealityInteg}, std::int32_t{g.FlagShowSelect},
+              std::int32_t{g.FlagOutputAlpha}, std::int32_t{g.FlagBlueLogic}, std::int32_t{g.FlagOrgPhoto}}) {
+            fields << ' ' << value;
+        }
+        Add("controls" + controls.str());
+        Add("fields  " + fields.str());
+    }
+
+    // The number of a value in the order of first appearance.
+    static std::string NumberOf(const std::string& value, std::vector<std::string>* seen) {
+        const auto at =
+            static_cast<std::size_t>(std::find(seen->begin(), seen->end(), value) - seen->begin());
+        if (at == seen->size()) seen->push_back(value);
+        return std::to_string(at + 1);
+    }
+
+    void Finish(const RunResult& result) {
+        Add("run -> " + std::to_string(result.result) + " at " + std::to_string(result.lastSelector));
+        int leaks = 0;
+        for (const Violation& violation : ReportOf(run.TheHost()).violations) {
+            violation.kind == ViolationKind::kLeak ? void(++leaks) : Add(violation.text);
+        }
+        if (leaks > 0) Add(std::to_string(leaks) + " leaks");
+        ClearReport(run.TheHost());
+    }
+
+    Document document_;  // before the run
+    bool isQuiet_;
+    std::string text_;
+    bool fails_ = false;  // the next call
+    int blocks_ = 0;
+    int width_ = 0, height_ = 0;
+    RECT place_{};
+    std::atomic<HWND> box_ = nullptr;
+    POINT thumb_{};  // before a drag
+    std::vector<std::string> atBox_, atPainting_;
+    std::vector<std::string> pictures_, analyses_;
+
+  public:
+    DialogRun run;  // the last member: its end is the first
+};
+
+// The session that a line `document ...` begins.
+inline std::unique_ptr<DialogSession> BeginSession(const std::vector<std::string>& lines) {
+    int width = 0, height = 0, depth = 0, layers = 0, top = 0, left = 0;
+    std::string word;
+    std::istringstream(lines[0]) >> word >> width >> height >> depth >> layers >> top >> left;
+    const auto has = [&](const char* name) { return lines[0].find(name) != std::string::npos; };
+    Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
+    if (has("selected")) document.selection = MakeChannel(document, 255);
+    document.bounds = {top, left, top + height, left + width};
+    HostOptions options = has("unread") ? FailingAt(HostCall::kReadScaledPixels, 1) : HostOptions{};
+    options.offersDisplayPixels = !has("undisplayed");
+    if (has("misowned")) options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
+    return std::make_unique<DialogSession>(lines, document, options, !has("ownerless") && !has("misowned"),
+                                           has("quiet"));
+}
+
+// Plays the script's sessions and gives their traces.
+inline std::string PlayScript(const std::string& path) {
+    std::ifstream script(path);
+    std::vector<std::vector<std::string>> steps;
+    for (std::string line; std::getline(script, line);) {
+        if (line.empty() || line[0] == '#') continue;
+        if (line[0] != ' ') steps.emplace_back();
+        steps.back().push_back(line.substr(line[0] == ' '));
+    }
+    std::string text;
+    const ModulePtr module = OpenBuiltModule();  // stays, with what a session leaves in it, for the next
+    std::unique_ptr<DialogSession> session;
+    for (const std::vector<std::string>& step : steps) {
+        if (step[0].rfind("document ", 0) != 0) {
+            session->Step(step);
+            continue;
+        }
+        if (session != nullptr) text += session->Text() + '\n';
+        session.reset();  // there is one host at a time
+        session = BeginSession(step);
+    }
+    return text + session->Text();
+}

@@ -1,0 +1,242 @@
+// The dialog and the About box in real windows: templates, actions and pixels, driven through the
+// built module.
+#include <windows.h>
+
+#include <commctrl.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/painting.h"
+#include "tests/support/dialog_driver.h"
+#include "tests/support/shell_rig.h"
+#include "tests/ui/dialog_session.h"
+#include "ui/dialog_ids.h"
+#include "ui/preview_geometry.h"
+
+namespace {
+
+// ---- Templates --------------------------------------------------------------------------------------------
+
+// A window and its controls in the units of the template. Users and their notes know places and labels.
+std::string DescribeWindow(HWND window) {
+    RECT thousand = {0, 0, 4000, 8000};
+    MapDialogRect(window, &thousand);
+    std::ostringstream text;
+    const auto describe = [&](HWND control, const RECT& at) {
+        char kind[64] = {};
+        GetClassNameA(control, kind, sizeof kind);
+        LONG style = GetWindowLongA(control, GWL_STYLE);
+        if (std::string(kind) == "Button") style &= ~BS_DEFPUSHBUTTON;  // follows the focus
+        text << static_cast<std::int16_t>(GetDlgCtrlID(control)) << ' ' << kind << ' ' << std::hex << style
+             << std::dec;
+        for (const LONG x : {at.left, at.right - at.left}) text << ' ' << MulDiv(x, 4000, thousand.right);
+        for (const LONG y : {at.top, at.bottom - at.top}) text << ' ' << MulDiv(y, 8000, thousand.bottom);
+        int low = 0, high = 0;
+        if (std::string(kind) == "ScrollBar") {
+            GetScrollRange(control, SB_CTL, &low, &high);
+        } else if (std::string(kind) == TRACKBAR_CLASSA) {
+            low = static_cast<int>(Send(control, TBM_GETRANGEMIN));
+            high = static_cast<int>(Send(control, TBM_GETRANGEMAX));
+        }
+        if (high != 0) text << " from " << low << " to " << high;
+        text << " \"" << TextOf(control) << "\"\n";
+    };
+    RECT client{};
+    GetClientRect(window, &client);
+    describe(window, client);
+    for (HWND child = GetWindow(window, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
+        RECT at = RectOf(child);
+        MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&at), 2);
+        describe(child, at);
+    }
+    return text.str();
+}
+
+void ExpectOverItsOwner(DialogRun& run) {
+    RECT client{};
+    GetClientRect(run.MainWindow(), &client);
+    MapWindowPoints(run.MainWindow(), nullptr, reinterpret_cast<POINT*>(&client), 2);
+    const RECT at = RectOf(run.Window());
+    const VPoint expected = DialogCorner({client.top, client.left, client.bottom, client.right},
+                                         {at.right - at.left, at.bottom - at.top},
+                                         {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)},
+                                         DialogInset(GetSystemMetrics(SM_CXSIZE), false));
+    EXPECT_TRUE(at.left == expected.h && at.top == expected.v) << at.left << ' ' << at.top;
+    EXPECT_FALSE(IsWindowEnabled(run.MainWindow())) << "the dialog is modal";
+}
+
+TEST(Dialog, OpensOverTheHostWithEveryControlInItsPlace) {
+    DialogRun run(GreenDocument(400, 200, 8, 2));
+    EXPECT_TRUE(MatchesTrace(DescribeWindow(run.Window()), "dialog_template"));
+    ExpectOverItsOwner(run);
+}
+
+// Whether an active manifest tells where the class of trackbars comes from.
+bool IsTrackbarRedirected() {
+    ACTCTX_SECTION_KEYED_DATA found{};
+    found.cbSize = sizeof found;
+    return FindActCtxSectionStringA(0, nullptr, ACTIVATION_CONTEXT_SECTION_WINDOW_CLASS_REDIRECTION,
+                                    TRACKBAR_CLASSA, &found) != FALSE;
+}
+
+// The module's manifest asks for version 6 of the common controls, the first that manifests can ask for, and
+// its context is active while the dialog lives, in a process that has no manifest. (Wine gives all versions
+// from one library, so that the library of the class tells nothing there.)
+TEST(Dialog, BringsItsOwnCommonControls) {
+    std::atomic<bool> inDialog = false;
+    HostOptions options;
+    options.displayed = [&](const DisplayCall&) { inDialog = IsTrackbarRedirected(); };
+    DialogRun run(GreenDocument(30, 20, 8, 2), options);
+    EXPECT_TRUE(inDialog);
+    EXPECT_FALSE(IsTrackbarRedirected());
+}
+
+TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
+    std::vector<DisplayCall> beforeShown;
+    HostOptions options;
+    options.displayed = [&](const DisplayCall& call) {
+        if (!FindShown("MarbleFrondKeeperPlugin")) beforeShown.push_back(call);
+    };
+    DialogRun run(GreenDocument(300, 200, 8, 2), options);
+    const DisplayCall call = run.LastPainted();
+    EXPECT_TRUE(beforeShown.size() == 1 && beforeShown[0].pixels == call.pixels) << "composed, then painted";
+    const RECT area = RectOf(run.Control(kIdPreview));
+    POINT origin{};
+    ClientToScreen(run.Window(), &origin);
+    const auto cut = [](LONG value) { return static_cast<std::int16_t>(value); };
+    Rect proxy = {cut(area.top - origin.y), cut(area.left - origin.x), cut(area.bottom - origin.y),
+                  cut(area.right - origin.x)};
+    Globals fitted{};
+    float scale = 0;
+    FitPreview(&fitted, {0, 0, 200, 300}, &proxy, &scale);
+    const Rect at =
+        PreviewDestination({area.top, area.left, area.bottom, area.right}, {origin.y, origin.x}, proxy);
+    const VRect& source = call.sourceRect;
+    EXPECT_TRUE(source.top == proxy.top && source.left == proxy.left && source.bottom == proxy.bottom &&
+                source.right == proxy.right);
+    EXPECT_TRUE(call.row == at.top && call.column == at.left && call.context != nullptr);
+    const HDC context = GetDC(run.Window());
+    const std::uint32_t first = ComposeDisplay(call)[0];
+    EXPECT_EQ(GetPixel(context, at.left, at.top), RGB(first >> 16, first >> 8 & 255, first & 255));
+    EXPECT_EQ(GetPixel(context, at.left - kPreviewFrame, at.top), RGB(0, 0, 0)) << "the frame";
+    // Beside the picture the area is cleared, but for the strip at its right. Nothing is erased.
+    const POINT strip = {area.right - origin.x - 1, area.top - origin.y};
+    SetPixel(context, at.left, at.top - kPreviewFrame - 1, RGB(255, 0, 0));
+    SetPixel(context, strip.x, strip.y, RGB(255, 0, 0));
+    run.AwaitRepaintBy([&] { run.SetSlider(kIdZoom, 10); });
+    EXPECT_EQ(GetPixel(context, at.left, at.top - kPreviewFrame - 1), GetSysColor(COLOR_BTNFACE));
+    EXPECT_EQ(GetPixel(context, strip.x, strip.y), RGB(255, 0, 0));
+    ReleaseDC(run.Window(), context);
+}
+
+// ---- The About box ----------------------------------------------------------------------------------------
+
+// A line that does not fit wraps, and the last one is then cut off. On each screen a tenth is left over.
+TEST(AboutBox, HasSpaceForItsLines) {
+    DialogRun about{HostOptions{}};
+    const HWND control = GetDlgItem(about.Window(), kIdAboutText);
+    const std::string text = TextOf(control);
+    const HDC context = GetDC(control);
+    for (const int dpi : {96, 120, 144, 192}) {
+        SCOPED_TRACE(dpi);
+        const HFONT font = CreateFontA(-MulDiv(8, dpi, 72), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0,
+                                       0, 0, 0, "MS Sans Serif");
+        const HGDIOBJ before = SelectObject(context, font);
+        // The units of a template follow from the mean width of the letters and the height.
+        SIZE letters{};
+        GetTextExtentPoint32A(context, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &letters);
+        const LONG width = MulDiv((letters.cx / 26 + 1) / 2, 148, 4), height = MulDiv(letters.cy, 83, 8);
+        std::istringstream lines(text);
+        LONG bottom = 0;
+        for (std::string line; std::getline(lines, line); bottom += letters.cy) {
+            SIZE size{};
+            GetTextExtentPoint32A(context, line.c_str(), static_cast<int>(line.size()), &size);
+            EXPECT_LE(size.cx * 11, width * 10) << line;
+        }
+        EXPECT_LE(bottom, height);
+        DeleteObject(SelectObject(context, before));
+    }
+    ReleaseDC(control, context);
+    PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
+}
+
+TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
+    DialogRun about{HostOptions{}};
+    ExpectOverItsOwner(about);
+    std::string window = DescribeWindow(about.Window());
+    const std::size_t version = window.find("Release ") + 8;
+    window.replace(version, window.find(',', version) - version, "(version)");
+    EXPECT_TRUE(MatchesTrace(window, "about_controls"));
+    for (const int id : {4, 5}) about.ClickButton(id);
+    EXPECT_EQ(ReportOf(about.TheHost()).urls.size(), 2u);
+    EXPECT_EQ(ReportOf(about.TheHost()).urls.front().find("https://"), 0u);
+    Send(about.Window(), WM_CHAR, 'x');
+    EXPECT_TRUE(IsWindowVisible(about.Window())) << "which a box that ends is not";
+    about.EndWith([&] { PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9)); });
+    EXPECT_EQ(DataWord(about.TheHost()), 0);
+}
+
+// A posted message, too: Wine ends an exception that leaves the handler of a sent one, and nobody sees it.
+TEST(AboutBox, ClosesByKeysAndButtonsAndStaysWithoutItsSuite) {
+    const std::pair<UINT, WPARAM> kCloses[] = {
+        {WM_CHAR, VK_ESCAPE}, {WM_CHAR, VK_RETURN}, {WM_COMMAND, kIdOk}, {WM_COMMAND, kIdCancel}};
+    for (const auto& [message, parameter] : kCloses) {
+        HostOptions options;
+        options.missingSuites = {kPSGetFileListSuite};
+        DialogRun about(options);
+        about.ClickButton(4);
+        EXPECT_TRUE(IsWindowVisible(about.Window()) && ReportOf(about.TheHost()).urls.empty());
+        PostMessageA(about.Window(), WM_COMMAND, 4, 0);
+        about.EndWith([&] { PostMessageA(about.Window(), message, parameter, 0); });
+    }
+}
+
+// ---- Sessions ---------------------------------------------------------------------------------------------
+
+std::vector<std::string> Scripts() {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator("cases/dialog"))
+        names.push_back(entry.path().stem().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class DialogScripts : public testing::TestWithParam<std::string> {};
+
+TEST_P(DialogScripts, GoAsKept) {
+    EXPECT_TRUE(MatchesTrace(PlayScript("cases/dialog/" + GetParam() + ".txt"), "dialog_" + GetParam()));
+}
+
+INSTANTIATE_TEST_SUITE_P(, DialogScripts, testing::ValuesIn(Scripts()),
+                         [](const auto& script) { return script.param; });
+
+// A dialog that is opened, zoomed and confirmed, and the render behind it: each failing call and how the run
+// ends, one line for neighbours that are alike.
+TEST(Dialog, EveryFailingCallOfARunEndsInItsCode) {
+    const std::string kFails = "the next call fails\n";
+    std::string text, last;
+    for (auto kind = HostCall::kNewHandle; kind <= HostCall::kDisplayPixels;
+         kind = HostCall(static_cast<int>(kind) + 1)) {
+        std::string trace = kFails;
+        for (int call = 1; trace.find(kFails) != trace.npos; ++call) {
+            DialogSession session({""}, GreenDocument(60, 40, 8, 2), FailingAt(kind, call));
+            if (session.run.Window() != nullptr) {
+                session.Step({"slider zoom 30"});
+                session.Step({"end click ok"});
+            }
+            trace = session.Text();
+            std::size_t at = trace.find(kFails);
+            if (at == trace.npos) continue;
+            at += kFails.size();
+            const std::string line = trace.substr(at, trace.find('\n', at) + 1 - at) + "    " +
+                                     trace.substr(trace.rfind("run -> "));
+            if (line != last) text += line;
+            last = line;
+        }
+    }
+    EXPECT_TRUE(MatchesTrace(text, "dialog_failing_calls"));
+}
+
+}  // namespace

@@ -1,0 +1,187 @@
+// The preview without a window: its geometry against values worked by hand, and its composition against the
+// engine run over the same planes.
+#include "ui/preview.h"
+
+#include <cstring>
+#include <sstream>
+
+#include "tests/support/shell_rig.h"
+#include "ui/preview_geometry.h"
+
+namespace {
+
+// ---- Geometry ---------------------------------------------------------------------------------------------
+
+template <class Rectangle>
+Rectangle ReadRectangle(std::istream& words) {
+    Rectangle r;
+    words >> r.top >> r.left >> r.bottom >> r.right;
+    return r;
+}
+
+// The values of its trace are worked by hand.
+TEST(PreviewGeometry, IsAsItsTraceSays) {
+    Trace trace;
+    const auto tell = [&trace](const std::string& word, std::istream& words) {
+        std::ostringstream line;
+        const auto area = ReadRectangle<VRect>(words);
+        if (word == "fit") {  // the document's bounds into an area that leaves 388 by 464 at 7, 6
+            Globals globals{};
+            Rect rect = {4, 5, 472, 397};
+            float scale = 0;
+            FitPreview(&globals, area, &rect, &scale);
+            std::uint32_t bits = 0;
+            std::memcpy(&bits, &scale, sizeof bits);
+            line << rect.top << ' ' << rect.left << ' ' << rect.bottom << ' ' << rect.right << ", "
+                 << globals.previewHeight << " by " << globals.previewWidth << ", scale " << std::hex << bits
+                 << ", reload " << int{globals.mustReload};
+        } else if (word == "centre") {  // in a placeholder: the window's corner, the preview
+            VPoint corner;
+            words >> corner.v >> corner.h;
+            const Rect at = PreviewDestination(area, corner, ReadRectangle<Rect>(words));
+            line << at.top << ' ' << at.left << ' ' << at.bottom << ' ' << at.right;
+        } else {  // a dialog of 600 by 400 over its parent: the screen's size
+            DialogSize screen;
+            words >> screen.width >> screen.height;
+            const VPoint corner = DialogCorner(area, {600, 400}, screen, 14);
+            line << corner.h << ' ' << corner.v;
+        }
+        trace.Add(line.str());
+    };
+    EXPECT_TRUE(trace.Follow("preview_geometry", tell));
+    EXPECT_EQ(DialogInset(20, true), 20);
+    EXPECT_EQ(DialogInset(20, false), 14);
+}
+
+// ---- Composition -----------------------------------------------------------------------------------------
+
+constexpr std::int32_t kDocW = 40, kDocH = 30, kWidth = 33, kHeight = 24, kCount = kWidth * kHeight;
+
+// The selection is all but the upper left part. At 16 bits one byte of each sample is 0 either way, and the
+// preview tests bytes: it takes the document's rows for twice as long.
+Document PreviewedDocument(int depth, bool selected) {
+    Document document = GreenDocument(kDocW, kDocH, depth, 2);
+    if (!selected) return document;
+    document.selection = MakeChannel(document, depth == 8 ? 255 : 0x8000);
+    for (int i = 0; i < 120; ++i) SetSample(document, *document.selection, i % 10, i / 10, depth == 16);
+    return document;
+}
+
+// A document of 40 by 30, its state as at the dialog's opening, with a preview of 33 by 24.
+struct PreviewRig : ShellRig {
+    explicit PreviewRig(int depth, bool selected = false, HostOptions options = {})
+        : ShellRig(PreviewedDocument(depth, selected), std::move(options)) {
+        globals->proxyRect = {3, 5, 3 + kHeight, 5 + kWidth};
+        globals->previewWidth = kWidth;
+        globals->previewHeight = kHeight;
+        globals->finalRender = 1;  // of a run before
+    }
+    ~PreviewRig() {
+        // The strict host takes no null buffer at the end.
+        if (globals->previewAlpha == nullptr && globals->previewPixels != nullptr)
+            globals->previewAlpha = NewBuffer(globals, 1);
+        ReleasePreviewBuffers(globals);
+    }
+
+    void SetView(int zoom, int scrollX, int scrollY) {
+        globals->previewZoom = zoom;
+        globals->previewScrollX = scrollX;
+        globals->previewScrollY = scrollY;
+        globals->mustReload = 1;
+    }
+    // Composes, and tells what came of it: the result cell, the requests left, the pixels and the backdrop.
+    std::string Compose(const char* what) {
+        try {
+            ComposePreview(globals);
+        } catch (const HeapFailure& failure) {
+            result = failure.code;
+        }
+        std::ostringstream line;
+        ByteHash pixels, alpha;
+        if (globals->previewPixels != nullptr) pixels.Add(globals->previewPixels, 3 * kCount);
+        if (globals->previewAlpha != nullptr) alpha.Add(globals->previewAlpha, kCount);
+        line << what << " -> " << result << ", reload " << int{globals->mustReload} << ", analyse "
+             << int{globals->mustAnalyse} << ", pixels " << std::hex << pixels.value << ", alpha "
+             << alpha.value << std::dec << ", buffers " << CountLive(*host).buffers << ", green "
+             << static_cast<int>(globals->backdropMeanG * 100) << ", of " << globals->maxSample;
+        return line.str();
+    }
+};
+
+// One session of compositions: what each asks of the host, and what it shows.
+TEST(Preview, IsComposedAsItsTraceSays) {
+    Trace trace;
+    for (int depth : {8, 16}) {
+        for (bool selected : {false, true}) {
+            trace.Begin(std::to_string(depth) + (selected ? " bits, with a selection" : " bits"));
+            PreviewRig rig(depth, selected, trace.Listen());
+            trace.Add(rig.Compose("opened"));
+            rig.globals->SliderRemoveGreen = 120;
+            trace.Add(rig.Compose("a slider moved"));
+            rig.SetView(33, 50, 25);
+            trace.Add(rig.Compose("zoomed"));
+            rig.SetView(100, 100, 100);
+            trace.Add(rig.Compose("at full zoom in the far corner"));
+            rig.SetView(50, 10, 0);
+            trace.Add(rig.Compose("at the selection's edge"));
+            rig.globals->previewWidth = -4;
+            trace.Add(rig.Compose("wrapped"));
+            rig.globals->previewWidth = kWidth;
+        }
+    }
+    EXPECT_TRUE(MatchesTrace(trace.text, "preview"));
+}
+
+// Each call of the host fails once. The code stays in the result cell, as in the dialog, so that the next
+// compositions read no colours: they show nothing that the document does not hold.
+TEST(Preview, SurvivesTheFailureOfAnyCall) {
+    Trace table;
+    for (int call = 6;; ++call) {  // the first five make the rig
+        bool hasFailed = false;
+        std::string texts[2];
+        for (const std::uint8_t fill : {0x00, 0xA5}) {
+            HostOptions options;
+            options.failAt = call;
+            options.fillByte = fill;
+            PreviewRig rig(8, true, options);
+            std::string& text = texts[fill != 0];
+            text = std::to_string(call) + ' ' + rig.Compose("failing");
+            rig.SetView(33, 50, 25);
+            text += '\n' + rig.Compose("  zoomed");
+            rig.globals->FlagOutputAlpha = 1;
+            PSPixelMap map;
+            PSPixelMask mask;
+            DescribePreview(rig.globals, &map, &mask);
+            text += map.masks == nullptr ? ", no mask" : "";
+            hasFailed = !ReportOf(*rig.host).failures.empty();
+        }
+        EXPECT_EQ(texts[0], texts[1]) << "the host's own memory shows";
+        table.Add(texts[0]);
+        if (!hasFailed) break;
+    }
+    EXPECT_TRUE(MatchesTrace(table.text, "failing_preview"));
+}
+
+TEST(Preview, IsDescribedToTheHost) {
+    PreviewRig rig(8);
+    rig.globals->docInfo->targetCompositeChannels->next = nullptr;  // three planes all the same
+    ComposePreview(rig.globals);
+    PSPixelMap map;
+    PSPixelMask mask;
+    std::memset(&map, 0xA5, sizeof map);
+    std::memset(&mask, 0xA5, sizeof mask);
+    DescribePreview(rig.globals, &map, &mask);
+    EXPECT_TRUE(map.version == 2 && map.imageMode == 3 && map.baseAddr == rig.globals->previewPixels &&
+                map.bounds.top == 3 && map.bounds.left == 5 && map.bounds.bottom == 27 &&
+                map.bounds.right == 38 && map.rowBytes == 33 && map.colBytes == 1 &&
+                map.planeBytes == kCount && map.mat == nullptr && map.masks == nullptr &&
+                map.pixelOverlays == nullptr && map.maskPhaseRow == 0 && map.maskPhaseCol == 0 &&
+                map.colorManagementOptions == 0u);
+    rig.globals->FlagOutputAlpha = 1;
+    DescribePreview(rig.globals, &map, &mask);
+    ASSERT_EQ(map.masks, &mask);
+    EXPECT_TRUE(mask.next == nullptr && mask.maskData == rig.globals->previewAlpha && mask.rowBytes == 33 &&
+                mask.colBytes == 1 && mask.maskDescription == 0);
+}
+
+}  // namespace
