@@ -1,6 +1,6 @@
 #!/bin/bash
-# Installs what is missing, builds the module and the program, renders a photograph before a green backdrop and
-# keys it: ./demo.sh. The pictures stay in build/demo.
+# Installs the missing packages, builds the module and the program, renders a photograph with a green backdrop and keys
+# it. The pictures are in build/demo.
 set -euo pipefail
 cd "$(dirname "$0")"
 pictures=build/demo
@@ -13,7 +13,7 @@ mkdir -p build
 if ! { cmake --preset linux -DFROND_BUILD_TESTS=OFF -DFROND_BUILD_BENCH=OFF &&
     cmake --build --preset linux; } >"$log" 2>&1; then
     tail -n 40 "$log" >&2
-    echo "demo.sh: does not build; the whole log is $log" >&2
+    echo "demo.sh: the build failed; the log is $log" >&2
     exit 1
 fi
 
@@ -26,12 +26,12 @@ build/linux/frond key "$pictures/photo.png" --over "$pictures/background.png" -o
 
 cat <<END
 
-The photograph          $pictures/photo.png
-Its new background      $pictures/background.png
-The finished picture    $pictures/keyed.png
-What was kept, as grey  $pictures/matte.png
-What a perfect key is   $pictures/composite.png, with its matte in alpha.png
+Photograph       $pictures/photo.png
+Background       $pictures/background.png
+Result           $pictures/keyed.png
+Matte            $pictures/matte.png
+A perfect key    $pictures/composite.png, with its matte in alpha.png
 
-With pictures of your own:
+With your own pictures:
   build/linux/frond key PHOTO --over BACKGROUND -o OUT.png
 END

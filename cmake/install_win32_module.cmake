@@ -1,5 +1,5 @@
-# Part of the installation of a 64-bit build: builds the module for 32-bit Photoshop in build/win32 and installs it
-# too, so that one package serves both.
+# Run by the installation of a 64-bit build: builds the module for 32-bit Photoshop in build/win32 and installs it, so
+# one package serves both.
 get_filename_component(project ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
 set(build ${project}/build/win32)
 if(NOT EXISTS ${build}/build.ninja)

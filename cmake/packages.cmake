@@ -1,10 +1,9 @@
-# What is installed besides program and module, and the packages: cmake --build build/linux --target package
-# makes a .deb, and the same in build/win64 a ZIP with the modules for both kinds of Photoshop.
+# What is installed besides program and module, and the packages. The target "package" makes a .deb in build/linux, and
+# in build/win64 a ZIP with the 64-bit and the 32-bit module.
 #
-# The stand-in host is not installed as a library: it exists to test this module, and its interface may change with
-# every commit.
+# The stand-in host is not installed: it serves the tests, and its interface may change with every commit.
 
-# The guide, as a page where Python's Markdown is at hand, for a reader without a viewer for Markdown.
+# The guide: as a web page if Python's Markdown is installed, else as Markdown.
 find_program(MARKDOWN NAMES markdown_py)
 set(guide ${PROJECT_SOURCE_DIR}/docs/guide.md)
 if(MARKDOWN)
@@ -29,7 +28,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 if(WIN32)
     install(FILES LICENSE DESTINATION . RENAME LICENSE.txt)
     install(FILES CHANGELOG.md DESTINATION . RENAME CHANGES.txt)
-    # Nothing is stripped here: that would put the time of day into the modules, which are linked without symbols.
+    # CPack must not strip: that would write the time into the modules. They are linked without symbols.
     set(CPACK_GENERATOR ZIP)
     if(CMAKE_SIZEOF_VOID_P EQUAL 8)
         install(SCRIPT cmake/install_win32_module.cmake)

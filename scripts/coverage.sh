@@ -1,7 +1,7 @@
 #!/bin/sh
-# How many of the sources' lines the native tests run. Builds into build/coverage with Clang's counters, runs the tests
-# there and prints the share of each folder, then the files below nine tenths; build/coverage/show.txt has each line
-# with the number of its runs. Sees what Linux builds, in all forms that the machine runs.
+# Prints how many source lines the native tests run, by folder, then the files below 90 %. Builds in build/coverage with
+# Clang's counters. build/coverage/show.txt has the count of each line. Covers what Linux builds, in all variants that
+# the machine runs.
 set -eu
 cd "$(dirname "$0")/.."
 build=$PWD/build/coverage
@@ -16,8 +16,8 @@ cmake --build "$build" --target all checks >"$build/build.log" || {
     tail -n 20 "$build/build.log" >&2
     exit 1
 }
-# What is left out builds anew, looks at files and not at what the program does, keeps it from writing anything, counters
-# too, or kills it while it writes them.
+# Omits tests that build again, that check files only, or in which a program cannot write its counters (full disks,
+# kills).
 LLVM_PROFILE_FILE="$build/profiles/%m.profraw" GTEST_FILTER='-*OnAFullDisk*' \
     ctest --test-dir "$build" --output-on-failure -E '^(guide_pictures|package|module_.*|files_.*)$'
 
@@ -26,7 +26,7 @@ objects=
 for program in MarbleFrondKeeper.so tests/frond_tests tests/frond_program_tests tests/allocation_operators_test; do
     objects="$objects -object $build/$program"
 done
-# A source that is built several times, as the faster forms are, counts once: a line is run when any build ran it.
+# A source that is built several times, such as a vector variant, counts once: a line counts when any build ran it.
 for what in report show; do
     llvm-cov $what -instr-profile "$build/profile" -ignore-filename-regex='(^/usr|/tests|/headers)/' \
         "$build/frond" $objects >"$build/$what.txt"

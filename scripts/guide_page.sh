@@ -1,5 +1,5 @@
 #!/bin/sh
-# Makes a page for a browser of the guide: guide_page.sh MARKDOWN_PY GUIDE.md PAGE.html
+# Converts the guide to a web page: guide_page.sh MARKDOWN_PY GUIDE.md PAGE.html
 set -eu
 body=$("$1" -x tables -x fenced_code -x toc -x sane_lists "$2")
 cat >"$3" <<END

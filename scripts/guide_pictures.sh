@@ -1,11 +1,11 @@
 #!/bin/bash
-# Makes the pictures of the README and of docs/guide.md anew with frond, from the sample plate:
+# Remakes the pictures of README.md and docs/guide.md with frond, from the sample plate:
 #
-#   guide_pictures.sh           into docs/images
-#   guide_pictures.sh --check   aside, and says whether those in docs/images are still what comes out
+#   guide_pictures.sh           writes them to docs/images
+#   guide_pictures.sh --check   writes them to build/guide and compares them with docs/images
 #
-# Needs a build of the preset linux and the command oiiotool (package openimageio-tools). FROND names another
-# frond. The pictures of the dialog are screenshots.sh's.
+# Needs a build of the preset linux, or FROND with the path of another frond, and oiiotool (package openimageio-tools).
+# screenshots.sh makes the pictures of the dialog.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 frond=$(realpath "${FROND:-build/linux/frond}")
@@ -30,7 +30,7 @@ cd "$work"
 "$frond" sample --size 960x640 green
 "$frond" sample --size 960x640 --blue blue
 
-# Keys the green plate with these settings, or the blue one if that is their first word; `result` is the picture.
+# key SETTINGS: keys the green plate, or the blue one if the first word is "blue". Sets `result` to the picture's name.
 key() {
     local plate=green words
     read -ra words <<<"$1"
@@ -39,13 +39,13 @@ key() {
     [ -e "$result" ] || "$frond" key $plate/photo.png --over green/background.png --quiet -o "$result" "${words[@]}"
 }
 
-# write_jpeg FILE WORDS...: what oiiotool makes of the words.
+# write_jpeg FILE ARGUMENTS...: writes the picture that oiiotool makes from the arguments.
 write_jpeg() {
     oiiotool -q "${@:2}" -d uint8 --attrib jpeg:subsampling 4:2:0 --compression jpeg:86 -o "$1"
 }
 
-# strip NAME CROP WIDTH SETTINGS...: one panel for each of the settings, the same part of the picture (in
-# oiiotool's words, WIDTHxHEIGHT+X+Y), scaled to the given width. Settings that end in .png are a picture itself.
+# strip NAME CROP WIDTH SETTINGS...: writes one panel for each of the settings: the crop WIDTHxHEIGHT+X+Y, scaled to the
+# width. Settings that end in .png name a picture.
 strip() {
     local name=$1 crop=$2 width=$3 settings panels=()
     shift 3
@@ -62,13 +62,13 @@ hair=208x200+370+90
 veil=300x300+185+310
 bust=400x330+300+80
 
-# The README's two.
+# For README.md.
 key "--original"
 write_jpeg "$images/photo.jpg" "$result"
 key ""
 write_jpeg "$images/keyed.jpg" "$result"
 
-# What each control does: low, as it comes, high.
+# What each control does: low, default, high.
 strip remove-backdrop $whole 312 "--remove-green 0" "" "--remove-green 120"
 strip remove-hair $hair 312 "--remove-green 0" "" "--remove-green 120"
 strip restore-dark $head 312 "--restore-black 0" "" "--restore-black 100"
@@ -86,7 +86,7 @@ oiiotool -q cut-out.png --ch R,G,B,A --premult checker.tif --ch R,G,B,A=1 --over
 oiiotool -q matte.png --ch 0,0,0 -o matte-colour.png
 strip transparency $whole 460 seen.png matte-colour.png
 
-# Symptoms, before and after.
+# Faults, before and after the cure.
 strip mend-green-veil $veil 420 "" "--alter-green 80"
 strip mend-holes $head 420 "--restore-black 0" "--restore-black 20"
 strip mend-thin-hair $hair 420 "--remove-green 120" "--remove-green 20"
@@ -94,7 +94,7 @@ strip mend-backdrop-left $whole 460 "--remove-green 10" "--remove-green 40"
 strip mend-purple $veil 420 "--alter-green 40" "--alter-green 90"
 strip mend-see-through $head 420 "--select-transparency 50" "--select-transparency 100"
 strip mend-veil-eaten $veil 420 "--remove-green 120" "--remove-green 40"
-# The same figure before a green without any red and blue, mixed in linear light; then with every channel lifted.
+# The same subject before a green without red and blue, mixed in linear light; then with every channel raised.
 oiiotool -q green/alpha.png --ch 0,0,0 -d float --mulc -1 --addc 1 -o rest.tif
 oiiotool -q green/composite.png -d float --colorconvert sRGB linear green/background.png -d float \
     --colorconvert sRGB linear rest.tif --mul --sub rest.tif --mulc 0,0.5,0 --add --clamp:min=0:max=1 \
@@ -109,10 +109,10 @@ strip mend-depth $bust 460 "--depth 16" "--depth 8"
 [ "$images" != "$committed" ] || exit 0
 status=0
 for picture in $({ cd "$committed" && ls -- *.jpg guide/*.jpg; cd "$images" && ls -- *.jpg guide/*.jpg; } | sort -u); do
-    # What another encoder makes of the same picture differs by rounding only.
+    # Another version of the JPEG encoder may round differently.
     difference=$("$frond" compare "$images/$picture" "$committed/$picture" 2>&1 | sed -n 's/^mean absolute error *\([0-9.]*\).*/\1/p') || true
     awk -v d="${difference:-256}" 'BEGIN { exit d > 0.1 }' && continue
-    echo "docs/images/$picture is not what the program makes; run scripts/guide_pictures.sh" >&2
+    echo "docs/images/$picture differs from what frond makes; run scripts/guide_pictures.sh" >&2
     status=1
 done
 exit $status

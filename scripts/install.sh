@@ -1,7 +1,9 @@
 #!/bin/sh
-# Installs what is missing to build the program (install.sh build), to run all tests too (install.sh test), or to tell
-# what the native ones cover (install.sh coverage), as root or through sudo, on Debian 12. Asks nothing, and does
-# nothing when nothing is missing.
+# Installs the missing packages on Debian 12, as root or with sudo, without questions:
+#
+#   install.sh build      to build the program
+#   install.sh test       to run all tests as well
+#   install.sh coverage   to measure the coverage of the native tests
 set -eu
 
 packages="g++ cmake ninja-build libopenimageio-dev liblcms2-dev libcli11-dev nlohmann-json3-dev"
@@ -22,7 +24,7 @@ test)
 esac
 
 if ! command -v apt-get >/dev/null; then
-    echo "install.sh: this machine has no apt-get; wanted are Debian's packages: $packages" >&2
+    echo "install.sh: this machine has no apt-get; install these packages of Debian: $packages" >&2
     exit 1
 fi
 
@@ -44,7 +46,7 @@ fi
 echo "Installing:$missing"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-# Sources that cannot be reached do no harm as long as the packages come from others.
+# An unreachable package source does not matter if another one has the packages.
 $asRoot apt-get -q update >"$log" 2>&1 </dev/null || true
 if ! $asRoot env DEBIAN_FRONTEND=noninteractive apt-get -q install -y --no-install-recommends $missing \
     >>"$log" 2>&1 </dev/null; then

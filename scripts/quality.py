@@ -5,11 +5,9 @@
   quality.py commands   prints the commands behind each row
   quality.py strip      remakes docs/images/quality/details.jpg: the same details of several results
 
-Needs a build of the preset linux, or FROND with the path of another frond, and Debian's packages ffmpeg, gegl and
-openimageio-tools. Works in build/quality.
+Needs a build of the preset linux and Debian's packages ffmpeg, gegl and openimageio-tools. Works in build/quality.
 """
 import argparse
-import os
 import pathlib
 import re
 import shlex
@@ -18,7 +16,7 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-FROND = pathlib.Path(os.environ.get("FROND", ROOT / "build/linux/frond")).resolve()
+FROND = ROOT / "build/linux/frond"
 WORK = ROOT / "build/quality"
 
 

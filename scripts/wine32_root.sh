@@ -1,8 +1,8 @@
 #!/bin/sh
-# Puts a small 32-bit Debian with Wine into build/wine32, for wine32.sh: as root, once, in a minute or two.
+# Installs a small 32-bit Debian with Wine in build/wine32, for wine32.sh. Needs root; takes a minute or two.
 #
-# A folder of its own leaves the machine's set of architectures alone. Packages come from where the machine
-# itself gets them. Gives 1 where that cannot be done; nothing is left behind then.
+# The machine's own set of architectures does not change. Packages come from the machine's package source. On failure
+# nothing remains and the exit code is not 0.
 set -eu
 project=$(cd "$(dirname "$0")/.." && pwd)
 debian=$project/build/wine32
@@ -22,7 +22,7 @@ chroot "$begin" /usr/bin/env DEBIAN_FRONTEND=noninteractive apt-get -qq update
 chroot "$begin" /usr/bin/env DEBIAN_FRONTEND=noninteractive \
     apt-get -qq install -y --no-install-recommends wine32 wine
 chroot "$begin" apt-get clean
-# All that Wine asks of /proc is where it lies itself; said once, nothing need be mounted.
+# Wine needs /proc only for its own path, so a link replaces the mount.
 mkdir -p "$begin/proc/self"
 ln -sfn /usr/lib/wine/wine "$begin/proc/self/exe"
 touch "$begin/ready"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs a command with an X server of its own, without a screen: with_display.sh COMMAND [ARGUMENT...]
+# Runs a command with a virtual X server: with_display.sh COMMAND [ARGUMENT...]
 set -eu
 number=$(mktemp)
 Xvfb -displayfd 3 -ac -screen 0 1280x1024x24 -nolisten tcp 3>"$number" >/dev/null 2>&1 &
