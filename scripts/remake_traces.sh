@@ -1,8 +1,8 @@
 #!/bin/sh
-# Replaces the kept traces by those of the present code: remake_traces.sh [linux|win64]
+# Replaces the kept traces and hashes by those of the present code: remake_traces.sh [linux|win64]
 #
-# Builds and runs the tests of the preset, linux unless named, and copies what they found to tests/traces. The
-# dialog's traces need win64 and Wine. The difference that git then shows is to be read, not waved through.
+# Builds and runs the tests of the preset (default: linux) and copies the texts that differ to tests/. The dialog's
+# traces need win64 and Wine. Review the difference that git then shows.
 set -eu
 cd "$(dirname "$0")/.."
 preset=${1:-linux} build=build/${1:-linux}
@@ -11,7 +11,7 @@ tests=frond_tests
 [ "$preset" != win64 ] || tests="frond_tests dialog_tests"
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset" --target $tests
-rm -rf "$build/traces/found"
+rm -rf "$build/found"
 cd "$build"
 for test in $tests; do
     if [ "$preset" = win64 ]; then
@@ -21,5 +21,5 @@ for test in $tests; do
     fi
 done
 cd ../..
-[ ! -d "$build/traces/found" ] || cp "$build"/traces/found/*.trace tests/traces
-git status --short tests/traces
+[ ! -d "$build/found" ] || cp -r "$build/found/." .
+git status --short tests

@@ -189,7 +189,7 @@ TEST_F(FrondProgram, TakesPicturesOfOnePixelAndOfOneLine) {
     }
 }
 
-// The lines of cases/frond.txt, one after the other in one folder.
+// The lines of command_lines.txt, one after the other in one folder.
 TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
     WritePlate(16);
     std::filesystem::rename(folder / "photo.png", folder / "deep.png");
@@ -215,7 +215,7 @@ TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
     WritePicture(folder / "upper.png", PlaceOnCanvas(layered.layers[1], 64, 48));
     WritePicture(folder / "lower.png", layered.layers[0]);
 #endif
-    std::ifstream cases("cases/frond.txt");
+    std::ifstream cases("tests/frond/cases/command_lines.txt");
     const std::regex form("([0-9])([LB]?) *\\| *(.*?) *\\| *([^|]*)(?:\\| *(.*))?");
     int count = 0;
     for (std::string line; std::getline(cases, line);) {
@@ -248,8 +248,10 @@ TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
     EXPECT_EQ(ReadWholeFile(folder / "photo.png"), photo);
     EXPECT_EQ(ReadWholeFile(folder / "background.png"), background);
     for (const auto& [written, expected] :
-         {std::pair("a1.json", "/all.json"), {"b1.json", "/all.json"}, {"c1.json", "/some.json"}}) {
-        EXPECT_EQ(ReadWholeFile(folder / written), ReadWholeFile(std::string("cases") + expected)) << written;
+         {std::pair("a1.json", "all.json"), {"b1.json", "all.json"}, {"c1.json", "some.json"}}) {
+        EXPECT_EQ(ReadWholeFile(folder / written),
+                  ReadWholeFile(std::string("tests/frond/cases/") + expected))
+            << written;
     }
     // Wholly opaque and wholly transparent are just that in the file's scale.
     const Plane alpha = ReadPicture(folder / "cut-out.tif").alpha;

@@ -1,5 +1,5 @@
 // The stand-in host: that it catches what it promises, with small steps of a module that do one thing each.
-// What the host answers and what it objects to is compared line by line with tests/traces/host_*.trace.
+// What the host answers and what it objects to is compared line by line with tests/host/traces.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -87,7 +87,7 @@ TEST_F(HostTest, WatchesTheWalk) {
     Run("an abort from the second question on", [](FilterRecord& r) {
         for (int call = 1; call <= 3; ++call) r.abortProc();
     });
-    EXPECT_TRUE(MatchesTrace(trace_.text, "host_walk"));
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host/walk"));
 }
 
 // ---- Memory -----------------------------------------------------------------------------------------------
@@ -133,7 +133,7 @@ TEST_F(HostTest, WatchesMemory) {
         const void* suite = nullptr;
         r.sSPBasic->AcquireSuite(kPSChannelPortsSuite, 1, &suite);  // another version
     });
-    EXPECT_TRUE(MatchesTrace(trace_.text, "host_memory"));
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host/memory"));
 }
 
 // ---- Channel ports ----------------------------------------------------------------------------------------
@@ -185,7 +185,7 @@ TEST_F(HostTest, WatchesPorts) {
         document_.bounds = {2, 10, 6, 15};  // no column in common
         EXPECT_EQ(Read(r, 0, MemoryOf(plane, 5, 8), {0, 0, 4, 5}), noErr);
     });
-    EXPECT_TRUE(MatchesTrace(trace_.text, "host_ports"));
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host/ports"));
 }
 
 // The mean over the area by its definition: the source is enlarged by the size of the destination, and each
@@ -264,7 +264,7 @@ TEST_F(HostTest, WatchesTokens) {
         write.closeWriteDescriptorProc(out, &written);
         r.handleProcs->disposeProc(written);
     });
-    EXPECT_TRUE(MatchesTrace(trace_.text, "host_tokens"));
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host/tokens"));
 }
 
 // ---- What is shown ----------------------------------------------------------------------------------------
@@ -289,7 +289,7 @@ TEST_F(HostTest, TakesDownAndComposesWhatIsShown) {
         }
         kBuffers.Dispose(&pixels);
     });
-    EXPECT_TRUE(MatchesTrace(trace_.text, "host_display"));
+    EXPECT_TRUE(MatchesTrace(trace_.text, "host/display"));
     const DisplayCall& shown = ReportOf(*host_).displays.at(0);
     EXPECT_EQ(shown.pixels[2 * kPlane + 5], 2 * kPlane + 5);
     const std::vector<std::uint32_t> composed = ComposeDisplay(shown);

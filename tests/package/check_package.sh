@@ -88,7 +88,7 @@ case $package in
     ;;
 *.zip)
     cmp 64-bit/MarbleFrondKeeper.8bf "$build/MarbleFrondKeeper.8bf"
-    "${frond[@]}" info 64-bit/MarbleFrondKeeper.8bf | tr -d '\r' | diff "$root/tests/cases/info.txt" - || fail "frond info differs"
+    "${frond[@]}" info 64-bit/MarbleFrondKeeper.8bf | tr -d '\r' | diff "$root/tests/frond/cases/info.txt" - || fail "frond info differs"
     for bits in 32 64; do
         "${frond[@]}" info $bits-bit/MarbleFrondKeeper.8bf | grep -q "Twin Plate Rig" || fail "$bits-bit: is no module"
     done

@@ -1,5 +1,5 @@
 // The checked heap and the lazily acquired suite over the stand-in host's broker: scripts of allocations and
-// releases in tests/traces, with what the host is asked for and what the debugger's output says.
+// releases in tests/shell/traces, with what the host is asked for and what the debugger's output says.
 #include "support/checked_heap.h"
 
 #include <algorithm>
@@ -129,11 +129,12 @@ struct CheckedHeapTest : testing::Test {
             {"forget", [this](int, int) { lazy.suite = nullptr; }},
             {"missing", [this](int count, int) { OptionsOf(*host).missingSuites.assign(count, lazy.name); }},
         };
-        return trace.Follow(name, [&commands](const std::string& word, std::istream& words) {
-            int first = 0, second = 0;
-            words >> first >> second;
-            commands.at(word)(first, second);
-        });
+        return trace.Follow(std::string("shell/") + name,
+                            [&commands](const std::string& word, std::istream& words) {
+                                int first = 0, second = 0;
+                                words >> first >> second;
+                                commands.at(word)(first, second);
+                            });
     }
 
     Trace trace;

@@ -63,7 +63,7 @@ TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
         Trace trace;
         RunSetup setup;
         ScaledRead read = nullptr;
-        EXPECT_TRUE(trace.Follow("planes", [&](const std::string& word, std::istream& words) {
+        EXPECT_TRUE(trace.Follow("shell/planes", [&](const std::string& word, std::istream& words) {
             setup.options.fillByte = fill;
             if (word == "dark-green") {
                 for (int i = 1; i < 24; i += 2) setup.document.layers[1].colour[1].bytes[i] = 0;

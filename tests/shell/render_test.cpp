@@ -42,7 +42,7 @@ TEST(RunFullRender, WritesWhatItsTableSays) {
         EXPECT_EQ(0, RunStrictly(document, trace.Listen(), items).result);
         table.Add(Summary(trace.text));
     };
-    EXPECT_TRUE(table.Follow("pictures", tellRun));
+    EXPECT_TRUE(table.Follow("shell/pictures", tellRun));
 }
 
 TEST(RunFullRender, RefusesToWritePastAPlane) {
@@ -97,7 +97,7 @@ TEST(RunFullRender, SurvivesTheFailureOfAnyCall) {
         table.Add(std::to_string(call) + ' ' + summaries[0]);
         if (call > 0 && !hasFailed) break;
     }
-    EXPECT_TRUE(MatchesTrace(table.text, "failing_calls"));
+    EXPECT_TRUE(MatchesTrace(table.text, "shell/failing_calls"));
 }
 
 }  // namespace

@@ -89,7 +89,7 @@ void CallSelectors(std::istream& selectors, RunSetup setup, Trace* trace) {
 void ExpectSessions(const char* name) {
     Trace trace;
     RunSetup setup;
-    EXPECT_TRUE(trace.Follow(name, [&](const std::string& word, std::istream& words) {
+    EXPECT_TRUE(trace.Follow(std::string("shell/") + name, [&](const std::string& word, std::istream& words) {
         const auto host = kHosts.find(word);
         if (host != kHosts.end()) {
             host->second(setup.options);
@@ -126,7 +126,7 @@ namespace {
 TEST(Sessions, CallTheDialogAsTheirTracesSay) {
     ExpectSessions("no_dialog");
     gDialogOpens = true;
-    ExpectSessions("dialog_preview");
+    ExpectSessions("preview_in_dialog");
     gDialogOpens = false;
 }
 #endif

@@ -1,5 +1,4 @@
-// The engine's cases worked by hand, kept as text in tests/cases. The build copies them to its folder, in
-// which the tests run.
+// The engine's cases worked by hand, kept as text in tests/engine/cases.
 //
 //   # comment
 //   with SETTINGS                     of all cases that follow, up to the next such line
@@ -103,9 +102,9 @@ inline Case CaseOf(std::string text, std::map<std::string, Numbers> settings) {
     return c;
 }
 
-// All cases of tests/cases/NAME.cases.
+// All cases of tests/engine/cases/NAME.cases.
 inline std::vector<Case> ReadCases(const std::string& name) {
-    std::ifstream file("cases/" + name + ".cases");
+    std::ifstream file("tests/engine/cases/" + name + ".cases");
     std::vector<Case> cases;
     std::map<std::string, Numbers> settings;
     std::string text;

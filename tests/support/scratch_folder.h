@@ -1,5 +1,5 @@
 // Files of a test's own: a folder that is gone when the test ends, and small files spelt out in
-// cases/files.txt.
+// tests/support/files.txt.
 #pragma once
 
 #include <filesystem>
@@ -44,11 +44,11 @@ void WriteBytes(const std::filesystem::path& path, const Text& bytes) {
     std::ofstream(path, std::ios::binary) << std::string(bytes.begin(), bytes.end());
 }
 
-// The file of that name in cases/files.txt, whose first lines tell how it is written; empty when there is
+// The file of that name in files.txt, whose first lines tell how it is written; empty when there is
 // none.
 inline Bytes FileCase(const std::string& name) {
     static const std::regex word("#|(?:\"([^\"]*)\"|([0-9A-F]+))(?:\\*([0-9]+))?");
-    std::ifstream file("cases/files.txt");
+    std::ifstream file("tests/support/files.txt");
     Bytes bytes;
     bool isInside = false;
     for (std::string line; std::getline(file, line);) {

@@ -1,20 +1,17 @@
 #include "tests/support/trace.h"
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
 #include "shell/globals.h"
 #include "support/message_box.h"
+#include "tests/support/kept_text.h"
 
 namespace {
 
 Trace* messageListener = nullptr;
 
-std::string KeptTrace(const std::string& name) {
-    std::ifstream file("traces/" + name + ".trace", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+// NAME is FOLDER/TRACE.
+std::string PathOf(const std::string& name) {
+    const std::size_t slash = name.find('/');
+    return "tests/" + name.substr(0, slash) + "/traces" + name.substr(slash) + ".trace";
 }
 
 }  // namespace
@@ -52,25 +49,11 @@ HostOptions Trace::Listen(HostOptions options) {
 }
 
 testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name) {
-    const std::string kept = KeptTrace(name);
-    if (text == kept && !text.empty()) return testing::AssertionSuccess();
-    std::filesystem::create_directories("traces/found");
-    std::ofstream("traces/found/" + name + ".trace", std::ios::binary) << text;
-
-    const auto different = std::mismatch(text.begin(), text.end(), kept.begin(), kept.end()).first;
-    const auto number = 1 + std::count(text.begin(), different, '\n');
-    std::size_t begin = 0;
-    for (auto line = number; line > 1; --line) begin = text.find('\n', begin) + 1;
-    const auto lineOf = [begin](const std::string& of) {
-        return of.substr(begin, of.find('\n', begin) - begin);
-    };
-    return testing::AssertionFailure()
-           << name << ".trace, line " << number << ":\n  expected: " << lineOf(kept)
-           << "\n  found:    " << lineOf(text);
+    return MatchesKeptText(text, PathOf(name));
 }
 
 testing::AssertionResult Trace::Follow(const std::string& name, const Command& carryOut) {
-    std::istringstream script(KeptTrace(name));
+    std::istringstream script(KeptText(PathOf(name)));
     for (std::string line; std::getline(script, line);) {
         const std::string mark = line.substr(0, line.find(' '));
         if (mark == "==") Begin(line.substr(3));

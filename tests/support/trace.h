@@ -1,5 +1,5 @@
-// The calls of a run as text, compared line by line with a text that is kept in tests/traces and read in
-// review. scripts/remake_traces.sh replaces the kept texts.
+// The calls of a run as text, compared line by line with a kept trace, which is read in review.
+// scripts/remake_traces.sh replaces the kept traces.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -29,13 +29,12 @@ struct Trace {
     // into this program; the trace outlives the host.
     HostOptions Listen(HostOptions options = {});
 
-    // Follows the script within traces/NAME.trace: its titles, and lines that begin with "$ ". Each of these
-    // is copied to the text and given to carryOut as its first word and the words behind it. In the end the
-    // text must match the whole file.
+    // Follows the script within the trace of that name: its titles, and lines that begin with "$ ". Each of
+    // these is copied to the text and given to carryOut as its first word and the words behind it. In the end
+    // the text must match the whole trace.
     using Command = std::function<void(const std::string& word, std::istream& words)>;
     testing::AssertionResult Follow(const std::string& name, const Command& carryOut);
 };
 
-// Whether the text is that of traces/NAME.trace in the working folder, which is the folder of the build. If
-// it is not, the message shows the first difference, and traces/found/NAME.trace is written.
+// Whether the text is the trace of the name FOLDER/TRACE, kept in tests/FOLDER/traces/TRACE.trace.
 testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name);

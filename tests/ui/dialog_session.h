@@ -1,7 +1,7 @@
 // Sessions with the dialog, written as text and kept as traces: what each step makes the module ask of its
 // host, what it computes, and what controls and fields hold afterwards.
 //
-// A script, tests/cases/dialog/NAME.txt, has one line for each step. A line that begins with a blank is done
+// A script, tests/ui/sessions/NAME.txt, has one line for each step. A line that begins with a blank is done
 // within the step above it: at the next message box, which can be one of the opening, or, where the step is a
 // painting, while the host paints.
 //

@@ -69,7 +69,7 @@ void ExpectOverItsOwner(DialogRun& run) {
 
 TEST(Dialog, OpensOverTheHostWithEveryControlInItsPlace) {
     DialogRun run(GreenDocument(400, 200, 8, 2));
-    EXPECT_TRUE(MatchesTrace(DescribeWindow(run.Window()), "dialog_template"));
+    EXPECT_TRUE(MatchesTrace(DescribeWindow(run.Window()), "ui/dialog_template"));
     ExpectOverItsOwner(run);
 }
 
@@ -168,7 +168,7 @@ TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
     std::string window = DescribeWindow(about.Window());
     const std::size_t version = window.find("Release ") + 8;
     window.replace(version, window.find(',', version) - version, "(version)");
-    EXPECT_TRUE(MatchesTrace(window, "about_controls"));
+    EXPECT_TRUE(MatchesTrace(window, "ui/about_controls"));
     for (const int id : {4, 5}) about.ClickButton(id);
     EXPECT_EQ(ReportOf(about.TheHost()).urls.size(), 2u);
     EXPECT_EQ(ReportOf(about.TheHost()).urls.front().find("https://"), 0u);
@@ -197,7 +197,7 @@ TEST(AboutBox, ClosesByKeysAndButtonsAndStaysWithoutItsSuite) {
 
 std::vector<std::string> Scripts() {
     std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator("cases/dialog"))
+    for (const auto& entry : std::filesystem::directory_iterator("tests/ui/sessions"))
         names.push_back(entry.path().stem().string());
     std::sort(names.begin(), names.end());
     return names;
@@ -206,7 +206,7 @@ std::vector<std::string> Scripts() {
 class DialogScripts : public testing::TestWithParam<std::string> {};
 
 TEST_P(DialogScripts, GoAsKept) {
-    EXPECT_TRUE(MatchesTrace(PlayScript("cases/dialog/" + GetParam() + ".txt"), "dialog_" + GetParam()));
+    EXPECT_TRUE(MatchesTrace(PlayScript("tests/ui/sessions/" + GetParam() + ".txt"), "ui/" + GetParam()));
 }
 
 INSTANTIATE_TEST_SUITE_P(, DialogScripts, testing::ValuesIn(Scripts()),
@@ -236,7 +236,7 @@ TEST(Dialog, EveryFailingCallOfARunEndsInItsCode) {
             last = line;
         }
     }
-    EXPECT_TRUE(MatchesTrace(text, "dialog_failing_calls"));
+    EXPECT_TRUE(MatchesTrace(text, "ui/failing_calls_in_dialog"));
 }
 
 }  // namespace

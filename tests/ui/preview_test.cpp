@@ -48,7 +48,7 @@ TEST(PreviewGeometry, IsAsItsTraceSays) {
         }
         trace.Add(line.str());
     };
-    EXPECT_TRUE(trace.Follow("preview_geometry", tell));
+    EXPECT_TRUE(trace.Follow("ui/preview_geometry", tell));
     EXPECT_EQ(DialogInset(20, true), 20);
     EXPECT_EQ(DialogInset(20, false), 14);
 }
@@ -129,7 +129,7 @@ TEST(Preview, IsComposedAsItsTraceSays) {
             rig.globals->previewWidth = kWidth;
         }
     }
-    EXPECT_TRUE(MatchesTrace(trace.text, "preview"));
+    EXPECT_TRUE(MatchesTrace(trace.text, "ui/preview"));
 }
 
 // Each call of the host fails once. The code stays in the result cell, as in the dialog, so that the next
@@ -159,7 +159,7 @@ TEST(Preview, SurvivesTheFailureOfAnyCall) {
         table.Add(texts[0]);
         if (!hasFailed) break;
     }
-    EXPECT_TRUE(MatchesTrace(table.text, "failing_preview"));
+    EXPECT_TRUE(MatchesTrace(table.text, "ui/failing_calls_in_preview"));
 }
 
 TEST(Preview, IsDescribedToTheHost) {
