@@ -2,13 +2,13 @@
 // tests/support/files.txt.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <fstream>
 #include <regex>
 #include <string>
 #include <vector>
-
-#include "gtest/gtest.h"
 
 struct ScratchFolder {
     std::filesystem::path path;
