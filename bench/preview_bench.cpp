@@ -19,6 +19,8 @@
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 
+using namespace filter;
+
 namespace {
 
 // Milliseconds that this thread has worked, whatever else the machine is doing.

@@ -18,6 +18,10 @@ class App;
 
 namespace frond {
 
+using filter::kParameterCount;
+using filter::kParameters;
+using filter::ParameterInfo;
+
 // In the order of kParameters; what was not given stays empty, and the filter takes its default.
 using ParameterValues = std::array<std::optional<std::int32_t>, kParameterCount>;
 

@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     try {
         frond::ParameterValues values = frond::ParseAction({bytes, bytes + size}, "action.json");
         for (std::size_t i = 0; i < values.size(); ++i) {
-            if (!values[i]) values[i] = kParameters[i].defaultValue;
+            if (!values[i]) values[i] = filter::kParameters[i].defaultValue;
         }
         const std::string text = frond::ActionText(values);
         if (frond::ParseAction({text.begin(), text.end()}, "action.json") != values) std::abort();

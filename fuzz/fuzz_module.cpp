@@ -18,6 +18,8 @@
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 
+using namespace filter;
+
 namespace {
 
 bool OneInTen(Random* draws) {

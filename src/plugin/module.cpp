@@ -9,11 +9,15 @@ namespace __gnu_cxx {
 void __freeres();
 }
 
+namespace filter {
+
 void UnloadModule(bool processEnds) {
     if (!processEnds) ReleaseLazySuite(&gGetFileListSuite);
     SweepCheckedHeap();
     if (!processEnds) __gnu_cxx::__freeres();
 }
+
+}  // namespace filter
 
 #ifdef _WIN32
 
@@ -21,8 +25,8 @@ void UnloadModule(bool processEnds) {
 
 // lastWords is set when the whole process ends.
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID lastWords) {
-    if (reason == DLL_PROCESS_ATTACH) gModuleInstance = instance;
-    if (reason == DLL_PROCESS_DETACH) UnloadModule(lastWords != nullptr);
+    if (reason == DLL_PROCESS_ATTACH) filter::gModuleInstance = instance;
+    if (reason == DLL_PROCESS_DETACH) filter::UnloadModule(lastWords != nullptr);
     return TRUE;
 }
 
@@ -31,7 +35,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID lastWord
 namespace {
 
 [[gnu::destructor]] void AtUnload() {
-    UnloadModule(false);
+    filter::UnloadModule(false);
 }
 
 }  // namespace

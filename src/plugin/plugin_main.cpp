@@ -8,6 +8,7 @@
 #include "ui/about_box.h"
 #include "ui/parameter_dialog.h"
 
+namespace filter {
 namespace {
 
 // Opens the dialog where it is wanted and there is a document; the wish ends in either case. Cancel is known
@@ -69,9 +70,11 @@ void RunSelector(std::int16_t selector, Globals* globals) {
 }
 
 }  // namespace
+}  // namespace filter
 
 extern "C" void PluginMain(std::int16_t selector, void* paramBlock, std::intptr_t* data,
                            std::int16_t* result) {
+    using namespace filter;
     if (selector == filterSelectorAbout) {
         auto* about = static_cast<AboutRecord*>(paramBlock);
         gSPBasicSuite = about->sSPBasic;

@@ -8,6 +8,8 @@
 #include "shell/scripting.h"
 #include "support/checked_heap.h"
 
+namespace filter {
+
 static_assert(std::is_trivially_copyable_v<Globals>,
               "the record lies in the host's memory and moves with it");
 
@@ -146,3 +148,5 @@ void DisposePlanes(Globals* globals) {
         if (globals->*plane != nullptr) DisposeBuffer(globals, &(globals->*plane));
     }
 }
+
+}  // namespace filter

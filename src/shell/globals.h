@@ -14,6 +14,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals {
     std::int16_t* result;  // the host's result cell of the present call; every failure is written here
     FilterRecord* filterParamBlock;
@@ -144,3 +146,8 @@ void ReleasePreviewBuffers(Globals* globals);
 
 // Disposes of all planes that are not null, in the order of their declaration, and makes the pointers null.
 void DisposePlanes(Globals* globals);
+
+}  // namespace filter
+
+// The engine uses these without their namespace.
+using filter::Globals;

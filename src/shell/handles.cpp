@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+namespace filter {
+
 OSErr gProcessHandleError = noErr;
 
 namespace {
@@ -83,3 +85,5 @@ void UnlockHandle(const HandleProcs* procs, Handle handle) {
     }
     gProcessHandleError = noErr;  // nothing holds a block of the process in place
 }
+
+}  // namespace filter

@@ -6,6 +6,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 // Procs of version 1 with the four operations in place. A newer version counts as unknown.
 bool HandleProcsUsable(const HandleProcs* procs);
 
@@ -24,3 +26,5 @@ void UnlockHandle(const HandleProcs* procs, Handle handle);
 // What the last operation on memory of the process left: 0, memFullErr, or -109 for the disposal of a null
 // handle. Nothing in the module reads it.
 extern OSErr gProcessHandleError;
+
+}  // namespace filter

@@ -5,6 +5,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct ParameterInfo {
     const char* name;
     FourCharCode key;
@@ -32,3 +34,5 @@ constexpr int kParameterCount = sizeof(kParameters) / sizeof(kParameters[0]);
 
 // The scripting event, and its class and suite.
 constexpr FourCharCode kScriptEvent = FourCC("sdK1");
+
+}  // namespace filter

@@ -6,6 +6,7 @@
 #include "shell/globals.h"
 #include "support/message_box.h"
 
+namespace filter {
 namespace {
 
 constexpr std::int32_t kBitsPerByte = 8;
@@ -268,3 +269,5 @@ bool LoadPlanes(Globals* globals, bool reduced) {
     DisposePlanes(globals);
     return false;
 }
+
+}  // namespace filter

@@ -23,6 +23,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals;
 
 // The part of the document that a reduced read shows, in document coordinates; spans in pixels.
@@ -53,3 +55,5 @@ bool ReadChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::uin
 
 // Bits of a channel fit the planes' samples.
 bool ChannelFitsPlanes(const Globals* globals, const ReadChannelDesc* channel);
+
+}  // namespace filter

@@ -4,6 +4,7 @@
 #include "shell/globals.h"
 #include "shell/planes.h"
 
+namespace filter {
 namespace {
 
 // Frees the planes at the end of the run, also when the engine raises.
@@ -63,3 +64,5 @@ void WriteChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::ui
         Fail(globals, errPlugInHostInsufficient);
     }
 }
+
+}  // namespace filter

@@ -5,6 +5,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals;
 
 // Loads the document, analyses and keys it and writes the result to the target layer. Failures go to the
@@ -15,3 +17,5 @@ void RunFullRender(Globals* globals);
 
 // Writes one plane at full size to a channel of the target; a channel that cannot be written is passed over.
 void WriteChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane);
+
+}  // namespace filter

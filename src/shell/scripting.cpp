@@ -6,6 +6,7 @@
 #include "shell/handles.h"
 #include "shell/parameter_table.h"
 
+namespace filter {
 namespace {
 
 // The fields behind kParameters, in its order: the sliders first, then the flags.
@@ -145,3 +146,5 @@ void WriteScriptParameters(Globals* globals) {
     parameters->descriptor = descriptor;
     parameters->recordInfo = plugInDialogOptional;
 }
+
+}  // namespace filter

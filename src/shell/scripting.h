@@ -3,6 +3,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals;
 
 // The parameters and the reserved slider at their defaults.
@@ -17,3 +19,5 @@ void ReadScriptParameters(Globals* globals);
 
 // Leaves a descriptor of all parameters with the host.
 void WriteScriptParameters(Globals* globals);
+
+}  // namespace filter

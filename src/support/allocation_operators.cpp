@@ -8,6 +8,10 @@
 
 #include "support/checked_heap.h"
 
+using filter::CheckedDelete;
+using filter::CheckedNew;
+using filter::HeapFailure;
+
 namespace {
 
 void* NewOrNull(std::size_t size) noexcept {

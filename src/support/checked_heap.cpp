@@ -6,6 +6,8 @@
 
 #include "support/debug_output.h"
 
+namespace filter {
+
 SPBasicSuite* gSPBasicSuite = nullptr;
 CheckedHeap gCheckedHeap = {};
 
@@ -140,3 +142,5 @@ void SweepCheckedHeap() {
         if (block != nullptr) DebugOutput("MW:MEMORY NOT ZERO!\n");
     }
 }
+
+}  // namespace filter

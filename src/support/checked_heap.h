@@ -11,6 +11,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 // The host's suite broker: stored at every call into the module, null before the first.
 extern SPBasicSuite* gSPBasicSuite;
 
@@ -41,3 +43,10 @@ void CheckedDelete(void* address) noexcept;
 
 // Reports what is still live; called once, when the module is unloaded.
 void SweepCheckedHeap();
+
+}  // namespace filter
+
+// The engine uses these without their namespace.
+using filter::CheckedDelete;
+using filter::CheckedNew;
+using filter::HeapFailure;

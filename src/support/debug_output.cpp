@@ -4,6 +4,8 @@
 #include <windows.h>
 #endif
 
+namespace filter {
+
 void (*gDebugOutput)(const char* line) = nullptr;
 
 void DebugOutput(const char* line) {
@@ -15,3 +17,5 @@ void DebugOutput(const char* line) {
     OutputDebugStringA(line);
 #endif
 }
+
+}  // namespace filter

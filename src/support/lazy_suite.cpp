@@ -2,6 +2,8 @@
 
 #include "support/checked_heap.h"
 
+namespace filter {
+
 const void* AcquireLazySuite(LazySuite* handle) {
     if (handle->suite != nullptr) return handle->suite;
     if (gSPBasicSuite == nullptr) throw SuiteFailure{kNoBrokerForSuite};
@@ -18,3 +20,5 @@ void ReleaseLazySuite(LazySuite* handle) noexcept {
     gSPBasicSuite->ReleaseSuite(handle->name, handle->version);
     handle->suite = nullptr;
 }
+
+}  // namespace filter

@@ -5,6 +5,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct LazySuite {
     const void* suite;  // null until the first use
     std::int32_t version;
@@ -24,3 +26,5 @@ const void* AcquireLazySuite(LazySuite* handle);
 
 // Gives the suite back if it was acquired and the broker is known.
 void ReleaseLazySuite(LazySuite* handle) noexcept;
+
+}  // namespace filter

@@ -4,12 +4,16 @@
 
 #include <windows.h>
 
+namespace filter {
+
 void ShowMessage(const char* text, const char* caption) {
     MessageBoxA(nullptr, text, caption, MB_OK | MB_ICONINFORMATION);
 }
 
+}  // namespace filter
+
 #else
 
-void ShowMessage(const char*, const char*) {}
+void filter::ShowMessage(const char*, const char*) {}
 
 #endif

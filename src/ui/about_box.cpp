@@ -1,3 +1,7 @@
 #include "ui/about_box.h"
 
+namespace filter {
+
 void ShowAboutBox(AboutRecord*) {}
+
+}  // namespace filter

@@ -6,6 +6,7 @@
 #include "ui/dialog_ids.h"
 #include "ui/dialog_window_win32.h"
 
+namespace filter {
 namespace {
 
 // "Version" is the filter's, and part of its design; the module's own goes into the rights notice.
@@ -70,3 +71,5 @@ INT_PTR CALLBACK AboutProc(HWND window, UINT message, WPARAM wParam, LPARAM) {
 void ShowAboutBox(AboutRecord* record) {
     RunDialog(MAKEINTRESOURCEA(kAboutTemplate), record->platformData, AboutProc, 0);
 }
+
+}  // namespace filter

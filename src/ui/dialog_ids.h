@@ -1,6 +1,8 @@
 // Controls of the dialog templates in resources/dialogs.rc.
 #pragma once
 
+namespace filter {
+
 // The template's name; case does not count.
 constexpr char kParameterDialogTemplate[] = "MarbleFrondKeeperPluginPARAM";
 constexpr int kAboutTemplate = 16000;
@@ -32,3 +34,5 @@ enum AboutBoxId {
     kIdAboutFirstPage = 4,
     kIdAboutSecondPage = 5,
 };
+
+}  // namespace filter

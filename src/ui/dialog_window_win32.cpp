@@ -5,6 +5,7 @@
 #include "support/module_state.h"
 #include "ui/preview_geometry.h"
 
+namespace filter {
 namespace {
 
 HINSTANCE ModuleInstance() {
@@ -73,3 +74,5 @@ void CentreDialog(HWND window) {
                                    DialogInset(GetSystemMetrics(SM_CXSIZE), hasSystemMenu));
     SetWindowPos(window, nullptr, at.h, at.v, size.width, size.height, SWP_NOZORDER);
 }
+
+}  // namespace filter

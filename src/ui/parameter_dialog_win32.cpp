@@ -23,6 +23,7 @@
 #include "ui/preview_geometry.h"
 #include "ui/preview_painting_win32.h"
 
+namespace filter {
 namespace {
 
 // The record of the open dialog; null while there is none.
@@ -291,10 +292,7 @@ void CancelRun(Globals* globals) {
     Fail(globals, userCanceledErr);
 }
 
-}  // namespace
-
-extern "C" INT_PTR CALLBACK MarbleFrondKeeperPluginProc(HWND window, UINT message, WPARAM wParam,
-                                                        LPARAM lParam) {
+INT_PTR HandleMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message == WM_INITDIALOG) return Initialise(window, lParam);
     Globals* globals = gDialogGlobals;
     if (globals == nullptr) return FALSE;
@@ -316,7 +314,15 @@ extern "C" INT_PTR CALLBACK MarbleFrondKeeperPluginProc(HWND window, UINT messag
     }
 }
 
-bool ShowParameterDialog(Globals* globals) {
+}  // namespace
+}  // namespace filter
+
+extern "C" INT_PTR CALLBACK MarbleFrondKeeperPluginProc(HWND window, UINT message, WPARAM wParam,
+                                                        LPARAM lParam) {
+    return filter::HandleMessage(window, message, wParam, lParam);
+}
+
+bool filter::ShowParameterDialog(Globals* globals) {
     const INT_PTR ending = RunDialog(kParameterDialogTemplate, globals->filterParamBlock->platformData,
                                      MarbleFrondKeeperPluginProc, reinterpret_cast<LPARAM>(globals));
     const bool opened = std::exchange(gDialogGlobals, nullptr) != nullptr;

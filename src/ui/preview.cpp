@@ -7,6 +7,7 @@
 #include "shell/globals.h"
 #include "shell/planes.h"
 
+namespace filter {
 namespace {
 
 constexpr int kPreviewPlanes = 3;  // red, green, blue
@@ -131,3 +132,5 @@ void DescribePreview(const Globals* globals, PSPixelMap* map, PSPixelMask* mask)
     mask->maskDescription = kSimplePSMask;
     map->masks = mask;
 }
+
+}  // namespace filter

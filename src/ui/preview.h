@@ -3,6 +3,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals;
 
 // Brings previewPixels and previewAlpha up to date with the parameters and the view: loads the planes when
@@ -18,3 +20,5 @@ void ComposePreview(Globals* globals);
 // the four numbers of proxyRect. With FlagOutputAlpha, mask is filled too and hung into map. Both records
 // point into the preview's buffers; a preview that could not be made leaves a null base address.
 void DescribePreview(const Globals* globals, PSPixelMap* map, PSPixelMask* mask);
+
+}  // namespace filter

@@ -4,6 +4,7 @@
 
 #include "shell/globals.h"
 
+namespace filter {
 namespace {
 
 std::int16_t Cut16(std::int32_t value) {
@@ -66,3 +67,5 @@ VPoint DialogCorner(const VRect& parent, const DialogSize& dialog, const DialogS
     if (corner.v + dialog.height > screen.height) corner.v = std::max(0, screen.height - dialog.height);
     return corner;
 }
+
+}  // namespace filter

@@ -6,6 +6,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals;
 
 // Left free between the area and the picture, for the frame, on each side.
@@ -38,3 +40,5 @@ std::int32_t DialogInset(std::int32_t captionButtonWidth, bool hasSystemMenu);
 // hold the dialog in; it can stand left of the screen through the inset.
 VPoint DialogCorner(const VRect& parent, const DialogSize& dialog, const DialogSize& screen,
                     std::int32_t inset);
+
+}  // namespace filter

@@ -6,6 +6,7 @@
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 
+namespace filter {
 namespace {
 
 // The placeholder's rectangle in the dialog's client coordinates.
@@ -67,3 +68,5 @@ void InvalidatePreview(HWND window) {
     const RECT rect = PlaceholderRect(window);
     InvalidateRect(window, &rect, FALSE);
 }
+
+}  // namespace filter

@@ -5,6 +5,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace filter {
+
 struct Globals;
 
 // The placeholder's rectangle in the dialog's client coordinates, cut to 16 bits.
@@ -16,3 +18,5 @@ void PaintPreview(Globals* globals, HWND window);
 
 // Has the placeholder's area painted anew, without erasing it first.
 void InvalidatePreview(HWND window);
+
+}  // namespace filter

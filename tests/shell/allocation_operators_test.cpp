@@ -9,6 +9,9 @@
 #include "plugin/module.h"
 #include "support/checked_heap.h"
 #include "support/debug_output.h"
+#include "support/module_state.h"
+
+using namespace filter;
 
 namespace {
 

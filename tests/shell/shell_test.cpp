@@ -111,7 +111,7 @@ bool gDialogOpens = false;
 
 }  // namespace
 
-bool ShowParameterDialog(Globals* globals) {
+bool filter::ShowParameterDialog(Globals* globals) {
     if (!gDialogOpens) return false;
     ShowMessage("the dialog", "opened");
     globals->proxyRect = {0, 0, 3, 4};

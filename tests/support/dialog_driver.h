@@ -18,6 +18,8 @@
 #include "host/module.h"
 #include "shell/globals.h"
 
+using namespace filter;
+
 // Waits until the condition holds; ends the process when that takes too long.
 void WaitFor(const char* what, const std::function<bool()>& condition);
 

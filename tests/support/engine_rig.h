@@ -13,6 +13,8 @@
 
 #include "shell/globals.h"
 
+using namespace filter;
+
 // Depth and purpose of a run. A preview of a 16-bit document holds samples of 0..255 in 16-bit planes.
 enum class RunKind { kFull8, kPreview8, kFull16, kPreview16 };
 constexpr RunKind kRunKinds[] = {RunKind::kFull8, RunKind::kPreview8, RunKind::kFull16, RunKind::kPreview16};

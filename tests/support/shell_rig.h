@@ -17,6 +17,8 @@
 #include "support/checked_heap.h"
 #include "tests/support/trace.h"
 
+using namespace filter;
+
 inline Channel PatternChannel(const Document& document, int seed, int depth = 0) {
     Channel channel = MakeChannel(document, 0, depth);
     const int width = WidthOf(document.bounds);

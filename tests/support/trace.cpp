@@ -17,7 +17,7 @@ std::string PathOf(const std::string& name) {
 }  // namespace
 
 // Takes the place of the module's own, which would wait for a user.
-void ShowMessage(const char* text, const char* caption) {
+void filter::ShowMessage(const char* text, const char* caption) {
     if (messageListener != nullptr) messageListener->Add(std::string("message ") + caption + ": " + text);
 }
 
@@ -26,7 +26,7 @@ Trace::~Trace() {
 }
 
 void Trace::Add(const std::string& line) {
-    static const std::string kState = "NewHandle " + std::to_string(sizeof(Globals)) + ' ';
+    static const std::string kState = "NewHandle " + std::to_string(sizeof(filter::Globals)) + ' ';
     static const std::string kFails = "the next call fails\n";
     if (line.compare(0, kState.size(), kState) == 0) {
         text += "NewHandle sizeof(Globals) " + line.substr(kState.size()) + '\n';
