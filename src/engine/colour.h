@@ -4,6 +4,8 @@
 // too, and a copy made for one instruction set must not serve another.
 #pragma once
 
+#include "engine/constants.h"
+
 // Logical channels: g is the key channel.
 struct Rgb {
     double r, g, b;
@@ -37,11 +39,11 @@ static inline HueSat HueSatOf(const Rgb& c, double minDelta) {
     const double delta = mx - Smallest(c.r, c.g, c.b);
     if (delta == 0 || delta < minDelta) return {0, 0};
 
-    const double dr = (mx - c.r) * 60 / delta + 180;
-    const double dg = (mx - c.g) * 60 / delta + 180;
-    const double db = (mx - c.b) * 60 / delta + 180;
-    double hue = mx == c.r ? db - dg : mx == c.g ? 120 + dr - db : 240 + dg - dr;
-    if (hue < 0) hue += 360;
-    if (hue >= 360) hue -= 360;
+    const double dr = (mx - c.r) * kHueSector / delta + kHalfCircle;
+    const double dg = (mx - c.g) * kHueSector / delta + kHalfCircle;
+    const double db = (mx - c.b) * kHueSector / delta + kHalfCircle;
+    double hue = mx == c.r ? db - dg : mx == c.g ? kKeyHue + dr - db : kThirdHue + dg - dr;
+    if (hue < 0) hue += kFullCircle;
+    if (hue >= kFullCircle) hue -= kFullCircle;
     return {hue, delta / mx};
 }

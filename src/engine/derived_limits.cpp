@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "engine/constants.h"
 #include "engine/key_run.h"
 #include "engine/scalar/corrections.h"
 
@@ -32,9 +33,9 @@ double LargestWithRootTo(double root) {
 // wide pull applies or not, and that the dark rescue does not.
 Rgb CorrectShape(const KeyRun& run, bool wide) {
     Pixel p = {};
-    p.R = wide ? 0 : 10 * run.levelScale;
+    p.R = wide ? 0 : 2 * kWideLead * run.levelScale;
     p.bgG = -1;
-    p.fgR = 100;
+    p.fgR = kShapeForeground;
     p.fgG = run.maxSample;
     CorrectPixel(run, &p);
     return {p.fgR, p.fgG, p.fgB};
@@ -48,8 +49,8 @@ bool MayBeDark(const KeyRun& run, const Rgb& fg) {
 
 DerivedLimits MakeDerivedLimits(const KeyRun& run) {
     DerivedLimits limits;
-    limits.plainBelow = run.sRemove > 5.0 ? SmallestWithRootFrom(0.4) : 0;
-    limits.greyBelow = SmallestWithRootFrom(run.sBlack * 0.15);
+    limits.plainBelow = run.sRemove > kPlainFromRemove ? SmallestWithRootFrom(kPlainDistance) : 0;
+    limits.greyBelow = SmallestWithRootFrom(run.sBlack * kGreyChroma);
     limits.colouredAbove = LargestWithRootTo(run.sBlack + run.sBlack);
     limits.shapeWide = CorrectShape(run, true);
     limits.shapeNarrow = CorrectShape(run, false);

@@ -3,12 +3,9 @@
 #include <cmath>
 
 #include "engine/colour.h"
+#include "engine/constants.h"
 
 namespace {
-
-constexpr double kPlainDistance = 0.4;  // 8-bit levels
-constexpr double kCoarseStep = 0.1;
-constexpr double kFineStep = 0.005;
 
 // The side of the stronger of red and third channel, and what follows from it.
 struct Side {
@@ -17,11 +14,11 @@ struct Side {
     bool halfwayTest;
 };
 
-// The lopsided 20 of the red side's coarse search under blue logic is meant.
+// The lopsided kStopLead of the red side's coarse search under blue logic is intended.
 Side SideOf(const KeyRun& run, const Pixel& p) {
     const bool red = !(p.B > p.R);
-    const double lead = run.blueLogic ? -40 : 20;
-    return {red, red ? 20 : lead, lead, red != run.blueLogic};
+    const double lead = run.blueLogic ? -kStopSlack : kStopLead;
+    return {red, red ? kStopLead : lead, lead, red != run.blueLogic};
 }
 
 // The seen colour while the search works on it.
@@ -46,7 +43,7 @@ bool IsPlainBackdrop(const KeyRun& run, const Pixel& p) {
     const double k = run.levelScale;
     const double dist =
         std::sqrt(Square(p.R / k - p.bgR / k) + Square(p.G / k - p.bgG / k) + Square(p.B / k - p.bgB / k));
-    return dist < kPlainDistance && run.sRemove > 5.0;
+    return dist < kPlainDistance && run.sRemove > kPlainFromRemove;
 }
 
 // How near the pixel lies to the line from black through the backdrop's colour.
@@ -66,7 +63,8 @@ void Paint(Pixel* p, const Rgb& colour, double scale) {
 }
 
 Rgb KeyedPaint(const KeyRun& run, const Pixel& p) {
-    return p.G > p.bgG ? Rgb{100, run.maxSample, 100} : Rgb{50, 150, 50};
+    return p.G > p.bgG ? Rgb{kKeyedBrightDim, run.maxSample, kKeyedBrightDim}
+                       : Rgb{kKeyedDarkDim, kKeyedDarkKey, kKeyedDarkDim};
 }
 
 // Steps 1 to 5 of the decision: the cases that need no search. False when the pixel is none of them.
@@ -81,14 +79,14 @@ bool SettleSpecialCase(const KeyRun& run, Pixel* p) {
         return true;
     }
     const double chroma = std::sqrt(Square(p->R - p->G) + Square(p->G - p->B));
-    if (chroma < run.sBlack * 0.15 && p->bgG - p->bgR > p->maxC) {
+    if (chroma < run.sBlack * kGreyChroma && p->bgG - p->bgR > p->maxC) {
         // Dark and nearly colourless: foreground, whatever the line says.
         p->fgG = Smaller(p->G, Larger(p->R, p->B));
         return true;
     }
     if (chroma > run.sBlack + run.sBlack && IsBackdropByShape(run, *p)) {
         p->alpha = 0;
-        Paint(p, {100, run.maxSample, 0}, 1);  // stays in the ring; the 100 is unscaled on purpose
+        Paint(p, {kShapeForeground, run.maxSample, 0}, 1);  // stays in the ring
         if (run.showSelect) {
             p->alpha = 1;
             Paint(p, KeyedPaint(run, *p), run.levelScale);
@@ -99,14 +97,14 @@ bool SettleSpecialCase(const KeyRun& run, Pixel* p) {
 }
 
 // An estimate of alpha from one channel alone: how far it lies from the backdrop's level, raised by `gain`,
-// towards black or towards 255. The 255 is a literal at every depth.
+// towards black or towards kEstimateWhite.
 double FirstEstimate(double seen, double backdrop, double gain) {
     const double level = backdrop * gain;
-    return level > seen ? 1 - seen / backdrop * gain : (seen - level) / (255 - level);
+    return level > seen ? 1 - seen / backdrop * gain : (seen - level) / (kEstimateWhite - level);
 }
 
 double FirstEstimate(double seen, double backdrop) {
-    return backdrop > seen ? 1 - seen / backdrop : (seen - backdrop) / (255 - backdrop);
+    return backdrop > seen ? 1 - seen / backdrop : (seen - backdrop) / (kEstimateWhite - backdrop);
 }
 
 double Candidate(double seen, double backdrop, double a, double maxSample) {
@@ -122,9 +120,9 @@ bool StopsSearch(const KeyRun& run, const Pixel& p, const Search& s, const Side&
     const double fR = Candidate(s.wR, p.bgR, s.a, run.maxSample);
     const double fG = Candidate(s.wG, p.bgG, s.a, run.maxSample);
     const double fB = Candidate(s.wB, p.bgB, s.a, run.maxSample);
-    if (fG < 5 * k && (side.red ? fR : fB) < 5 * k) return true;
-    if (fG / k < fR / k - 40 + run.sAlter - 100) return true;
-    if (fG / k < fB / k + lead + run.sAlter - 100) return true;
+    if (fG < kStopDark * k && (side.red ? fR : fB) < kStopDark * k) return true;
+    if (fG / k < fR / k - kStopSlack + run.sAlter - kAlterNeutral) return true;
+    if (fG / k < fB / k + lead + run.sAlter - kAlterNeutral) return true;
     return side.halfwayTest && fG <= (fR + fB) / 2;
 }
 
@@ -165,7 +163,7 @@ void FindAlpha(const KeyRun& run, Pixel* p, const Side& side, Search* s) {
     RaiseToEstimates(run, *p, side, s);
 
     p->alpha = s->a;
-    const double floor = side.red ? 0 : 0.001;
+    const double floor = side.red ? 0 : kThirdSideFloor;
     if (p->alpha < floor) p->alpha = floor;
     if (p->alpha > 1) p->alpha = 1;
     s->u = p->alpha;
@@ -181,7 +179,7 @@ double UnmixChannel(double seen, double backdrop, double u) {
 
 // Unmixing may change the colour but cannot make red plus key channel brighter than the seen pixel.
 void Unmix(Pixel* p, const Search& s) {
-    if (s.u > 0.005 && s.u < 0.98) {
+    if (s.u > kUnmixAbove && s.u < kUnmixBelow) {
         p->fgR = UnmixChannel(s.wR, p->bgR, s.u);
         p->fgG = UnmixChannel(s.wG, p->bgG, s.u);
         p->fgB = UnmixChannel(s.wB, p->bgB, s.u);
@@ -198,16 +196,17 @@ void Unmix(Pixel* p, const Search& s) {
 // The view of the matte: blue where it is opaque, green where it is keyed, tinted greys between.
 void PaintMatte(const KeyRun& run, Pixel* p) {
     double t = p->alpha;
-    if (p->alpha < 1 && p->alpha > 0.01) {
-        t = (p->alpha - 0.5) * (run.sScale / 50) + 0.5;
-        t += (run.sSelect - 100) / 100;
+    if (p->alpha < 1 && p->alpha > kContrastAbove) {
+        t = (p->alpha - kContrastCentre) * (run.sScale / kContrastUnit) + kContrastCentre;
+        t += (run.sSelect - kOffsetNeutral) / kOffsetUnit;
     }
     if (t < 0) t = 0;
     if (t > 1) t = 1;
-    p->fgR = p->fgG = p->fgB = t * 200 * run.levelScale;
-    (p->B > p->R ? p->fgB : p->fgR) += 55 * t;  // the tint is not scaled to the depth, on purpose
-    if (p->alpha >= 0.95) Paint(p, {40, 40, 200}, run.levelScale);
-    if (p->alpha <= 0.05) Paint(p, KeyedPaint(run, *p), run.levelScale);
+    p->fgR = p->fgG = p->fgB = t * kMatteGrey * run.levelScale;
+    (p->B > p->R ? p->fgB : p->fgR) += kMatteTint * t;  // the tint is not scaled to the depth, on purpose
+    if (p->alpha >= kMatteOpaqueFrom)
+        Paint(p, {kMatteOpaqueDim, kMatteOpaqueDim, kMatteOpaqueThird}, run.levelScale);
+    if (p->alpha <= kMatteKeyedTo) Paint(p, KeyedPaint(run, *p), run.levelScale);
     p->alpha = 1;
 }
 
@@ -218,7 +217,7 @@ void SearchAlpha(const KeyRun& run, Pixel* p) {
 
     const Side side = SideOf(run, *p);
     Search s{p->R, p->G, p->B, 1, 1};
-    if ((side.red ? p->R : p->B) > 40 * run.levelScale + p->G) {
+    if ((side.red ? p->R : p->B) > kOpaqueLead * run.levelScale + p->G) {
         p->alpha = 1;  // plainly not backdrop
     } else {
         FindAlpha(run, p, side, &s);

@@ -5,19 +5,13 @@
 #include <cmath>
 
 #include "engine/colour.h"
+#include "engine/constants.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
 
 BackdropGrid gBackdropGrid;
 
 namespace {
-
-constexpr double kGreyDelta = 10.0;  // raw sample levels, also at 16 bits
-constexpr double kLead = 20.0;       // raw sample levels, also at 16 bits
-constexpr double kHueRange = 20.0;   // degrees, not around the circle
-constexpr double kSmallestSat = 0.5;
-constexpr double kSmallestLevel = 0.2;  // of the mean level
-constexpr int kFewestPixels = 6;        // a cell with fewer takes the global colour
 
 // w, the share of the cell that was accepted, has no upper limit: a cell that is larger than the average and
 // wholly backdrop overshoots its own mean on purpose. In a picture of fewer than 400 pixels the share divides
@@ -28,7 +22,7 @@ void SettleCells(const Globals* globals, BackdropGrid* grid) {
         const std::int32_t count = grid->gridCount[cell];
         const double w = count / static_cast<double>(cellPixels);
         const auto settle = [&](double* value, double level) {
-            *value = count < kFewestPixels ? level : *value / count * w + (1 - w) * level;
+            *value = count < kGridFewestPixels ? level : *value / count * w + (1 - w) * level;
         };
         settle(&grid->gridR[cell], globals->backdropMeanR);
         settle(&grid->gridG[cell], globals->backdropMeanG);
@@ -39,9 +33,10 @@ void SettleCells(const Globals* globals, BackdropGrid* grid) {
 }  // namespace
 
 void AddIfBackdrop(const Rgb& seen, const GridLimits& limits, std::int64_t cell, BackdropGrid* grid) {
-    const HueSat c = HueSatOf(seen, kGreyDelta);
-    const bool accepted = std::fabs(c.hue - limits.levelHue) < kHueRange && c.sat > kSmallestSat &&
-                          seen.g > limits.smallestLevel && seen.r + kLead < seen.g && seen.b + kLead < seen.g;
+    const HueSat c = HueSatOf(seen, kGridGreyDelta);
+    const bool accepted = std::fabs(c.hue - limits.levelHue) < kGridHueRange && c.sat > kGridSmallestSat &&
+                          seen.g > limits.smallestLevel && seen.r + kGridLead < seen.g &&
+                          seen.b + kGridLead < seen.g;
     if (!accepted) return;
     grid->gridR[cell] += seen.r;
     grid->gridG[cell] += seen.g;
@@ -70,6 +65,6 @@ void BuildBackdropGrid(const Globals* globals,
                        void (*addPixels)(const Globals*, const GridLimits&, BackdropGrid*)) {
     gBackdropGrid = {};
     const Rgb means{globals->backdropMeanR, globals->backdropMeanG, globals->backdropMeanB};
-    addPixels(globals, {HueSatOf(means, 0).hue, globals->backdropMeanG * kSmallestLevel}, &gBackdropGrid);
+    addPixels(globals, {HueSatOf(means, 0).hue, globals->backdropMeanG * kGridSmallestLevel}, &gBackdropGrid);
     SettleCells(globals, &gBackdropGrid);
 }

@@ -4,11 +4,9 @@
 #include <initializer_list>
 
 #include "engine/colour.h"
+#include "engine/constants.h"
 
 namespace {
-
-constexpr double greyLimit = 50.0;  // 8-bit levels, of a foreground brought to full key channel
-constexpr double kWideLimit = greyLimit * 10;
 
 double Square(double v) {
     return v * v;
@@ -28,27 +26,28 @@ void PullWide(Pixel* p, double spread) {
     const double mx = Largest(p->fgR, p->fgG, p->fgB);
     const double near = kWideLimit - spread;
     for (double* f : {&p->fgR, &p->fgG, &p->fgB}) {
-        *f = (2000 - near) * *f / 2000 + near / 2000 * mx;
-        *f = (2000 - 500) * *f / 2000 + 500.0 / 2000 * mx;
+        *f = (kWideSpan - near) * *f / kWideSpan + near / kWideSpan * mx;
+        *f = (kWideSpan - kWideLimit) * *f / kWideSpan + kWideShare * mx;
     }
 }
 
 void PullNarrow(Pixel* p, double spread) {
     const double mx = Largest(p->fgR, p->fgG, p->fgB);
     for (double* f : {&p->fgR, &p->fgG, &p->fgB}) {
-        *f = *f * spread / greyLimit + (greyLimit - spread) * mx / greyLimit;
+        *f = *f * spread / kGreyLimit + (kGreyLimit - spread) * mx / kGreyLimit;
     }
 }
 
 bool IsStillGreen(const KeyRun& run, const Pixel& p) {
     const double k = run.levelScale;
-    return p.fgR / k + 50 - run.sRemove < p.fgG / k && p.fgB / k + 50 - run.sRemove < p.fgG / k;
+    return p.fgR / k + kStillGreenLead - run.sRemove < p.fgG / k &&
+           p.fgB / k + kStillGreenLead - run.sRemove < p.fgG / k;
 }
 
 bool IsDark(const KeyRun& run, const Pixel& p) {
     const double k = run.levelScale;
-    return p.fgR + p.fgG + p.fgB < (run.sBlack + run.sBlack) * k && p.fgR <= 10 * k + p.fgG &&
-           p.fgB <= 10 * k + p.fgG && p.G < p.bgG;
+    return p.fgR + p.fgG + p.fgB < (run.sBlack + run.sBlack) * k && p.fgR <= kDarkLead * k + p.fgG &&
+           p.fgB <= kDarkLead * k + p.fgG && p.G < p.bgG;
 }
 
 // Alpha rises to the pixel's mean darkness against the backdrop in the key channel and in the stronger other
@@ -71,13 +70,14 @@ void RescueDark(Pixel* p) {
 void CorrectPixel(const KeyRun& run, Pixel* p) {
     const double k = run.levelScale;
     const double spread = Spread(run, *p);
-    if (spread < kWideLimit && p->B - 5 * k < p->G && p->R - 5 * k < p->G) PullWide(p, spread);
-    if (spread < greyLimit) PullNarrow(p, spread);
-    if (IsStillGreen(run, *p) && p->alpha < 0.8) p->alpha = 0;
+    if (spread < kWideLimit && p->B - kWideLead * k < p->G && p->R - kWideLead * k < p->G)
+        PullWide(p, spread);
+    if (spread < kGreyLimit) PullNarrow(p, spread);
+    if (IsStillGreen(run, *p) && p->alpha < kStillGreenBelow) p->alpha = 0;
     if (IsDark(run, *p)) RescueDark(p);
-    if (p->alpha < 1 && p->alpha > 0.01) {
-        p->alpha = (p->alpha - 0.5) * (run.sScale / 50) + 0.5;
-        p->alpha += (run.sSelect - 100) / 100;
+    if (p->alpha < 1 && p->alpha > kContrastAbove) {
+        p->alpha = (p->alpha - kContrastCentre) * (run.sScale / kContrastUnit) + kContrastCentre;
+        p->alpha += (run.sSelect - kOffsetNeutral) / kOffsetUnit;
     }
     if (p->alpha < 0) p->alpha = 0;
     if (p->alpha > 1) p->alpha = 1;

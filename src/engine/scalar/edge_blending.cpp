@@ -8,14 +8,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "engine/constants.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
 #include "engine/scalar/edge_blending.h"
 
 namespace {
-
-constexpr int alphaEdgeLevel = kAlphaEdgeLevel;
-constexpr std::int32_t kMostRadius = 4;
 
 template <class Sample>
 struct Blend {
@@ -103,10 +101,10 @@ void BlendAlongRows(const Blend<Sample>& blend) {
         const std::int64_t first = y * blend.width;
         for (std::int64_t x = 2; x < blend.width - 2; ++x) {
             const Sample* A = blend.out.a + first + x;
-            const Edge edge{(A[-1] < alphaEdgeLevel && A[1] > alphaEdgeLevel) ||
-                                (A[-2] < alphaEdgeLevel && A[2] > alphaEdgeLevel),
-                            (A[-1] > alphaEdgeLevel && A[1] < alphaEdgeLevel) ||
-                                (A[-2] > alphaEdgeLevel && A[2] < alphaEdgeLevel)};
+            const Edge edge{(A[-1] < kAlphaEdgeLevel && A[1] > kAlphaEdgeLevel) ||
+                                (A[-2] < kAlphaEdgeLevel && A[2] > kAlphaEdgeLevel),
+                            (A[-1] > kAlphaEdgeLevel && A[1] < kAlphaEdgeLevel) ||
+                                (A[-2] > kAlphaEdgeLevel && A[2] < kAlphaEdgeLevel)};
             if (edge.rising || edge.falling) BlendCandidate(blend, {x, blend.width, first, 1}, edge, false);
         }
     }
@@ -120,10 +118,10 @@ void BlendAlongColumns(const Blend<Sample>& blend) {
     for (std::int64_t y = 2; y < blend.height - 2; ++y) {
         for (std::int64_t x = 0; x < W; ++x) {
             const Sample* A = blend.out.a + y * W + x;
-            const Edge edge{(A[-W] < alphaEdgeLevel && A[W] > alphaEdgeLevel) ||
-                                (A[-2 * W] < alphaEdgeLevel && A[W] > alphaEdgeLevel),
-                            (A[-W] > alphaEdgeLevel && A[W] < alphaEdgeLevel) ||
-                                (A[-W] > alphaEdgeLevel && A[2 * W] < alphaEdgeLevel)};
+            const Edge edge{(A[-W] < kAlphaEdgeLevel && A[W] > kAlphaEdgeLevel) ||
+                                (A[-2 * W] < kAlphaEdgeLevel && A[W] > kAlphaEdgeLevel),
+                            (A[-W] > kAlphaEdgeLevel && A[W] < kAlphaEdgeLevel) ||
+                                (A[-W] > kAlphaEdgeLevel && A[2 * W] < kAlphaEdgeLevel)};
             if (edge.rising || edge.falling) BlendCandidate(blend, {y, blend.height, x, W}, edge, true);
         }
     }
@@ -132,8 +130,8 @@ void BlendAlongColumns(const Blend<Sample>& blend) {
 }  // namespace
 
 std::int32_t BlendRadius(std::int32_t planeWidth) {
-    const std::int32_t radius = planeWidth / 500;
-    return radius < 1 ? 1 : radius > kMostRadius ? kMostRadius : radius;
+    const std::int32_t radius = planeWidth / kColumnsPerBlendRadius;
+    return radius < 1 ? 1 : radius > kMostBlendRadius ? kMostBlendRadius : radius;
 }
 
 template <class Sample>

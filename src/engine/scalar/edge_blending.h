@@ -3,8 +3,6 @@
 
 #include "engine/variants.h"
 
-constexpr int kAlphaEdgeLevel = 200;  // at both depths
-
 // Samples on either side of a candidate that are written; twice as many are read. The width alone counts, for
 // the columns too.
 std::int32_t BlendRadius(std::int32_t planeWidth);

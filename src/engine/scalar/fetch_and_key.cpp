@@ -1,13 +1,12 @@
 #include "engine/scalar/fetch_and_key.h"
 
 #include "engine/colour.h"
+#include "engine/constants.h"
 #include "engine/keying.h"
 #include "engine/scalar/alpha_search.h"
 #include "engine/scalar/corrections.h"
 
 namespace {
-
-constexpr double kGateAlpha = 0.05;  // a top pixel less opaque than this is not keyed
 
 double Interpolate(const double* table, const GridPlace& row, const GridPlace& column) {
     const double* c = table + row.cell * kGridSide + column.cell;
@@ -17,8 +16,8 @@ double Interpolate(const double* table, const GridPlace& row, const GridPlace& c
 
 // Limited to 255 levels and not to the largest sample, and not limited from below.
 double BackdropLevel(const KeyRun& run, const double* table, const GridPlace& row, const GridPlace& column) {
-    const double level = Interpolate(table, row, column) * run.sAdjust / 100;
-    const double limit = 255 * run.levelScale;
+    const double level = Interpolate(table, row, column) * run.sAdjust / kAdjustUnit;
+    const double limit = kBackdropLimit * run.levelScale;
     return level > limit ? limit : level;
 }
 

@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "engine/colour.h"
+#include "engine/constants.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
 #include "engine/scalar/backdrop_grid.h"
@@ -13,11 +14,6 @@
 
 namespace {
 
-constexpr double kDefaultHue = 107.0;    // degrees, when no pixel qualifies
-constexpr double kDefaultSat = 127.0;    // in steps of 1/200
-constexpr double kDefaultLevel = 140.0;  // the same number at both depths on purpose
-constexpr double kDarkest = 30;          // 8-bit levels
-constexpr std::int32_t kMargin = 10;     // raw levels at every depth
 constexpr int kHistogramBins = 512;
 
 template <class Sample>
@@ -54,7 +50,7 @@ template <class Sample>
 double DominantHue(const Picture<Sample>& picture) {
     std::int32_t hist[kHistogramBins] = {};
     VisitClearlyGreen(picture, [&](const HueSat& c) {
-        if (c.sat > kSmallestSat) ++hist[static_cast<int>(c.hue)];
+        if (c.sat > kLevelsSmallestSat) ++hist[static_cast<int>(c.hue)];
     });
     return PeakHue(hist);
 }
@@ -63,8 +59,8 @@ template <class Sample>
 double DominantSat(const Picture<Sample>& picture, int domHue) {
     std::int32_t hist[kHistogramBins] = {};
     VisitClearlyGreen(picture, [&](const HueSat& c) {
-        const bool near = HueGap(static_cast<int>(c.hue), domHue) < kSmallestGap;
-        if (near && c.sat > kSmallestSat) ++hist[static_cast<int>(c.sat * kSatSteps)];
+        const bool near = HueGap(static_cast<int>(c.hue), domHue) < kHueGapLimit;
+        if (near && c.sat > kLevelsSmallestSat) ++hist[static_cast<int>(c.sat * kSatSteps)];
     });
     return PeakSat(hist);
 }
@@ -78,7 +74,7 @@ double MeanLevel(const Picture<Sample>& picture, int domHue) {
         const Rgb seen = FetchLimited(picture.top, i, picture.limits.maxSample);
         if (!(seen.g > picture.limits.darkest && seen.b < seen.g && seen.r < seen.g)) continue;
         const HueSat c = HueSatOf(seen, 0);
-        if (HueGap(static_cast<int>(c.hue), domHue) < kSmallestGap && c.sat > kSmallestSat) {
+        if (HueGap(static_cast<int>(c.hue), domHue) < kHueGapLimit && c.sat > kLevelsSmallestSat) {
             sum += seen.g;
             ++count;
         }
@@ -91,16 +87,18 @@ double MeanLevel(const Picture<Sample>& picture, int domHue) {
 void SetBackdropMeans(Globals* globals, const BackdropLevels& found) {
     const double level = globals->backdropMeanG = found.level;
     const double domHue = found.domHue, domSat = found.domSat;
-    const double hueGap = std::fabs(120 - domHue);
-    if (domHue < 120) {
+    const double hueGap = std::fabs(kKeyHue - domHue);
+    if (domHue < kKeyHue) {
         globals->backdropMeanB = level - level * domSat;
-        globals->backdropMeanR = (level - globals->backdropMeanB) * hueGap / 60 + globals->backdropMeanB;
-    } else if (domHue > 120 && domHue < 240) {
+        globals->backdropMeanR =
+            (level - globals->backdropMeanB) * hueGap / kHueSector + globals->backdropMeanB;
+    } else if (domHue > kKeyHue && domHue < kThirdHue) {
         globals->backdropMeanR = level - level * domSat;
-        globals->backdropMeanB = (level - globals->backdropMeanR) * hueGap / 60 + globals->backdropMeanR;
+        globals->backdropMeanB =
+            (level - globals->backdropMeanR) * hueGap / kHueSector + globals->backdropMeanR;
     }
     for (double* mean : {&globals->backdropMeanR, &globals->backdropMeanG, &globals->backdropMeanB}) {
-        if (*mean < 1) *mean = 1;  // later passes divide by them
+        if (*mean < kLeastMean) *mean = kLeastMean;  // later passes divide by them
     }
 }
 
@@ -131,15 +129,15 @@ bool IsClearlyGreen(const AnalysisLimits& limits, const Rgb& seen, HueSat* atFul
 
 int HueGap(int hue, int domHue) {
     const int gap = std::abs(hue - domHue);
-    return gap > 180 ? gap - 180 : gap;
+    return gap > kHalfCircle ? gap - kHalfCircle : gap;
 }
 
 double PeakHue(const std::int32_t* hist) {
-    return Peak(hist, 0, 359, kDefaultHue);
+    return Peak(hist, 0, kFullCircle - 1, kDefaultHue);
 }
 
 double PeakSat(const std::int32_t* hist) {
-    return Peak(hist, 15, kSatSteps - 1, kDefaultSat) / kSatSteps;
+    return Peak(hist, kFirstSatCandidate, kSatSteps - 1, kDefaultSat) / kSatSteps;
 }
 
 double MeanLevelOf(double sum, std::int64_t count) {

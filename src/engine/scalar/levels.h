@@ -20,13 +20,9 @@ AnalysisLimits LimitsOf(const Globals* globals);
 // full brightness. seen: with the key channel limited.
 bool IsClearlyGreen(const AnalysisLimits& limits, const Rgb& seen, HueSat* atFullBrightness);
 
-constexpr double kSmallestSat = 0.2;  // of the first three passes, exclusive
-constexpr int kSatSteps = 200;
-
 // Whole degrees between two hues. The folding at 180 is not the shorter way around the circle: opposite hues
 // count as close on purpose, and the saturation and level passes depend on it.
 int HueGap(int hue, int domHue);
-constexpr int kSmallestGap = 5;  // exclusive
 
 // Hue and saturation at the peaks of their histograms: hues of 0 to 359 degrees, saturations in steps of
 // 1/200. The lowest of equal peaks wins; an empty histogram gives 107 degrees, or a saturation of 0.635. The

@@ -1,20 +1,17 @@
 #include "engine/scalar/output.h"
 
 #include "engine/colour.h"
+#include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/scalar/refinement.h"
 
 namespace {
 
-// The lift's constants are the same at both depths; liftBase is scaled by k, and once more in the formula.
-constexpr double kLiftLevel = 130;
-constexpr double kLiftStrength = 100;
-
 // The pixel's channels before the store.
 using Composite = Rgb;
 
 double LimitToVisible(double f, double maxSample) {
-    if (f < 1) f = 1;
+    if (f < kLeastVisible) f = kLeastVisible;
     if (f > maxSample) f = maxSample;
     return f;
 }
@@ -49,20 +46,21 @@ void Rescale(Composite* comp, double M) {
 void LiftSoftEdge(const KeyRun& run, std::size_t newest, Composite* comp) {
     const RowRing& ring = run.ring;
     const double a = ring.ringAlpha[newest];
-    if (!(a < 0.9 && a > 0.2)) return;
+    if (!(a < kLiftBelow && a > kLiftAbove)) return;
 
     const double k = run.levelScale;
-    const double liftBase = kLiftLevel * k;
+    const double liftBase = kLiftLevel * k;  // scaled once more in the formula
     // Under blue logic the ring's third channel is the picture's green.
-    const double weightG = run.blueLogic ? 0.114 : 0.587;
-    const double weightB = run.blueLogic ? 0.587 : 0.114;
+    const double weightG = run.blueLogic ? kLumaBlue : kLumaGreen;
+    const double weightB = run.blueLogic ? kLumaGreen : kLumaBlue;
     const double bgLuma = ring.ringBottomB[newest] * weightB + ring.ringBottomG[newest] * weightG +
-                          ring.ringBottomR[newest] * 0.299;
+                          ring.ringBottomR[newest] * kLumaRed;
     std::int32_t liftOffset = CutTowardZero(liftBase - bgLuma);
     if (liftOffset > 0) liftOffset = 0;
     if (liftOffset < -liftBase) liftOffset = CutTowardZero(-liftBase);
 
-    const double q = a * 0.75 + a * 0.25 * (liftBase * k + liftOffset) / (run.maxSample - liftBase * k);
+    const double q =
+        a * kLiftOwnShare + a * kLiftLumaShare * (liftBase * k + liftOffset) / (run.maxSample - liftBase * k);
     const double lift = (a / q - 1) * kLiftStrength * (1 - a);
     comp->r += lift;
     comp->g += lift;
@@ -149,7 +147,7 @@ void WriteDirectRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
             comp = ForegroundOf(ring, newest, run.maxSample);
             out.a[outIndex] = StoreSample<Sample>(top.a[outIndex] * a);
         } else if (sizeof(Sample) == 1) {
-            out.a[outIndex] = StoreSample<Sample>(255.0 * a);
+            out.a[outIndex] = StoreSample<Sample>(kOpaqueByte * a);
         }
         StoreColour(out, outIndex, comp, run.blueLogic);
         restoreSelection(run, top, out, outIndex);
@@ -179,12 +177,12 @@ void FlushRows(const KeyRun& run, const Globals* globals) {
             Composite comp{(1 - a) * ring.ringBottomR[cell] + ring.ringFgR[cell] * a,
                            (1 - a) * ring.ringBottomG[cell] + ring.ringFgG[cell] * a,
                            (1 - a) * ring.ringBottomB[cell] + ring.ringFgB[cell] * a};
-            if (a > 0.99) {
+            if (a > kFlushTopAbove) {
                 comp = {static_cast<double>(globals->topR[outIndex]),
                         static_cast<double>(globals->topG[outIndex]),
                         static_cast<double>(globals->topB[outIndex])};
             }
-            if (a < 0.01) {
+            if (a < kFlushBottomBelow) {
                 comp = {static_cast<double>(bottomR[outIndex]), static_cast<double>(bottomG[outIndex]),
                         static_cast<double>(bottomB[outIndex])};
             }

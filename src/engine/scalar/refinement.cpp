@@ -3,15 +3,13 @@
 #include <cmath>
 #include <initializer_list>
 
+#include "engine/constants.h"
+
 namespace {
 
 // Read by row offset from the middle tap, and by window column from kernelBase upward.
-constexpr double weightTaps[] = {5, 10, 30, 50, 30, 10, 5};
-constexpr const double* rowTaps = weightTaps + 3;
-constexpr const double* columnTaps = weightTaps;
-
-constexpr double kKeptDifference = 0.1;
-constexpr double kKeptAlpha = 0.95;
+constexpr const double* rowTaps = kWeightTaps + kMiddleTap;
+constexpr const double* columnTaps = kWeightTaps;
 
 // The column kernel of a preview, 5, 10, 30, is lopsided, and that of a full-size render loads its first
 // column one cell past the middle. Both are meant, and the first pixels of each row depend on it.
@@ -21,8 +19,8 @@ struct ColumnKernel {
     double kernelSum;
 };
 
-constexpr ColumnKernel kPreviewKernel{1, 0, 45};
-constexpr ColumnKernel kFinalKernel{3, 1, 130};
+constexpr ColumnKernel kPreviewKernel{1, kPreviewFirstTap, kPreviewKernelSum};
+constexpr ColumnKernel kFinalKernel{3, kFinalFirstTap, kFinalKernelSum};
 
 // One sample of the window: a row's cell at one column.
 struct WindowSample {
@@ -35,7 +33,7 @@ struct WindowSample {
 WindowSample TakeSample(const RowRing& ring, std::size_t neighbour, std::size_t centreColumn,
                         double centreAlpha, double rowTap) {
     const double a = ring.ringAlpha[neighbour];
-    const double w = (a * 5 + 1) * rowTap;
+    const double w = (a * kAlphaWeight + 1) * rowTap;
     return {std::fabs(a - centreAlpha), w,
             (ring.ringFgR[neighbour] * a + ring.ringBottomR[centreColumn] * (1 - a)) * w,
             (ring.ringFgG[neighbour] * a + ring.ringBottomG[centreColumn] * (1 - a)) * w,

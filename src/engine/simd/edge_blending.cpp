@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/scalar/edge_blending.h"
 #include "engine/simd/passes.h"
@@ -13,9 +14,8 @@
 namespace FROND_VARIANT {
 namespace {
 
-constexpr int kMostRadius = 4;
-constexpr int kMostReach = 2 * kMostRadius;  // samples read on either side of a candidate
-constexpr int kKeptRows = 16;                // a power of two above the rows y - 2 radius to y + radius
+constexpr int kMostReach = 2 * kMostBlendRadius;  // samples read on either side of a candidate
+constexpr int kKeptRows = 16;                     // a power of two above the rows y - 2 radius to y + radius
 constexpr int kBlock = 1024;
 
 constexpr std::uint8_t kRising = 1;
@@ -28,9 +28,9 @@ struct Blend {
     std::int32_t halfMax;
     Sample* out[3];
     const Sample* alpha;
-    double share[2 * kMostRadius + 1];  // f of each written sample
-    Sample* kept;                       // kKeptRows rows of three channels
-    std::int64_t keptRow[kKeptRows];    // the picture row that each holds, or -1
+    double share[2 * kMostBlendRadius + 1];  // f of each written sample
+    Sample* kept;                            // kKeptRows rows of three channels
+    std::int64_t keptRow[kKeptRows];         // the picture row that each holds, or -1
 };
 
 struct Means {

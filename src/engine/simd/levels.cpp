@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/scalar/backdrop_grid.h"
 #include "engine/scalar/levels.h"
@@ -91,7 +92,7 @@ void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
 // The bin of a pixel as the scalar reference has it, or kNotCounted.
 std::int32_t BinExactly(const AnalysisLimits& limits, const Rgb& seen) {
     HueSat c;
-    if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kSmallestSat)) return kNotCounted;
+    if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kLevelsSmallestSat)) return kNotCounted;
     const int hueBin = static_cast<int>(c.hue) - kFirstHue, satBin = static_cast<int>(c.sat * kSatSteps);
     return hueBin * kSatBins + satBin;
 }
@@ -151,7 +152,7 @@ double DominantHue() {
 double DominantSat(int domHue) {
     std::int32_t hist[kSatBins] = {};
     for (int hue = 0; hue < kHues; ++hue) {
-        if (HueGap(kFirstHue + hue, domHue) >= kSmallestGap) continue;
+        if (HueGap(kFirstHue + hue, domHue) >= kHueGapLimit) continue;
         for (int sat = 0; sat < kSatBins; ++sat) hist[sat] += CountOf(hue * kSatBins + sat);
     }
     return PeakSat(hist);
@@ -166,7 +167,7 @@ struct LevelSum {
 template <class Sample>
 LevelSum SumLevels(const Sample* r, const Sample* g, const Sample* b, int n, std::int32_t maxSample,
                    std::int32_t darkest, std::int32_t domHue) {
-    const std::int32_t from = domHue - (kSmallestGap - 1) - 120, below = domHue + kSmallestGap - 120;
+    const std::int32_t from = domHue - (kHueGapLimit - 1) - 120, below = domHue + kHueGapLimit - 120;
     LevelSum total = {0, 0};
     for (int i = 0; i < n; ++i) {
         const std::int32_t red = r[i], blue = b[i];
