@@ -70,7 +70,7 @@ TEST_F(HostTest, WatchesTheWalk) {
     static const void* before;  // the record of one call is no good in the next
     const auto module = [](std::int16_t, void* block, std::intptr_t*, std::int16_t*) {
         auto& record = *static_cast<FilterRecord*>(block);
-        EXPECT_NE(before, record.handleProcs);
+        EXPECT_NE(record.handleProcs, before);
         before = record.handleProcs;
         record.handleProcs->lockProc(record.handleProcs->newProc(8), 1);
         record.descriptorParameters->writeDescriptorProcs->openWriteDescriptorProc();

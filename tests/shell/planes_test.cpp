@@ -90,31 +90,31 @@ TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
     const auto codeOf = [&](bool reduced) {
         rig.result = 0;
         EXPECT_FALSE(LoadPlanes(rig.globals, reduced));
-        EXPECT_EQ(0, CountLive(*rig.host).buffers);
+        EXPECT_EQ(CountLive(*rig.host).buffers, 0);
         document = sound;
         return rig.result;
     };
     for (const VRect& bounds : {VRect{0, 0, 0, 4}, VRect{0, 0, 3, -4}, VRect{0, INT32_MIN, 3, INT32_MAX}}) {
         document.bounds = bounds;
-        EXPECT_EQ(errPlugInHostInsufficient, codeOf(false)) << bounds.bottom << ' ' << bounds.right;
+        EXPECT_EQ(codeOf(false), errPlugInHostInsufficient) << bounds.bottom << ' ' << bounds.right;
     }
     document.bounds = {0, 0, 70000, 70000};
-    EXPECT_EQ(memFullErr, codeOf(false)) << "more than the buffer suite can be asked for";
+    EXPECT_EQ(codeOf(false), memFullErr) << "more than the buffer suite can be asked for";
     document.bounds = {0, 0, 1, 300000000};
-    EXPECT_EQ(memFullErr, codeOf(false)) << "more bits a row than a memory record holds";
+    EXPECT_EQ(codeOf(false), memFullErr) << "more bits a row than a memory record holds";
     document.targetCompositeChannels = nullptr;
-    EXPECT_EQ(errPlugInHostInsufficient, codeOf(false));
+    EXPECT_EQ(codeOf(false), errPlugInHostInsufficient);
     ReadChannelDesc bitmap = *sound.targetCompositeChannels;
     bitmap.depth = 1;
     document.targetCompositeChannels = &bitmap;
-    EXPECT_EQ(errPlugInHostInsufficient, codeOf(false));
+    EXPECT_EQ(codeOf(false), errPlugInHostInsufficient);
     rig.globals->proxyRect = {2, 2, 1, 100};
-    EXPECT_EQ(0, codeOf(true)) << "a preview without pixels is no failure of the run";
+    EXPECT_EQ(codeOf(true), 0) << "a preview without pixels is no failure of the run";
 
     // A channel of deeper samples than the planes would be read past their ends.
     document.layersDescriptor->next->compositeChannelsList->depth = 16;
     EXPECT_TRUE(LoadPlanes(rig.globals, false));
-    EXPECT_EQ(errPlugInHostInsufficient, rig.result);
+    EXPECT_EQ(rig.result, errPlugInHostInsufficient);
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ TEST(RunFullRender, WritesWhatItsTableSays) {
         if (!selection.empty()) document.selection = PatternChannel(document, 90);
         Trace trace;
         const Descriptor items = {{FourCC("RInt"), kTypeBoolean, blend == "blended"}};
-        EXPECT_EQ(0, RunStrictly(document, trace.Listen(), items).result);
+        EXPECT_EQ(RunStrictly(document, trace.Listen(), items).result, 0);
         table.Add(Summary(trace.text));
     };
     EXPECT_TRUE(table.Follow("shell/pictures", tellRun));
@@ -52,7 +52,7 @@ TEST(RunFullRender, RefusesToWritePastAPlane) {
     ReadChannelDesc deep = *rig.record->documentInfo->targetCompositeChannels;
     deep.depth = 16;
     WriteChannelPlane(rig.globals, &deep, plane);
-    EXPECT_EQ(errPlugInHostInsufficient, rig.result);
+    EXPECT_EQ(rig.result, errPlugInHostInsufficient);
 }
 
 const Descriptor kSomething = {{FourCC("RGre"), kTypeInteger, 90}, {FourCC("RInt"), kTypeBoolean, 0}};
@@ -85,13 +85,13 @@ TEST(RunFullRender, SurvivesTheFailureOfAnyCall) {
             if (call == 0) clean = document;
             OptionsOf(*host).failAt = 0;
             document = original;
-            EXPECT_EQ(0, runOn(document));
+            EXPECT_EQ(runOn(document), 0);
             for (int i = 0; i < 3; ++i) {
-                EXPECT_EQ(clean.layers[1].colour[i].bytes, document.layers[1].colour[i].bytes) << i;
+                EXPECT_EQ(document.layers[1].colour[i].bytes, clean.layers[1].colour[i].bytes) << i;
             }
-            EXPECT_EQ(clean.layers[1].transparency->bytes, document.layers[1].transparency->bytes);
+            EXPECT_EQ(document.layers[1].transparency->bytes, clean.layers[1].transparency->bytes);
             CloseHost(*host);
-            EXPECT_EQ("", ViolationText(*host));
+            EXPECT_EQ(ViolationText(*host), "");
         }
         EXPECT_EQ(summaries[0], summaries[1]);
         table.Add(std::to_string(call) + ' ' + summaries[0]);

@@ -76,14 +76,14 @@ void CallSelectors(std::istream& selectors, RunSetup setup, Trace* trace) {
         if (selector == filterSelectorAbout) {
             gSPBasicSuite = nullptr;
             ShowAbout(*host, PluginMain);
-            EXPECT_EQ(BasicSuite(), gSPBasicSuite);
+            EXPECT_EQ(gSPBasicSuite, BasicSuite());
         } else if (CallSelector(*host, PluginMain, selector) != noErr) {
             OptionsOf(*host).closeReadCode = noErr;
         }
     }
     EndRun(*host);
     CloseHost(*host);
-    EXPECT_EQ("", ViolationText(*host)) << trace->text;
+    EXPECT_EQ(ViolationText(*host), "") << trace->text;
 }
 
 void ExpectSessions(const char* name) {
@@ -148,17 +148,17 @@ TEST(Globals, ResetDropsPointersAndKeepsWhatAWriterRenews) {
                          g.previewZoom,       g.previewScrollX,     g.previewScrollY,   g.proxyRect.bottom,
                          g.reservedWord,      g.mustAnalyse,        g.mustReload};
     const int expected[] = {40, 20, 100, 100, 70, 100, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1};
-    for (std::size_t i = 0; i < std::size(found); ++i) EXPECT_EQ(expected[i], found[i]) << "field " << i;
-    EXPECT_EQ(1.0f, g.scaleFactor);
-    for (auto plane : kPlanes) EXPECT_EQ(nullptr, g.*plane);
+    for (std::size_t i = 0; i < std::size(found); ++i) EXPECT_EQ(found[i], expected[i]) << "field " << i;
+    EXPECT_EQ(g.scaleFactor, 1.0f);
+    for (auto plane : kPlanes) EXPECT_EQ(g.*plane, nullptr);
     EXPECT_TRUE(g.previewPixels == nullptr && g.previewMask == nullptr && sound.docInfo == g.docInfo);
     EXPECT_TRUE(g.previewAlpha == dirty.previewAlpha && g.planeWidth == dirty.planeWidth &&
                 g.depthBytes == dirty.depthBytes && g.maxSample == dirty.maxSample &&
                 g.finalRender == dirty.finalRender);
 
-    EXPECT_EQ(3, CountTargetChannels(&g));
+    EXPECT_EQ(CountTargetChannels(&g), 3);
     g.docInfo->targetCompositeChannels = nullptr;
-    EXPECT_EQ(2, CountTargetChannels(&g)) << "the alpha channels, where the target has no colour";
+    EXPECT_EQ(CountTargetChannels(&g), 2) << "the alpha channels, where the target has no colour";
 }
 
 // A host with no handles for us, or with newer ones: the process's memory serves.
@@ -180,35 +180,35 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
         HandleProcs procs = *rig.record->handleProcs;
         change(procs);
         const Handle first = NewHandle(&procs, 300), second = NewHandle(&procs, 1);
-        EXPECT_EQ(std::string(300, '\0'), std::string(LockHandle(&procs, first), 300));
+        EXPECT_EQ(std::string(LockHandle(&procs, first), 300), std::string(300, '\0'));
         FourCharCode tag;
         std::memcpy(&tag, first + 1, sizeof tag);
-        EXPECT_EQ(0x4F544F46u, tag);
+        EXPECT_EQ(tag, 0x4F544F46u);
         UnlockHandle(&procs, first);
         DisposeHandle(&procs, first);
-        EXPECT_EQ(0, gProcessHandleError);
+        EXPECT_EQ(gProcessHandleError, 0);
         const Handle third = NewHandle(&procs, 1);
-        EXPECT_NE(second, third) << "the memory of a live handle is not given out";
+        EXPECT_NE(third, second) << "the memory of a live handle is not given out";
         DisposeHandle(&procs, nullptr);
-        EXPECT_EQ(-109, gProcessHandleError);
+        EXPECT_EQ(gProcessHandleError, -109);
         char* block = nullptr;  // a host's handle is one word long, and not ours to look behind or to free
         const auto foreign = std::make_unique<char*>(block);
         DisposeHandle(&procs, foreign.get());
         std::memcpy(&tag, second + 1, sizeof tag);
-        EXPECT_EQ(0x4F544F46u, tag) << "the other handle is still there";
+        EXPECT_EQ(tag, 0x4F544F46u) << "the other handle is still there";
         DisposeHandle(&procs, second);
         DisposeHandle(&procs, third);
-        EXPECT_EQ(0, gProcessHandleError);
-        EXPECT_EQ(handles, CountLive(*rig.host).handles);
+        EXPECT_EQ(gProcessHandleError, 0);
+        EXPECT_EQ(CountLive(*rig.host).handles, handles);
     }
     HandleProcs noLock = *rig.record->handleProcs;
     noLock.lockProc = nullptr;
     noLock.unlockProc = nullptr;
     std::int16_t result = 0;
     std::intptr_t data = 0;
-    EXPECT_EQ(nullptr, AllocateGlobals(&result, rig.record, &noLock, sizeof(Globals), &data, ResetGlobals));
-    EXPECT_EQ(0, data);
-    EXPECT_EQ(handles, CountLive(*rig.host).handles) << "what cannot be locked is disposed of";
+    EXPECT_EQ(AllocateGlobals(&result, rig.record, &noLock, sizeof(Globals), &data, ResetGlobals), nullptr);
+    EXPECT_EQ(data, 0);
+    EXPECT_EQ(CountLive(*rig.host).handles, handles) << "what cannot be locked is disposed of";
 }
 
 TEST(ReadScriptParameters, DecidesOnTheDialog) {
@@ -222,11 +222,11 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
                 ParametersOf(rig.globals)->showDialog = before;
                 rig.globals->SliderRestoreBlack = 99;
                 ReadScriptParameters(rig.globals);
-                EXPECT_EQ(20, rig.globals->SliderRestoreBlack) << "what no item says has its default";
-                EXPECT_EQ(usable ? playInfo == plugInDialogDisplay : before,
-                          ParametersOf(rig.globals)->showDialog)
+                EXPECT_EQ(rig.globals->SliderRestoreBlack, 20) << "what no item says has its default";
+                EXPECT_EQ(ParametersOf(rig.globals)->showDialog,
+                          usable ? playInfo == plugInDialogDisplay : before)
                     << usable << ' ' << playInfo << ' ' << int{before};
-                EXPECT_EQ(usable, parameters.descriptor == nullptr) << "reading consumes it";
+                EXPECT_EQ(parameters.descriptor == nullptr, usable) << "reading consumes it";
             }
         }
     }

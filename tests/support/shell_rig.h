@@ -137,7 +137,7 @@ inline RunResult RunStrictly(Document& document, HostOptions options = {}, const
     if (!items.empty()) GiveDescriptor(*host, items);
     const RunResult run = RunFilter(*host, PluginMain, document, AskForParameters::kNo);
     CloseHost(*host);
-    EXPECT_EQ("", ViolationText(*host));
+    EXPECT_EQ(ViolationText(*host), "");
     return run;
 }
 
@@ -151,7 +151,7 @@ struct ShellRig {
         record = PrepareRecord(*host);
         gSPBasicSuite = record->sSPBasic;
         globals = AllocateGlobals(&result, record, record->handleProcs, sizeof(Globals), &data, ResetGlobals);
-        EXPECT_NE(nullptr, globals);
+        EXPECT_NE(globals, nullptr);
     }
     ~ShellRig() {
         DisposePlanes(globals);
@@ -160,7 +160,7 @@ struct ShellRig {
         DisposeHandle(record->handleProcs, record->parameters);
         EndRun(*host);
         CloseHost(*host);
-        EXPECT_EQ("", ViolationText(*host));
+        EXPECT_EQ(ViolationText(*host), "");
     }
     ShellRig(const ShellRig&) = delete;
     ShellRig& operator=(const ShellRig&) = delete;
