@@ -9,6 +9,8 @@
 
 namespace {
 
+using namespace host;
+
 using Clock = std::chrono::steady_clock;
 
 Document Plate(int width, int height) {

@@ -14,7 +14,7 @@ const char* const kPictureNames[] = {"plate", "hair", "easy", nullptr};
 
 namespace {
 
-using frond::Picture;
+using images::Picture;
 
 // Uniform, and cheap beside what is measured.
 struct Noise {
@@ -53,7 +53,7 @@ Colour EasyPixel(int x, int y, int width, int height, Noise*) {
 }
 
 Picture Painted(int width, int height, int depth, Colour (*pixel)(int, int, int, int, Noise*)) {
-    Picture picture = frond::MakePicture(width, height, depth, 3, false);
+    Picture picture = images::MakePicture(width, height, depth, 3, false);
     const unsigned scale = depth == 8 ? 1 : 257;
     Noise noise;
     std::size_t i = 0;
@@ -72,13 +72,13 @@ Colour BackgroundPixel(int x, int y, int width, int height, Noise*) {
     return {x * 255 / width, y * 255 / height, 255 - x * 255 / width};
 }
 
-std::vector<std::uint8_t> DocumentPlane(const frond::Plane& plane, int depth) {
+std::vector<std::uint8_t> DocumentPlane(const images::Plane& plane, int depth) {
     std::vector<std::uint8_t> bytes(plane.size() * static_cast<std::size_t>(depth / 8));
     for (std::size_t i = 0; i < plane.size(); ++i) {
         if (depth == 8) {
             bytes[i] = static_cast<std::uint8_t>(plane[i]);
         } else {
-            const std::uint16_t sample = frond::ToDocument16(plane[i]);
+            const std::uint16_t sample = images::ToDocument16(plane[i]);
             std::memcpy(&bytes[2 * i], &sample, sizeof sample);
         }
     }
@@ -87,11 +87,11 @@ std::vector<std::uint8_t> DocumentPlane(const frond::Plane& plane, int depth) {
 
 // A photograph from a file, scaled to the size.
 Picture FromFile(const std::string& path, int width, int height, int depth) {
-    Picture picture = frond::ReadPicture(path);
-    frond::MakeColour(picture);
-    frond::Flatten(picture);
-    frond::ChangeDepth(picture, depth);
-    return frond::FitPicture(picture, width, height, frond::Fit::kCover);
+    Picture picture = images::ReadPicture(path);
+    images::MakeColour(picture);
+    images::Flatten(picture);
+    images::ChangeDepth(picture, depth);
+    return images::FitPicture(picture, width, height, images::Fit::kCover);
 }
 
 }  // namespace
@@ -105,12 +105,12 @@ Layers MakeLayers(const Shape& shape) {
     const int width = height * 3 / 2;
     Picture photo, background;
     if (shape.picture == "plate") {
-        frond::PlateOptions options;
+        sample_plate::PlateOptions options;
         options.width = width;
         options.height = height;
         options.depth = shape.depth;
         options.withTruth = false;
-        frond::SamplePlate plate = frond::RenderSamplePlate(options);
+        sample_plate::SamplePlate plate = sample_plate::RenderSamplePlate(options);
         photo = std::move(plate.photo);
         background = std::move(plate.background);
     } else {

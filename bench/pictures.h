@@ -31,7 +31,7 @@ struct Layers {
     std::vector<std::uint8_t> background[3];
 };
 
-// Takes a few seconds for the large ones. Throws frond::PictureError for a file that cannot be read.
+// Takes a few seconds for the large ones. Throws images::PictureError for a file that cannot be read.
 Layers MakeLayers(const Shape& shape);
 
 }  // namespace bench

@@ -74,18 +74,18 @@ void TimedDispose(void** block) {
 // ---- A document and the state of a dialog over it ---------------------------------------------------------
 
 // A plate of two megapixels, enlarged to the wanted size by repetition: the preview sees no difference.
-Document MakeDocument(int width, int height, int depth, bool selected) {
-    static const frond::SamplePlate plate = [] {
-        frond::PlateOptions options;
+host::Document DialogDocument(int width, int height, int depth, bool selected) {
+    static const sample_plate::SamplePlate plate = [] {
+        sample_plate::PlateOptions options;
         options.width = 1732;
         options.height = 1155;
         options.withTruth = false;
-        return frond::RenderSamplePlate(options);
+        return sample_plate::RenderSamplePlate(options);
     }();
-    Document document = ::MakeDocument(width, height, depth);
+    host::Document document = host::MakeDocument(width, height, depth);
     document.targetLayer = 1;
-    for (const frond::Picture* picture : {&plate.background, &plate.photo}) {
-        Layer layer = MakeLayer(document, "", 0);
+    for (const images::Picture* picture : {&plate.background, &plate.photo}) {
+        host::Layer layer = host::MakeLayer(document, "", 0);
         for (std::size_t c = 0; c < 3; ++c) {
             for (int y = 0; y < height; ++y) {
                 const std::size_t row =
@@ -93,17 +93,17 @@ Document MakeDocument(int width, int height, int depth, bool selected) {
                 for (int x = 0; x < width; ++x) {
                     const std::uint16_t sample =
                         picture->colour[c][row + static_cast<std::size_t>(x) * picture->width / width];
-                    SetSample(
+                    host::SetSample(
                         document, layer.colour[c], x, y,
-                        depth == 8 ? static_cast<std::uint16_t>(sample / 257) : frond::ToDocument16(sample));
+                        depth == 8 ? static_cast<std::uint16_t>(sample / 257) : images::ToDocument16(sample));
                 }
             }
         }
         document.layers.push_back(std::move(layer));
     }
-    document.layers[1].transparency = MakeChannel(document, depth == 8 ? 255 : kHostMaxSample16);
+    document.layers[1].transparency = host::MakeChannel(document, depth == 8 ? 255 : host::kHostMaxSample16);
     if (selected) {
-        document.selection = MakeChannel(document, 0);
+        document.selection = host::MakeChannel(document, 0);
         auto& bytes = document.selection->bytes;
         std::memset(bytes.data() + bytes.size() / 8, 255, bytes.size() / 2);
     }
@@ -111,8 +111,8 @@ Document MakeDocument(int width, int height, int depth, bool selected) {
 }
 
 struct Dialog {
-    Document document;
-    HostPtr host;
+    host::Document document;
+    host::HostPtr host;
     std::int16_t result = 0;
     Globals globals{};
     PSChannelPortsSuite timedPorts;
@@ -121,14 +121,14 @@ struct Dialog {
 
 // Opened, and composed once. The area is that of the template's placeholder on Windows at 96 dots per inch.
 void OpenDialog(Dialog& dialog, int width, int height, int depth, bool selected) {
-    dialog.document = MakeDocument(width, height, depth, selected);
-    HostOptions options;
+    dialog.document = DialogDocument(width, height, depth, selected);
+    host::HostOptions options;
     options.quarantineBytes = 0;
-    dialog.host = CreateHost(options);
-    OpenDocument(*dialog.host, dialog.document);
+    dialog.host = host::CreateHost(options);
+    host::OpenDocument(*dialog.host, dialog.document);
     Globals& globals = dialog.globals;
     globals.result = &dialog.result;
-    globals.filterParamBlock = PrepareRecord(*dialog.host);
+    globals.filterParamBlock = host::PrepareRecord(*dialog.host);
     gSPBasicSuite = globals.filterParamBlock->sSPBasic;
     ResetGlobals(&globals);
     ports = *globals.gPSChannelPortsSuite;
@@ -149,8 +149,8 @@ void OpenDialog(Dialog& dialog, int width, int height, int depth, bool selected)
 void CloseDialog(Dialog& dialog) {
     DisposePlanes(&dialog.globals);
     ReleasePreviewBuffers(&dialog.globals);
-    EndRun(*dialog.host);
-    CloseHost(*dialog.host);
+    host::EndRun(*dialog.host);
+    host::CloseHost(*dialog.host);
 }
 
 // The preview holds what the engine left, pixel by pixel.

@@ -39,7 +39,7 @@ double Seconds(Work work) {
 struct Prepared {
     Shape shape;
     Layers layers;
-    std::optional<Document> document;
+    std::optional<host::Document> document;
     std::unique_ptr<EngineRig> picture;  // planes of the two layers
     std::unique_ptr<EngineRig> keyed;    // foreground and matte as the top layer
 };
@@ -133,51 +133,52 @@ Measured RunEdges(Prepared& p) {
 
 // ---- A whole run in a host -------------------------------------------------------------------------------
 
-Document& DocumentOf(Prepared& p) {
+host::Document& DocumentOf(Prepared& p) {
     if (!p.document) {
-        Document document = MakeDocument(p.layers.width, p.layers.height, p.shape.depth);
-        document.layers.push_back(MakeLayer(document, "Background", 0));
-        document.layers.push_back(MakeLayer(document, "Photograph", 0));
+        host::Document document = host::MakeDocument(p.layers.width, p.layers.height, p.shape.depth);
+        document.layers.push_back(host::MakeLayer(document, "Background", 0));
+        document.layers.push_back(host::MakeLayer(document, "Photograph", 0));
         for (std::size_t c = 0; c < 3; ++c) document.layers[0].colour[c].bytes = p.layers.background[c];
         document.targetLayer = 1;
         p.document = std::move(document);
     }
-    Layer& photo = p.document->layers[1];
+    host::Layer& photo = p.document->layers[1];
     for (std::size_t c = 0; c < 3; ++c) photo.colour[c].bytes = p.layers.photo[c];
-    photo.transparency = MakeChannel(*p.document, p.shape.depth == 8 ? 255 : kHostMaxSample16);
+    photo.transparency = host::MakeChannel(*p.document, p.shape.depth == 8 ? 255 : host::kHostMaxSample16);
     return *p.document;
 }
 
-Descriptor DefaultParameters(bool blendEdges) {
-    Descriptor descriptor;
+host::Descriptor DefaultParameters(bool blendEdges) {
+    host::Descriptor descriptor;
     for (const ParameterInfo& parameter : kParameters) {
         const bool blend = std::strcmp(parameter.name, "FlagRealityInteg") == 0;
-        descriptor.push_back({parameter.key, parameter.isFlag ? kTypeBoolean : kTypeInteger,
+        descriptor.push_back({parameter.key, parameter.isFlag ? host::kTypeBoolean : host::kTypeInteger,
                               blend ? blendEdges : parameter.defaultValue});
     }
     return descriptor;
 }
 
 Measured RunInHost(Prepared& p, bool blendEdges) {
-    Document& document = DocumentOf(p);
-    HostOptions options;
+    host::Document& document = DocumentOf(p);
+    host::HostOptions options;
     options.moveHandles = false;
-    const HostPtr host = CreateHost(options);
+    const host::HostPtr host = host::CreateHost(options);
     Measured measured{0, kHashStart, std::int64_t{p.layers.width} * p.layers.height, {}};
-    GiveDescriptor(*host, DefaultParameters(blendEdges));
-    OpenDocument(*host, document);
-    OSErr result = CallSelector(*host, PluginMain, filterSelectorParameters);
-    if (result == noErr) result = CallSelector(*host, PluginMain, filterSelectorPrepare);
+    host::GiveDescriptor(*host, DefaultParameters(blendEdges));
+    host::OpenDocument(*host, document);
+    OSErr result = host::CallSelector(*host, PluginMain, filterSelectorParameters);
+    if (result == noErr) result = host::CallSelector(*host, PluginMain, filterSelectorPrepare);
     if (result == noErr) {
-        measured.seconds = Seconds([&] { result = CallSelector(*host, PluginMain, filterSelectorStart); });
+        measured.seconds =
+            Seconds([&] { result = host::CallSelector(*host, PluginMain, filterSelectorStart); });
     }
-    if (result == noErr) result = CallSelector(*host, PluginMain, filterSelectorFinish);
-    EndRun(*host);
-    CloseHost(*host);
+    if (result == noErr) result = host::CallSelector(*host, PluginMain, filterSelectorFinish);
+    host::EndRun(*host);
+    host::CloseHost(*host);
     if (result != noErr) measured.error = "the run ends with error " + std::to_string(result);
-    if (measured.error.empty()) measured.error = ViolationText(*host);
-    Layer& target = document.layers[1];
-    for (const Channel& channel : target.colour) {
+    if (measured.error.empty()) measured.error = host::ViolationText(*host);
+    host::Layer& target = document.layers[1];
+    for (const host::Channel& channel : target.colour) {
         measured.hash = HashBytes(channel.bytes.data(), channel.bytes.size(), measured.hash);
     }
     measured.hash =

@@ -15,14 +15,14 @@ ExitCode RunAbout() {
     RequireWindows();
     const std::filesystem::path module = FindModule(PathOf(gModule));
     const MainWindow window = OpenMainWindow(kProgramName);
-    HostOptions options;
+    host::HostOptions options;
     options.mainWindow = window.get();
     options.browseUrl = [](const char* url) { return OpenPage(url) ? SPErr{noErr} : SPErr{-1}; };
     Session session;
     StartSession(session, module, std::move(options));
-    ShowAbout(*session.host, session.module->pluginMain);
-    if (!ReportOf(*session.host).violations.empty()) {
-        throw Failure(kRunFailed, "internal error: " + ReportOf(*session.host).violations.front().text);
+    host::ShowAbout(*session.host, session.module->pluginMain);
+    if (!host::ReportOf(*session.host).violations.empty()) {
+        throw Failure(kRunFailed, "internal error: " + host::ReportOf(*session.host).violations.front().text);
     }
     return kDone;
 }

@@ -34,7 +34,7 @@ Json Parsed(const std::vector<std::uint8_t>& bytes, const std::string& file) {
         return Json::parse(bytes.begin(), bytes.end());
     } catch (const Json::exception& error) {  // of its syntax, or a number beyond all doubles
         // The library's text begins with an error number of its own, in brackets.
-        const std::string text = OneLine(error.what());
+        const std::string text = images::OneLine(error.what());
         const std::size_t end = text.find("] ");
         throw Failure(kBadUsage,
                       file + ": is no action: " + text.substr(end == std::string::npos ? 0 : end + 2));
@@ -50,7 +50,8 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
     }
     for (const auto& [key, value] : action.items()) {
         if (key == "parameters") continue;
-        if (key != "action") throw Failure(kBadUsage, file + ": unknown key \"" + OneLine(key) + "\"");
+        if (key != "action")
+            throw Failure(kBadUsage, file + ": unknown key \"" + images::OneLine(key) + "\"");
         if (value != kActionName) {
             throw Failure(kBadUsage,
                           file + ": is an action of another filter, not of \"" + kActionName + "\"");
@@ -62,7 +63,7 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
             std::find_if(std::begin(kParameters), std::end(kParameters),
                          [&name = key](const ParameterInfo& entry) { return entry.name == name; });
         if (info == std::end(kParameters)) {
-            throw Failure(kBadUsage, file + ": unknown parameter \"" + OneLine(key) + "\"");
+            throw Failure(kBadUsage, file + ": unknown parameter \"" + images::OneLine(key) + "\"");
         }
         values[static_cast<std::size_t>(info - kParameters)] = ValueOf(*info, value, file);
     }
@@ -71,8 +72,8 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
 
 ParameterValues ReadAction(const std::filesystem::path& path) {
     try {
-        return ParseAction(ReadWholeFile(path), DisplayName(path));
-    } catch (const PictureError& error) {
+        return ParseAction(images::ReadWholeFile(path), images::DisplayName(path));
+    } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }
 }
@@ -93,8 +94,8 @@ std::string ActionText(const ParameterValues& values) {
 void WriteAction(const std::filesystem::path& path, const ParameterValues& values) {
     const std::string text = ActionText(values);
     try {
-        WriteWholeFile(path, text.data(), text.size(), &gStopAsked);
-    } catch (const PictureError& error) {
+        images::WriteWholeFile(path, text.data(), text.size(), &gStopAsked);
+    } catch (const images::PictureError& error) {
         throw Failure(gStopAsked ? kInterrupted : kBadOutput, error.what());
     }
 }

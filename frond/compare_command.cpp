@@ -19,7 +19,7 @@ struct Options {
 Options gOptions;
 
 // What --alpha compares: the alpha channel, or a grey picture that holds it.
-std::vector<Plane> AlphaOf(Picture& picture, const std::string& name) {
+std::vector<images::Plane> AlphaOf(images::Picture& picture, const std::string& name) {
     if (!picture.alpha.empty()) return {std::move(picture.alpha)};
     if (picture.colour.size() == 1) return {std::move(picture.colour[0])};
     throw Failure(kBadInput, name + ": has no alpha and is not grey");
@@ -30,11 +30,11 @@ struct Difference {
     double meanSquare;
 };
 
-Difference Compare(const std::vector<Plane>& a, const std::vector<Plane>& b, int depth) {
+Difference Compare(const std::vector<images::Plane>& a, const std::vector<images::Plane>& b, int depth) {
     double absolute = 0, square = 0, count = 0;
     for (std::size_t i = 0; i < a.size(); ++i) {
         for (std::size_t k = 0; k < a[i].size(); ++k) {
-            const double d = (static_cast<double>(a[i][k]) - b[i][k]) / LargestSample(depth);
+            const double d = (static_cast<double>(a[i][k]) - b[i][k]) / images::LargestSample(depth);
             absolute += std::fabs(d);
             square += d * d;
         }
@@ -43,7 +43,7 @@ Difference Compare(const std::vector<Plane>& a, const std::vector<Plane>& b, int
     return {absolute / count, square / count};
 }
 
-void RequireSameSize(const Picture& a, const Picture& b, const std::string& nameOfB) {
+void RequireSameSize(const images::Picture& a, const images::Picture& b, const std::string& nameOfB) {
     if (a.width == b.width && a.height == b.height) return;
     throw Failure(kBadInput, nameOfB + ": is " + std::to_string(b.width) + "x" + std::to_string(b.height) +
                                  " pixels, " + gOptions.a + " " + std::to_string(a.width) + "x" +
@@ -54,9 +54,10 @@ void RequireSameSize(const Picture& a, const Picture& b, const std::string& name
 constexpr double kBandFrom = 0.02, kBandTo = 0.98;
 
 // The samples of the planes at the band's pixels alone.
-std::vector<Plane> InBand(const std::vector<Plane>& planes, const Plane& alpha, int alphaDepth) {
-    const double largest = LargestSample(alphaDepth);
-    std::vector<Plane> inside(planes.size());
+std::vector<images::Plane> InBand(const std::vector<images::Plane>& planes, const images::Plane& alpha,
+                                  int alphaDepth) {
+    const double largest = images::LargestSample(alphaDepth);
+    std::vector<images::Plane> inside(planes.size());
     for (std::size_t k = 0; k < alpha.size(); ++k) {
         const double value = alpha[k] / largest;
         if (value <= kBandFrom || value >= kBandTo) continue;
@@ -66,23 +67,25 @@ std::vector<Plane> InBand(const std::vector<Plane>& planes, const Plane& alpha, 
 }
 
 // The mean by which the backdrop's channel stands further above the other two in `a` than in `b`; 0 to 1.
-double BackdropLeft(const std::vector<Plane>& a, const std::vector<Plane>& b, int depth) {
+double BackdropLeft(const std::vector<images::Plane>& a, const std::vector<images::Plane>& b, int depth) {
     const std::size_t key = gOptions.isBlue ? 2 : 1, other = gOptions.isBlue ? 1 : 2;
-    const auto excess = [&](const std::vector<Plane>& planes, std::size_t k) {
+    const auto excess = [&](const std::vector<images::Plane>& planes, std::size_t k) {
         return std::max(0, int{planes[key][k]} - std::max(planes[0][k], planes[other][k]));
     };
     double sum = 0;
     for (std::size_t k = 0; k < a[0].size(); ++k) sum += std::max(0, excess(a, k) - excess(b, k));
-    return sum / static_cast<double>(a[0].size()) / LargestSample(depth);
+    return sum / static_cast<double>(a[0].size()) / images::LargestSample(depth);
 }
 
-void PrintBand(const Picture& like, const std::vector<Plane>& a, const std::vector<Plane>& b) {
-    Picture truth = Read(PathOf(gOptions.band));
+void PrintBand(const images::Picture& like, const std::vector<images::Plane>& a,
+               const std::vector<images::Plane>& b) {
+    images::Picture truth = Read(PathOf(gOptions.band));
     RequireSameSize(like, truth, gOptions.band);
-    const std::size_t pixels = PixelCount(truth);
+    const std::size_t pixels = images::PixelCount(truth);
     const int truthDepth = truth.depth;
-    const Plane alpha = std::move(AlphaOf(truth, gOptions.band)[0]);
-    const std::vector<Plane> bandA = InBand(a, alpha, truthDepth), bandB = InBand(b, alpha, truthDepth);
+    const images::Plane alpha = std::move(AlphaOf(truth, gOptions.band)[0]);
+    const std::vector<images::Plane> bandA = InBand(a, alpha, truthDepth),
+                                     bandB = InBand(b, alpha, truthDepth);
     if (bandA[0].empty()) throw Failure(kBadInput, gOptions.band + ": has no half-transparent pixel");
     std::printf("soft band            %.2f %% of the pixels\n",
                 100.0 * static_cast<double>(bandA[0].size()) / static_cast<double>(pixels));
@@ -93,20 +96,20 @@ void PrintBand(const Picture& like, const std::vector<Plane>& a, const std::vect
 }
 
 ExitCode RunCompare() {
-    Picture a = Read(PathOf(gOptions.a)), b = Read(PathOf(gOptions.b));
+    images::Picture a = Read(PathOf(gOptions.a)), b = Read(PathOf(gOptions.b));
     RequireSameSize(a, b, gOptions.b);
     if (a.depth != b.depth) {
-        ChangeDepth(a, 16);
-        ChangeDepth(b, 16);
+        images::ChangeDepth(a, 16);
+        images::ChangeDepth(b, 16);
     }
-    std::vector<Plane> planesA, planesB;
+    std::vector<images::Plane> planesA, planesB;
     if (gOptions.alpha) {
         planesA = AlphaOf(a, gOptions.a);
         planesB = AlphaOf(b, gOptions.b);
     } else {
         if (a.colour.size() != b.colour.size()) {
-            MakeColour(a);
-            MakeColour(b);
+            images::MakeColour(a);
+            images::MakeColour(b);
         }
         planesA = std::move(a.colour);
         planesB = std::move(b.colour);

@@ -11,7 +11,7 @@ namespace frond {
 std::atomic<bool> gStopAsked{false};
 
 void PrintError(const std::string& line) {
-    std::fprintf(stderr, "%s: %s\n", kProgramName, Printable(line).c_str());
+    std::fprintf(stderr, "%s: %s\n", kProgramName, images::Printable(line).c_str());
 }
 
 namespace {
@@ -35,20 +35,20 @@ void WatchForInterrupts() {
 #endif
 }
 
-Picture Read(const std::filesystem::path& path) {
+images::Picture Read(const std::filesystem::path& path) {
     try {
-        return ReadPicture(path);
-    } catch (const PictureError& error) {
+        return images::ReadPicture(path);
+    } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }
 }
 
-void Write(const std::filesystem::path& path, const Picture& picture, bool toTheEnd) {
+void Write(const std::filesystem::path& path, const images::Picture& picture, bool toTheEnd) {
     try {
-        WritePicture(path, picture, toTheEnd ? nullptr : &gStopAsked);
-    } catch (const DiskFull& error) {
+        images::WritePicture(path, picture, toTheEnd ? nullptr : &gStopAsked);
+    } catch (const images::DiskFull& error) {
         throw Failure(kBadOutput, error.what(), true);
-    } catch (const PictureError& error) {
+    } catch (const images::PictureError& error) {
         if (gStopAsked && !toTheEnd) throw Failure(kInterrupted, "interrupted");
         throw Failure(kBadOutput, error.what());
     }
@@ -56,18 +56,18 @@ void Write(const std::filesystem::path& path, const Picture& picture, bool toThe
 
 void RequireWritableName(const std::filesystem::path& path) {
     try {
-        FormatOf(path);
-    } catch (const PictureError& error) {
+        images::FormatOf(path);
+    } catch (const images::PictureError& error) {
         throw Failure(kBadUsage, error.what());
     }
     const std::filesystem::path folder =
         path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
     std::error_code ignored;
     if (std::filesystem::is_directory(path, ignored))
-        throw Failure(kBadUsage, DisplayName(path) + ": is a folder");
+        throw Failure(kBadUsage, images::DisplayName(path) + ": is a folder");
     if (!std::filesystem::is_directory(folder, ignored)) {
-        throw Failure(kBadOutput,
-                      DisplayName(path) + ": cannot be written: there is no folder " + DisplayName(folder));
+        throw Failure(kBadOutput, images::DisplayName(path) + ": cannot be written: there is no folder " +
+                                      images::DisplayName(folder));
     }
 }
 

@@ -45,8 +45,8 @@ extern std::atomic<bool> gStopAsked;
 void WatchForInterrupts();
 
 // Picture files with their failures as exit codes. Writing heeds an interrupt unless `toTheEnd`.
-Picture Read(const std::filesystem::path& path);
-void Write(const std::filesystem::path& path, const Picture& picture, bool toTheEnd = false);
+images::Picture Read(const std::filesystem::path& path);
+void Write(const std::filesystem::path& path, const images::Picture& picture, bool toTheEnd = false);
 
 // Throws kBadUsage when pictures of this name cannot be written: unknown ending, or no folder for it.
 void RequireWritableName(const std::filesystem::path& path);

@@ -25,12 +25,14 @@ ExitCode RunInfo() {
                 terminology += "Terminology" + id + DescribeTerminology(resource.data);
         }
     } catch (const OutOfBytes&) {
-        throw Failure(kNoModule, DisplayName(path) + ": its property list or terminology ends too early");
+        throw Failure(kNoModule,
+                      images::DisplayName(path) + ": its property list or terminology ends too early");
     }
     if (list.empty())
-        throw Failure(kNoModule, DisplayName(path) + ": has no property list, so it is no filter module");
-    std::printf("%s: for %s\n%s%s", DisplayName(path.filename()).c_str(), file.machine.c_str(), list.c_str(),
-                terminology.c_str());
+        throw Failure(kNoModule,
+                      images::DisplayName(path) + ": has no property list, so it is no filter module");
+    std::printf("%s: for %s\n%s%s", images::DisplayName(path.filename()).c_str(), file.machine.c_str(),
+                list.c_str(), terminology.c_str());
     return kDone;
 }
 

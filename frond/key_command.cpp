@@ -58,7 +58,7 @@ void RequireFolder(const fs::path& path) {
     std::error_code failure;
     fs::create_directories(path, failure);
     if (!IsFolder(path)) {
-        throw Failure(kBadOutput, DisplayName(path) + ": is no folder and cannot be made one");
+        throw Failure(kBadOutput, images::DisplayName(path) + ": is no folder and cannot be made one");
     }
 }
 
@@ -84,20 +84,23 @@ void RequireDistinctFiles(const std::vector<Task>& tasks) {
     for (std::size_t i = 0; i < results.size(); ++i) {
         for (const fs::path& input : inputs) {
             if (IsSameFile(results[i], input)) {
-                throw Failure(kBadUsage, DisplayName(results[i]) + ": is an input and would be overwritten");
+                throw Failure(kBadUsage,
+                              images::DisplayName(results[i]) + ": is an input and would be overwritten");
             }
         }
         for (std::size_t j = 0; j < i; ++j) {
             if (IsSameFile(results[i], results[j])) {
-                throw Failure(kBadUsage, DisplayName(results[i]) + ": two results would go to this file");
+                throw Failure(kBadUsage,
+                              images::DisplayName(results[i]) + ": two results would go to this file");
             }
         }
     }
 }
 
 void RequireRoomForAlpha(const fs::path& out, const ParameterValues& parameters) {
-    if (out.empty() || ValueOrDefault(parameters, "FlagOutputAlpha") == 0 || FormatOf(out).holdsAlpha) return;
-    throw Failure(kBadUsage, DisplayName(out) + ": JPEG holds no transparency; use .png or .tif");
+    if (out.empty() || ValueOrDefault(parameters, "FlagOutputAlpha") == 0 || images::FormatOf(out).holdsAlpha)
+        return;
+    throw Failure(kBadUsage, images::DisplayName(out) + ": JPEG holds no transparency; use .png or .tif");
 }
 
 // Everything that can be known to be wrong before work begins.
@@ -125,14 +128,14 @@ std::vector<Task> PlanTasks(const ParameterValues& parameters) {
     return tasks;
 }
 
-HostOptions MakeHostOptions(ProgressBar& bar) {
-    HostOptions options;
+host::HostOptions MakeHostOptions(ProgressBar& bar) {
+    host::HostOptions options;
     options.abortRequested = [] { return gStopAsked.load(); };
     options.progress = [&bar](std::int32_t done, std::int32_t total) {
         Advance(bar, done, total);
         if (gOptions.dialog) PumpMessages();
     };
-    options.displayed = [](const DisplayCall&) {};
+    options.displayed = [](const host::DisplayCall&) {};
     if (gOptions.trace) {
         options.trace = [&bar](const std::string& line) {
             Clear(bar);
@@ -147,9 +150,9 @@ KeySettings ReadSettings(const ParameterValues& parameters) {
     settings.parameters = parameters;
     settings.depth = gOptions.depth;
     settings.withDialog = gOptions.dialog;
-    settings.fit = gOptions.fit == "cover"     ? Fit::kCover
-                   : gOptions.fit == "stretch" ? Fit::kStretch
-                                               : Fit::kNone;
+    settings.fit = gOptions.fit == "cover"     ? images::Fit::kCover
+                   : gOptions.fit == "stretch" ? images::Fit::kStretch
+                                               : images::Fit::kNone;
     if (!gOptions.over.empty()) {
         settings.background = Read(PathOf(gOptions.over));
         settings.backgroundName = gOptions.over;
@@ -177,7 +180,7 @@ std::string ClosingLine(const Failure& failure, const Task& task, std::size_t do
     const bool interrupted = failure.code == kInterrupted;
     std::string line = failure.what();
     if (count == 1) return interrupted ? line + "; nothing was written" : line;
-    if (interrupted) line += " at " + DisplayName(task.photo);
+    if (interrupted) line += " at " + images::DisplayName(task.photo);
     return line + "; " + std::to_string(done) + " of " + std::to_string(count) + " photographs written";
 }
 
@@ -188,8 +191,8 @@ ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vect
     std::size_t done = 0;
     ParameterValues recorded;
     for (const Task& task : tasks) {
-        Begin(bar, DisplayName(task.photo.filename()));
-        if (window) SetTitle(window, DisplayName(task.photo.filename()) + " - " + kProgramName);
+        Begin(bar, images::DisplayName(task.photo.filename()));
+        if (window) SetTitle(window, images::DisplayName(task.photo.filename()) + " - " + kProgramName);
         try {
             RunTask(session, settings, task, recorded);
             ++done;
@@ -199,12 +202,12 @@ ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vect
                 const bool isFirst = code == kDone || failure.code == kInterrupted;
                 throw Failure(isFirst ? failure.code : code, ClosingLine(failure, task, done, tasks.size()));
             }
-            PrintError(failure.code == kRunFailed ? DisplayName(task.photo) + ": " + failure.what()
+            PrintError(failure.code == kRunFailed ? images::DisplayName(task.photo) + ": " + failure.what()
                                                   : failure.what());
             if (code == kDone) code = failure.code;
         } catch (const std::bad_alloc&) {
             Clear(bar);
-            PrintError(DisplayName(task.photo) + ": not enough memory");
+            PrintError(images::DisplayName(task.photo) + ": not enough memory");
             if (code == kDone) code = kRunFailed;
         }
     }
@@ -227,7 +230,7 @@ ExitCode RunKey() {
     const KeySettings settings = ReadSettings(parameters);
     ProgressBar bar(gOptions.quiet || gOptions.trace);
     MainWindow window;
-    HostOptions options = MakeHostOptions(bar);
+    host::HostOptions options = MakeHostOptions(bar);
     if (gOptions.dialog) {
         window = OpenMainWindow(kProgramName);
         options.mainWindow = window.get();

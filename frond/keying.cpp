@@ -13,23 +13,23 @@ namespace {
 
 // The two layers of a run, of one size and depth.
 struct Plate {
-    Picture photo, background;
+    images::Picture photo, background;
 };
 
-LayeredPicture ReadLayers(const std::filesystem::path& path) {
+images::LayeredPicture ReadLayers(const std::filesystem::path& path) {
     try {
-        return ReadLayeredPicture(path);
-    } catch (const PictureError& error) {
+        return images::ReadLayeredPicture(path);
+    } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }
 }
 
-std::string SizeText(const Picture& picture) {
+std::string SizeText(const images::Picture& picture) {
     return std::to_string(picture.width) + "x" + std::to_string(picture.height);
 }
 
 // A profile says of what colours it speaks: one for grey has no meaning for a picture turned into RGB.
-void DropGreyProfile(Picture& picture) {
+void DropGreyProfile(images::Picture& picture) {
     constexpr std::size_t kColourSpaceAt = 16;
     if (picture.profile.size() < kColourSpaceAt + 4 ||
         std::memcmp(picture.profile.data() + kColourSpaceAt, "RGB ", 4) != 0) {
@@ -38,35 +38,35 @@ void DropGreyProfile(Picture& picture) {
 }
 
 Plate ReadPlate(const KeySettings& settings, const std::filesystem::path& path) {
-    LayeredPicture file = ReadLayers(path);
+    images::LayeredPicture file = ReadLayers(path);
     Plate plate;
     plate.photo = std::move(file.merged);
     const int width = plate.photo.width, height = plate.photo.height;
     if (settings.background.width > 0) {
-        plate.background = FitPicture(settings.background, width, height, settings.fit);
+        plate.background = images::FitPicture(settings.background, width, height, settings.fit);
     } else if (file.layers.size() == 2) {
-        Picture upper = PlaceOnCanvas(file.layers[1], width, height);
+        images::Picture upper = images::PlaceOnCanvas(file.layers[1], width, height);
         upper.profile = plate.photo.profile;
         upper.resolutionX = plate.photo.resolutionX;
         upper.resolutionY = plate.photo.resolutionY;
         upper.resolutionUnit = plate.photo.resolutionUnit;
         plate.photo = std::move(upper);
-        plate.background = PlaceOnCanvas(file.layers[0], width, height);
+        plate.background = images::PlaceOnCanvas(file.layers[0], width, height);
         plate.background.profile = plate.photo.profile;
     } else if (ValueOrDefault(settings.parameters, "FlagOutputAlpha") != 0) {
-        plate.background = MakePicture(width, height, plate.photo.depth, 3, false);
+        plate.background = images::MakePicture(width, height, plate.photo.depth, 3, false);
     } else {
-        throw Failure(kBadUsage,
-                      DisplayName(path) + ": has no background; give one with --over, or use --transparent");
+        throw Failure(kBadUsage, images::DisplayName(path) +
+                                     ": has no background; give one with --over, or use --transparent");
     }
     const int depth = settings.depth != 0 ? settings.depth : plate.photo.depth;
-    for (Picture* picture : {&plate.photo, &plate.background}) {
-        MakeColour(*picture);
-        ChangeDepth(*picture, depth);
+    for (images::Picture* picture : {&plate.photo, &plate.background}) {
+        images::MakeColour(*picture);
+        images::ChangeDepth(*picture, depth);
     }
     DropGreyProfile(plate.photo);
     DropGreyProfile(plate.background);
-    Flatten(plate.background);
+    images::Flatten(plate.background);
     return plate;
 }
 
@@ -75,20 +75,20 @@ Plate ReadPlate(const KeySettings& settings, const std::filesystem::path& path) 
 bool MatchColours(Plate& plate) {
     const bool bothSay = !plate.photo.profile.empty() && !plate.background.profile.empty();
     if (!bothSay || plate.background.profile == plate.photo.profile) return true;
-    return ConvertColours(plate.background, plate.photo.profile);
+    return images::ConvertColours(plate.background, plate.photo.profile);
 }
 
 // A mask's values as bytes; a coloured mask counts by its brightness.
-Plane SelectionFor(const KeySettings& settings, const Picture& photo) {
+images::Plane SelectionFor(const KeySettings& settings, const images::Picture& photo) {
     if (settings.selection.width == 0) return {};
-    Picture mask = settings.selection;
+    images::Picture mask = settings.selection;
     if (mask.width != photo.width || mask.height != photo.height) {
         throw Failure(kBadInput, settings.selectionName + ": is " + SizeText(mask) +
                                      " pixels, the photograph " + SizeText(photo));
     }
-    ChangeDepth(mask, 8);
+    images::ChangeDepth(mask, 8);
     if (mask.colour.size() == 1) return mask.colour[0];
-    Plane bytes(PixelCount(mask));
+    images::Plane bytes(images::PixelCount(mask));
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         bytes[i] = static_cast<std::uint16_t>(
             (299u * mask.colour[0][i] + 587u * mask.colour[1][i] + 114u * mask.colour[2][i] + 500u) / 1000u);
@@ -97,11 +97,11 @@ Plane SelectionFor(const KeySettings& settings, const Picture& photo) {
 }
 
 // The target layer over the background, as the host would show the document.
-void LayOver(Picture& layer, const Picture& background) {
-    const auto largest = static_cast<std::uint32_t>(LargestSample(layer.depth));
+void LayOver(images::Picture& layer, const images::Picture& background) {
+    const auto largest = static_cast<std::uint32_t>(images::LargestSample(layer.depth));
     for (std::size_t c = 0; c < layer.colour.size(); ++c) {
-        Plane& plane = layer.colour[c];
-        const Plane& below = background.colour[c];
+        images::Plane& plane = layer.colour[c];
+        const images::Plane& below = background.colour[c];
         for (std::size_t i = 0; i < plane.size(); ++i) {
             const std::uint32_t alpha = layer.alpha[i];
             if (alpha == largest) continue;
@@ -127,8 +127,8 @@ bool IsMatteRun(const ParameterValues& values) {
            ValueOrDefault(values, "FlagOrgPhoto") == 0;
 }
 
-Picture GreyOf(Plane plane, const Picture& like) {
-    Picture grey;
+images::Picture GreyOf(images::Plane plane, const images::Picture& like) {
+    images::Picture grey;
     grey.width = like.width;
     grey.height = like.height;
     grey.depth = like.depth;
@@ -144,7 +144,7 @@ Picture GreyOf(Plane plane, const Picture& like) {
 Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
                     bool wantsResult, bool wantsMatte) {
     Plate plate = ReadPlate(settings, path);
-    const Plane selection = SelectionFor(settings, plate.photo);
+    const images::Plane selection = SelectionFor(settings, plate.photo);
     KeyJob job{&plate.photo, &plate.background, &selection, settings.parameters, settings.withDialog};
     Keyed keyed;
     if (!MatchColours(plate)) {

@@ -11,20 +11,20 @@ namespace frond {
 
 // What all photographs of one command have in common. A picture of no width: not given.
 struct KeySettings {
-    Picture background;
+    images::Picture background;
     std::string backgroundName;
-    Picture selection;
+    images::Picture selection;
     std::string selectionName;
     ParameterValues parameters;
     int depth = 0;  // 0: the photograph's
-    Fit fit = Fit::kCover;
+    images::Fit fit = images::Fit::kCover;
     bool withDialog = false;
 };
 
 struct Keyed {
-    Picture
+    images::Picture
         result;  // the target layer as a host shows it over the background; with alpha when it was asked for
-    Picture matte;  // grey: the opacity that the filter gives the photograph
+    images::Picture matte;  // grey: the opacity that the filter gives the photograph
     ParameterValues recorded;
     std::string warning;  // one line, or empty
 };

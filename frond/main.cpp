@@ -46,7 +46,7 @@ int Run(int count, char** texts) {
         app.parse(Arguments(count, texts));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
-        PrintError(OneLine(error.what()) + "; see frond --help");
+        PrintError(images::OneLine(error.what()) + "; see frond --help");
         return kBadUsage;
     }
     for (const Command& command : commands) {
@@ -67,7 +67,7 @@ int main(int count, char** texts) {
     } catch (const std::bad_alloc&) {
         PrintError("not enough memory");
     } catch (const std::exception& error) {
-        PrintError(std::string("internal error: ") + OneLine(error.what()));
+        PrintError(std::string("internal error: ") + images::OneLine(error.what()));
     }
     return kRunFailed;
 }

@@ -49,7 +49,7 @@ fs::path FromEnvironment() {
 fs::path Existing(const fs::path& path, const char* origin) {
     std::error_code ignored;
     if (fs::is_regular_file(path, ignored)) return path;
-    throw Failure(kNoModule, DisplayName(path) + ": no such module (" + origin + ")");
+    throw Failure(kNoModule, images::DisplayName(path) + ": no such module (" + origin + ")");
 }
 
 }  // namespace

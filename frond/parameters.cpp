@@ -63,19 +63,19 @@ void Overlay(ParameterValues& values, const ParameterValues& over) {
     }
 }
 
-Descriptor DescriptorOf(const ParameterValues& values) {
-    Descriptor descriptor;
+host::Descriptor DescriptorOf(const ParameterValues& values) {
+    host::Descriptor descriptor;
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (!values[i]) continue;
-        descriptor.push_back(
-            {kParameters[i].key, kParameters[i].isFlag ? kTypeBoolean : kTypeInteger, *values[i]});
+        descriptor.push_back({kParameters[i].key,
+                              kParameters[i].isFlag ? host::kTypeBoolean : host::kTypeInteger, *values[i]});
     }
     return descriptor;
 }
 
-ParameterValues ValuesOf(const Descriptor& descriptor) {
+ParameterValues ValuesOf(const host::Descriptor& descriptor) {
     ParameterValues values;
-    for (const DescriptorItem& item : descriptor) {
+    for (const host::DescriptorItem& item : descriptor) {
         for (std::size_t i = 0; i < values.size(); ++i) {
             if (kParameters[i].key == item.key) values[i] = item.value;
         }

@@ -32,8 +32,8 @@ void AddParameterOptions(CLI::App& app, ParameterValues& values);
 // What stands in `over` replaces what stands in `values`.
 void Overlay(ParameterValues& values, const ParameterValues& over);
 
-Descriptor DescriptorOf(const ParameterValues& values);
-ParameterValues ValuesOf(const Descriptor& descriptor);
+host::Descriptor DescriptorOf(const ParameterValues& values);
+ParameterValues ValuesOf(const host::Descriptor& descriptor);
 
 // The value that a run will use.
 std::int32_t ValueOrDefault(const ParameterValues& values, const char* name);

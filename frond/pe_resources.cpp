@@ -149,8 +149,8 @@ PeFile ParsePeFile(const Bytes& bytes, const std::string& file) {
 
 PeFile ReadPeFile(const std::filesystem::path& path) {
     try {
-        return ParsePeFile(ReadWholeFile(path), DisplayName(path));
-    } catch (const PictureError& error) {
+        return ParsePeFile(images::ReadWholeFile(path), images::DisplayName(path));
+    } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }
 }

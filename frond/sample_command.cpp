@@ -21,7 +21,7 @@ Options gOptions;
 
 constexpr int kSmallest = 16, kLargest = 30000;  // pixels on a side
 
-void ParseSize(const std::string& text, PlateOptions& plate) {
+void ParseSize(const std::string& text, sample_plate::PlateOptions& plate) {
     int used = 0;
     const int read = std::sscanf(text.c_str(), "%5dx%5d%n", &plate.width, &plate.height, &used);
     const bool isWhole = read == 2 && used == static_cast<int>(text.size());
@@ -33,7 +33,7 @@ void ParseSize(const std::string& text, PlateOptions& plate) {
 }
 
 ExitCode RunSample() {
-    PlateOptions options;
+    sample_plate::PlateOptions options;
     options.depth = gOptions.depth;
     options.isBlue = gOptions.isBlue;
     ParseSize(gOptions.size, options);
@@ -41,14 +41,14 @@ ExitCode RunSample() {
     std::error_code failure;
     std::filesystem::create_directories(folder, failure);
     if (!std::filesystem::is_directory(folder, failure)) {
-        throw Failure(kBadOutput, DisplayName(folder) + ": is no folder and cannot be made one");
+        throw Failure(kBadOutput, images::DisplayName(folder) + ": is no folder and cannot be made one");
     }
     WatchForInterrupts();
-    const SamplePlate plate = RenderSamplePlate(options);
-    const std::pair<const char*, const Picture*> pictures[] = {{"photo", &plate.photo},
-                                                               {"background", &plate.background},
-                                                               {"alpha", &plate.alpha},
-                                                               {"composite", &plate.composite}};
+    const sample_plate::SamplePlate plate = sample_plate::RenderSamplePlate(options);
+    const std::pair<const char*, const images::Picture*> pictures[] = {{"photo", &plate.photo},
+                                                                       {"background", &plate.background},
+                                                                       {"alpha", &plate.alpha},
+                                                                       {"composite", &plate.composite}};
     for (const auto& [name, picture] : pictures) Write(folder / (name + ("." + gOptions.format)), *picture);
     return kDone;
 }

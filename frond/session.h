@@ -13,8 +13,8 @@
 namespace frond {
 
 struct Session {
-    HostPtr host;
-    ModulePtr module;
+    host::HostPtr host;
+    host::ModulePtr module;
 
     Session() = default;
     Session(const Session&) = delete;
@@ -28,21 +28,21 @@ struct Session {
 std::filesystem::path FindModule(const std::filesystem::path& given);
 
 // Loads the module into the host that was made. Throws Failure kNoModule.
-void StartSession(Session& session, const std::filesystem::path& module, HostOptions options);
+void StartSession(Session& session, const std::filesystem::path& module, host::HostOptions options);
 
 // One run's document: the photograph on the upper layer, the background under it. Both are colour pictures of
 // one size and depth; the photograph may have alpha, the background must not. `selection` is empty or holds a
 // byte's value (0..255) per pixel: where it is 0, the photograph stays as it is.
 struct KeyJob {
-    const Picture* photo;
-    const Picture* background;
-    const Plane* selection;
+    const images::Picture* photo;
+    const images::Picture* background;
+    const images::Plane* selection;
     ParameterValues parameters;
     bool withDialog;  // the user decides on the parameters; Windows alone
 };
 
 struct KeyResult {
-    Picture layer;               // the target layer after the run: colour and alpha
+    images::Picture layer;       // the target layer after the run: colour and alpha
     ParameterValues parameters;  // as the module recorded them, all of them
 };
 

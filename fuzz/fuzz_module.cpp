@@ -33,17 +33,17 @@ bool Half(Random* draws) {
 // ---- The document
 
 // Samples of a few kinds: all alike, noise, or a green backdrop under noise.
-Channel DrawChannel(const Document& document, std::int32_t backdrop, Random* draws) {
-    const std::int32_t largest = document.depth == 8 ? 255 : kHostMaxSample16;
+host::Channel DrawChannel(const host::Document& document, std::int32_t backdrop, Random* draws) {
+    const std::int32_t largest = document.depth == 8 ? 255 : host::kHostMaxSample16;
     const std::int32_t step = largest / 255, noise = draws->Below(3) == 0 ? largest : 6 * step;
-    Channel channel = MakeChannel(document, 0);
+    host::Channel channel = host::MakeChannel(document, 0);
     Random random(draws->Below(1u << 31));
-    const std::int32_t width = WidthOf(document.bounds), height = HeightOf(document.bounds);
+    const std::int32_t width = host::WidthOf(document.bounds), height = host::HeightOf(document.bounds);
     for (std::int32_t y = 0; y < height; ++y) {
         for (std::int32_t x = 0; x < width; ++x) {
             const auto drawn = static_cast<std::int32_t>(random.Below(static_cast<std::uint32_t>(noise) + 1));
             const std::int32_t sample = random.Below(4) == 0 ? drawn : backdrop * step + drawn;
-            SetSample(document, channel, x, y, static_cast<std::uint16_t>(std::min(sample, largest)));
+            host::SetSample(document, channel, x, y, static_cast<std::uint16_t>(std::min(sample, largest)));
         }
     }
     channel.readable = !OneInTen(draws);
@@ -52,8 +52,8 @@ Channel DrawChannel(const Document& document, std::int32_t backdrop, Random* dra
     return channel;
 }
 
-Layer DrawLayer(const Document& document, Random* draws) {
-    Layer layer;
+host::Layer DrawLayer(const host::Document& document, Random* draws) {
+    host::Layer layer;
     layer.name = "layer";
     const std::int32_t backdrop[] = {60, 190, 80};
     const std::uint32_t channels = OneInTen(draws) ? 4 : 3;
@@ -64,12 +64,12 @@ Layer DrawLayer(const Document& document, Random* draws) {
     return layer;
 }
 
-Document DrawDocument(Random* draws) {
+host::Document DrawDocument(Random* draws) {
     std::int32_t width = draws->Between(1, 40), height = draws->Between(1, 50);
     if (OneInTen(draws)) width = draws->Between(1, 3000);
     if (OneInTen(draws)) std::swap(width, height);
     if (std::int64_t{width} * height > 20000) height = 1 + 20000 / width;
-    Document document = MakeDocument(width, height, Half(draws) ? 8 : 16);
+    host::Document document = host::MakeDocument(width, height, Half(draws) ? 8 : 16);
     if (OneInTen(draws)) {  // the corner of a canvas that was cropped
         const std::int32_t x = draws->Between(-60, 60), y = draws->Between(-60, 60);
         document.bounds = {y, x, y + height, x + width};
@@ -79,23 +79,23 @@ Document DrawDocument(Random* draws) {
     if (layers == 0 || OneInTen(draws)) document.flat = DrawLayer(document, draws);
     if (OneInTen(draws)) document.alphaChannels.push_back(DrawChannel(document, 0, draws));
     if (draws->Below(3) == 0) document.selection = DrawChannel(document, Half(draws) ? 0 : 100, draws);
-    document.targetLayer = layers == 0 ? kTargetFlat : static_cast<int>(draws->Below(layers));
+    document.targetLayer = layers == 0 ? host::kTargetFlat : static_cast<int>(draws->Below(layers));
     return document;
 }
 
-Descriptor DrawDescriptor(Random* draws) {
-    Descriptor descriptor;
+host::Descriptor DrawDescriptor(Random* draws) {
+    host::Descriptor descriptor;
     for (const ParameterInfo& info : kParameters) {
         if (OneInTen(draws)) continue;
         const std::int32_t far = draws->Between(-2000000000, 2000000000);
         const std::int32_t slider = OneInTen(draws) ? far : draws->Between(-20, 220);
         if (info.isFlag) {
-            descriptor.push_back({info.key, kTypeBoolean, static_cast<std::int32_t>(draws->Below(2))});
+            descriptor.push_back({info.key, host::kTypeBoolean, static_cast<std::int32_t>(draws->Below(2))});
         } else {
-            descriptor.push_back({info.key, kTypeInteger, slider});
+            descriptor.push_back({info.key, host::kTypeInteger, slider});
         }
     }
-    if (OneInTen(draws)) descriptor.push_back({FourCC("what"), kTypeInteger, 1});
+    if (OneInTen(draws)) descriptor.push_back({FourCC("what"), host::kTypeInteger, 1});
     return descriptor;
 }
 
@@ -144,12 +144,12 @@ std::function<void(FilterRecord&)> DrawMissingServices(Random* draws) {
     };
 }
 
-bool HandlesUsable(const HostOptions& options) {
+bool HandlesUsable(const host::HostOptions& options) {
     return options.handleProcsVersion == kHandleProcsVersion && options.numHandleProcs >= kHandleProcsCount;
 }
 
-HostOptions DrawOptions(Random* draws) {
-    HostOptions options;
+host::HostOptions DrawOptions(Random* draws) {
+    host::HostOptions options;
     options.playInfo = static_cast<std::int16_t>(draws->Below(3));
     options.fillByte = static_cast<std::uint8_t>(draws->Below(256));
     options.moveHandles = Half(draws);
@@ -157,7 +157,8 @@ HostOptions DrawOptions(Random* draws) {
     options.offersDisplayPixels = !OneInTen(draws);
     if (draws->Below(3) == 0) options.failAt = draws->Between(1, 90);
     options.failKindEnabled = OneInTen(draws);
-    options.failKind = static_cast<HostCall>(draws->Below(static_cast<int>(HostCall::kDisplayPixels) + 1));
+    options.failKind =
+        static_cast<host::HostCall>(draws->Below(static_cast<int>(host::HostCall::kDisplayPixels) + 1));
     options.failKindAt = draws->Between(0, 8);
     if (draws->Below(4) == 0) options.abortAt = draws->Between(1, 3);
     options.allocateBlockGivesNull = OneInTen(draws);
@@ -175,10 +176,10 @@ HostOptions DrawOptions(Random* draws) {
 
 // Handles of the process, where the host's procs are of no use, are the driver's to free: a host would keep
 // them to its end.
-void FreeProcessHandles(Host& host) {
-    if (HandlesUsable(OptionsOf(host))) return;
+void FreeProcessHandles(host::Host& host) {
+    if (HandlesUsable(host::OptionsOf(host))) return;
     const HandleProcs unusable{};
-    const Handle handles[] = {reinterpret_cast<Handle>(DataWord(host)), ParametersHandle(host)};
+    const Handle handles[] = {reinterpret_cast<Handle>(host::DataWord(host)), host::ParametersHandle(host)};
     for (const Handle handle : handles) {
         if (handle != nullptr) DisposeHandle(&unusable, handle);
     }
@@ -186,19 +187,19 @@ void FreeProcessHandles(Host& host) {
 
 // ---- The walk
 
-void PlaySelectors(Host& host, Document& document, Random* draws) {
-    OpenDocument(host, document);
+void PlaySelectors(host::Host& host, host::Document& document, Random* draws) {
+    host::OpenDocument(host, document);
     constexpr std::int16_t kSelectors[] = {-1, 1, 2, 3, 3, 3, 4, 5, 7};  // mostly Start, which does the work
     const std::uint32_t calls = draws->Between(1, 6);
     for (std::uint32_t i = 0; i < calls; ++i)
-        CallSelector(host, PluginMain, kSelectors[draws->Below(std::size(kSelectors))]);
-    EndRun(host);
+        host::CallSelector(host, PluginMain, kSelectors[draws->Below(std::size(kSelectors))]);
+    host::EndRun(host);
 }
 
 // The preview as a dialog would drive it: opened, zoomed, scrolled, tuned and closed.
-void PlayPreview(Host& host, Document& document, Random* draws) {
-    OpenDocument(host, document);
-    FilterRecord* const record = PrepareRecord(host);
+void PlayPreview(host::Host& host, host::Document& document, Random* draws) {
+    host::OpenDocument(host, document);
+    FilterRecord* const record = host::PrepareRecord(host);
     gSPBasicSuite = record->sSPBasic;
     std::int16_t result = noErr;
     std::intptr_t data = 0;
@@ -237,9 +238,9 @@ void PlayPreview(Host& host, Document& document, Random* draws) {
         UnlockHandle(record->handleProcs, own);
         DisposeHandle(record->handleProcs, own);
     }
-    if (record->parameters != nullptr && record->parameters != ParametersHandle(host))
+    if (record->parameters != nullptr && record->parameters != host::ParametersHandle(host))
         DisposeHandle(record->handleProcs, record->parameters);
-    EndRun(host);
+    host::EndRun(host);
 }
 
 }  // namespace
@@ -248,11 +249,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     Random draws(bytes, size);
     const char* const variant = kVariantNames[draws.Below(4)];
     SetActiveVariant(VariantRunsHere(variant) ? variant : "scalar");
-    HostPtr host = CreateHost(DrawOptions(&draws));
+    host::HostPtr host = host::CreateHost(DrawOptions(&draws));
     const std::uint32_t runs = draws.Between(1, 2);
     for (std::uint32_t i = 0; i < runs; ++i) {
-        Document document = DrawDocument(&draws);
-        if (Half(&draws)) GiveDescriptor(*host, DrawDescriptor(&draws));
+        host::Document document = DrawDocument(&draws);
+        if (Half(&draws)) host::GiveDescriptor(*host, DrawDescriptor(&draws));
         switch (draws.Below(4)) {
             case 0:
                 PlayPreview(*host, document, &draws);
@@ -261,15 +262,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
                 PlaySelectors(*host, document, &draws);
                 break;
             default:
-                RunFilter(*host, PluginMain, document,
-                          Half(&draws) ? AskForParameters::kYes : AskForParameters::kNo);
+                host::RunFilter(*host, PluginMain, document,
+                                Half(&draws) ? host::AskForParameters::kYes : host::AskForParameters::kNo);
         }
     }
-    if (OneInTen(&draws)) ShowAbout(*host, PluginMain);
+    if (OneInTen(&draws)) host::ShowAbout(*host, PluginMain);
     FreeProcessHandles(*host);
-    CloseHost(*host);
+    host::CloseHost(*host);
     bool allowed = true;
-    for (const Violation& violation : ReportOf(*host).violations) {
+    for (const host::Violation& violation : host::ReportOf(*host).violations) {
         // The preview's alpha goes with its pixels, also where the host had no memory for it.
         if (violation.text == "Dispose: null is no buffer") continue;
         std::fprintf(stderr, "%s\n", violation.text.c_str());

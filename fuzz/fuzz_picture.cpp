@@ -17,17 +17,17 @@ using frond::Bytes;
 
 void CheckFile(const Bytes& file) {
     try {
-        frond::CheckPictureBytes(file, "picture");
-    } catch (const frond::PictureError&) {
+        images::CheckPictureBytes(file, "picture");
+    } catch (const images::PictureError&) {
     }
-    const Bytes profile = frond::JpegProfile(file);
-    const int orientation = frond::OrientationIn(file);
+    const Bytes profile = images::JpegProfile(file);
+    const int orientation = images::OrientationIn(file);
     if (orientation < 1 || orientation > 8) std::abort();
     Bytes embedded = file;
     const Bytes other(300, 7);
-    if (!frond::EmbedProfile(embedded, other) && embedded != file) std::abort();
+    if (!images::EmbedProfile(embedded, other) && embedded != file) std::abort();
     // What was embedded is found again where there was no other.
-    if (embedded != file && profile.empty() && file[0] == 0xFF && frond::JpegProfile(embedded) != other)
+    if (embedded != file && profile.empty() && file[0] == 0xFF && images::JpegProfile(embedded) != other)
         std::abort();
 }
 
@@ -52,28 +52,28 @@ void CheckWords(InWords inWords, const Bytes& bytes) {
 
 void CheckConversions(Random draws) {
     const int width = draws.Between(1, 40), height = draws.Between(1, 40);
-    frond::Picture picture = frond::MakePicture(width, height, draws.Below(2) == 0 ? 8 : 16,
-                                                draws.Below(2) == 0 ? 1 : 3, draws.Below(2) == 0);
-    for (frond::Plane& plane : picture.colour) {
+    images::Picture picture = images::MakePicture(width, height, draws.Below(2) == 0 ? 8 : 16,
+                                                  draws.Below(2) == 0 ? 1 : 3, draws.Below(2) == 0);
+    for (images::Plane& plane : picture.colour) {
         for (std::uint16_t& sample : plane)
-            sample = static_cast<std::uint16_t>(draws.Between(0, frond::LargestSample(picture.depth)));
+            sample = static_cast<std::uint16_t>(draws.Between(0, images::LargestSample(picture.depth)));
     }
-    picture = frond::ApplyOrientation(std::move(picture), draws.Between(-1, 10));
-    if (draws.Below(2) == 0) frond::ChangeDepth(picture, draws.Below(2) == 0 ? 8 : 16);
+    picture = images::ApplyOrientation(std::move(picture), draws.Between(-1, 10));
+    if (draws.Below(2) == 0) images::ChangeDepth(picture, draws.Below(2) == 0 ? 8 : 16);
     if (draws.Below(2) == 0) {
         picture.offsetX = draws.Between(-2000000000, 2000000000);
         picture.offsetY = draws.Between(-50, 50);
-        picture = frond::PlaceOnCanvas(picture, draws.Between(1, 60), draws.Between(1, 60));
+        picture = images::PlaceOnCanvas(picture, draws.Between(1, 60), draws.Between(1, 60));
     }
-    constexpr frond::Fit kFits[] = {frond::Fit::kCover, frond::Fit::kStretch, frond::Fit::kNone};
+    constexpr images::Fit kFits[] = {images::Fit::kCover, images::Fit::kStretch, images::Fit::kNone};
     const int w = draws.Between(1, 90), h = draws.Between(1, 90);
-    frond::Picture fitted = frond::FitPicture(picture, w, h, kFits[draws.Below(3)]);
-    frond::Flatten(fitted);
-    frond::MakeColour(fitted);
+    images::Picture fitted = images::FitPicture(picture, w, h, kFits[draws.Below(3)]);
+    images::Flatten(fitted);
+    images::MakeColour(fitted);
     if (fitted.width != w || fitted.height != h || fitted.colour.size() != 3) std::abort();
-    const int largest = frond::LargestSample(fitted.depth);
-    for (const frond::Plane& plane : fitted.colour) {
-        if (plane.size() != frond::PixelCount(fitted)) std::abort();
+    const int largest = images::LargestSample(fitted.depth);
+    for (const images::Plane& plane : fitted.colour) {
+        if (plane.size() != images::PixelCount(fitted)) std::abort();
         if (*std::max_element(plane.begin(), plane.end()) > largest) std::abort();
     }
 }

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <vector>
 
+namespace host {
+
 namespace {
 
 // The part of a line of `source` samples that destination sample `index` of `count` covers. In units of
@@ -84,3 +86,5 @@ void ScaleByArea(const SourcePixels<std::uint8_t>& source, const ScaledTarget& t
 void ScaleByArea(const SourcePixels<std::uint16_t>& source, const ScaledTarget& target) {
     Scale(source, target);
 }
+
+}  // namespace host

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace host {
+
 // One channel's samples, rows from the top; distances count samples.
 template <typename Sample>
 struct SourcePixels {
@@ -25,3 +27,5 @@ struct ScaledTarget {
 // columns and likewise rows, fractions included; an even split rounds up.
 void ScaleByArea(const SourcePixels<std::uint8_t>& source, const ScaledTarget& target);
 void ScaleByArea(const SourcePixels<std::uint16_t>& source, const ScaledTarget& target);
+
+}  // namespace host

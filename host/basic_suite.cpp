@@ -4,6 +4,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 const void* FindSuite(const HostOptions& options, const char* name, std::int32_t version) {
@@ -103,3 +105,5 @@ SPBasicSuite* BasicSuite() {
                                  FreeBlock,    NotOffered,   NotOffered};
     return &suite;
 }
+
+}  // namespace host

@@ -3,6 +3,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 void* New(std::uint32_t* requestedSize, std::uint32_t minimumSize) {
@@ -45,3 +47,5 @@ const PSBufferSuite* BufferSuite() {
     static const PSBufferSuite suite = {New, Dispose, NotOffered, NotOffered};
     return &suite;
 }
+
+}  // namespace host

@@ -5,6 +5,8 @@
 #include "host/host_state.h"
 #include "host/port_checks.h"
 
+namespace host {
+
 namespace {
 
 std::string MemoryText(const Host& host, const PixelMemoryDesc* memory) {
@@ -221,3 +223,5 @@ const PSChannelPortsSuite* ChannelPortsSuite() {
                                               NotOffered};
     return &suite;
 }
+
+}  // namespace host

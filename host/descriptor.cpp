@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace host {
+
 namespace {
 
 // The block: the mark, the number of items, then key, type and value of each; 32-bit words all.
@@ -46,3 +48,5 @@ std::string CodeText(FourCharCode code) {
     }
     return text;
 }
+
+}  // namespace host

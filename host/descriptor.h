@@ -9,6 +9,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace host {
+
 constexpr FourCharCode kTypeInteger = FourCC("long");
 constexpr FourCharCode kTypeBoolean = FourCC("bool");
 
@@ -32,3 +34,5 @@ std::optional<Descriptor> DecodeDescriptor(const void* block, std::size_t size);
 
 // The four characters of a code, those that do not print as dots.
 std::string CodeText(FourCharCode code);
+
+}  // namespace host

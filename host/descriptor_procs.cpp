@@ -4,6 +4,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 constexpr const char* kOpenRead = "openReadDescriptorProc";
@@ -258,3 +260,5 @@ void GiveDescriptor(Host& host, const Descriptor& descriptor) {
 std::optional<Descriptor> KeptDescriptor(const Host& host) {
     return ReadHandle(host, host.descriptor);
 }
+
+}  // namespace host

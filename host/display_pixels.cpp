@@ -4,6 +4,8 @@
 #include "host/host_state.h"
 #include "host/painting.h"
 
+namespace host {
+
 namespace {
 
 constexpr std::int32_t kMapVersion = 2;
@@ -101,3 +103,5 @@ OSErr DisplayPixels(const PSPixelMap* map, const VRect* sourceRect, std::int32_t
     host->report.displays.push_back(std::move(shown));
     return result;
 }
+
+}  // namespace host

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace host {
+
 namespace {
 
 std::size_t SampleBytes(const Document& document, const Channel& channel) {
@@ -110,3 +112,5 @@ std::string ValidateDocument(const Document& document) {
     }
     return {};
 }
+
+}  // namespace host

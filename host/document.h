@@ -13,6 +13,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace host {
+
 // The largest sample of a 16-bit document.
 constexpr std::uint16_t kHostMaxSample16 = 32768;
 
@@ -78,3 +80,5 @@ void SetSample(const Document& document, Channel& channel, std::int32_t x, std::
 // one pixel, a depth of 8 or 16, a target that exists with three colour channels, and channels of the right
 // size.
 std::string ValidateDocument(const Document& document);
+
+}  // namespace host

@@ -1,6 +1,8 @@
 // The records that describe an open document to the module, and its ports.
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 class RecordMaker {
@@ -123,3 +125,5 @@ std::unique_ptr<DocumentRecords> DescribeDocument(Host& host, Document& document
     record.layersDescriptor = maker.DescribeLayers();
     return records;
 }
+
+}  // namespace host

@@ -1,6 +1,8 @@
 // The GetFileList suite, of which one operation counts: showing a page.
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 SPErr BrowseUrl(const char* url) {
@@ -26,3 +28,5 @@ const PSGetFileListSuite* GetFileListSuite() {
                                              NotOffered, NotOffered, NotOffered, NotOffered};
     return &suite;
 }
+
+}  // namespace host

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+namespace host {
+
 namespace {
 
 constexpr std::size_t kGuardBytes = 64;
@@ -126,3 +128,5 @@ std::string NameOfAddress(const GuardedMemory& memory, const void* address) {
     const std::uintptr_t offset = AddressOf(address) - AddressOf(BytesOf(*block));
     return offset == 0 ? name : name + '+' + std::to_string(offset);
 }
+
+}  // namespace host

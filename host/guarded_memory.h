@@ -9,6 +9,8 @@
 #include <memory>
 #include <string>
 
+namespace host {
+
 enum class BlockKind { kHandle, kBuffer, kBlock };
 
 struct GuardedBlock {
@@ -52,3 +54,5 @@ int DrainQuarantine(GuardedMemory& memory, std::size_t limit);
 // "buffer 3", "block 1+16", "null" or "other memory".
 std::string NameOfAddress(const GuardedMemory& memory, const void* address);
 const char* NameOfKind(BlockKind kind);
+
+}  // namespace host

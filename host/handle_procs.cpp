@@ -4,6 +4,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 const GuardedBlock& BlockOf(const Host& host, const HandleRecord& record) {
@@ -154,3 +156,5 @@ std::string HandleText(const Host& host, Handle handle) {
     if (record == nullptr) return "unknown handle";
     return Joined(record->address == nullptr ? "disposed handle " : "handle ", record->id);
 }
+
+}  // namespace host

@@ -6,6 +6,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 Host* currentHost = nullptr;
@@ -140,3 +142,5 @@ bool AreaFits(Host& host, const char* call, const PixelArea& area) {
                     " bytes");
     return false;
 }
+
+}  // namespace host

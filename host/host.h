@@ -29,6 +29,8 @@
 #include "host/document.h"
 #include "hostapi/hostapi.h"
 
+namespace host {
+
 // ---- Findings ---------------------------------------------------------------------------------------------
 
 enum class ViolationKind {
@@ -231,3 +233,5 @@ SPBasicSuite* BasicSuite();
 // The record that the next call would pass, without a call: for parts of the logic that are tested by
 // themselves. Needs an open document; valid until EndRun.
 FilterRecord* PrepareRecord(Host& host);
+
+}  // namespace host

@@ -15,6 +15,8 @@
 #include "host/guarded_memory.h"
 #include "host/host.h"
 
+namespace host {
+
 // What services answer when no published code says it better.
 constexpr SPErr kServiceFailed = -1;
 constexpr OSErr kWrongDescriptorType = -1700;
@@ -181,3 +183,5 @@ struct PixelArea {
 // Whether all samples lie in the block that the data points into; a violation under the call's name if not.
 // Memory that is not the host's passes.
 bool AreaFits(Host& host, const char* call, const PixelArea& area);
+
+}  // namespace host

@@ -10,6 +10,8 @@
 #include <filesystem>
 #endif
 
+namespace host {
+
 namespace {
 
 constexpr char kEntryPoint[] = "PluginMain";
@@ -121,3 +123,5 @@ ModulePtr OpenModule(const std::string& path, std::string* error) {
     }
     return module;
 }
+
+}  // namespace host

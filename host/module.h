@@ -6,6 +6,8 @@
 
 #include "hostapi/hostapi.h"
 
+namespace host {
+
 struct Module {
     void* library = nullptr;
     PluginMainProc pluginMain = nullptr;
@@ -22,3 +24,5 @@ using ModulePtr = std::unique_ptr<Module, ModuleCloser>;
 // entry point. Gives null and says in error, in one line, what went wrong: no such file, no library for this
 // kind of process, or no entry point in it.
 ModulePtr OpenModule(const std::string& path, std::string* error);
+
+}  // namespace host

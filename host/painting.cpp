@@ -4,6 +4,8 @@
 #include <windows.h>
 #endif
 
+namespace host {
+
 namespace {
 
 constexpr std::uint32_t kLightSquare = 255;
@@ -58,3 +60,5 @@ void PaintDisplay(const DisplayCall& shown) {
 void PaintDisplay(const DisplayCall&) {}
 
 #endif
+
+}  // namespace host

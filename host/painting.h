@@ -6,6 +6,8 @@
 
 #include "host/host.h"
 
+namespace host {
+
 // The source rectangle of the map as rows of 32-bit pixels from the top, 0x00RRGGBB. Where the mask is not
 // full, a checkerboard shows through in proportion; its squares are kCheckSide pixels wide and stand still
 // against the map.
@@ -14,3 +16,5 @@ std::vector<std::uint32_t> ComposeDisplay(const DisplayCall& shown);
 
 // Paints into the device context of the call. Does nothing where there is no Win32.
 void PaintDisplay(const DisplayCall& shown);
+
+}  // namespace host

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+namespace host {
+
 namespace {
 
 VRect Intersection(const VRect& a, const VRect& b) {
@@ -90,3 +92,5 @@ bool RequireSource(Host& host, const VRect& asked, VRect* source) {
     }
     return true;
 }
+
+}  // namespace host

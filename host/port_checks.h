@@ -8,6 +8,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 bool IsEmpty(const VRect& rect);
 bool Contains(const VRect& outer, const VRect& inner);
 
@@ -25,3 +27,5 @@ bool RequireRectangle(Host& host, const char* call, const VRect* rect, VRect* in
 // What a scaled read samples. An empty side is the limit of a shrinking one: it stands for the sample that it
 // lies on, so that a zoom to nothing still shows the colour of the place. False for an illegal source.
 bool RequireSource(Host& host, const VRect& asked, VRect* source);
+
+}  // namespace host

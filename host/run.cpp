@@ -6,6 +6,8 @@
 
 #include "host/host_state.h"
 
+namespace host {
+
 namespace {
 
 constexpr std::int32_t kMemoryOnOffer = 0x40000000;  // bytes; the same on every machine
@@ -263,3 +265,5 @@ void CloseHost(Host& host) {
     CheckAllMemory(host);
     ReportLeaks(host, "the host's end");
 }
+
+}  // namespace host

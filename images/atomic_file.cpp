@@ -15,7 +15,7 @@
 #include <unistd.h>
 #endif
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -259,4 +259,4 @@ std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path) {
     return bytes;
 }
 
-}  // namespace frond
+}  // namespace images

@@ -9,7 +9,7 @@
 
 #include "images/picture.h"
 
-namespace frond {
+namespace images {
 
 // A full disk, or a quota that is used up: other files would fare no better.
 struct DiskFull : PictureError {
@@ -37,4 +37,4 @@ bool IsSpecialFile(const std::filesystem::path& path);
 // All bytes of a file. Throws PictureError when it is missing, no plain file, or cannot be read.
 std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path);
 
-}  // namespace frond
+}  // namespace images

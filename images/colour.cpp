@@ -10,7 +10,7 @@
 #include <lcms2.h>
 #endif
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -122,4 +122,4 @@ bool ConvertColours(Picture& picture, const Bytes& to) {
     return true;
 }
 
-}  // namespace frond
+}  // namespace images

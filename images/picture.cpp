@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace frond {
+namespace images {
 
 Picture MakePicture(int width, int height, int depth, int colours, bool withAlpha) {
     Picture picture;
@@ -72,4 +72,4 @@ Picture PlaceOnCanvas(const Picture& layer, int width, int height) {
     return canvas;
 }
 
-}  // namespace frond
+}  // namespace images

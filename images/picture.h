@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace frond {
+namespace images {
 
 using Plane = std::vector<std::uint16_t>;  // width * height samples, row-major, no padding
 
@@ -80,4 +80,4 @@ constexpr std::uint16_t FromDocument16(std::uint16_t documentSample) {
                                    : static_cast<std::uint16_t>((documentSample * 65535u + 16384u) / 32768u);
 }
 
-}  // namespace frond
+}  // namespace images

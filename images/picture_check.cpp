@@ -10,7 +10,7 @@
 #include "images/atomic_file.h"
 #include "images/picture_io.h"
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -194,4 +194,4 @@ PictureFormat FormatOf(const std::filesystem::path& path) {
                        "; use .png, .tif, .tiff, .jpg or .jpeg");
 }
 
-}  // namespace frond
+}  // namespace images

@@ -9,7 +9,7 @@
 
 #include "images/picture.h"
 
-namespace frond {
+namespace images {
 
 // Throws PictureError for a file that is missing, empty, cut short or of colours that are not read. Decoders
 // fill the rest of a truncated JPEG, PNG or PSD with grey and say nothing, or convert CMYK without its
@@ -27,4 +27,4 @@ double TidyResolution(double pixelsPerUnit);
 // A decoder's message in one line, without line breaks and closing stops.
 std::string OneLine(const std::string& text);
 
-}  // namespace frond
+}  // namespace images

@@ -7,7 +7,7 @@
 
 #include "images/picture.h"
 
-namespace frond {
+namespace images {
 
 // Reads a picture: 8 or 16 bits as the file has them (floating point becomes 16 bits, linear light takes the
 // sRGB curve), turned upright, alpha straight, with its colour profile and resolution. Throws PictureError
@@ -35,4 +35,4 @@ PictureFormat FormatOf(const std::filesystem::path& path);
 void WritePicture(const std::filesystem::path& path, const Picture& picture,
                   const std::atomic<bool>* stop = nullptr);
 
-}  // namespace frond
+}  // namespace images

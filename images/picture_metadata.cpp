@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -271,4 +271,4 @@ bool EmbedProfile(Bytes& file, const Bytes& profile) {
     return isTiff && EmbedInTiff(file, profile);
 }
 
-}  // namespace frond
+}  // namespace images

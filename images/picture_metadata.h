@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace frond {
+namespace images {
 
 // The colour profile of a JPEG file, put together from its pieces; empty when there is none.
 std::vector<std::uint8_t> JpegProfile(const std::vector<std::uint8_t>& file);
@@ -18,4 +18,4 @@ int OrientationIn(const std::vector<std::uint8_t>& file);
 // kind should be.
 bool EmbedProfile(std::vector<std::uint8_t>& file, const std::vector<std::uint8_t>& profile);
 
-}  // namespace frond
+}  // namespace images

@@ -10,7 +10,7 @@
 #include "images/picture_io.h"
 #include "images/picture_metadata.h"
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -244,4 +244,4 @@ LayeredPicture ReadLayeredPicture(const std::filesystem::path& path) {
     return result;
 }
 
-}  // namespace frond
+}  // namespace images

@@ -8,7 +8,7 @@
 #include "images/picture_metadata.h"
 #include "images/wic.h"
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -193,4 +193,4 @@ LayeredPicture ReadLayeredPicture(const std::filesystem::path& path) {
     return {ReadPicture(path), {}};
 }
 
-}  // namespace frond
+}  // namespace images

@@ -9,7 +9,7 @@
 #include "images/picture_io.h"
 #include "images/picture_metadata.h"
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -94,4 +94,4 @@ void WritePicture(const std::filesystem::path& path, const Picture& picture, con
     WriteWholeFile(path, bytes.data(), bytes.size(), stop);
 }
 
-}  // namespace frond
+}  // namespace images

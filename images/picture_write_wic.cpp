@@ -7,7 +7,7 @@
 #include "images/picture_metadata.h"
 #include "images/wic.h"
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -190,4 +190,4 @@ void WritePicture(const std::filesystem::path& path, const Picture& given, const
     WriteWholeFile(path, file.data(), file.size(), stop);
 }
 
-}  // namespace frond
+}  // namespace images

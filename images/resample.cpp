@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -153,4 +153,4 @@ void Flatten(Picture& picture) {
     picture.alpha.clear();
 }
 
-}  // namespace frond
+}  // namespace images

@@ -3,7 +3,7 @@
 
 #include "images/picture.h"
 
-namespace frond {
+namespace images {
 
 enum class Fit { kCover, kStretch, kNone };
 
@@ -16,4 +16,4 @@ Picture FitPicture(const Picture& picture, int width, int height, Fit fit);
 // Lays the picture on white where it is transparent; the result has no alpha.
 void Flatten(Picture& picture);
 
-}  // namespace frond
+}  // namespace images

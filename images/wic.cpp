@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-namespace frond {
+namespace images {
 
 namespace {
 
@@ -38,4 +38,4 @@ int PlaceOf(const PixelLayout& layout, int colour) {
     return layout.isBgr ? 2 - colour : colour;
 }
 
-}  // namespace frond
+}  // namespace images

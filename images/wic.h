@@ -10,7 +10,7 @@
 
 #include "images/picture.h"
 
-namespace frond {
+namespace images {
 
 // A reference to an object of the component, given back at the end.
 template <typename Object>
@@ -58,4 +58,4 @@ int PlaceOf(const PixelLayout& layout, int colour);
 // too; the picture lies as it is stored.
 Picture DecodePicture(IStream* memory, const std::string& name, int& orientation);
 
-}  // namespace frond
+}  // namespace images

@@ -1,6 +1,6 @@
 #include "sample_plate/figure.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 namespace {
 
@@ -182,4 +182,4 @@ float HandClearance(Vec2 at, float time) {
     return Join(d, Limb(p, {-0.024f, -0.035f, 0}, {-0.068f, -0.078f, 0}, 0.011f, 0.0078f), 0.010f);
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -7,7 +7,7 @@
 #include "sample_plate/grid.h"
 #include "sample_plate/numbers.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 // What a line of sight meets of one part of the figure.
 struct Sight {
@@ -42,4 +42,4 @@ float OutlineAt(const FigureMaps& maps, Vec2 at);
 // Clearance of the waving hand's flat shape, in the posture of `time` between 0 and 1.
 float HandClearance(Vec2 at, float time);
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -7,7 +7,7 @@
 #include "sample_plate/numbers.h"
 #include "sample_plate/parallel.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 struct GridShape {
     int columns = 0, rows = 0;
@@ -61,4 +61,4 @@ Value Between(const GridValues<Value>& values, const GridShape& shape, const Gri
     return Mix(Mix(v[0], v[1], cell.fx), Mix(v[shape.columns], v[shape.columns + 1], cell.fx), cell.fy);
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

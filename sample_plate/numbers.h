@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-namespace frond::plate {
+namespace sample_plate {
 
 struct Vec2 {
     float x = 0, y = 0;
@@ -118,4 +118,4 @@ inline float Turbulence(float x, float y, int octaves, std::uint32_t seed) {
     return sum / total;
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-namespace frond::plate {
+namespace sample_plate {
 
 template <typename Work>
 void ForEachRow(int rows, const Work& work) {
@@ -22,4 +22,4 @@ void ForEachRow(int rows, const Work& work) {
     for (std::thread& helper : helpers) helper.join();
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -4,11 +4,9 @@
 #include "sample_plate/subject.h"
 #include "sample_plate/surroundings.h"
 
-namespace frond {
+namespace sample_plate {
 
 namespace {
-
-using namespace plate;
 
 // The camera's curve (that of sRGB) as a table over its own square root, which spreads the dark end.
 struct CameraCurve {
@@ -52,8 +50,8 @@ float SensorNoise(float light, int column, int row, std::uint32_t channel) {
     return (0.85f * own + 0.5f * shared) * std::sqrt(0.00009f * light + 0.0000012f);
 }
 
-void Put(Picture& picture, std::size_t at, Vec3 light, const CameraCurve& curve) {
-    const auto largest = static_cast<float>(LargestSample(picture.depth));
+void Put(images::Picture& picture, std::size_t at, Vec3 light, const CameraCurve& curve) {
+    const auto largest = static_cast<float>(images::LargestSample(picture.depth));
     picture.colour[0][at] = Sample(curve(light.x), largest);
     picture.colour[1][at] = Sample(curve(light.y), largest);
     picture.colour[2][at] = Sample(curve(light.z), largest);
@@ -62,13 +60,14 @@ void Put(Picture& picture, std::size_t at, Vec3 light, const CameraCurve& curve)
 }  // namespace
 
 SamplePlate RenderSamplePlate(const PlateOptions& options) {
-    if (options.width < 16 || options.height < 16) throw PictureError("a plate has at least 16 by 16 pixels");
+    if (options.width < 16 || options.height < 16)
+        throw images::PictureError("a plate has at least 16 by 16 pixels");
     SamplePlate plate;
-    plate.photo = MakePicture(options.width, options.height, options.depth, 3, false);
+    plate.photo = images::MakePicture(options.width, options.height, options.depth, 3, false);
     plate.background = plate.photo;
     if (options.withTruth) {
         plate.composite = plate.photo;
-        plate.alpha = MakePicture(options.width, options.height, options.depth, 1, false);
+        plate.alpha = images::MakePicture(options.width, options.height, options.depth, 1, false);
     }
     static const CameraCurve curve;
     const Subject subject = PrepareSubject(options.width, options.height);
@@ -77,7 +76,7 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
         options.isBlue);
     const Vec3 spill = SpillColour(options.isBlue);
     const float scale = 1 / static_cast<float>(options.height);
-    const auto largest = static_cast<float>(LargestSample(options.depth));
+    const auto largest = static_cast<float>(images::LargestSample(options.depth));
 
     ForEachRow(options.height, [&](int row) {
         for (int column = 0; column < options.width; ++column) {
@@ -102,4 +101,4 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
     return plate;
 }
 
-}  // namespace frond
+}  // namespace sample_plate

@@ -9,7 +9,7 @@
 
 #include "images/picture.h"
 
-namespace frond {
+namespace sample_plate {
 
 struct PlateOptions {
     int width = 2400;   // pixels, at least 16
@@ -20,12 +20,12 @@ struct PlateOptions {
 };
 
 struct SamplePlate {
-    Picture photo;
-    Picture background;
-    Picture alpha;      // grey: how much of each pixel is figure; without noise
-    Picture composite;  // the figure before the background, without spill and noise
+    images::Picture photo;
+    images::Picture background;
+    images::Picture alpha;      // grey: how much of each pixel is figure; without noise
+    images::Picture composite;  // the figure before the background, without spill and noise
 };
 
 SamplePlate RenderSamplePlate(const PlateOptions& options);
 
-}  // namespace frond
+}  // namespace sample_plate

@@ -1,6 +1,6 @@
 #include "sample_plate/strands.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 namespace {
 
@@ -163,4 +163,4 @@ HairBuffer DrawHair(HairLayer layer, int width, int height) {
     return buffer;
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -5,7 +5,7 @@
 
 #include "sample_plate/numbers.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 // A window of the picture with the hair in it, in pixels.
 struct HairBuffer {
@@ -20,4 +20,4 @@ enum class HairLayer { kBehind, kInFront };
 // on such a picture: a fraction of a pixel up to some 40 megapixels.
 HairBuffer DrawHair(HairLayer layer, int width, int height);
 
-}  // namespace frond::plate
+}  // namespace sample_plate

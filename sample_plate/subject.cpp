@@ -1,6 +1,6 @@
 #include "sample_plate/subject.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 namespace {
 
@@ -275,4 +275,4 @@ Seen SubjectAt(const Subject& subject, int column, int row) {
     return seen;
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -4,7 +4,7 @@
 #include "sample_plate/figure.h"
 #include "sample_plate/strands.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 struct Subject {
     FigureMaps maps;
@@ -23,4 +23,4 @@ struct Seen {
 
 Seen SubjectAt(const Subject& subject, int column, int row);
 
-}  // namespace frond::plate
+}  // namespace sample_plate

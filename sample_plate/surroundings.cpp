@@ -1,6 +1,6 @@
 #include "sample_plate/surroundings.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 namespace {
 
@@ -160,4 +160,4 @@ Vec3 LandscapeAt(const Surroundings& surroundings, Vec2 at) {
                    CellAt(surroundings.landscapeShape, at));
 }
 
-}  // namespace frond::plate
+}  // namespace sample_plate

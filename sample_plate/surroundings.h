@@ -5,7 +5,7 @@
 #include "sample_plate/figure.h"
 #include "sample_plate/numbers.h"
 
-namespace frond::plate {
+namespace sample_plate {
 
 struct Surroundings {
     GridShape backdropShape, landscapeShape;
@@ -25,4 +25,4 @@ Vec3 SpillColour(bool isBlue);
 
 Vec3 LandscapeAt(const Surroundings& surroundings, Vec2 at);
 
-}  // namespace frond::plate
+}  // namespace sample_plate

@@ -16,8 +16,11 @@
 #include "sample_plate/sample_plate.h"
 #include "tests/support/scratch_folder.h"
 
-namespace frond {
 namespace {
+
+using namespace images;
+using sample_plate::RenderSamplePlate;
+using sample_plate::SamplePlate;
 
 #ifdef _WIN32
 constexpr char kProgram[] = "frond.exe";
@@ -282,4 +285,3 @@ TEST_F(FrondProgram, RendersAPlateThatTellsTheTruth) {
 }
 
 }  // namespace
-}  // namespace frond

@@ -14,6 +14,8 @@
 
 namespace {
 
+using namespace host;
+
 const PSBufferSuite& kBuffers = *BufferSuite();
 const PSChannelPortsSuite& kPorts = *ChannelPortsSuite();
 

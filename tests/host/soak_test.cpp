@@ -17,6 +17,8 @@
 
 namespace {
 
+using namespace host;
+
 // Bytes that the process has allocated. 0 where it cannot be told: sanitizers hold back what was freed.
 std::size_t AllocatedBytes() {
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)

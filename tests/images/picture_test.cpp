@@ -16,7 +16,7 @@
 #include "images/resample.h"
 #include "tests/support/scratch_folder.h"
 
-namespace frond {
+namespace images {
 namespace {
 
 Picture RandomPicture(int width, int height, int depth, int colours, bool withAlpha) {
@@ -368,4 +368,4 @@ TEST(PictureFile, WritesWholeOrNotAtAll) {
 }
 
 }  // namespace
-}  // namespace frond
+}  // namespace images

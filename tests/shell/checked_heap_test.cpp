@@ -12,6 +12,8 @@
 
 namespace {
 
+using namespace host;
+
 unsigned char* gServedAgain = nullptr;  // what ServeAgain hands out
 Trace* gFindings = nullptr;             // where the debugger's output goes
 

@@ -8,6 +8,8 @@
 
 namespace {
 
+using namespace host;
+
 const char* const kNames[] = {"topR", "topG", "topB", "topA", "selection", "bottomR", "bottomG", "bottomB"};
 
 using ScaledRead = SPErr (*)(PIChannelPort, VRect*, const PSScaling*, const PixelMemoryDesc*);

@@ -7,6 +7,8 @@
 
 namespace {
 
+using namespace host;
+
 // The failing call, the boxes shown, what was written all the same, and the result.
 std::string Summary(const std::string& trace) {
     std::istringstream lines(trace);

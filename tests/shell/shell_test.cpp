@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace host;
+
 SPErr GiveNullSuite(const char*, std::int32_t, const void** suite) {
     *suite = nullptr;
     return noErr;

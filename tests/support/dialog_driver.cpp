@@ -69,14 +69,14 @@ RECT RectOf(HWND window) {
     return rect;
 }
 
-ModulePtr OpenBuiltModule() {
+host::ModulePtr OpenBuiltModule() {
     std::string error;
-    ModulePtr module = OpenModule("MarbleFrondKeeper.8bf", &error);
+    host::ModulePtr module = host::OpenModule("MarbleFrondKeeper.8bf", &error);
     if (module == nullptr) Fatal("No module", error.c_str());
     return module;
 }
 
-DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow, BoxAction onBox)
+DialogRun::DialogRun(host::Document document, host::HostOptions options, bool ownsMainWindow, BoxAction onBox)
     : title_(kDialogTitle),
       document_(std::move(document)),
       module_(OpenBuiltModule()),
@@ -86,20 +86,21 @@ DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow
     if (window_ != nullptr) PaintedAfter([] {});
 }
 
-DialogRun::DialogRun(HostOptions options) : title_(""), module_(OpenBuiltModule()), ownsMainWindow_(true) {
+DialogRun::DialogRun(host::HostOptions options)
+    : title_(""), module_(OpenBuiltModule()), ownsMainWindow_(true) {
     Start(std::move(options));
 }
 
-void DialogRun::Start(HostOptions options) {
+void DialogRun::Start(host::HostOptions options) {
     options.playInfo = plugInDialogDisplay;
     options.keepDisplays = false;
-    options.displayed = [this, listener = options.displayed](const DisplayCall& call) {
+    options.displayed = [this, listener = options.displayed](const host::DisplayCall& call) {
         if (listener) listener(call);
         const std::lock_guard<std::mutex> lock(guard_);
         painted_ = call;
         ++paintings_;
     };
-    host_ = CreateHost(std::move(options));
+    host_ = host::CreateHost(std::move(options));
     gRun = this;
     thread_ = std::thread([this] { Run(); });
     HWND shown = nullptr;
@@ -111,8 +112,8 @@ DialogRun::~DialogRun() {
     if (!over_ && window_ != nullptr) PostMessageA(window_, WM_COMMAND, kIdCancel, 0);
     WaitFor("the run's end", [this] { return over_.load(); });
     thread_.join();
-    CloseHost(*host_);
-    const std::string violations = ViolationText(*host_);
+    host::CloseHost(*host_);
+    const std::string violations = host::ViolationText(*host_);
     if (!violations.empty()) Fatal("The host found", violations.c_str());
 }
 
@@ -121,12 +122,12 @@ void DialogRun::Run() {
     if (ownsMainWindow_) {
         mainWindow_ = CreateWindowExA(0, "STATIC", "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 120, 90, 1000,
                                       800, nullptr, nullptr, nullptr, nullptr);
-        OptionsOf(*host_).mainWindow = mainWindow_;
+        host::OptionsOf(*host_).mainWindow = mainWindow_;
     }
     const HHOOK hook = SetWindowsHookExA(WH_CBT, OnActivation, nullptr, GetCurrentThreadId());
-    if (title_ != kDialogTitle) ShowAbout(*host_, module_->pluginMain);
+    if (title_ != kDialogTitle) host::ShowAbout(*host_, module_->pluginMain);
     if (title_ == kDialogTitle)
-        result_ = RunFilter(*host_, module_->pluginMain, document_, AskForParameters::kYes);
+        result_ = host::RunFilter(*host_, module_->pluginMain, document_, host::AskForParameters::kYes);
     UnhookWindowsHookEx(hook);
     if (ownsMainWindow_) DestroyWindow(mainWindow_);
     over_ = true;
@@ -146,7 +147,7 @@ LRESULT CALLBACK DialogRun::OnActivation(int code, WPARAM parameter, LPARAM deta
 }
 
 Globals& DialogRun::State() {
-    return *reinterpret_cast<Globals*>(*reinterpret_cast<Handle>(DataWord(*host_)));
+    return *reinterpret_cast<Globals*>(*reinterpret_cast<Handle>(host::DataWord(*host_)));
 }
 
 void DialogRun::SetSlider(int id, int position) {
@@ -172,7 +173,7 @@ void DialogRun::Settle() {
     Send(button, BM_SETSTATE, FALSE);
 }
 
-DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
+host::DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
     action();
     InvalidateRect(window_, nullptr, FALSE);
     Send(window_, WM_PAINT);
@@ -187,22 +188,22 @@ void DialogRun::AwaitRepaintBy(const std::function<void()>& action) {
     WaitFor("the repaint after a change", [&] { return paintings_ > before; });
 }
 
-DisplayCall DialogRun::LastPainted() {
+host::DisplayCall DialogRun::LastPainted() {
     const std::lock_guard<std::mutex> lock(guard_);
     return painted_;
 }
 
-RunResult DialogRun::EndWith(const std::function<void()>& action) {
+host::RunResult DialogRun::EndWith(const std::function<void()>& action) {
     action();
     WaitFor("the run's end", [this] { return over_.load(); });
     return result_;
 }
 
-RunResult DialogRun::Click(int button) {
+host::RunResult DialogRun::Click(int button) {
     return EndWith([this, button] { PostMessageA(Control(button), BM_CLICK, 0, 0); });
 }
 
-RunResult DialogRun::Replay(Document document) {
-    OptionsOf(*host_).playInfo = plugInDialogDontDisplay;
-    return RunFilter(*host_, module_->pluginMain, document, AskForParameters::kNo);
+host::RunResult DialogRun::Replay(host::Document document) {
+    host::OptionsOf(*host_).playInfo = plugInDialogDontDisplay;
+    return host::RunFilter(*host_, module_->pluginMain, document, host::AskForParameters::kNo);
 }

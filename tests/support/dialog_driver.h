@@ -33,7 +33,7 @@ std::string TextOf(HWND window);
 RECT RectOf(HWND window);  // on the screen
 
 // The built module, in a process that holds nothing else of it.
-ModulePtr OpenBuiltModule();
+host::ModulePtr OpenBuiltModule();
 
 // One run of the filter with its dialog, or one showing of the About box, from its opening to its end.
 class DialogRun {
@@ -44,17 +44,17 @@ class DialogRun {
     // With ownsMainWindow the host has a main window, of 1000 by 800 at 120, 90. Returns when the dialog is
     // shown and painted, or when the run is over without one. The options' `displayed` and `trace` are called
     // on the module's thread.
-    explicit DialogRun(Document document, HostOptions options = {}, bool ownsMainWindow = true,
+    explicit DialogRun(host::Document document, host::HostOptions options = {}, bool ownsMainWindow = true,
                        BoxAction onBox = {});
     // The About box.
-    explicit DialogRun(HostOptions options);
+    explicit DialogRun(host::HostOptions options);
     ~DialogRun();
 
     HWND Window() const { return window_; }  // null where no dialog appeared
     HWND MainWindow() const { return mainWindow_; }
     HWND Control(int id) const { return GetDlgItem(window_, id); }
     Globals& State();  // while the dialog is idle
-    Host& TheHost() { return *host_; }
+    host::Host& TheHost() { return *host_; }
 
     // Actions of the user, each as Windows reports it to the dialog. They return when the dialog has done its
     // work, message boxes included. A BoxAction may call them too.
@@ -68,36 +68,36 @@ class DialogRun {
     void Settle();
 
     // The last call of displayPixels, after an action and a painting of all of the window.
-    DisplayCall PaintedAfter(const std::function<void()>& action);
-    DisplayCall LastPainted();
+    host::DisplayCall PaintedAfter(const std::function<void()>& action);
+    host::DisplayCall LastPainted();
 
     // Waits until the dialog paints by itself after the action.
     void AwaitRepaintBy(const std::function<void()>& action);
 
     // End the run; give what the host then has.
-    RunResult EndWith(const std::function<void()>& action);
-    RunResult Click(int button);
+    host::RunResult EndWith(const std::function<void()>& action);
+    host::RunResult Click(int button);
 
     // After the end: runs on the document without the dialog, with what the host recorded.
-    RunResult Replay(Document document);
+    host::RunResult Replay(host::Document document);
 
   private:
-    void Start(HostOptions options);
+    void Start(host::HostOptions options);
     void Run();
     static LRESULT CALLBACK OnActivation(int code, WPARAM window, LPARAM parameter);
 
     const char* title_;
-    Document document_;
-    ModulePtr module_;
-    HostPtr host_;
+    host::Document document_;
+    host::ModulePtr module_;
+    host::HostPtr host_;
     bool ownsMainWindow_;
     BoxAction onBox_;
     std::atomic<HWND> window_ = nullptr;
     std::atomic<HWND> mainWindow_ = nullptr;
     std::mutex guard_;  // of painted_
-    DisplayCall painted_;
+    host::DisplayCall painted_;
     std::atomic<int> paintings_ = 0;
     std::atomic<bool> over_ = false;
-    RunResult result_;
+    host::RunResult result_;
     std::thread thread_;
 };

@@ -42,7 +42,7 @@ void Trace::Begin(const std::string& title) {
     text += (text.empty() ? "== " : "\n== ") + title + '\n';
 }
 
-HostOptions Trace::Listen(HostOptions options) {
+host::HostOptions Trace::Listen(host::HostOptions options) {
     messageListener = this;
     options.trace = [this](const std::string& line) { Add(line); };
     return options;

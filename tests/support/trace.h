@@ -27,7 +27,7 @@ struct Trace {
     void Begin(const std::string& title);
     // The options with this trace as their listener, and as that of the message boxes of the logic linked
     // into this program; the trace outlives the host.
-    HostOptions Listen(HostOptions options = {});
+    host::HostOptions Listen(host::HostOptions options = {});
 
     // Follows the script within the trace of that name: its titles, and lines that begin with "$ ". Each of
     // these is copied to the text and given to carryOut as its first word and the words behind it. In the end

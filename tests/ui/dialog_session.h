@@ -48,8 +48,8 @@ constexpr int kIds[] = {kIdRemoveGreen, kIdRestoreBlack, kIdAlterGreen, kIdSelec
 class DialogSession {
   public:
     // With isQuiet the trace leaves out the calls.
-    explicit DialogSession(const std::vector<std::string>& lines, const Document& document,
-                           HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
+    explicit DialogSession(const std::vector<std::string>& lines, const host::Document& document,
+                           host::HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
         : document_(document),
           isQuiet_(isQuiet),
           text_("== "),
@@ -104,9 +104,9 @@ class DialogSession {
     }
 
   private:
-    HostOptions Listen(HostOptions options) {
+    host::HostOptions Listen(host::HostOptions options) {
         options.trace = [this](const std::string& line) { OnCall(line); };
-        options.displayed = [this, isPainting = false](const DisplayCall&) mutable {
+        options.displayed = [this, isPainting = false](const host::DisplayCall&) mutable {
             EXPECT_FALSE(std::exchange(isPainting, true)) << "a painting within a painting";
             DoAll(std::exchange(atPainting_, {}));
             isPainting = false;
@@ -169,7 +169,7 @@ class DialogSession {
         const auto at = std::find(std::begin(kNames), std::end(kNames), name);
         const int id = at == std::end(kNames) ? 0 : kIds[at - kNames];
         const auto post = [&](WPARAM key) { PostMessageA(run.Control(id), WM_KEYDOWN, key, 1); };
-        const auto parameters = reinterpret_cast<PluginParameters**>(ParametersHandle(run.TheHost()));
+        const auto parameters = reinterpret_cast<PluginParameters**>(host::ParametersHandle(run.TheHost()));
         const std::map<std::string, std::function<void()>> verbs = {
             {"slider", [&] { run.SetSlider(id, first); }},
             {"key", [&] { run.PressKeyOn(id, first); }},
@@ -226,11 +226,11 @@ class DialogSession {
 
     // All calls of the kind, the edge of what is read, or nothing.
     void SetFailing(const std::string& kind) {
-        HostOptions& options = OptionsOf(run.TheHost());
+        host::HostOptions& options = host::OptionsOf(run.TheHost());
         options.shrinkScaledReads = kind == "edge";
-        options.failKind = kind == "rows"     ? HostCall::kAllocateBlock
-                           : kind == "planes" ? HostCall::kNewBuffer
-                                              : HostCall::kReadScaledPixels;
+        options.failKind = kind == "rows"     ? host::HostCall::kAllocateBlock
+                           : kind == "planes" ? host::HostCall::kNewBuffer
+                                              : host::HostCall::kReadScaledPixels;
         options.failKindEnabled = kind != "nothing" && kind != "edge";
         options.failKindAt = 0;
     }
@@ -251,8 +251,8 @@ class DialogSession {
         const std::size_t samples = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
         const Bytes pixels(g.previewPixels, g.previewPixels + 3 * samples);
         const Bytes mask(g.previewAlpha, g.previewAlpha + (g.FlagOutputAlpha == 0 ? 0 : samples));
-        if (OptionsOf(run.TheHost()).offersDisplayPixels) {
-            const DisplayCall call = run.PaintedAfter([] {});
+        if (host::OptionsOf(run.TheHost()).offersDisplayPixels) {
+            const host::DisplayCall call = run.PaintedAfter([] {});
             EXPECT_TRUE(call.pixels == pixels && call.maskBytes == mask) << text_.substr(text_.rfind("=="));
             EXPECT_EQ(call.map.masks != nullptr, g.FlagOutputAlpha != 0);
         }
@@ -287,17 +287,17 @@ class DialogSession {
         return std::to_string(at + 1);
     }
 
-    void Finish(const RunResult& result) {
+    void Finish(const host::RunResult& result) {
         Add("run -> " + std::to_string(result.result) + " at " + std::to_string(result.lastSelector));
         int leaks = 0;
-        for (const Violation& violation : ReportOf(run.TheHost()).violations) {
-            violation.kind == ViolationKind::kLeak ? void(++leaks) : Add(violation.text);
+        for (const host::Violation& violation : host::ReportOf(run.TheHost()).violations) {
+            violation.kind == host::ViolationKind::kLeak ? void(++leaks) : Add(violation.text);
         }
         if (leaks > 0) Add(std::to_string(leaks) + " leaks");
-        ClearReport(run.TheHost());
+        host::ClearReport(run.TheHost());
     }
 
-    Document document_;  // before the run
+    host::Document document_;  // before the run
     bool isQuiet_;
     std::string text_;
     bool fails_ = false;  // the next call
@@ -319,10 +319,11 @@ inline std::unique_ptr<DialogSession> BeginSession(const std::vector<std::string
     std::string word;
     std::istringstream(lines[0]) >> word >> width >> height >> depth >> layers >> top >> left;
     const auto has = [&](const char* name) { return lines[0].find(name) != std::string::npos; };
-    Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
-    if (has("selected")) document.selection = MakeChannel(document, 255);
+    host::Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
+    if (has("selected")) document.selection = host::MakeChannel(document, 255);
     document.bounds = {top, left, top + height, left + width};
-    HostOptions options = has("unread") ? FailingAt(HostCall::kReadScaledPixels, 1) : HostOptions{};
+    host::HostOptions options =
+        has("unread") ? FailingAt(host::HostCall::kReadScaledPixels, 1) : host::HostOptions{};
     options.offersDisplayPixels = !has("undisplayed");
     if (has("misowned")) options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
     return std::make_unique<DialogSession>(lines, document, options, !has("ownerless") && !has("misowned"),
@@ -339,7 +340,8 @@ inline std::string PlayScript(const std::string& path) {
         steps.back().push_back(line.substr(line[0] == ' '));
     }
     std::string text;
-    const ModulePtr module = OpenBuiltModule();  // stays, with what a session leaves in it, for the next
+    const host::ModulePtr module =
+        OpenBuiltModule();  // stays, with what a session leaves in it, for the next
     std::unique_ptr<DialogSession> session;
     for (const std::vector<std::string>& step : steps) {
         if (step[0].rfind("document ", 0) != 0) {

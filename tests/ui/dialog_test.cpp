@@ -17,6 +17,8 @@
 
 namespace {
 
+using namespace host;
+
 // ---- Templates --------------------------------------------------------------------------------------------
 
 // A window and its controls in the units of the template. Users and their notes know places and labels.

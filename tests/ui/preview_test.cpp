@@ -10,6 +10,8 @@
 
 namespace {
 
+using namespace host;
+
 // ---- Geometry ---------------------------------------------------------------------------------------------
 
 template <class Rectangle>
