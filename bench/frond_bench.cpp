@@ -104,7 +104,7 @@ void FillIn(Options* options) {
 }
 
 // The results of the first variant, by stage and shape.
-std::map<std::string, std::uint64_t> firstHashes;
+std::map<std::string, std::uint64_t> gFirstHashes;
 
 void Measure(benchmark::State& state, const std::string& key, const std::string& stage,
              const std::string& variant, const Shape& shape) {
@@ -116,7 +116,7 @@ void Measure(benchmark::State& state, const std::string& key, const std::string&
             state.SkipWithError(measured.error.c_str());
             return;
         }
-        if (firstHashes.emplace(key, measured.hash).first->second != measured.hash) {
+        if (gFirstHashes.emplace(key, measured.hash).first->second != measured.hash) {
             state.SkipWithError("the result differs from that of the first variant");
             return;
         }

@@ -41,41 +41,41 @@ double TimeOf(Stage stage) {
 
 // ---- The host's services, timed ---------------------------------------------------------------------------
 
-double hostTime;  // milliseconds
-PSChannelPortsSuite ports;
-PSBufferSuite buffers;
+double gHostTime;  // milliseconds
+PSChannelPortsSuite gPorts;
+PSBufferSuite gBuffers;
 
 struct HostTimer {
     double begin = WorkDone();
-    ~HostTimer() { hostTime += WorkDone() - begin; }
+    ~HostTimer() { gHostTime += WorkDone() - begin; }
 };
 
 SPErr TimedRead(PIChannelPort port, std::int32_t level, VRect* bounds, const PixelMemoryDesc* memory) {
     const HostTimer timer;
-    return ports.ReadPixelsFromLevel(port, level, bounds, memory);
+    return gPorts.ReadPixelsFromLevel(port, level, bounds, memory);
 }
 
 SPErr TimedScaledRead(PIChannelPort port, VRect* rect, const PSScaling* scaling,
                       const PixelMemoryDesc* memory) {
     const HostTimer timer;
-    return ports.ReadScaledPixels(port, rect, scaling, memory);
+    return gPorts.ReadScaledPixels(port, rect, scaling, memory);
 }
 
 void* TimedNew(std::uint32_t* wanted, std::uint32_t least) {
     const HostTimer timer;
-    return buffers.New(wanted, least);
+    return gBuffers.New(wanted, least);
 }
 
 void TimedDispose(void** block) {
     const HostTimer timer;
-    buffers.Dispose(block);
+    gBuffers.Dispose(block);
 }
 
 // ---- A document and the state of a dialog over it ---------------------------------------------------------
 
 // A plate of two megapixels, enlarged to the wanted size by repetition: the preview sees no difference.
 host::Document DialogDocument(int width, int height, int depth, bool selected) {
-    static const sample_plate::SamplePlate plate = [] {
+    static const sample_plate::SamplePlate kPlate = [] {
         sample_plate::PlateOptions options;
         options.width = 1732;
         options.height = 1155;
@@ -84,7 +84,7 @@ host::Document DialogDocument(int width, int height, int depth, bool selected) {
     }();
     host::Document document = host::MakeDocument(width, height, depth);
     document.targetLayer = 1;
-    for (const images::Picture* picture : {&plate.background, &plate.photo}) {
+    for (const images::Picture* picture : {&kPlate.background, &kPlate.photo}) {
         host::Layer layer = host::MakeLayer(document, "", 0);
         for (std::size_t c = 0; c < 3; ++c) {
             for (int y = 0; y < height; ++y) {
@@ -131,12 +131,12 @@ void OpenDialog(Dialog& dialog, int width, int height, int depth, bool selected)
     globals.filterParamBlock = host::PrepareRecord(*dialog.host);
     gSPBasicSuite = globals.filterParamBlock->sSPBasic;
     ResetGlobals(&globals);
-    ports = *globals.gPSChannelPortsSuite;
-    buffers = *globals.gPSBufferSuite;
-    dialog.timedPorts = ports;
+    gPorts = *globals.gPSChannelPortsSuite;
+    gBuffers = *globals.gPSBufferSuite;
+    dialog.timedPorts = gPorts;
     dialog.timedPorts.ReadPixelsFromLevel = TimedRead;
     dialog.timedPorts.ReadScaledPixels = TimedScaledRead;
-    dialog.timedBuffers = buffers;
+    dialog.timedBuffers = gBuffers;
     dialog.timedBuffers.New = TimedNew;
     dialog.timedBuffers.Dispose = TimedDispose;
     globals.gPSChannelPortsSuite = &dialog.timedPorts;
@@ -182,7 +182,7 @@ void Compose(benchmark::State& state, Action action, int depth, bool selected) {
     Dialog dialog;
     OpenDialog(dialog, width, static_cast<int>(width / shape), depth, selected);
     Globals& globals = dialog.globals;
-    hostTime = 0;
+    gHostTime = 0;
     int step = 0;
     for (auto _ : state) {
         ++step;
@@ -194,7 +194,7 @@ void Compose(benchmark::State& state, Action action, int depth, bool selected) {
         }
         ComposePreview(&globals);
     }
-    state.counters["host"] = hostTime / static_cast<double>(state.iterations());
+    state.counters["host"] = gHostTime / static_cast<double>(state.iterations());
     if (!IsSound(dialog)) state.SkipWithError("the preview is not the engine's picture");
 
     state.counters["keying"] = TimeOf([&] { KeyPicture(&globals); });

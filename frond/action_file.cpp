@@ -20,11 +20,11 @@ std::int32_t ValueOf(const ParameterInfo& info, const Json& value, const std::st
         if (value.is_boolean()) return value.get<bool>() ? 1 : 0;
         throw Failure(kBadUsage, file + ": \"" + info.name + "\" must be true or false");
     }
-    constexpr auto least = std::numeric_limits<std::int32_t>::min(),
-                   most = std::numeric_limits<std::int32_t>::max();
+    constexpr auto kLeast = std::numeric_limits<std::int32_t>::min(),
+                   kMost = std::numeric_limits<std::int32_t>::max();
     const bool fits = value.is_number_unsigned()
-                          ? value.get<std::uint64_t>() <= std::uint64_t{most}
-                          : value.is_number_integer() && value.get<std::int64_t>() >= least;
+                          ? value.get<std::uint64_t>() <= std::uint64_t{kMost}
+                          : value.is_number_integer() && value.get<std::int64_t>() >= kLeast;
     if (!fits) throw Failure(kBadUsage, file + ": \"" + info.name + "\" must be a whole number of 32 bits");
     return static_cast<std::int32_t>(value.get<std::int64_t>());
 }

@@ -9,7 +9,7 @@
 
 #include "images/picture.h"
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming)
 class App;
 }
 

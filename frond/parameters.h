@@ -12,7 +12,7 @@
 #include "host/descriptor.h"
 #include "shell/parameter_table.h"
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming)
 class App;
 }
 

@@ -25,12 +25,12 @@ namespace {
 
 using Input = std::vector<std::uint8_t>;
 
-Input current;
-std::string failedPath;
+Input gCurrent;
+std::string gFailedPath;
 
 void KeepInput() {
-    std::ofstream(failedPath, std::ios::binary)
-        .write(reinterpret_cast<const char*>(current.data()), static_cast<std::streamsize>(current.size()));
+    std::ofstream(gFailedPath, std::ios::binary)
+        .write(reinterpret_cast<const char*>(gCurrent.data()), static_cast<std::streamsize>(gCurrent.size()));
 }
 
 void KeepInputAndAbort(int) {
@@ -68,8 +68,8 @@ void Mutate(const std::vector<Input>& corpus, std::mt19937* draws, Input* input)
 }
 
 void Run(const Input& input) {
-    current = input;
-    LLVMFuzzerTestOneInput(current.data(), current.size());
+    gCurrent = input;
+    LLVMFuzzerTestOneInput(gCurrent.data(), gCurrent.size());
 }
 
 std::vector<Input> RunFiles(int count, char** names) {
@@ -104,7 +104,7 @@ void RunMutations(const std::vector<Input>& corpus, int count) {
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
     char** const names = *argv;
     if (*argc < 3 || std::strncmp(names[1], "--fixed=", 8) != 0) return 0;
-    failedPath = std::string(names[0]) + "-failed";
+    gFailedPath = std::string(names[0]) + "-failed";
     __sanitizer_set_death_callback(KeepInput);
     std::signal(SIGABRT, KeepInputAndAbort);
     RunMutations(RunFiles(*argc - 2, names + 2), std::atoi(names[1] + 8));

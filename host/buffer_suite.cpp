@@ -44,8 +44,8 @@ void Dispose(void** address) {
 }  // namespace
 
 const PSBufferSuite* BufferSuite() {
-    static const PSBufferSuite suite = {New, Dispose, NotOffered, NotOffered};
-    return &suite;
+    static const PSBufferSuite kSuite = {New, Dispose, NotOffered, NotOffered};
+    return &kSuite;
 }
 
 }  // namespace host

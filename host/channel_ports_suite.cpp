@@ -206,22 +206,22 @@ SPErr CanWrite(PIChannelPort key, Boolean* answer) {
 }  // namespace
 
 const PSChannelPortsSuite* ChannelPortsSuite() {
-    static const PSChannelPortsSuite suite = {NotOffered,
-                                              NotOffered,
-                                              NotOffered,
-                                              NotOffered,
-                                              NotOffered,
-                                              NotOffered,
-                                              NotOffered,
-                                              CanRead,
-                                              CanWrite,
-                                              ReadPixelsFromLevel,
-                                              WritePixelsToBaseLevel,
-                                              ReadScaledPixels,
-                                              NotOffered,
-                                              NotOffered,
-                                              NotOffered};
-    return &suite;
+    static const PSChannelPortsSuite kSuite = {NotOffered,
+                                               NotOffered,
+                                               NotOffered,
+                                               NotOffered,
+                                               NotOffered,
+                                               NotOffered,
+                                               NotOffered,
+                                               CanRead,
+                                               CanWrite,
+                                               ReadPixelsFromLevel,
+                                               WritePixelsToBaseLevel,
+                                               ReadScaledPixels,
+                                               NotOffered,
+                                               NotOffered,
+                                               NotOffered};
+    return &kSuite;
 }
 
 }  // namespace host

@@ -24,9 +24,9 @@ SPErr BrowseUrl(const char* url) {
 }  // namespace
 
 const PSGetFileListSuite* GetFileListSuite() {
-    static const PSGetFileListSuite suite = {NotOffered, NotOffered, NotOffered, BrowseUrl, NotOffered,
-                                             NotOffered, NotOffered, NotOffered, NotOffered};
-    return &suite;
+    static const PSGetFileListSuite kSuite = {NotOffered, NotOffered, NotOffered, BrowseUrl, NotOffered,
+                                              NotOffered, NotOffered, NotOffered, NotOffered};
+    return &kSuite;
 }
 
 }  // namespace host

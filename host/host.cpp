@@ -10,20 +10,20 @@ namespace host {
 
 namespace {
 
-Host* currentHost = nullptr;
+Host* gCurrentHost = nullptr;
 
 }  // namespace
 
 HostPtr CreateHost(HostOptions options) {
-    if (currentHost != nullptr) throw std::logic_error("there is a host in this process already");
+    if (gCurrentHost != nullptr) throw std::logic_error("there is a host in this process already");
     HostPtr host(new Host);
     host->options = std::move(options);
-    currentHost = host.get();
+    gCurrentHost = host.get();
     return host;
 }
 
 void HostDeleter::operator()(Host* host) const {
-    if (host == currentHost) currentHost = nullptr;
+    if (host == gCurrentHost) gCurrentHost = nullptr;
     delete host;
 }
 
@@ -67,7 +67,7 @@ Handle ParametersHandle(const Host& host) {
 }
 
 Host* EnterService() {
-    Host* host = currentHost;
+    Host* host = gCurrentHost;
     if (host != nullptr && host->insideModule && std::this_thread::get_id() != host->moduleThread) {
         ReportViolation(*host, ViolationKind::kThread,
                         "a service was called from another thread than the module's");

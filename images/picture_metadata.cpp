@@ -99,7 +99,7 @@ void EmbedInJpeg(Bytes& file, const Bytes& profile) {
 // ---- PNG
 
 std::uint32_t Crc(const Bytes& bytes) {
-    static const std::array<std::uint32_t, 256> table = [] {
+    static const std::array<std::uint32_t, 256> kTable = [] {
         std::array<std::uint32_t, 256> made{};
         for (std::uint32_t i = 0; i < 256; ++i) {
             std::uint32_t c = i;
@@ -109,7 +109,7 @@ std::uint32_t Crc(const Bytes& bytes) {
         return made;
     }();
     std::uint32_t crc = 0xFFFFFFFFu;
-    for (const std::uint8_t byte : bytes) crc = table[(crc ^ byte) & 255] ^ crc >> 8;
+    for (const std::uint8_t byte : bytes) crc = kTable[(crc ^ byte) & 255] ^ crc >> 8;
     return crc ^ 0xFFFFFFFFu;
 }
 
@@ -136,9 +136,9 @@ Bytes Stored(const Bytes& content) {
 
 void EmbedInPng(Bytes& file, const Bytes& profile) {
     constexpr std::size_t kHeaderEnd = 8 + 25;  // the signature and the first chunk
-    constexpr char head[] =
+    constexpr char kHead[] =
         "iCCPICC\0";  // the chunk's type, the profile's name, method 0 by the closing zero
-    Bytes content(head, head + sizeof head);
+    Bytes content(kHead, kHead + sizeof kHead);
     Append(content, Stored(profile));
     Bytes chunk;
     Append(chunk, static_cast<std::uint32_t>(content.size() - 4), 4, true);

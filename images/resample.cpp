@@ -10,10 +10,10 @@ namespace {
 constexpr double kLobes = 3;
 
 double Lanczos(double x) {
-    constexpr double pi = 3.14159265358979323846;
+    constexpr double kPi = 3.14159265358979323846;
     if (std::fabs(x) < 1e-9) return 1;
     if (std::fabs(x) >= kLobes) return 0;
-    return kLobes * std::sin(pi * x) * std::sin(pi * x / kLobes) / (pi * pi * x * x);
+    return kLobes * std::sin(kPi * x) * std::sin(kPi * x / kLobes) / (kPi * kPi * x * x);
 }
 
 // The source samples that make up one target sample, and their weights, which sum up to 1.

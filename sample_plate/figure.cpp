@@ -77,10 +77,10 @@ float Whole(Vec3 p) {
 }
 
 Vec3 Gradient(Shape shape, Vec3 p) {
-    constexpr float e = 0.0012f;
-    return Normal({shape({p.x + e, p.y, p.z}) - shape({p.x - e, p.y, p.z}),
-                   shape({p.x, p.y + e, p.z}) - shape({p.x, p.y - e, p.z}),
-                   shape({p.x, p.y, p.z + e}) - shape({p.x, p.y, p.z - e})});
+    constexpr float kStep = 0.0012f;
+    return Normal({shape({p.x + kStep, p.y, p.z}) - shape({p.x - kStep, p.y, p.z}),
+                   shape({p.x, p.y + kStep, p.z}) - shape({p.x, p.y - kStep, p.z}),
+                   shape({p.x, p.y, p.z + kStep}) - shape({p.x, p.y, p.z - kStep})});
 }
 
 // How much of a soft main light reaches a point of the surface.
@@ -167,17 +167,17 @@ float OutlineAt(const FigureMaps& maps, Vec2 at) {
 
 float HandClearance(Vec2 at, float time) {
     // The hand turns about the wrist, some 16 degrees within the exposure.
-    constexpr Vec2 wrist{0.352f, 0.560f};
+    constexpr Vec2 kWrist{0.352f, 0.560f};
     const float angle = 0.10f + 0.28f * (time - 0.5f);
     const float sine = angle - angle * angle * angle / 6, cosine = 1 - angle * angle / 2;
-    const float dx = at.x - wrist.x, dy = at.y - wrist.y;
+    const float dx = at.x - kWrist.x, dy = at.y - kWrist.y;
     const Vec3 p{dx * cosine + dy * sine, dy * cosine - dx * sine, 0};
     float d = Limb(p, {0, 0.02f, 0}, {0, -0.02f, 0}, 0.024f, 0.022f);
     d = Join(d, Ellipsoid(p, {0, -0.052f, 0}, {0.034f, 0.040f, 0.034f}), 0.012f);
-    constexpr Vec2 tips[] = {{-0.036f, -0.135f}, {-0.012f, -0.152f}, {0.013f, -0.147f}, {0.037f, -0.124f}};
+    constexpr Vec2 kTips[] = {{-0.036f, -0.135f}, {-0.012f, -0.152f}, {0.013f, -0.147f}, {0.037f, -0.124f}};
     for (int i = 0; i < 4; ++i) {
         const float rootX = -0.024f + 0.016f * static_cast<float>(i);
-        d = Join(d, Limb(p, {rootX, -0.075f, 0}, {tips[i].x, tips[i].y, 0}, 0.0090f, 0.0070f), 0.006f);
+        d = Join(d, Limb(p, {rootX, -0.075f, 0}, {kTips[i].x, kTips[i].y, 0}, 0.0090f, 0.0070f), 0.006f);
     }
     return Join(d, Limb(p, {-0.024f, -0.035f, 0}, {-0.068f, -0.078f, 0}, 0.011f, 0.0078f), 0.010f);
 }

@@ -69,7 +69,7 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
         plate.composite = plate.photo;
         plate.alpha = images::MakePicture(options.width, options.height, options.depth, 1, false);
     }
-    static const CameraCurve curve;
+    static const CameraCurve kCurve;
     const Subject subject = PrepareSubject(options.width, options.height);
     const Surroundings surroundings = MeasureSurroundings(
         options.height, static_cast<float>(options.width) / static_cast<float>(options.height), subject.maps,
@@ -90,11 +90,11 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
             photo.x += SensorNoise(photo.x, column, row, 0);
             photo.y += SensorNoise(photo.y, column, row, 1);
             photo.z += SensorNoise(photo.z, column, row, 2);
-            Put(plate.photo, at, photo, curve);
+            Put(plate.photo, at, photo, kCurve);
             const Vec3 landscape = LandscapeAt(surroundings, p);
-            Put(plate.background, at, landscape, curve);
+            Put(plate.background, at, landscape, kCurve);
             if (!options.withTruth) continue;
-            Put(plate.composite, at, seen.light + landscape * (1 - seen.alpha), curve);
+            Put(plate.composite, at, seen.light + landscape * (1 - seen.alpha), kCurve);
             plate.alpha.colour[0][at] = Sample(seen.alpha, largest);
         }
     });

@@ -171,11 +171,11 @@ void ClothAt(const Subject& subject, Vec2 p, const Sight& sight, Seen& seen) {
         const float slack = Turbulence(at.x * 7 + at.y * 5, at.y * 3.5f - at.x * 2, 2, 831);
         return std::fabs(slack - 0.5f) * 0.085f + Turbulence(at.x * 11, at.y * 7, 2, 835) * 0.030f;
     };
-    constexpr float e = 0.002f;
+    constexpr float kStep = 0.002f;
     const float here = height(p);
     Vec3 normal = sight.normal;
-    normal.x -= strength * (height({p.x + e, p.y}) - here) / e;
-    normal.y -= strength * (height({p.x, p.y + e}) - here) / e;
+    normal.x -= strength * (height({p.x + kStep, p.y}) - here) / kStep;
+    normal.y -= strength * (height({p.x, p.y + kStep}) - here) / kStep;
     normal = Normal(normal);
     const float lit = Lit(normal, sight.light) * dress.fold;
     const Vec3 light = dress.colour * lit + Vec3{1, 1, 1} * (dress.gloss * sight.light * Gloss(normal, 3));
@@ -237,10 +237,10 @@ void HandAt(const Subject& subject, Vec2 p, Seen& seen) {
         const float cover = Cover(d, std::min(pixels, 900.0f));  // one moment's own step must not show
         if (cover <= 0) continue;
         // Round in section: the deeper inside, the more it faces the viewer.
-        constexpr float e = 0.0015f;
+        constexpr float kStep = 0.0015f;
         const float slope = 1 - Clamp01(-d / 0.013f);
-        const Vec3 normal = Normal({slope * (HandClearance({p.x + e, p.y}, time) - d) / e,
-                                    slope * (HandClearance({p.x, p.y + e}, time) - d) / e, 0.75f});
+        const Vec3 normal = Normal({slope * (HandClearance({p.x + kStep, p.y}, time) - d) / kStep,
+                                    slope * (HandClearance({p.x, p.y + kStep}, time) - d) / kStep, 0.75f});
         const Vec3 light =
             kSkinTone * Lit(normal, 0.95f) + Vec3{1, 0.97f, 0.92f} * (0.03f * Gloss(normal, 3));
         sum.light = sum.light + light * (cover / kMoments);

@@ -33,10 +33,10 @@ float ShadowAt(Vec2 at, const FigureMaps& maps) {
 
 // The light on the cloth, and how far it turns away from the lamp.
 Vec2 ClothLightAt(Vec2 at, const FigureMaps& maps) {
-    constexpr float e = 0.004f;
+    constexpr float kStep = 0.004f;
     const float here = ClothHeight(at);
-    const float slopeX = (ClothHeight({at.x + e, at.y}) - here) / e;
-    const float slopeY = (ClothHeight({at.x, at.y + e}) - here) / e;
+    const float slopeX = (ClothHeight({at.x + kStep, at.y}) - here) / kStep;
+    const float slopeY = (ClothHeight({at.x, at.y + kStep}) - here) / kStep;
     const Vec3 normal = Normal({-slopeX * 0.5f, -slopeY * 0.5f, 1});
     const float facing = Clamp01(Dot(normal, MainLight())) / MainLight().z;
 
@@ -117,14 +117,14 @@ Vec3 ViewAt(Vec2 at) {
         float base, height, roughness, haze;
         std::uint32_t seed;
     };
-    constexpr Chain chains[] = {{0.50f, 0.44f, 1.7f, 0.55f, 501},
-                                {0.57f, 0.30f, 2.6f, 0.30f, 521},
-                                {0.645f, 0.14f, 4.5f, 0.10f, 541}};
-    constexpr float horizon = 0.655f;
+    constexpr Chain kChains[] = {{0.50f, 0.44f, 1.7f, 0.55f, 501},
+                                 {0.57f, 0.30f, 2.6f, 0.30f, 521},
+                                 {0.645f, 0.14f, 4.5f, 0.10f, 541}};
+    constexpr float kHorizon = 0.655f;
     Vec3 colour = SkyAt({at.x, std::min(at.y, 0.66f)});
     const Vec3 haze =
         Mix(Vec3{0.36f, 0.44f, 0.58f}, Vec3{0.66f, 0.58f, 0.50f}, SmoothStep(0.5f, -0.7f, at.x));
-    for (const Chain& chain : chains) {
+    for (const Chain& chain : kChains) {
         const float edge = chain.base - chain.height * (Ridge(at.x, chain.roughness, chain.seed) - 0.35f);
         // The lens is focused on the figure, so far edges are soft.
         const float cover = SmoothStep(-0.0022f, 0.0022f, at.y - edge);
@@ -135,9 +135,9 @@ Vec3 ViewAt(Vec2 at) {
     }
     if (at.y < 0.63f) return colour;
     // A line of trees ends the meadow.
-    const float trees = horizon - 0.020f * Turbulence(at.x * 26, 0.5f, 4, 561);
+    const float trees = kHorizon - 0.020f * Turbulence(at.x * 26, 0.5f, 4, 561);
     colour = Mix(colour, Vec3{0.030f, 0.042f, 0.026f}, SmoothStep(-0.002f, 0.002f, at.y - trees));
-    return Mix(colour, MeadowAt(at), SmoothStep(horizon - 0.002f, horizon + 0.003f, at.y));
+    return Mix(colour, MeadowAt(at), SmoothStep(kHorizon - 0.002f, kHorizon + 0.003f, at.y));
 }
 
 }  // namespace

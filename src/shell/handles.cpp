@@ -20,7 +20,7 @@ struct ProcessHandle {
 
 constexpr FourCharCode kProcessHandleTag = FourCC("OTOF");
 
-ProcessHandle* processHandles = nullptr;
+ProcessHandle* gProcessHandles = nullptr;
 
 // malloc's memory: the module's own heap needs the host's broker, which such a host may not have either.
 Handle NewProcessHandle(std::int32_t size) {
@@ -33,14 +33,14 @@ Handle NewProcessHandle(std::int32_t size) {
         gProcessHandleError = memFullErr;
         return nullptr;
     }
-    *handle = {block, kProcessHandleTag, processHandles};
-    processHandles = handle;
+    *handle = {block, kProcessHandleTag, gProcessHandles};
+    gProcessHandles = handle;
     return &handle->block;
 }
 
 void DisposeProcessHandle(Handle handle) {
     gProcessHandleError = handle == nullptr ? kNullHandle : noErr;
-    for (ProcessHandle** link = &processHandles; *link != nullptr; link = &(*link)->next) {
+    for (ProcessHandle** link = &gProcessHandles; *link != nullptr; link = &(*link)->next) {
         ProcessHandle* const made = *link;
         if (&made->block != handle) continue;
         *link = made->next;
