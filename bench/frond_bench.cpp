@@ -83,17 +83,18 @@ int Number(const std::string& text, int first, int last, const char* kind) {
 }
 
 void FillIn(Options* options) {
-    CheckNames(options->variants, kVariantNames, "variant");
+    CheckNames(options->variants, keying::kVariantNames, "variant");
     CheckNames(options->stages, kStageNames, "stage");
     for (const std::string& picture : options->pictures) {
         if (!IsPictureFile(picture)) CheckNames({picture}, kPictureNames, "picture");
     }
     for (const std::string& variant : options->variants) {
-        if (!VariantRunsHere(variant.c_str())) Refuse("this machine does not run the variant " + variant);
+        if (!keying::VariantRunsHere(variant.c_str()))
+            Refuse("this machine does not run the variant " + variant);
     }
     if (options->variants.empty()) {
-        for (const char* const* variant = kVariantNames; *variant != nullptr; ++variant) {
-            if (VariantRunsHere(*variant)) options->variants.push_back(*variant);
+        for (const char* const* variant = keying::kVariantNames; *variant != nullptr; ++variant) {
+            if (keying::VariantRunsHere(*variant)) options->variants.push_back(*variant);
         }
     }
     if (options->stages.empty()) {

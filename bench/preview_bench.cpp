@@ -11,9 +11,9 @@
 #include <cmath>
 #include <cstring>
 
-#include "engine/keying.h"
 #include "host/host.h"
 #include "sample_plate/sample_plate.h"
+#include "shell/engine_calls.h"
 #include "shell/globals.h"
 #include "support/checked_heap.h"
 #include "ui/preview.h"

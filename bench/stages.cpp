@@ -6,10 +6,10 @@
 #include <memory>
 #include <optional>
 
-#include "engine/keying.h"
 #include "engine/variants.h"
 #include "host/host.h"
 #include "plugin/plugin_main.h"
+#include "shell/engine_calls.h"
 #include "shell/parameter_table.h"
 #include "tests/support/engine_rig.h"
 
@@ -78,11 +78,11 @@ EngineRig& PictureRig(Prepared& p) {
 EngineRig& KeyedRig(Prepared& p) {
     if (!p.keyed) {
         EngineRig& rig = PictureRig(p);
-        const std::string variant = ActiveVariant()->name;
-        SetActiveVariant("scalar");
+        const std::string variant = keying::ActiveVariant()->name;
+        keying::SetActiveVariant("scalar");
         rig.globals.FlagOutputAlpha = 1;
         rig.AnalyseAndKey();
-        SetActiveVariant(variant.c_str());
+        keying::SetActiveVariant(variant.c_str());
         p.keyed = MakeRig(p);
         const Plane from[] = {kOutR, kOutG, kOutB, kOutA, kBottomR, kBottomG, kBottomB};
         const Plane to[] = {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB};
@@ -190,7 +190,7 @@ Measured RunInHost(Prepared& p, bool blendEdges) {
 
 Measured RunStage(const std::string& stage, const std::string& variant, const Shape& shape) {
     Prepared& p = Prepare(shape);
-    if (!SetActiveVariant(variant.c_str()))
+    if (!keying::SetActiveVariant(variant.c_str()))
         return {0, 0, 0, "this machine does not run the variant " + variant};
     if (stage == "run") return RunInHost(p, true);
     if (stage == "unblended") return RunInHost(p, false);

@@ -68,8 +68,9 @@ void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows)
     // In the order of the lists, whatever the order of the runs.
     std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
         const int stageA = Place(kStageNames, a.stage), stageB = Place(kStageNames, b.stage);
-        return stageA != stageB ? stageA < stageB
-                                : Place(kVariantNames, a.variant) < Place(kVariantNames, b.variant);
+        return stageA != stageB
+                   ? stageA < stageB
+                   : Place(keying::kVariantNames, a.variant) < Place(keying::kVariantNames, b.variant);
     });
     std::ostream& out = GetOutputStream();
     out << "\n" << shape << "\n\n";

@@ -247,8 +247,8 @@ void PlayPreview(host::Host& host, host::Document& document, Random* draws) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     Random draws(bytes, size);
-    const char* const variant = kVariantNames[draws.Below(4)];
-    SetActiveVariant(VariantRunsHere(variant) ? variant : "scalar");
+    const char* const variant = keying::kVariantNames[draws.Below(4)];
+    keying::SetActiveVariant(keying::VariantRunsHere(variant) ? variant : "scalar");
     host::HostPtr host = host::CreateHost(DrawOptions(&draws));
     const std::uint32_t runs = draws.Between(1, 2);
     for (std::uint32_t i = 0; i < runs; ++i) {

@@ -7,8 +7,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const auto make = [&] { return DrawRun(Random(bytes, size)); };
-    for (const char* const* variant = kVariantNames + 1; *variant != nullptr; ++variant) {
-        if (!VariantRunsHere(*variant)) continue;
+    for (const char* const* variant = keying::kVariantNames + 1; *variant != nullptr; ++variant) {
+        if (!keying::VariantRunsHere(*variant)) continue;
         const std::string difference = DifferenceFromPlain(*variant, make);
         if (difference.empty()) continue;
         std::fprintf(stderr, "%s\n", difference.c_str());

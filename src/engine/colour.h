@@ -6,6 +6,8 @@
 
 #include "engine/constants.h"
 
+namespace keying {
+
 // Logical channels: g is the key channel.
 struct Rgb {
     double r, g, b;
@@ -47,3 +49,5 @@ static inline HueSat HueSatOf(const Rgb& c, double minDelta) {
     if (hue >= kFullCircle) hue -= kFullCircle;
     return {hue, delta / mx};
 }
+
+}  // namespace keying

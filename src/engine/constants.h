@@ -5,6 +5,8 @@
 // Sliders count in their own units.
 #pragma once
 
+namespace keying {
+
 // Hue, in degrees. The key channel is the second of the logical channels, at the place of green.
 constexpr int kHueSector = 60;  // from a primary colour to the next secondary one
 constexpr int kKeyHue = 120;
@@ -127,3 +129,5 @@ constexpr double kFlushBottomBelow = 0.01;  // a less opaque one the bottom laye
 constexpr int kAlphaEdgeLevel = 200;  // raw
 constexpr int kColumnsPerBlendRadius = 500;
 constexpr int kMostBlendRadius = 4;
+
+}  // namespace keying

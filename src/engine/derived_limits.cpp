@@ -7,6 +7,8 @@
 #include "engine/key_run.h"
 #include "engine/scalar/corrections.h"
 
+namespace keying {
+
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -58,3 +60,5 @@ DerivedLimits MakeDerivedLimits(const KeyRun& run) {
         !run.showSelect && !MayBeDark(run, limits.shapeWide) && !MayBeDark(run, limits.shapeNarrow);
     return limits;
 }
+
+}  // namespace keying

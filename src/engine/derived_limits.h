@@ -4,6 +4,8 @@
 
 #include "engine/colour.h"
 
+namespace keying {
+
 struct KeyRun;
 
 struct DerivedLimits {
@@ -21,3 +23,5 @@ struct DerivedLimits {
 };
 
 DerivedLimits MakeDerivedLimits(const KeyRun& run);
+
+}  // namespace keying

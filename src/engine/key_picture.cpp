@@ -8,37 +8,39 @@
 #include "engine/scalar/fetch_and_key.h"
 #include "engine/scalar/output.h"
 #include "engine/variants.h"
-#include "support/checked_heap.h"
 
+namespace keying {
 namespace {
 
-// The ring and the column weights of one run, given back on every way out.
-struct RunMemory {
-    explicit RunMemory(KeyRun* theRun) : run(theRun) {
-        ReserveRing(&run->ring, run->width, run->finalRender);
-        // From the plain heap: the checked heap's requests to the host are the ring's alone.
-        const std::size_t weights = static_cast<std::size_t>(run->width) + kColumnPadding;
-        run->columns.low = static_cast<double*>(std::calloc(weights, 2 * sizeof(double) + sizeof(float)));
-        run->columns.high = run->columns.low + weights;
-        run->columns.share = reinterpret_cast<float*>(run->columns.high + weights);
-        const std::size_t kinds = kReservedRingRows * static_cast<std::size_t>(GroupRoom(run->width));
-        run->groupKinds = static_cast<std::uint8_t*>(std::calloc(kinds, 1));
-        if (run->columns.low == nullptr || run->groupKinds == nullptr) {
-            Release();
-            throw HeapFailure{memFullErr};
-        }
+// The ring, the column weights and the groups' kinds of one run, released on every way out.
+class RunMemory {
+  public:
+    RunMemory(KeyRun* run, const Memory& memory) : run_(run), memory_(memory) {}
+    ~RunMemory() {
+        ReleaseRing(&run_->ring, memory_);
+        std::free(run_->columns.low);
+        std::free(run_->groupKinds);
     }
-    ~RunMemory() { Release(); }
     RunMemory(const RunMemory&) = delete;
     RunMemory& operator=(const RunMemory&) = delete;
 
-    void Release() {
-        ReleaseRing(&run->ring);
-        std::free(run->columns.low);
-        std::free(run->groupKinds);
+    // The ring comes from the caller's memory and nothing else does.
+    bool Reserve() {
+        if (!ReserveRing(&run_->ring, run_->width, run_->finalRender, memory_)) return false;
+        const std::size_t weights = static_cast<std::size_t>(run_->width) + kColumnPadding;
+        GridColumns& columns = run_->columns;
+        columns.low = static_cast<double*>(std::calloc(weights, 2 * sizeof(double) + sizeof(float)));
+        const std::size_t kinds = kReservedRingRows * static_cast<std::size_t>(GroupRoom(run_->width));
+        run_->groupKinds = static_cast<std::uint8_t*>(std::calloc(kinds, 1));
+        if (columns.low == nullptr || run_->groupKinds == nullptr) return false;
+        columns.high = columns.low + weights;
+        columns.share = reinterpret_cast<float*>(columns.high + weights);
+        return true;
     }
 
-    KeyRun* run;
+  private:
+    KeyRun* run_;
+    const Memory& memory_;
 };
 
 void PlaceColumns(std::int32_t width, GridColumns* columns) {
@@ -55,95 +57,80 @@ void PlaceColumns(std::int32_t width, GridColumns* columns) {
 }
 
 // Above 1 at 8 bits, larger for a darker backdrop. The 255 is a literal: at 16 bits the factor is a large
-// negative number, and the first estimates of alpha are meant to feel it.
-double DarkGain(const Globals* globals) {
-    return (1 - globals->backdropMeanG / 255) + 1;
+// negative number, and the first estimates of alpha depend on it.
+double DarkGain(const Backdrop& backdrop) {
+    return (1 - backdrop.meanG / 255) + 1;
 }
 
-KeyRun BeginRun(const Globals* globals) {
+KeyRun BeginRun(const Settings& settings, const Planes& planes, const Backdrop& backdrop) {
     KeyRun run = {};
-    run.width = globals->planeWidth;
-    run.height = globals->planeHeight;
-    run.maxSample = globals->maxSample;
-    run.levelScale = LevelScale(globals);
-    run.darkGain = DarkGain(globals);
-    run.sAdjust = globals->SliderAdjBGLevel;
-    run.sRemove = globals->SliderRemoveGreen;
-    run.sBlack = globals->SliderRestoreBlack;
-    run.sAlter = globals->SliderAlterGreen;
-    run.sSelect = globals->SliderSelectTransp;
-    run.sScale = globals->SliderScaleTransp;
-    run.blueLogic = globals->FlagBlueLogic != 0;
-    run.orgPhoto = globals->FlagOrgPhoto != 0;
-    run.showSelect = globals->FlagShowSelect != 0;
-    run.realityInteg = globals->FlagRealityInteg != 0;
-    run.outputAlpha = globals->FlagOutputAlpha != 0;
-    run.finalRender = globals->finalRender != 0;
-    if (run.finalRender && globals->docInfo->selection != nullptr) run.selection = globals->selectionPlane;
+    run.width = planes.width;
+    run.height = planes.height;
+    run.maxSample = planes.maxSample;
+    run.levelScale = LevelScale(planes.maxSample);
+    run.darkGain = DarkGain(backdrop);
+    run.sAdjust = settings.backdropLevel;
+    run.sRemove = settings.removeBackdrop;
+    run.sBlack = settings.restoreDark;
+    run.sAlter = settings.alterGreen;
+    run.sSelect = settings.selectTransparency;
+    run.sScale = settings.scaleTransparency;
+    run.blueLogic = settings.blueBackdrop;
+    run.orgPhoto = settings.showPhoto;
+    run.showSelect = settings.showMatte;
+    run.realityInteg = settings.blendEdges;
+    run.outputAlpha = settings.outputAlpha;
+    run.finalRender = settings.fullSize;
+    run.selection = planes.selection;
+    run.grid = &backdrop.grid;
     run.limits = MakeDerivedLimits(run);
     return run;
 }
 
-// Reports about every twentieth of the picture, to the host in steps of 20 rows and in a full-size render
-// only.
-struct Progress {
-    std::int32_t rowsSinceReport = 0;
-    std::int32_t lastTick = 0;
-};
-
-std::int32_t Percent(std::int32_t y, std::int32_t height) {
-    return height > 0 ? static_cast<std::int32_t>(std::int64_t{y} * 100 / height) : 100;
-}
-
-// True when the host wants to stop.
-bool ReportRow(Globals* globals, const KeyRun& run, std::int32_t y, Progress* progress) {
-    if (++progress->rowsSinceReport <= run.height / 20) return false;
-    globals->progressPercent = Percent(y, run.height);
-    if (run.finalRender && y / 20 != progress->lastTick) {
-        progress->lastTick = y / 20;
-        const FilterRecord* host = globals->filterParamBlock;
-        if (host->progressProc != nullptr) host->progressProc(progress->lastTick, run.height / 20);
-        if (host->abortProc != nullptr && host->abortProc()) return true;
-    }
-    progress->rowsSinceReport = 0;
-    return false;
-}
-
-// Gives the row after the last one keyed: the height, or the row of the abort.
+// Gives the row after the last one keyed: the height, or the row of the stop. Reports whenever more than a
+// twentieth of the picture has been keyed since the last report.
 template <class Sample>
-std::int32_t KeyRows(Globals* globals, KeyRun* run) {
+std::int32_t KeyRows(const PlaneView<Sample>& view, const Progress& progress, KeyRun* run) {
     const Passes<Sample>& passes = PassesOf<Sample>(*ActiveVariant());
-    Progress progress;
     RowRing& ring = run->ring;
+    std::int32_t rowsSinceReport = 0;
     for (std::int32_t y = 0; y < run->height; ++y) {
         if (++ring.ringSlot >= ring.ringRows) ring.ringSlot = 0;
-        if (ReportRow(globals, *run, y, &progress)) return y;
-        passes.processRow(*run, globals, y);
+        if (++rowsSinceReport > run->height / 20) {
+            if (progress.report != nullptr && progress.report(progress.context, y, run->height)) return y;
+            rowsSinceReport = 0;
+        }
+        passes.processRow(*run, view, y);
     }
     return run->height;
 }
 
 template <class Sample>
-void KeyAllRows(Globals* globals) {
-    KeyRun run = BeginRun(globals);
-    const RunMemory memory(&run);
+KeyResult KeyAllRows(const Settings& settings, const Planes& planes, const Backdrop& backdrop,
+                     const Progress& progress, const Memory& memory) {
+    KeyRun run = BeginRun(settings, planes, backdrop);
+    RunMemory runMemory(&run, memory);
+    if (!runMemory.Reserve()) return {Status::kNoMemory, 0};
     PlaceColumns(run.width, &run.columns);
-    std::int32_t lastRow = KeyRows<Sample>(globals, &run);
+    KeyResult result = {Status::kDone, 0};
+    result.rows = KeyRows<Sample>(LogicalView<Sample>(planes, run.blueLogic), progress, &run);
+    if (result.rows < run.height) result.status = Status::kStopped;
     if (!run.showSelect && !run.realityInteg) {
-        FlushRows<Sample>(run, globals);
-        lastRow = run.height;  // after an abort too: the flush writes up to the end of the picture
+        FlushRows<Sample>(run, NamedView<Sample>(planes));
+        result.rows = run.height;  // after a stop too: the flush writes up to the end of the picture
     }
-    if (run.realityInteg && !run.outputAlpha)
-        sizeof(Sample) == 1 ? blendEdges8(globals) : blendEdges16(globals);
-    globals->progressPercent = Percent(lastRow, run.height);
+    if (run.realityInteg && !run.outputAlpha && BlendEdges(planes) != Status::kDone)
+        result.status = Status::kUnblended;
+    return result;
 }
 
 }  // namespace
 
-void KeyPicture(Globals* globals) {
-    if (globals->depthBytes == 1) {
-        KeyAllRows<std::uint8_t>(globals);
-    } else {
-        KeyAllRows<std::uint16_t>(globals);
-    }
+KeyResult KeyPlanes(const Settings& settings, const Planes& planes, const Backdrop& backdrop,
+                    const Progress& progress, const Memory& memory) {
+    return WithSampleType(planes, [&](auto sample) {
+        return KeyAllRows<decltype(sample)>(settings, planes, backdrop, progress, memory);
+    });
 }
+
+}  // namespace keying

@@ -1,4 +1,4 @@
-// What is fixed for one run of KeyPicture.
+// What is fixed for one run of KeyPlanes.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,8 @@
 #include "engine/derived_limits.h"
 #include "engine/keying.h"
 #include "engine/row_ring.h"
-#include "shell/globals.h"
+
+namespace keying {
 
 // The place of a column or a row on the backdrop grid: the lower of the two cells it lies between, and the
 // weights of that cell and the next.
@@ -62,12 +63,15 @@ struct KeyRun {
     bool blueLogic, orgPhoto, showSelect, realityInteg, outputAlpha;
     bool finalRender;
 
-    // The selection at document size, read as bytes at both depths; null when no pixel is to be restored.
+    // One byte a pixel at both depths; null when no pixel is to be restored.
     const std::uint8_t* selection;
 
+    const BackdropGrid* grid;
     GridColumns columns;
     DerivedLimits limits;
     RowRing ring;
     std::uint8_t*
         groupKinds;  // kReservedRingRows rows of GroupRoom, 0 at the start; the vector variants' own
 };
+
+}  // namespace keying

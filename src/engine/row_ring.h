@@ -5,7 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 
-// The checked heap aligns its blocks to 4 bytes only.
+#include "engine/keying.h"
+
+namespace keying {
+
+// Memory aligns its blocks to 4 bytes only.
 using RingCell = double __attribute__((aligned(4)));
 
 // Rows reserved in each plane, whatever number is in use.
@@ -28,10 +32,10 @@ struct RowRing {
     std::int32_t ringSlot;    // the row of the picture row just keyed; -1 before the first
 };
 
-// Reserves the seven planes on the checked heap; their contents are the heap's filling. On failure what was
-// reserved is released and HeapFailure goes on.
-void ReserveRing(RowRing* ring, std::int32_t width, bool finalRender);
-void ReleaseRing(RowRing* ring);
+// Sets the ring up and reserves its planes; their contents are undefined. False when there is no memory. The
+// caller releases what was reserved in that case too, and when `allocate` throws.
+bool ReserveRing(RowRing* ring, std::int32_t width, bool finalRender, const Memory& memory);
+void ReleaseRing(RowRing* ring, const Memory& memory);
 
 // One pass each way, no loop: s lies at most ringRows out of range.
 static inline std::int32_t wrapSlot(const RowRing& ring, std::int32_t s) {
@@ -45,3 +49,5 @@ static inline std::size_t RingRow(const RowRing& ring, std::int32_t slot) {
     assert(slot >= 0 && slot < ring.ringRows);
     return static_cast<std::size_t>(slot) * static_cast<std::size_t>(ring.width);
 }
+
+}  // namespace keying

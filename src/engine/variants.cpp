@@ -5,6 +5,8 @@
 #include "engine/scalar/variant.h"
 #include "engine/simd/variants.h"
 
+namespace keying {
+
 namespace {
 
 // The processor's features count only where the operating system keeps the registers that they need.
@@ -52,25 +54,27 @@ const Variant* FastestVariant() {
     return fastest;
 }
 
-// One thread at a time enters the module. Null until the first use.
-const Variant* gForm;
+// One thread at a time uses the engine. Null until the first use.
+const Variant* gActive;
 
 }  // namespace
 
 const char* const kVariantNames[] = {"scalar", "sse2", "avx2", "avx512", nullptr};
 
 const Variant* ActiveVariant() {
-    if (gForm == nullptr) gForm = FastestVariant();
-    return gForm;
+    if (gActive == nullptr) gActive = FastestVariant();
+    return gActive;
 }
 
 bool SetActiveVariant(const char* name) {
     const Variant* variant = name == nullptr ? FastestVariant() : VariantNamed(name);
     if (variant == nullptr) return false;
-    gForm = variant;
+    gActive = variant;
     return true;
 }
 
 bool VariantRunsHere(const char* name) {
     return VariantNamed(name) != nullptr;
 }
+
+}  // namespace keying

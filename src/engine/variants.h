@@ -1,8 +1,8 @@
-// The variants of the engine: one that is plain and defines every result, and faster ones that give the same
-// bits.
+// The variants of the engine: the scalar reference, which defines every result, and vector variants, which
+// give the same bits.
 //
-// A variant is one table of function pointers. The module uses the fastest that the processor and the
-// operating system offer; tests and benchmarks choose by SetActiveVariant. No other place tests for an
+// A variant is one table of function pointers. The engine uses the fastest that the processor and the
+// operating system offer; tests and benchmarks choose by SetActiveVariant. No other code tests for an
 // instruction set.
 #pragma once
 
@@ -10,7 +10,9 @@
 
 #include "engine/key_run.h"
 #include "engine/keying.h"
-#include "shell/globals.h"
+#include "engine/samples.h"
+
+namespace keying {
 
 // The first three passes of the analysis.
 struct BackdropLevels {
@@ -25,15 +27,16 @@ struct GridLimits {
     double smallestLevel;  // the key channel must be above, in samples
 };
 
+// Planes are logical views.
 template <class Sample>
 struct Passes {
-    BackdropLevels (*measureLevels)(const Globals*);
+    BackdropLevels (*measureLevels)(const PlaneView<Sample>&);
     // Adds the accepted pixels to the cells' sums and counts.
-    void (*addPixels)(const Globals*, const GridLimits&, BackdropGrid*);
+    void (*addPixels)(const PlaneView<Sample>&, const GridLimits&, BackdropGrid*);
     // Row y, with run.ring.ringSlot its slot: fetches and keys it, and writes the row that is then finished.
-    void (*processRow)(const KeyRun&, const Globals*, std::int32_t y);
+    void (*processRow)(const KeyRun&, const PlaneView<Sample>&, std::int32_t y);
     // The row pass and the column pass of edge blending; false when there is no memory for working copies.
-    bool (*blendColours)(const Globals*);
+    bool (*blendColours)(const PlaneView<Sample>&);
 };
 
 struct Variant {
@@ -67,3 +70,5 @@ bool SetActiveVariant(const char* name);
 // one.
 extern const char* const kVariantNames[];
 bool VariantRunsHere(const char* name);
+
+}  // namespace keying

@@ -148,6 +148,3 @@ void ReleasePreviewBuffers(Globals* globals);
 void DisposePlanes(Globals* globals);
 
 }  // namespace filter
-
-// The engine uses these without their namespace.
-using filter::Globals;

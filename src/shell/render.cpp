@@ -1,6 +1,6 @@
 #include "shell/render.h"
 
-#include "engine/keying.h"
+#include "shell/engine_calls.h"
 #include "shell/globals.h"
 #include "shell/planes.h"
 

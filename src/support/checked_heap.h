@@ -45,8 +45,3 @@ void CheckedDelete(void* address) noexcept;
 void SweepCheckedHeap();
 
 }  // namespace filter
-
-// The engine uses these without their namespace.
-using filter::CheckedDelete;
-using filter::CheckedNew;
-using filter::HeapFailure;

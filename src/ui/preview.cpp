@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "engine/keying.h"
+#include "shell/engine_calls.h"
 #include "shell/globals.h"
 #include "shell/planes.h"
 

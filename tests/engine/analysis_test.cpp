@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "engine/keying.h"
+#include "shell/engine_calls.h"
 #include "tests/support/cases.h"
 
 namespace {
@@ -35,7 +35,7 @@ Numbers CellAt(int cell) {
 }
 
 TEST(EngineBackdropGrid, FollowsTheCells) {
-    constexpr int kCell = 7 * kGridSide + 12;
+    constexpr int kCell = 7 * keying::kGridSide + 12;
     for (Case c : ReadCases("grid")) {
         const CasePixel backdrop = c.pixels.at(0), own = c.pixels.at(1);
         c.pixels.assign(60 * 60, backdrop);
@@ -47,7 +47,7 @@ TEST(EngineBackdropGrid, FollowsTheCells) {
         Numbers found = CellAt(kCell);
         for (std::size_t n = 0; n < 4; ++n) found[n] = c.expected.at(n) == kAny ? kAny : found[n];
         EXPECT_EQ(found, c.expected) << c.name;
-        for (int neighbour : {kCell - 1, kCell + 1, kCell - kGridSide, kCell + kGridSide})
+        for (int neighbour : {kCell - 1, kCell + 1, kCell - keying::kGridSide, kCell + keying::kGridSide})
             EXPECT_EQ(CellAt(neighbour), CellAt(0)) << c.name;
     }
 }
@@ -77,7 +77,7 @@ TEST(EngineBackdropGrid, TakesTheHueOfAPaleBackdrop) {
         i < 600 ? rig.SetColour(kTopR, i, 39, 50, 38) : rig.SetColour(kTopR, i, 25, 31, 24);
     for (int n = 0; n < 9; ++n) rig.SetColour(kTopR, (21 + n / 3) * 60 + 36 + n % 3, 12, 40, 10);
     rig.Analyse();
-    EXPECT_EQ(CellAt(7 * kGridSide + 12)[3], 9);
+    EXPECT_EQ(CellAt(7 * keying::kGridSide + 12)[3], 9);
 }
 
 }  // namespace

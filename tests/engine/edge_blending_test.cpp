@@ -1,7 +1,7 @@
 // Edge blending by itself, on planes set by hand.
 #include <gtest/gtest.h>
 
-#include "engine/keying.h"
+#include "shell/engine_calls.h"
 #include "tests/support/cases.h"
 
 namespace {

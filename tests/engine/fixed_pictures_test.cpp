@@ -43,9 +43,9 @@ std::uint64_t HashOfGroup(int group) {
 }
 
 TEST(FixedPictures, GiveTheSameBytesEverywhere) {
-    const char* const chosen = ActiveVariant()->name;
-    for (const char* const* variant = kVariantNames; *variant != nullptr; ++variant) {
-        if (!SetActiveVariant(*variant)) {
+    const char* const chosen = keying::ActiveVariant()->name;
+    for (const char* const* variant = keying::kVariantNames; *variant != nullptr; ++variant) {
+        if (!keying::SetActiveVariant(*variant)) {
             std::printf("skipped: this machine does not run the variant %s\n", *variant);
             continue;
         }
@@ -54,7 +54,7 @@ TEST(FixedPictures, GiveTheSameBytesEverywhere) {
             hashes << "0x" << std::hex << std::setfill('0') << std::setw(16) << HashOfGroup(n) << '\n';
         ASSERT_TRUE(MatchesKeptText(hashes.str(), "tests/engine/cases/fixed_pictures.hashes")) << *variant;
     }
-    SetActiveVariant(chosen);
+    keying::SetActiveVariant(chosen);
 }
 
 }  // namespace

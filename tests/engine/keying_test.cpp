@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "engine/keying.h"
+#include "shell/engine_calls.h"
 #include "tests/support/cases.h"
 
 namespace {
@@ -15,9 +15,9 @@ TEST(EngineKeying, GivesWhatTheCasesSay) {
 
 // The three channels differ by known factors, so that each is seen to be looked up by itself.
 void LayCell(int row, int column, double g) {
-    gBackdropGrid.gridR[row * kGridSide + column] = g / 2;
-    gBackdropGrid.gridG[row * kGridSide + column] = g;
-    gBackdropGrid.gridB[row * kGridSide + column] = g / 4;
+    gBackdropGrid.gridR[row * keying::kGridSide + column] = g / 2;
+    gBackdropGrid.gridG[row * keying::kGridSide + column] = g;
+    gBackdropGrid.gridB[row * keying::kGridSide + column] = g / 4;
 }
 
 TEST(EngineBackdropLookup, InterpolatesBetweenCellsAndStopsAt18) {

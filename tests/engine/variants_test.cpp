@@ -26,7 +26,7 @@ constexpr std::uint64_t Cases(std::uint64_t full) {
 class Variants : public testing::TestWithParam<const char*> {
   protected:
     void SetUp() override {
-        if (!VariantRunsHere(GetParam()))
+        if (!keying::VariantRunsHere(GetParam()))
             GTEST_SKIP() << "this machine does not run the variant " << GetParam();
     }
     // make(seed) for that many seeds.
@@ -45,12 +45,12 @@ INSTANTIATE_TEST_SUITE_P(Engine, Variants, testing::Values("sse2", "avx2", "avx5
                          [](const auto& variant) { return std::string(variant.param); });
 
 TEST_P(Variants, HasPassesOfItsOwn) {
-    const char* const before = ActiveVariant()->name;
-    ASSERT_TRUE(SetActiveVariant("scalar"));
-    const Variant& plain = *ActiveVariant();
-    ASSERT_TRUE(SetActiveVariant(GetParam()));
-    const Variant& variant = *ActiveVariant();
-    SetActiveVariant(before);
+    const char* const before = keying::ActiveVariant()->name;
+    ASSERT_TRUE(keying::SetActiveVariant("scalar"));
+    const keying::Variant& plain = *keying::ActiveVariant();
+    ASSERT_TRUE(keying::SetActiveVariant(GetParam()));
+    const keying::Variant& variant = *keying::ActiveVariant();
+    keying::SetActiveVariant(before);
     EXPECT_NE(variant.bytes.measureLevels, plain.bytes.measureLevels);
     EXPECT_NE(variant.bytes.addPixels, plain.bytes.addPixels);
     EXPECT_NE(variant.bytes.blendColours, plain.bytes.blendColours);
@@ -130,8 +130,8 @@ TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheAnalysis) {
     for (Case c : ReadCases("grid")) {
         const CasePixel backdrop = c.pixels.at(0), own = c.pixels.at(1);
         c.pixels.clear();
-        c.settings["width"] = {2 * kGridSide};
-        for (int n = 0; n < kGridCells; ++n) {
+        c.settings["width"] = {2 * keying::kGridSide};
+        for (int n = 0; n < keying::kGridCells; ++n) {
             c.pixels.push_back(backdrop);
             c.pixels.push_back(Near(own, n % 125));
         }

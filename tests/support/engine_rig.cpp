@@ -7,7 +7,7 @@
 #include <iterator>
 #include <limits>
 
-#include "engine/keying.h"
+#include "shell/engine_calls.h"
 #include "shell/scripting.h"
 #include "support/checked_heap.h"
 
@@ -122,9 +122,9 @@ void EngineRig::ResetOutputs() {
 }
 
 void EngineRig::SetUniformBackdrop(double r, double g, double b) {
-    std::fill_n(gBackdropGrid.gridR, kGridCells, globals.backdropMeanR = r);
-    std::fill_n(gBackdropGrid.gridG, kGridCells, globals.backdropMeanG = g);
-    std::fill_n(gBackdropGrid.gridB, kGridCells, globals.backdropMeanB = b);
+    std::fill_n(gBackdropGrid.gridR, keying::kGridCells, globals.backdropMeanR = r);
+    std::fill_n(gBackdropGrid.gridG, keying::kGridCells, globals.backdropMeanG = g);
+    std::fill_n(gBackdropGrid.gridB, keying::kGridCells, globals.backdropMeanB = b);
 }
 
 void EngineRig::Run(void (*engine)(Globals*)) {
@@ -185,11 +185,11 @@ std::uint64_t HashOutputs(EngineRig& rig) {
 }
 
 std::vector<double> AnalysisOf(const EngineRig& rig) {
-    const BackdropGrid& grid = gBackdropGrid;
+    const keying::BackdropGrid& grid = gBackdropGrid;
     std::vector<double> values = {rig.globals.backdropMeanR, rig.globals.backdropMeanG,
                                   rig.globals.backdropMeanB};
     for (const double* table : {grid.gridR, grid.gridG, grid.gridB})
-        values.insert(values.end(), table, table + kGridCells);
+        values.insert(values.end(), table, table + keying::kGridCells);
     values.insert(values.end(), std::begin(grid.gridCount), std::end(grid.gridCount));
     for (double& value : values) {
         if (std::isnan(value)) value = std::numeric_limits<double>::quiet_NaN();

@@ -10,7 +10,7 @@
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     const bool asked = argc > 1 && std::strncmp(argv[1], "--variant=", 10) == 0;
-    if (asked && !SetActiveVariant(argv[1] + 10)) {
+    if (asked && !keying::SetActiveVariant(argv[1] + 10)) {
         std::fprintf(stderr, "this machine does not run the variant %s\n", argv[1] + 10);
         return 1;
     }

@@ -20,7 +20,7 @@ std::int32_t DrawSlider(Random* draws) {
 }
 
 std::vector<double> RunIn(const char* variant, EngineRig* rig, Stage stage) {
-    if (!SetActiveVariant(variant)) std::abort();  // the caller asks first
+    if (!keying::SetActiveVariant(variant)) std::abort();  // the caller asks first
     if (stage == Stage::kAnalysisAndKeying) rig->Analyse();
     rig->Key();
     return AnalysisOf(*rig);
@@ -58,11 +58,11 @@ std::unique_ptr<EngineRig> DrawRun(Random draws) {
 }
 
 std::string DifferenceFromPlain(const char* variant, const RigMaker& make, Stage stage) {
-    const char* const active = ActiveVariant()->name;
+    const char* const active = keying::ActiveVariant()->name;
     const std::unique_ptr<EngineRig> plain = make(), other = make();
     const std::vector<double> expected = RunIn("scalar", plain.get(), stage);
     const std::vector<double> actual = RunIn(variant, other.get(), stage);
-    SetActiveVariant(active);
+    keying::SetActiveVariant(active);
     if (std::memcmp(expected.data(), actual.data(), expected.size() * sizeof expected[0]) != 0)
         return "the analyses differ";
     return FirstDifference(*plain, *other);

@@ -5,6 +5,8 @@
 #include "engine/colour.h"
 #include "engine/constants.h"
 
+namespace keying {
+
 namespace {
 
 // The side of the stronger of red and third channel, and what follows from it.
@@ -227,3 +229,5 @@ void SearchAlpha(const KeyRun& run, Pixel* p) {
     Unmix(p, s);
     if (run.showSelect) PaintMatte(run, p);
 }
+
+}  // namespace keying

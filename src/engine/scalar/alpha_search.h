@@ -7,5 +7,9 @@
 
 #include "engine/scalar/fetch_and_key.h"
 
+namespace keying {
+
 // Sets the pixel's alpha and foreground; with showSelect a false-colour view of the matte in their place.
 void SearchAlpha(const KeyRun& run, Pixel* pixel);
+
+}  // namespace keying

@@ -9,24 +9,25 @@
 #include "engine/keying.h"
 #include "engine/samples.h"
 
-BackdropGrid gBackdropGrid;
+namespace keying {
 
 namespace {
 
 // w, the share of the cell that was accepted, has no upper limit: a cell that is larger than the average and
 // wholly backdrop overshoots its own mean on purpose. In a picture of fewer than 400 pixels the share divides
 // by 0, and such a cell is no number.
-void SettleCells(const Globals* globals, BackdropGrid* grid) {
-    const std::int64_t cellPixels = std::int64_t{globals->planeHeight} * globals->planeWidth / kGridCells;
+void SettleCells(std::int64_t pixels, Backdrop* backdrop) {
+    const std::int64_t cellPixels = pixels / kGridCells;
+    BackdropGrid& grid = backdrop->grid;
     for (int cell = 0; cell < kGridCells; ++cell) {
-        const std::int32_t count = grid->gridCount[cell];
+        const std::int32_t count = grid.gridCount[cell];
         const double w = count / static_cast<double>(cellPixels);
         const auto settle = [&](double* value, double level) {
             *value = count < kGridFewestPixels ? level : *value / count * w + (1 - w) * level;
         };
-        settle(&grid->gridR[cell], globals->backdropMeanR);
-        settle(&grid->gridG[cell], globals->backdropMeanG);
-        settle(&grid->gridB[cell], globals->backdropMeanB);
+        settle(&grid.gridR[cell], backdrop->meanR);
+        settle(&grid.gridG[cell], backdrop->meanG);
+        settle(&grid.gridB[cell], backdrop->meanB);
     }
 }
 
@@ -45,26 +46,35 @@ void AddIfBackdrop(const Rgb& seen, const GridLimits& limits, std::int64_t cell,
 }
 
 template <class Sample>
-void AddGridPixels(const Globals* globals, const GridLimits& limits, BackdropGrid* grid) {
-    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals);
-    const std::int64_t width = globals->planeWidth, height = globals->planeHeight;
-    const double maxSample = globals->maxSample;
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid) {
+    const std::int64_t width = planes.width, height = planes.height;
+    const double maxSample = planes.maxSample;
     for (std::int64_t y = 0, i = 0; y < height; ++y) {
         const std::int64_t cellRow = y * kGridSide / height;
         for (std::int64_t x = 0; x < width; ++x, ++i) {
-            AddIfBackdrop(FetchLimited(top, i, maxSample), limits,
+            AddIfBackdrop(FetchLimited(planes.top, i, maxSample), limits,
                           cellRow * kGridSide + x * kGridSide / width, grid);
         }
     }
 }
 
-template void AddGridPixels<std::uint8_t>(const Globals*, const GridLimits&, BackdropGrid*);
-template void AddGridPixels<std::uint16_t>(const Globals*, const GridLimits&, BackdropGrid*);
-
-void BuildBackdropGrid(const Globals* globals,
-                       void (*addPixels)(const Globals*, const GridLimits&, BackdropGrid*)) {
-    gBackdropGrid = {};
-    const Rgb means{globals->backdropMeanR, globals->backdropMeanG, globals->backdropMeanB};
-    addPixels(globals, {HueSatOf(means, 0).hue, globals->backdropMeanG * kGridSmallestLevel}, &gBackdropGrid);
-    SettleCells(globals, &gBackdropGrid);
+template <class Sample>
+void BuildBackdropGrid(const PlaneView<Sample>& planes,
+                       void (*addPixels)(const PlaneView<Sample>&, const GridLimits&, BackdropGrid*),
+                       Backdrop* backdrop) {
+    backdrop->grid = {};
+    const Rgb means{backdrop->meanR, backdrop->meanG, backdrop->meanB};
+    addPixels(planes, {HueSatOf(means, 0).hue, backdrop->meanG * kGridSmallestLevel}, &backdrop->grid);
+    SettleCells(std::int64_t{planes.height} * planes.width, backdrop);
 }
+
+template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, BackdropGrid*);
+template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, BackdropGrid*);
+template void BuildBackdropGrid(const PlaneView<std::uint8_t>&,
+                                void (*)(const PlaneView<std::uint8_t>&, const GridLimits&, BackdropGrid*),
+                                Backdrop*);
+template void BuildBackdropGrid(const PlaneView<std::uint16_t>&,
+                                void (*)(const PlaneView<std::uint16_t>&, const GridLimits&, BackdropGrid*),
+                                Backdrop*);
+
+}  // namespace keying

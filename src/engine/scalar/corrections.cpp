@@ -6,6 +6,8 @@
 #include "engine/colour.h"
 #include "engine/constants.h"
 
+namespace keying {
+
 namespace {
 
 double Square(double v) {
@@ -82,3 +84,5 @@ void CorrectPixel(const KeyRun& run, Pixel* p) {
     if (p->alpha < 0) p->alpha = 0;
     if (p->alpha > 1) p->alpha = 1;
 }
+
+}  // namespace keying

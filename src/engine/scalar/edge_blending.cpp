@@ -13,6 +13,8 @@
 #include "engine/samples.h"
 #include "engine/scalar/edge_blending.h"
 
+namespace keying {
+
 namespace {
 
 template <class Sample>
@@ -20,7 +22,7 @@ struct Blend {
     std::int64_t width, height;
     std::int32_t blendRadius;
     std::int32_t halfMax;
-    OutPlanes<Sample> out;
+    Channels<Sample> out;
     const Sample* work[3];  // copies of red, green, blue
 };
 
@@ -135,17 +137,15 @@ std::int32_t BlendRadius(std::int32_t planeWidth) {
 }
 
 template <class Sample>
-bool BlendColours(const Globals* globals) {
-    const std::size_t bytes = sizeof(Sample) * static_cast<std::size_t>(globals->planeWidth) *
-                              static_cast<std::size_t>(globals->planeHeight);
-    // From the plain heap, and not from the checked one.
+bool BlendColours(const PlaneView<Sample>& planes) {
+    const std::size_t bytes =
+        sizeof(Sample) * static_cast<std::size_t>(planes.width) * static_cast<std::size_t>(planes.height);
     Sample* work[3];
     for (Sample*& copy : work) copy = static_cast<Sample*>(std::malloc(bytes));
     const bool made = work[0] != nullptr && work[1] != nullptr && work[2] != nullptr;
     if (made) {
-        const Blend<Sample> blend{
-            globals->planeWidth,    globals->planeHeight,          BlendRadius(globals->planeWidth),
-            globals->maxSample / 2, OutputPlanes<Sample>(globals), {work[0], work[1], work[2]}};
+        const Blend<Sample> blend{planes.width,         planes.height, BlendRadius(planes.width),
+                                  planes.maxSample / 2, planes.out,    {work[0], work[1], work[2]}};
         const auto copyPlanes = [&] {
             std::memcpy(work[0], blend.out.r, bytes);
             std::memcpy(work[1], blend.out.g, bytes);
@@ -160,26 +160,19 @@ bool BlendColours(const Globals* globals) {
     return made;
 }
 
-template bool BlendColours<std::uint8_t>(const Globals*);
-template bool BlendColours<std::uint16_t>(const Globals*);
+template bool BlendColours(const PlaneView<std::uint8_t>&);
+template bool BlendColours(const PlaneView<std::uint16_t>&);
 
-namespace {
-
-template <class Sample>
-void BlendEdges(Globals* globals) {
+Status BlendEdges(const Planes& planes) {
     const std::size_t pixels =
-        static_cast<std::size_t>(globals->planeWidth) * static_cast<std::size_t>(globals->planeHeight);
-    if (pixels == 0) return;
-    if (!PassesOf<Sample>(*ActiveVariant()).blendColours(globals)) Fail(globals, memFullErr);
-    std::memset(globals->outA, 255, pixels * sizeof(Sample));
+        static_cast<std::size_t>(planes.width) * static_cast<std::size_t>(planes.height);
+    if (pixels == 0) return Status::kDone;
+    const bool blended = WithSampleType(planes, [&](auto sample) {
+        using Sample = decltype(sample);
+        return PassesOf<Sample>(*ActiveVariant()).blendColours(NamedView<Sample>(planes));
+    });
+    std::memset(planes.outA, 255, pixels * static_cast<std::size_t>(planes.depth));
+    return blended ? Status::kDone : Status::kUnblended;
 }
 
-}  // namespace
-
-void blendEdges8(Globals* globals) {
-    BlendEdges<std::uint8_t>(globals);
-}
-
-void blendEdges16(Globals* globals) {
-    BlendEdges<std::uint16_t>(globals);
-}
+}  // namespace keying

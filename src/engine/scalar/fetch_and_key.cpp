@@ -6,6 +6,8 @@
 #include "engine/scalar/alpha_search.h"
 #include "engine/scalar/corrections.h"
 
+namespace keying {
+
 namespace {
 
 double Interpolate(const double* table, const GridPlace& row, const GridPlace& column) {
@@ -33,41 +35,30 @@ GridPlace PlaceOnGrid(std::int64_t position, std::int64_t size) {
 }
 
 template <class Sample>
-void FetchRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
+void FetchRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
     const RowRing& ring = run.ring;
-    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals);
-    const LogicalPlanes<Sample> bottom = BottomPlanes<Sample>(globals);
-    const Sample* topAlpha = View<Sample>(globals->topA, globals->topA16);
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    Sample* outKey = run.blueLogic ? out.b : out.g;
-    Sample* outThird = run.blueLogic ? out.g : out.b;
-
     const std::int64_t first = std::int64_t{y} * run.width;
     const std::size_t newest = RingRow(ring, ring.ringSlot);
     for (std::int32_t x = 0; x < run.width; ++x) {
         const std::int64_t p = first + x;
         const std::size_t cell = newest + static_cast<std::size_t>(x);
-        const double R = top.r[p];
-        double G = top.g[p];
-        double B = top.b[p];
-        if (B > run.maxSample) B = run.maxSample;
-        if (G == 0) G = 1;  // the pass's only guard of a division; it reaches the picture
-        out.r[p] = StoreSample<Sample>(R);
-        outKey[p] = StoreSample<Sample>(G);
-        outThird[p] = StoreSample<Sample>(B);
+        const Rgb seen = FetchGuarded(planes.top, p, run.maxSample);
+        planes.out.r[p] = StoreSample<Sample>(seen.r);
+        planes.out.g[p] = StoreSample<Sample>(seen.g);
+        planes.out.b[p] = StoreSample<Sample>(seen.b);
 
-        ring.ringBottomR[cell] = bottom.r[p];
-        ring.ringBottomG[cell] = bottom.g[p];
-        ring.ringBottomB[cell] = bottom.b[p];
-        ring.ringFgR[cell] = R;
-        ring.ringFgG[cell] = G;
-        ring.ringFgB[cell] = B;
-        ring.ringAlpha[cell] = topAlpha[p] / run.maxSample;
+        ring.ringBottomR[cell] = planes.bottom.r[p];
+        ring.ringBottomG[cell] = planes.bottom.g[p];
+        ring.ringBottomB[cell] = planes.bottom.b[p];
+        ring.ringFgR[cell] = seen.r;
+        ring.ringFgG[cell] = seen.g;
+        ring.ringFgB[cell] = seen.b;
+        ring.ringAlpha[cell] = planes.top.a[p] / run.maxSample;
     }
 }
 
-template void FetchRow<std::uint8_t>(const KeyRun&, const Globals*, std::int32_t);
-template void FetchRow<std::uint16_t>(const KeyRun&, const Globals*, std::int32_t);
+template void FetchRow<std::uint8_t>(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void FetchRow<std::uint16_t>(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
 
 void KeyRow(const KeyRun& run, std::int32_t y) {
     if (run.orgPhoto) return;
@@ -89,9 +80,9 @@ void KeyRow(const KeyRun& run, std::int32_t y) {
         p.B = p.fgB = ring.ringFgB[cell];
         p.alpha = ring.ringAlpha[cell];
         p.maxC = Largest(p.R, p.G, p.B);
-        p.bgR = BackdropLevel(run, gBackdropGrid.gridR, row, column);
-        p.bgG = BackdropLevel(run, gBackdropGrid.gridG, row, column);
-        p.bgB = BackdropLevel(run, gBackdropGrid.gridB, row, column);
+        p.bgR = BackdropLevel(run, run.grid->gridR, row, column);
+        p.bgG = BackdropLevel(run, run.grid->gridG, row, column);
+        p.bgB = BackdropLevel(run, run.grid->gridB, row, column);
 
         SearchAlpha(run, &p);
         CorrectPixel(run, &p);
@@ -102,3 +93,5 @@ void KeyRow(const KeyRun& run, std::int32_t y) {
         ring.ringAlpha[cell] = p.alpha;
     }
 }
+
+}  // namespace keying

@@ -6,6 +6,8 @@
 #include "engine/key_run.h"
 #include "engine/samples.h"
 
+namespace keying {
+
 // One pixel on its way through the keying.
 struct Pixel {
     double R, G, B;        // as seen, logical channels; fixed
@@ -22,7 +24,9 @@ GridPlace PlaceOnGrid(std::int64_t position, std::int64_t size);
 // Brings row y of the top and bottom layers into the newest ring row and the top layer's colours, with the
 // guards of the fetch, into the output planes. outA is not touched.
 template <class Sample>
-void FetchRow(const KeyRun& run, const Globals* globals, std::int32_t y);
+void FetchRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
 
 // Keys the newest ring row, picture row y, in place.
 void KeyRow(const KeyRun& run, std::int32_t y);
+
+}  // namespace keying

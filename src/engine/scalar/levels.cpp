@@ -12,13 +12,15 @@
 #include "engine/scalar/levels.h"
 #include "engine/variants.h"
 
+namespace keying {
+
 namespace {
 
 constexpr int kHistogramBins = 512;
 
 template <class Sample>
 struct Picture {
-    LogicalPlanes<Sample> top;
+    Channels<const Sample> top;
     std::int64_t pixels;
     AnalysisLimits limits;
 };
@@ -84,36 +86,35 @@ double MeanLevel(const Picture<Sample>& picture, int domHue) {
 
 // The inverse of HueSatOf for a colour whose largest channel is the key channel. A dominant hue of exactly
 // 120 leaves the two others at the floor of 1 on purpose, however pale the backdrop is.
-void SetBackdropMeans(Globals* globals, const BackdropLevels& found) {
-    const double level = globals->backdropMeanG = found.level;
+void SetMeans(const BackdropLevels& found, Backdrop* backdrop) {
+    const double level = backdrop->meanG = found.level;
     const double domHue = found.domHue, domSat = found.domSat;
     const double hueGap = std::fabs(kKeyHue - domHue);
+    backdrop->meanR = backdrop->meanB = 0;
     if (domHue < kKeyHue) {
-        globals->backdropMeanB = level - level * domSat;
-        globals->backdropMeanR =
-            (level - globals->backdropMeanB) * hueGap / kHueSector + globals->backdropMeanB;
+        backdrop->meanB = level - level * domSat;
+        backdrop->meanR = (level - backdrop->meanB) * hueGap / kHueSector + backdrop->meanB;
     } else if (domHue > kKeyHue && domHue < kThirdHue) {
-        globals->backdropMeanR = level - level * domSat;
-        globals->backdropMeanB =
-            (level - globals->backdropMeanR) * hueGap / kHueSector + globals->backdropMeanR;
+        backdrop->meanR = level - level * domSat;
+        backdrop->meanB = (level - backdrop->meanR) * hueGap / kHueSector + backdrop->meanR;
     }
-    for (double* mean : {&globals->backdropMeanR, &globals->backdropMeanG, &globals->backdropMeanB}) {
+    for (double* mean : {&backdrop->meanR, &backdrop->meanG, &backdrop->meanB}) {
         if (*mean < kLeastMean) *mean = kLeastMean;  // later passes divide by them
     }
 }
 
 template <class Sample>
-void Analyse(Globals* globals) {
+void Measure(const PlaneView<Sample>& planes, Backdrop* backdrop) {
     const Passes<Sample>& passes = PassesOf<Sample>(*ActiveVariant());
-    SetBackdropMeans(globals, passes.measureLevels(globals));
-    BuildBackdropGrid(globals, passes.addPixels);
+    SetMeans(passes.measureLevels(planes), backdrop);
+    BuildBackdropGrid(planes, passes.addPixels, backdrop);
 }
 
 }  // namespace
 
-AnalysisLimits LimitsOf(const Globals* globals) {
-    return {static_cast<double>(globals->maxSample), kDarkest * LevelScale(globals),
-            static_cast<double>(globals->maxSample * kMargin)};
+AnalysisLimits LimitsOf(std::int32_t maxSample) {
+    return {static_cast<double>(maxSample), kDarkest * LevelScale(maxSample),
+            static_cast<double>(maxSample * kMargin)};
 }
 
 bool IsClearlyGreen(const AnalysisLimits& limits, const Rgb& seen, HueSat* atFullBrightness) {
@@ -145,23 +146,20 @@ double MeanLevelOf(double sum, std::int64_t count) {
 }
 
 template <class Sample>
-BackdropLevels MeasureLevels(const Globals* globals) {
-    const Picture<Sample> picture{TopPlanes<Sample>(globals),
-                                  std::int64_t{globals->planeWidth} * globals->planeHeight,
-                                  LimitsOf(globals)};
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes) {
+    const Picture<Sample> picture{planes.top, std::int64_t{planes.width} * planes.height,
+                                  LimitsOf(planes.maxSample)};
     const double domHue = DominantHue(picture);
     const int wholeHue = static_cast<int>(domHue);
     return {domHue, DominantSat(picture, wholeHue), MeanLevel(picture, wholeHue)};
 }
 
-template BackdropLevels MeasureLevels<std::uint8_t>(const Globals*);
-template BackdropLevels MeasureLevels<std::uint16_t>(const Globals*);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&);
 
-void AnalyseBackdrop(Globals* globals) {
-    globals->backdropMeanR = globals->backdropMeanG = globals->backdropMeanB = 0;
-    if (globals->depthBytes == 1) {
-        Analyse<std::uint8_t>(globals);
-    } else {
-        Analyse<std::uint16_t>(globals);
-    }
+void MeasureBackdrop(const Planes& planes, bool blueBackdrop, Backdrop* backdrop) {
+    WithSampleType(
+        planes, [&](auto sample) { Measure(LogicalView<decltype(sample)>(planes, blueBackdrop), backdrop); });
 }
+
+}  // namespace keying

@@ -7,6 +7,8 @@
 #include "engine/colour.h"
 #include "engine/variants.h"
 
+namespace keying {
+
 // The limits of the passes, in samples.
 struct AnalysisLimits {
     double maxSample;
@@ -14,7 +16,7 @@ struct AnalysisLimits {
     double margin;   // ten raw levels times maxSample: divided by a pixel's largest channel, ten levels of it
 };
 
-AnalysisLimits LimitsOf(const Globals* globals);
+AnalysisLimits LimitsOf(std::int32_t maxSample);
 
 // Whether the key channel of a pixel leads both others clearly, and if so hue and saturation of the pixel at
 // full brightness. seen: with the key channel limited.
@@ -36,4 +38,6 @@ double MeanLevelOf(double sum, std::int64_t count);
 // Reads the top layer's colours three times: for the commonest hue, for the commonest saturation at that hue,
 // and for the mean level of the pixels that fit.
 template <class Sample>
-BackdropLevels MeasureLevels(const Globals* globals);
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes);
+
+}  // namespace keying

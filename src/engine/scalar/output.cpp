@@ -5,6 +5,8 @@
 #include "engine/samples.h"
 #include "engine/scalar/refinement.h"
 
+namespace keying {
+
 namespace {
 
 // The pixel's channels before the store.
@@ -69,34 +71,21 @@ void LiftSoftEdge(const KeyRun& run, std::size_t newest, Composite* comp) {
 }
 
 template <class Sample>
-void StoreColour(const OutPlanes<Sample>& out, std::size_t i, const Composite& comp, bool exchanged) {
+void StoreColour(const Channels<Sample>& out, std::size_t i, const Composite& comp) {
     out.r[i] = StoreSample<Sample>(comp.r);
-    out.g[i] = StoreSample<Sample>(exchanged ? comp.b : comp.g);
-    out.b[i] = StoreSample<Sample>(exchanged ? comp.g : comp.b);
-}
-
-// The top layer's planes under their own names.
-template <class Sample>
-struct TopSamples {
-    const Sample *r, *g, *b, *a;
-};
-
-template <class Sample>
-TopSamples<Sample> TopSamplesOf(const Globals* globals) {
-    return {View<Sample>(globals->topR, globals->topR16), View<Sample>(globals->topG, globals->topG16),
-            View<Sample>(globals->topB, globals->topB16), View<Sample>(globals->topA, globals->topA16)};
+    out.g[i] = StoreSample<Sample>(comp.g);
+    out.b[i] = StoreSample<Sample>(comp.b);
 }
 
 // Puts the untouched top pixel back outside the selection. The selection is read as bytes at both depths, on
 // purpose.
 template <class Sample>
-void restoreSelection(const KeyRun& run, const TopSamples<Sample>& top, const OutPlanes<Sample>& out,
-                      std::size_t outIndex) {
-    if (run.selection == nullptr || run.selection[outIndex] != 0) return;
-    out.r[outIndex] = top.r[outIndex];
-    out.g[outIndex] = top.g[outIndex];
-    out.b[outIndex] = top.b[outIndex];
-    out.a[outIndex] = top.a[outIndex];
+void RestoreUnselected(const KeyRun& run, const PlaneView<Sample>& planes, std::size_t i) {
+    if (run.selection == nullptr || run.selection[i] != 0) return;
+    planes.out.r[i] = planes.top.r[i];
+    planes.out.g[i] = planes.top.g[i];
+    planes.out.b[i] = planes.top.b[i];
+    planes.out.a[i] = planes.top.a[i];
 }
 
 std::size_t FirstOfRow(const KeyRun& run, std::int32_t y) {
@@ -106,10 +95,10 @@ std::size_t FirstOfRow(const KeyRun& run, std::int32_t y) {
 }  // namespace
 
 template <class Sample>
-void WriteRefinedRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
+void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
     const RowRing& ring = run.ring;
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    const TopSamples<Sample> top = TopSamplesOf<Sample>(globals);
+    const Channels<const Sample>& top = planes.top;
+    const Channels<Sample>& out = planes.out;
     const std::size_t newestRow = RingRow(ring, ring.ringSlot);
     const std::size_t firstOut = FirstOfRow(run, y - ring.ringRadius);
     ColumnWindow window = {};
@@ -123,16 +112,16 @@ void WriteRefinedRow(const KeyRun& run, const Globals* globals, std::int32_t y) 
             comp = ForegroundOf(ring, newest, run.maxSample);
             out.a[outIndex] = StoreSample<Sample>(top.a[outIndex] * ring.ringAlpha[newest]);
         }
-        StoreColour(out, outIndex, comp, run.blueLogic);
-        restoreSelection(run, top, out, outIndex);
+        StoreColour(out, outIndex, comp);
+        RestoreUnselected(run, planes, outIndex);
     }
 }
 
 template <class Sample>
-void WriteDirectRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
+void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
     const RowRing& ring = run.ring;
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    const TopSamples<Sample> top = TopSamplesOf<Sample>(globals);
+    const Channels<const Sample>& top = planes.top;
+    const Channels<Sample>& out = planes.out;
     const std::size_t newestRow = RingRow(ring, ring.ringSlot);
     const std::size_t firstOut = FirstOfRow(run, y);
     for (std::int32_t x = 0; x < run.width; ++x) {
@@ -149,8 +138,8 @@ void WriteDirectRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
         } else if (sizeof(Sample) == 1) {
             out.a[outIndex] = StoreSample<Sample>(kOpaqueByte * a);
         }
-        StoreColour(out, outIndex, comp, run.blueLogic);
-        restoreSelection(run, top, out, outIndex);
+        StoreColour(out, outIndex, comp);
+        RestoreUnselected(run, planes, outIndex);
     }
 }
 
@@ -158,12 +147,13 @@ void WriteDirectRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
 // opaque pixel takes bytes of the top planes at every depth, so that at 16 bits it is dark. All of it is
 // meant: these rows are as they are.
 template <class Sample>
-void FlushRows(const KeyRun& run, const Globals* globals) {
+void FlushRows(const KeyRun& run, const PlaneView<Sample>& planes) {
     const RowRing& ring = run.ring;
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    const Sample* bottomR = View<Sample>(globals->bottomR, globals->bottomR16);
-    const Sample* bottomG = View<Sample>(globals->bottomG, globals->bottomG16);
-    const Sample* bottomB = View<Sample>(globals->bottomB, globals->bottomB16);
+    const Channels<const Sample>& bottom = planes.bottom;
+    const Channels<Sample>& out = planes.out;
+    const auto topByte = [&](const Sample* plane, std::size_t i) {
+        return static_cast<double>(reinterpret_cast<const std::uint8_t*>(plane)[i]);
+    };
     std::int32_t s = ring.ringSlot - ring.ringRadius;
     for (std::int32_t y = run.height - ring.ringRadius; y < run.height; ++y) {
         s = wrapSlot(ring, s + 1);
@@ -178,27 +168,28 @@ void FlushRows(const KeyRun& run, const Globals* globals) {
                            (1 - a) * ring.ringBottomG[cell] + ring.ringFgG[cell] * a,
                            (1 - a) * ring.ringBottomB[cell] + ring.ringFgB[cell] * a};
             if (a > kFlushTopAbove) {
-                comp = {static_cast<double>(globals->topR[outIndex]),
-                        static_cast<double>(globals->topG[outIndex]),
-                        static_cast<double>(globals->topB[outIndex])};
+                comp = {topByte(planes.top.r, outIndex), topByte(planes.top.g, outIndex),
+                        topByte(planes.top.b, outIndex)};
             }
             if (a < kFlushBottomBelow) {
-                comp = {static_cast<double>(bottomR[outIndex]), static_cast<double>(bottomG[outIndex]),
-                        static_cast<double>(bottomB[outIndex])};
+                comp = {static_cast<double>(bottom.r[outIndex]), static_cast<double>(bottom.g[outIndex]),
+                        static_cast<double>(bottom.b[outIndex])};
             }
             out.a[outIndex] = StoreSample<Sample>(run.maxSample);
             if (run.outputAlpha) {
                 comp = ForegroundOf(ring, cell, run.maxSample);
                 out.a[outIndex] = StoreSample<Sample>(run.maxSample * a);
             }
-            StoreColour(out, outIndex, comp, false);
+            StoreColour(out, outIndex, comp);
         }
     }
 }
 
-template void WriteRefinedRow<std::uint8_t>(const KeyRun&, const Globals*, std::int32_t);
-template void WriteRefinedRow<std::uint16_t>(const KeyRun&, const Globals*, std::int32_t);
-template void WriteDirectRow<std::uint8_t>(const KeyRun&, const Globals*, std::int32_t);
-template void WriteDirectRow<std::uint16_t>(const KeyRun&, const Globals*, std::int32_t);
-template void FlushRows<std::uint8_t>(const KeyRun&, const Globals*);
-template void FlushRows<std::uint16_t>(const KeyRun&, const Globals*);
+template void WriteRefinedRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void WriteRefinedRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
+template void WriteDirectRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void WriteDirectRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
+template void FlushRows(const KeyRun&, const PlaneView<std::uint8_t>&);
+template void FlushRows(const KeyRun&, const PlaneView<std::uint16_t>&);
+
+}  // namespace keying

@@ -5,6 +5,8 @@
 
 #include "engine/constants.h"
 
+namespace keying {
+
 namespace {
 
 // Read by row offset from the middle tap, and by window column from kernelBase upward.
@@ -129,3 +131,5 @@ Rgb RefinePixel(const KeyRun& run, std::int32_t y, std::int32_t x, ColumnWindow*
     Limit(&comp.r, run.maxSample);
     return comp;
 }
+
+}  // namespace keying

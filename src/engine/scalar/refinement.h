@@ -5,6 +5,8 @@
 #include "engine/colour.h"
 #include "engine/key_run.h"
 
+namespace keying {
+
 constexpr int kMostRingRows = 5;
 
 // The window's columns, each summed over the window's rows; cell 0 is the oldest. A column keeps the alpha
@@ -21,3 +23,5 @@ struct ColumnWindow {
 // stays. y: the picture row of the newest ring row. The window must be cleared before x 0 and goes along the
 // row.
 Rgb RefinePixel(const KeyRun& run, std::int32_t y, std::int32_t x, ColumnWindow* window);
+
+}  // namespace keying

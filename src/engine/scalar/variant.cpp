@@ -7,24 +7,28 @@
 #include "engine/scalar/levels.h"
 #include "engine/scalar/output.h"
 
+namespace keying {
+
 namespace {
 
 template <class Sample>
-void ProcessRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
-    FetchRow<Sample>(run, globals, y);
+void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+    FetchRow<Sample>(run, planes, y);
     KeyRow(run, y);
     if (!run.realityInteg) {
-        if (y >= run.ring.ringRadius) WriteRefinedRow<Sample>(run, globals, y);
+        if (y >= run.ring.ringRadius) WriteRefinedRow<Sample>(run, planes, y);
     } else if (!run.showSelect) {
-        WriteDirectRow<Sample>(run, globals, y);
+        WriteDirectRow<Sample>(run, planes, y);
     }
 }
 
 template <class Sample>
-constexpr Passes<Sample> PlainPasses() {
+constexpr Passes<Sample> ScalarPasses() {
     return {MeasureLevels<Sample>, AddGridPixels<Sample>, ProcessRow<Sample>, BlendColours<Sample>};
 }
 
 }  // namespace
 
-const Variant kScalarVariant = {"scalar", PlainPasses<std::uint8_t>(), PlainPasses<std::uint16_t>()};
+const Variant kScalarVariant = {"scalar", ScalarPasses<std::uint8_t>(), ScalarPasses<std::uint16_t>()};
+
+}  // namespace keying

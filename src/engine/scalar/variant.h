@@ -2,4 +2,8 @@
 
 #include "engine/variants.h"
 
+namespace keying {
+
 extern const Variant kScalarVariant;
+
+}  // namespace keying

@@ -8,7 +8,7 @@
 #include "engine/simd/search_steps.h"
 #include "engine/simd/vec.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 struct PixelLanes {
     V R, G, B;
@@ -232,4 +232,4 @@ static inline void CorrectLanes(const KeyRun& run, PixelLanes* p) {
     p->alpha = LimitTo(p->alpha, Set(0), Set(1));
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -5,7 +5,7 @@
 #include "engine/key_run.h"
 #include "engine/simd/alpha_search.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 constexpr int kSpan = 256;
 constexpr int kSpanRoom = kSpan + kLanes;
@@ -204,4 +204,4 @@ static inline void Classify(const KeyRun& run, M keyed, V at, PixelLanes* p, Que
     if (Any(correct)) Pack(&queues->correct, correct, at, *p, true);
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

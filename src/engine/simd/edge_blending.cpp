@@ -11,7 +11,7 @@
 #include "engine/scalar/edge_blending.h"
 #include "engine/simd/passes.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 namespace {
 
 constexpr int kMostReach = 2 * kMostBlendRadius;  // samples read on either side of a candidate
@@ -235,19 +235,17 @@ void BlendAlongColumns(Blend<Sample>* blend) {
 }  // namespace
 
 template <class Sample>
-bool BlendColours(const Globals* globals) {
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
+bool BlendColours(const PlaneView<Sample>& planes) {
     Blend<Sample> blend = {};
-    blend.width = globals->planeWidth;
-    blend.height = globals->planeHeight;
-    blend.radius = BlendRadius(globals->planeWidth);
-    blend.halfMax = globals->maxSample / 2;
-    blend.out[0] = out.r;
-    blend.out[1] = out.g;
-    blend.out[2] = out.b;
-    blend.alpha = out.a;
+    blend.width = planes.width;
+    blend.height = planes.height;
+    blend.radius = BlendRadius(planes.width);
+    blend.halfMax = planes.maxSample / 2;
+    blend.out[0] = planes.out.r;
+    blend.out[1] = planes.out.g;
+    blend.out[2] = planes.out.b;
+    blend.alpha = planes.out.a;
     for (int t = 0; t <= 2 * blend.radius; ++t) blend.share[t] = static_cast<double>(t) / (2 * blend.radius);
-    // From the plain heap, like the scalar reference's copies.
     blend.kept = static_cast<Sample*>(
         std::malloc(sizeof(Sample) * 3 * kKeptRows * static_cast<std::size_t>(blend.width)));
     if (blend.kept == nullptr) return false;
@@ -257,7 +255,7 @@ bool BlendColours(const Globals* globals) {
     return true;
 }
 
-template bool BlendColours<std::uint8_t>(const Globals*);
-template bool BlendColours<std::uint16_t>(const Globals*);
+template bool BlendColours(const PlaneView<std::uint8_t>&);
+template bool BlendColours(const PlaneView<std::uint16_t>&);
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -15,7 +15,7 @@
 #include "engine/simd/uniform_groups.h"
 #include "engine/simd/vec.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 namespace {
 
 // The interpolation along one row of one channel of the grid. A vector may run on into the columns of the
@@ -36,9 +36,9 @@ void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, s
 }
 
 void FillBackdrop(const KeyRun& run, const GridPlace& row, std::int32_t x0, int from, int to, Span* span) {
-    FillChannel(run, gBackdropGrid.gridR, row, x0 + from, to - from, span->bgR + from);
-    FillChannel(run, gBackdropGrid.gridG, row, x0 + from, to - from, span->bgG + from);
-    FillChannel(run, gBackdropGrid.gridB, row, x0 + from, to - from, span->bgB + from);
+    FillChannel(run, run.grid->gridR, row, x0 + from, to - from, span->bgR + from);
+    FillChannel(run, run.grid->gridG, row, x0 + from, to - from, span->bgG + from);
+    FillChannel(run, run.grid->gridB, row, x0 + from, to - from, span->bgB + from);
 }
 
 F NarrowAt(const double* p) {
@@ -100,7 +100,7 @@ void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
 // Fetches pixels `from` to `to` of the span that begins at index `first`, and keys them but for those that it
 // packs. copyOut: the fetched colours go to the output planes.
 template <class Sample>
-void ClassifySpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from, int to,
+void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from, int to,
                   bool copyOut, Queues* queues, Span* span) {
     const V maxSample = Set(run.maxSample), gate = Set(0.05);
     alignas(64) double lane[kLanes];
@@ -116,10 +116,10 @@ void ClassifySpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t 
         p.G = Select(Equal(p.G, Set(0)), Set(1), p.G);
         if (copyOut) {
             StoreSamples(planes.out.r + i, p.R, left);
-            StoreSamples(planes.outKey + i, p.G, left);
-            StoreSamples(planes.outThird + i, p.B, left);
+            StoreSamples(planes.out.g + i, p.G, left);
+            StoreSamples(planes.out.b + i, p.B, left);
         }
-        const V topAlpha = LoadSamples(planes.topAlpha + i, left);
+        const V topAlpha = LoadSamples(planes.top.a + i, left);
         p.alpha = All(Equal(topAlpha, maxSample)) ? Set(1) : topAlpha / maxSample;
         p.fgR = p.R;
         p.fgG = p.G;
@@ -140,18 +140,18 @@ void ClassifySpan(const KeyRun& run, const Planes<Sample>& planes, std::int64_t 
 
 // The kinds of a span's groups; of the last one, if it is not whole: open.
 template <class Sample>
-void FindKinds(const KeyRun& run, const GroupRun& groups, const Planes<Sample>& planes, const GridPlace& row,
-               std::int64_t first, std::int32_t x0, int n, GroupKind* kinds) {
+void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample>& planes,
+               const GridPlace& row, std::int64_t first, std::int32_t x0, int n, GroupKind* kinds) {
     alignas(64) float bgR[kSpan + kFloats], bgG[kSpan + kFloats], bgB[kSpan + kFloats];
-    FillBackdropF32(run, gBackdropGrid.gridR, row, x0, n, bgR);
-    FillBackdropF32(run, gBackdropGrid.gridG, row, x0, n, bgG);
-    FillBackdropF32(run, gBackdropGrid.gridB, row, x0, n, bgB);
+    FillBackdropF32(run, run.grid->gridR, row, x0, n, bgR);
+    FillBackdropF32(run, run.grid->gridG, row, x0, n, bgG);
+    FillBackdropF32(run, run.grid->gridB, row, x0, n, bgB);
     for (int x = 0; x < n; x += kFloats) {
         GroupKind* kind = kinds + x / kFloats;
         *kind = kMixed;
         if (n - x < kFloats) break;
         const std::int64_t i = first + x;
-        if (!All(LessEqual(groups.maxSample, LoadSingles(planes.topAlpha + i)))) continue;
+        if (!All(LessEqual(groups.maxSample, LoadSingles(planes.top.a + i)))) continue;
         *kind =
             KindOf(groups, {LoadSingles(planes.top.r + i), Largest(LoadSingles(planes.top.g + i), SetF(1)),
                             Smallest(LoadSingles(planes.top.b + i), groups.maxSample), LoadF(bgR + x),
@@ -162,8 +162,7 @@ void FindKinds(const KeyRun& run, const GroupRun& groups, const Planes<Sample>& 
 }  // namespace
 
 template <class Sample>
-void ProcessRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
-    const Planes<Sample> planes = PlanesOf<Sample>(run, globals);
+void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
     const std::int64_t firstOfRow = std::int64_t{y} * run.width;
     if (run.realityInteg && run.showSelect) {
         CopyRow(run, planes, firstOfRow);
@@ -201,15 +200,14 @@ void ProcessRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
         }
     }
     if (run.realityInteg) {
-        RestoreSelection<Sample>(run, globals, firstOfRow, run.width);
+        RestoreSelection(run, planes, firstOfRow, run.width);
     } else if (y >= run.ring.ringRadius) {
-        RefineRow<Sample>(run, globals, y);
-        RestoreSelection<Sample>(run, globals, firstOfRow - std::int64_t{run.ring.ringRadius} * run.width,
-                                 run.width);
+        RefineRow(run, planes, y);
+        RestoreSelection(run, planes, firstOfRow - std::int64_t{run.ring.ringRadius} * run.width, run.width);
     }
 }
 
-template void ProcessRow<std::uint8_t>(const KeyRun&, const Globals*, std::int32_t);
-template void ProcessRow<std::uint16_t>(const KeyRun&, const Globals*, std::int32_t);
+template void ProcessRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void ProcessRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -14,7 +14,7 @@
 #include "engine/scalar/levels.h"
 #include "engine/simd/passes.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 namespace {
 
 constexpr int kBlock = 1024;
@@ -117,7 +117,7 @@ std::int32_t CachedBin(const AnalysisLimits& limits, const Rgb& seen) {
 }
 
 template <class Sample>
-void CountHuesAndSats(const LogicalPlanes<Sample>& top, std::int64_t pixels, const AnalysisLimits& limits) {
+void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t pixels, const AnalysisLimits& limits) {
     std::memset(gHueSatCounts, 0, sizeof gHueSatCounts);
     std::memset(&gBinCache, 0, sizeof gBinCache);
     const std::int32_t maxSample = static_cast<std::int32_t>(limits.maxSample);
@@ -182,7 +182,7 @@ LevelSum SumLevels(const Sample* r, const Sample* g, const Sample* b, int n, std
 }
 
 template <class Sample>
-double MeanLevel(const LogicalPlanes<Sample>& top, std::int64_t pixels, const AnalysisLimits& limits,
+double MeanLevel(const Channels<const Sample>& top, std::int64_t pixels, const AnalysisLimits& limits,
                  int domHue) {
     std::int64_t sum = 0, count = 0;
     for (std::int64_t first = 0; first < pixels; first += kBlock) {
@@ -231,7 +231,7 @@ CellSum SumCell(const Sample* r, const Sample* g, const Sample* b, int n, std::i
 }
 
 template <class Sample>
-void AddRun(const LogicalPlanes<Sample>& top, std::int64_t first, int n, std::int32_t maxSample,
+void AddRun(const Channels<const Sample>& top, std::int64_t first, int n, std::int32_t maxSample,
             const GridLimits& limits, std::int64_t cell, BackdropGrid* grid) {
     std::uint8_t unsettled[kBlock];
     const CellSum sum = SumCell(top.r + first, top.g + first, top.b + first, n, maxSample, limits, unsettled);
@@ -253,36 +253,34 @@ std::int64_t FirstColumnOf(std::int64_t cell, std::int64_t width) {
 }  // namespace
 
 template <class Sample>
-BackdropLevels MeasureLevels(const Globals* globals) {
-    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals);
-    const std::int64_t pixels = std::int64_t{globals->planeWidth} * globals->planeHeight;
-    const AnalysisLimits limits = LimitsOf(globals);
-    CountHuesAndSats(top, pixels, limits);
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes) {
+    const std::int64_t pixels = std::int64_t{planes.width} * planes.height;
+    const AnalysisLimits limits = LimitsOf(planes.maxSample);
+    CountHuesAndSats(planes.top, pixels, limits);
     const double domHue = DominantHue();
     const int wholeHue = static_cast<int>(domHue);
-    return {domHue, DominantSat(wholeHue), MeanLevel(top, pixels, limits, wholeHue)};
+    return {domHue, DominantSat(wholeHue), MeanLevel(planes.top, pixels, limits, wholeHue)};
 }
 
 // Sums of samples are whole numbers below 2^53, so that the order of the additions does not matter.
 template <class Sample>
-void AddGridPixels(const Globals* globals, const GridLimits& limits, BackdropGrid* grid) {
-    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals);
-    const std::int64_t width = globals->planeWidth, height = globals->planeHeight;
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid) {
+    const std::int64_t width = planes.width, height = planes.height;
     for (std::int64_t y = 0; y < height; ++y) {
         const std::int64_t cellRow = y * kGridSide / height;
         for (std::int64_t column = 0; column < kGridSide; ++column) {
             const std::int64_t end = FirstColumnOf(column + 1, width);
             for (std::int64_t x = FirstColumnOf(column, width); x < end; x += kBlock) {
-                AddRun(top, y * width + x, static_cast<int>(Min<std::int64_t>(kBlock, end - x)),
-                       globals->maxSample, limits, cellRow * kGridSide + column, grid);
+                AddRun(planes.top, y * width + x, static_cast<int>(Min<std::int64_t>(kBlock, end - x)),
+                       planes.maxSample, limits, cellRow * kGridSide + column, grid);
             }
         }
     }
 }
 
-template BackdropLevels MeasureLevels<std::uint8_t>(const Globals*);
-template BackdropLevels MeasureLevels<std::uint16_t>(const Globals*);
-template void AddGridPixels<std::uint8_t>(const Globals*, const GridLimits&, BackdropGrid*);
-template void AddGridPixels<std::uint16_t>(const Globals*, const GridLimits&, BackdropGrid*);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&);
+template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, BackdropGrid*);
+template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, BackdropGrid*);
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

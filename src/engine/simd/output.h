@@ -1,5 +1,5 @@
-// The planes of a run, and the ways in which pixels reach them and the ring: keyed ones, settled ones, and
-// those that nothing keys.
+// The ways in which pixels reach the out planes and the ring: keyed ones, settled ones, and those that
+// nothing keys.
 #pragma once
 
 #include <cstdint>
@@ -9,39 +9,19 @@
 #include "engine/simd/classify.h"
 #include "engine/simd/uniform_groups.h"
 
-namespace FROND_VARIANT {
-
-// The planes of a run under the names that a sweep needs.
-template <class Sample>
-struct Planes {
-    LogicalPlanes<Sample> top, bottom;
-    const Sample* topAlpha;
-    OutPlanes<Sample> out;  // of the picture
-    Sample *outKey, *outThird;
-};
-
-template <class Sample>
-static inline Planes<Sample> PlanesOf(const KeyRun& run, const Globals* globals) {
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    return {TopPlanes<Sample>(globals),
-            BottomPlanes<Sample>(globals),
-            View<Sample>(globals->topA, globals->topA16),
-            out,
-            run.blueLogic ? out.b : out.g,
-            run.blueLogic ? out.g : out.b};
-}
+namespace keying::FROND_VARIANT {
 
 // The direct writer over a stretch of a span.
 template <class Sample>
-static inline void WriteStretch(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from,
-                                int to, const Span& span) {
+static inline void WriteStretch(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
+                                int from, int to, const Span& span) {
     const V one = Set(1), maxSample = Set(run.maxSample);
     for (int x = from; x < to; x += kLanes) {
         const std::int64_t i = first + x;
         const int left = to - x;
         const V a = Load(span.alpha + x);
         const V fgR = Load(span.fgR + x), fgG = Load(span.fgG + x), fgB = Load(span.fgB + x);
-        const V topAlpha = LoadSamples(planes.topAlpha + i, left);
+        const V topAlpha = LoadSamples(planes.top.a + i, left);
         V r, g, b, alpha;
         if (run.outputAlpha) {
             r = LimitTo(fgR, one, maxSample);
@@ -56,8 +36,8 @@ static inline void WriteStretch(const KeyRun& run, const Planes<Sample>& planes,
             alpha = sizeof(Sample) == 1 ? Set(255) * a : topAlpha;
         }
         StoreSamples(planes.out.r + i, r, left);
-        StoreSamples(planes.outKey + i, g, left);
-        StoreSamples(planes.outThird + i, b, left);
+        StoreSamples(planes.out.g + i, g, left);
+        StoreSamples(planes.out.b + i, b, left);
         StoreSamples(planes.out.a + i, alpha, left);
     }
 }
@@ -69,64 +49,59 @@ static inline void CopySamples(Sample* to, const Sample* from, int n) {
 
 // The top layer's colours as they are fetched.
 template <class Sample>
-static inline void CopyFetched(const KeyRun& run, const Planes<Sample>& planes, std::int64_t i, int n) {
+static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t i, int n) {
     const Sample most = static_cast<Sample>(run.maxSample);
     CopySamples(planes.out.r + i, planes.top.r + i, n);
     for (int x = 0; x < n; ++x) {
         const Sample G = planes.top.g[i + x], B = planes.top.b[i + x];
-        planes.outKey[i + x] = G == 0 ? 1 : G;
-        planes.outThird[i + x] = B > most ? most : B;
+        planes.out.g[i + x] = G == 0 ? 1 : G;
+        planes.out.b[i + x] = B > most ? most : B;
     }
 }
 
 // The direct writer over settled groups, whose alpha is 0 or 1: one of the layers comes through as it is.
 template <class Sample>
-static inline void WriteSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t i, int n,
+static inline void WriteSettled(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t i, int n,
                                 GroupKind kind) {
     if (kind == kBackdrop) {
         CopySamples(planes.out.r + i, planes.bottom.r + i, n);
-        CopySamples(planes.outKey + i, planes.bottom.g + i, n);
-        CopySamples(planes.outThird + i, planes.bottom.b + i, n);
+        CopySamples(planes.out.g + i, planes.bottom.g + i, n);
+        CopySamples(planes.out.b + i, planes.bottom.b + i, n);
     } else {
         CopyFetched(run, planes, i, n);
     }
     if (sizeof(Sample) == 1) {
         std::memset(planes.out.a + i, kind == kBackdrop ? 0 : 255, static_cast<unsigned>(n));
     } else {
-        CopySamples(planes.out.a + i, planes.topAlpha + i, n);
+        CopySamples(planes.out.a + i, planes.top.a + i, n);
     }
 }
 
 // The same for the ring. A foreground whose alpha is 0 is not seen.
 template <class Sample>
-static inline void KeepSettled(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first, int from,
-                               int to, GroupKind kind, Span* span) {
+static inline void KeepSettled(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
+                               int from, int to, GroupKind kind, Span* span) {
     const bool keyed = kind == kBackdrop;
     CopyFetched(run, planes, first + from, to - from);
     for (int x = from; x < to; x += kLanes) {
         const std::int64_t i = first + x;
         Store(span->fgR + x, keyed ? Set(0) : LoadWhole(planes.out.r + i));
-        Store(span->fgG + x, keyed ? Set(0) : LoadWhole(planes.outKey + i));
-        Store(span->fgB + x, keyed ? Set(0) : LoadWhole(planes.outThird + i));
+        Store(span->fgG + x, keyed ? Set(0) : LoadWhole(planes.out.g + i));
+        Store(span->fgB + x, keyed ? Set(0) : LoadWhole(planes.out.b + i));
         Store(span->alpha + x, Set(keyed ? 0 : 1));
     }
 }
 
 template <class Sample>
-static inline void RestoreSelection(const KeyRun& run, const Globals* globals, std::int64_t first,
+static inline void RestoreSelection(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
                                     std::int32_t n) {
     if (run.selection == nullptr) return;
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    const Sample* r = View<Sample>(globals->topR, globals->topR16);
-    const Sample* g = View<Sample>(globals->topG, globals->topG16);
-    const Sample* b = View<Sample>(globals->topB, globals->topB16);
-    const Sample* a = View<Sample>(globals->topA, globals->topA16);
     for (std::int64_t i = first; i < first + n; ++i) {
         if (run.selection[i] != 0) continue;
-        out.r[i] = r[i];
-        out.g[i] = g[i];
-        out.b[i] = b[i];
-        out.a[i] = a[i];
+        planes.out.r[i] = planes.top.r[i];
+        planes.out.g[i] = planes.top.g[i];
+        planes.out.b[i] = planes.top.b[i];
+        planes.out.a[i] = planes.top.a[i];
     }
 }
 
@@ -139,7 +114,7 @@ static inline void WidenSamples(const Sample* samples, int n, RingCell* cells) {
 
 // Puts a keyed span into the newest ring row, with the bottom layer beside it.
 template <class Sample>
-static inline void FillRing(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first,
+static inline void FillRing(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
                             std::int32_t x0, int n, const Span& span) {
     const RowRing& ring = run.ring;
     const std::size_t cell = RingRow(ring, ring.ringSlot) + static_cast<std::size_t>(x0);
@@ -156,16 +131,16 @@ static inline void FillRing(const KeyRun& run, const Planes<Sample>& planes, std
 // With both flags of the writers' table on, no writer runs and the ring has no reader: the fetch is all that
 // reaches the picture.
 template <class Sample>
-static inline void CopyRow(const KeyRun& run, const Planes<Sample>& planes, std::int64_t first) {
+static inline void CopyRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first) {
     const V maxSample = Set(run.maxSample);
     for (std::int32_t x = 0; x < run.width; x += kLanes) {
         const std::int64_t i = first + x;
         const int left = run.width - x;
         const V G = LoadSamples(planes.top.g + i, left);
         StoreSamples(planes.out.r + i, LoadSamples(planes.top.r + i, left), left);
-        StoreSamples(planes.outKey + i, Select(Equal(G, Set(0)), Set(1), G), left);
-        StoreSamples(planes.outThird + i, LimitHigh(LoadSamples(planes.top.b + i, left), maxSample), left);
+        StoreSamples(planes.out.g + i, Select(Equal(G, Set(0)), Set(1), G), left);
+        StoreSamples(planes.out.b + i, LimitHigh(LoadSamples(planes.top.b + i, left), maxSample), left);
     }
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

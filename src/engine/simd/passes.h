@@ -3,22 +3,22 @@
 
 #include "engine/variants.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 template <class Sample>
-BackdropLevels MeasureLevels(const Globals* globals);
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes);
 
 template <class Sample>
-void AddGridPixels(const Globals* globals, const GridLimits& limits, BackdropGrid* grid);
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid);
 
 template <class Sample>
-void ProcessRow(const KeyRun& run, const Globals* globals, std::int32_t y);
+void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
 
 // Refines and writes picture row y - ringRadius, but for the selection.
 template <class Sample>
-void RefineRow(const KeyRun& run, const Globals* globals, std::int32_t y);
+void RefineRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
 
 template <class Sample>
-bool BlendColours(const Globals* globals);
+bool BlendColours(const PlaneView<Sample>& planes);
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -8,7 +8,7 @@
 #include "engine/simd/uniform_groups.h"
 #include "engine/simd/vec.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 namespace {
 
 constexpr int kSpan = 256;
@@ -79,51 +79,26 @@ void LiftSoftEdges(const KeyRun& run, std::size_t cell, Colours* comp) {
     comp->b = Select(soft, lifted.b, comp->b);
 }
 
-// What a row's refinement reads and writes, from the first pixel of the row on.
-template <class Sample>
-struct RowPlanes {
-    const Sample *topR, *topG, *topB, *topAlpha;
-    const Sample *bottomR, *bottomG, *bottomB;
-    Sample *r, *key, *third, *alpha;
-};
-
-template <class Sample>
-RowPlanes<Sample> PlanesOfRow(const KeyRun& run, const Globals* globals, std::int64_t first) {
-    const LogicalPlanes<Sample> top = TopPlanes<Sample>(globals), bottom = BottomPlanes<Sample>(globals);
-    const OutPlanes<Sample> out = OutputPlanes<Sample>(globals);
-    return {top.r + first,
-            top.g + first,
-            top.b + first,
-            View<Sample>(globals->topA, globals->topA16) + first,
-            bottom.r + first,
-            bottom.g + first,
-            bottom.b + first,
-            out.r + first,
-            (run.blueLogic ? out.b : out.g) + first,
-            (run.blueLogic ? out.g : out.b) + first,
-            out.a + first};
-}
-
 // Where every cell of the window has the same alpha, 0 or 1, one of the layers comes through as it is.
 template <class Sample>
-void WriteUniform(const KeyRun& run, const RowPlanes<Sample>& row, int from, int to, GroupKind kind) {
+void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, int from, int to, GroupKind kind) {
     const Sample most = static_cast<Sample>(run.maxSample);
     const auto copy = [&](Sample* out, const Sample* layer) {
         for (int x = from; x < to; ++x) out[x] = layer[x] > most ? most : layer[x];
     };
     if (kind == kBackdrop) {
-        copy(row.r, row.bottomR);
-        copy(row.key, row.bottomG);
-        copy(row.third, row.bottomB);
+        copy(row.out.r, row.bottom.r);
+        copy(row.out.g, row.bottom.g);
+        copy(row.out.b, row.bottom.b);
     } else {
-        copy(row.r, row.topR);
+        copy(row.out.r, row.top.r);
         for (int x = from; x < to; ++x) {
-            const Sample G = row.topG[x] > most ? most : row.topG[x];
-            row.key[x] = G == 0 ? 1 : G;
+            const Sample G = row.top.g[x] > most ? most : row.top.g[x];
+            row.out.g[x] = G == 0 ? 1 : G;
         }
-        copy(row.third, row.topB);
+        copy(row.out.b, row.top.b);
     }
-    std::memcpy(row.alpha + from, row.topAlpha + from, sizeof(Sample) * static_cast<unsigned>(to - from));
+    std::memcpy(row.out.a + from, row.top.a + from, sizeof(Sample) * static_cast<unsigned>(to - from));
 }
 
 // The kinds of a span's groups in the refined row: open unless the whole window over the group is of one
@@ -147,7 +122,7 @@ void FindWindowKinds(const KeyRun& run, const Window& window, std::int32_t x0, i
 
 // Refines and writes pixels x0 to x0 + n of the row.
 template <class Sample>
-void RefineStretch(const KeyRun& run, const Window& window, const RowPlanes<Sample>& row, std::int32_t x0,
+void RefineStretch(const KeyRun& run, const Window& window, const PlaneView<Sample>& row, std::int32_t x0,
                    int n) {
     const RowRing& ring = run.ring;
     const std::size_t newest = RingRow(ring, ring.ringSlot);
@@ -160,30 +135,30 @@ void RefineStretch(const KeyRun& run, const Window& window, const RowPlanes<Samp
         const std::size_t cell = newest + static_cast<std::size_t>(x);
         Colours comp = RefineLanes(run, window, x, differences + i);
         LiftSoftEdges(run, cell, &comp);
-        V alpha = LoadSamples(row.topAlpha + x, left);
+        V alpha = LoadSamples(row.top.a + x, left);
         if (run.outputAlpha) {
             comp = {LimitTo(LoadCells(ring.ringFgR, cell), one, maxSample),
                     LimitTo(LoadCells(ring.ringFgG, cell), one, maxSample),
                     LimitTo(LoadCells(ring.ringFgB, cell), one, maxSample)};
             alpha = alpha * LoadCells(ring.ringAlpha, cell);
         }
-        StoreSamples(row.r + x, comp.r, left);
-        StoreSamples(row.key + x, comp.g, left);
-        StoreSamples(row.third + x, comp.b, left);
-        StoreSamples(row.alpha + x, alpha, left);
+        StoreSamples(row.out.r + x, comp.r, left);
+        StoreSamples(row.out.g + x, comp.g, left);
+        StoreSamples(row.out.b + x, comp.b, left);
+        StoreSamples(row.out.a + x, alpha, left);
     }
 }
 
 }  // namespace
 
 template <class Sample>
-void RefineRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
+void RefineRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
     if (run.width < kNarrowest) {
-        WriteRefinedRow<Sample>(run, globals, y);
+        WriteRefinedRow(run, planes, y);
         return;
     }
     const std::int64_t first = std::int64_t{y - run.ring.ringRadius} * run.width;
-    const RowPlanes<Sample> row = PlanesOfRow<Sample>(run, globals, first);
+    const PlaneView<Sample> row = ViewFrom(planes, first);
     const Window window = WindowOf(run, y);
     GroupKind kinds[kSpan / kFloats];
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
@@ -199,7 +174,7 @@ void RefineRow(const KeyRun& run, const Globals* globals, std::int32_t y) {
     }
 }
 
-template void RefineRow<std::uint8_t>(const KeyRun&, const Globals*, std::int32_t);
-template void RefineRow<std::uint16_t>(const KeyRun&, const Globals*, std::int32_t);
+template void RefineRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void RefineRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -12,7 +12,7 @@
 #include "engine/row_ring.h"
 #include "engine/simd/vec.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 constexpr int kMostRows = 5;
 
@@ -172,4 +172,4 @@ static inline V WeightedSum(const double* stream, int radius) {
     return sum;
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

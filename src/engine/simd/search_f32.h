@@ -9,7 +9,7 @@
 #include "engine/simd/search_steps.h"
 #include "engine/simd/vec.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 // What is the same for all pixels of a run, in samples.
 struct SearchConstants {
@@ -165,4 +165,4 @@ static inline FoundSteps FindSteps(const SearchConstants& run, const QuickPixels
     return {coarse, Select(settled, fine, none)};
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -11,7 +11,7 @@
 #include "engine/key_run.h"
 #include "engine/simd/vec.h"
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 // One bit for each settled kind: what groups have in common is the `and` of their kinds.
 enum GroupKind : std::uint8_t { kMixed = 0, kBackdrop = 1, kForeground = 2 };
@@ -120,4 +120,4 @@ static inline void FillBackdropF32(const KeyRun& run, const double* table, const
     });
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -4,7 +4,7 @@
 #define FROND_TEXT(name) #name
 #define FROND_NAME(name) FROND_TEXT(name)
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 namespace {
 
 template <class Sample>
@@ -17,4 +17,4 @@ constexpr Passes<Sample> LanePasses() {
 extern const Variant kVariant;
 const Variant kVariant = {FROND_NAME(FROND_VARIANT), LanePasses<std::uint8_t>(), LanePasses<std::uint16_t>()};
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -3,12 +3,12 @@
 
 #include "engine/variants.h"
 
-namespace sse2 {
+namespace keying::sse2 {
 extern const Variant kVariant;
 }
-namespace avx2 {
+namespace keying::avx2 {
 extern const Variant kVariant;
 }
-namespace avx512 {
+namespace keying::avx512 {
 extern const Variant kVariant;
 }

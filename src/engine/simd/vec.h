@@ -19,7 +19,7 @@
 #include "engine/simd/vec_sse2.h"
 #endif
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 inline V LimitTo(V v, V low, V high) {
     return LimitHigh(LimitLow(v, low), high);
@@ -101,4 +101,4 @@ inline void StoreSamples(Sample* p, V v, int n) {
     std::memcpy(p, part, sizeof(Sample) * static_cast<unsigned>(n));
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 using V = __m256d;
 using M = __m256d;
@@ -158,4 +158,4 @@ inline F LoadSingles(const std::uint16_t* p) {
     return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 using V = __m512d;
 using M = __mmask8;
@@ -146,4 +146,4 @@ inline F LoadSingles(const std::uint16_t* p) {
     return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))));
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace FROND_VARIANT {
+namespace keying::FROND_VARIANT {
 
 using V = __m128d;
 using M = __m128d;
@@ -152,4 +152,4 @@ inline F LoadSingles(const std::uint16_t* p) {
     return _mm_cvtepi32_ps(_mm_unpacklo_epi16(four, _mm_setzero_si128()));
 }
 
-}  // namespace FROND_VARIANT
+}  // namespace keying::FROND_VARIANT
