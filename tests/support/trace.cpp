@@ -57,8 +57,8 @@ testing::AssertionResult Trace::Follow(const std::string& name, const Command& c
     for (std::string line; std::getline(script, line);) {
         const std::string mark = line.substr(0, line.find(' '));
         if (mark == "==") Begin(line.substr(3));
+        if (mark == "$" || mark == "#") Add(line);
         if (mark != "$") continue;
-        Add(line);
         std::istringstream words(line.substr(2));
         std::string word;
         words >> word;

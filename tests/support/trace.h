@@ -29,9 +29,9 @@ struct Trace {
     // into this program; the trace outlives the host.
     host::HostOptions Listen(host::HostOptions options = {});
 
-    // Follows the script within the trace of that name: its titles, and lines that begin with "$ ". Each of
-    // these is copied to the text and given to carryOut as its first word and the words behind it. In the end
-    // the text must match the whole trace.
+    // Follows the script within the trace of that name: its titles, comments ("# ...") and commands ("$ ...").
+    // All are copied to the text, and carryOut gets the first word of each command and the rest of its line.
+    // At the end the text must match the whole trace.
     using Command = std::function<void(const std::string& word, std::istream& words)>;
     testing::AssertionResult Follow(const std::string& name, const Command& carryOut);
 };

@@ -1,22 +1,23 @@
-// Sessions with the dialog, written as text and kept as traces: what each step makes the module ask of its
-// host, what it computes, and what controls and fields hold afterwards.
+// Sessions with the dialog, kept as traces that contain their scripts: what each step makes the module ask of
+// its host, what it computes, and what controls and fields hold afterwards. A step is a line
 //
-// A script, tests/ui/sessions/NAME.txt, has one line for each step. A line that begins with a blank is done
-// within the step above it: at the next message box, which can be one of the opening, or, where the step is a
-// painting, while the host paints.
+//   $ ACTION | ACTION ...
 //
-//   # comment
+// The actions after the first are done within it: at the next message box, or, where the first is `paint`,
+// while the host paints.
+//
 //   document WIDTH HEIGHT DEPTH LAYERS TOP LEFT WORDS
 //                                                begins a session; see BeginSession for the words
 //   VERB CONTROL NUMBERS                         see DialogSession::Do
-//   repaints VERB ...                            the dialog paints by itself after it
+//   repaints VERB ...                            the dialog repaints itself after it
 //   end VERB ...                                 the run ends with it
-//   replay                                       after it: the same document again, with what was recorded
+//   replay                                       after the end: the same document with the recorded
+//   parameters
 //
-// Paintings are left out, since the system decides when they take place. The preview's size follows from the
-// fonts of the machine: its numbers become names, and pictures and analyses are numbered in the order of
-// their first appearance. The heap's blocks become one line for each keying, which takes its rows from the
-// heap and gives all of them back.
+// Paintings are left out, since the system decides when they take place. The preview's size depends on the
+// machine's fonts: its numbers become names. Pictures and analyses are numbered in the order of their first
+// appearance. The blocks of the heap become one line for each keying, which takes its rows from the heap and
+// gives all of them back.
 #pragma once
 
 #include <windows.h>
@@ -47,16 +48,21 @@ constexpr int kIds[] = {kIdRemoveGreen, kIdRestoreBlack, kIdAlterGreen, kIdSelec
 
 class DialogSession {
   public:
-    // With isQuiet the trace leaves out the calls.
-    explicit DialogSession(const std::vector<std::string>& lines, const host::Document& document,
-                           host::HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
-        : document_(document),
+    // A step's actions. With isQuiet the trace leaves out the calls.
+    using Actions = std::vector<std::string>;
+
+    DialogSession(Trace* trace, const Actions& actions, const host::Document& document,
+                  host::HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
+        : trace_(trace),
+          stepBegin_(trace->text.size()),
+          document_(document),
           isQuiet_(isQuiet),
-          text_("== "),
-          atBox_(AddStep(lines)),
+          atBox_(actions.begin() + 1, actions.end()),
           run(document, Listen(std::move(options)), ownsMainWindow, [this](HWND box) { OnBox(box); }) {
-        if (run.Window() == nullptr) Finish(run.EndWith([] {}));
-        if (run.Window() == nullptr) return;
+        if (run.Window() == nullptr) {
+            Finish(run.EndWith([] {}));
+            return;
+        }
         width_ = run.State().previewWidth;
         height_ = run.State().previewHeight;
         place_ = RectOf(run.Window());
@@ -64,14 +70,12 @@ class DialogSession {
         AddState(0);
     }
 
-    // The step's line, and those that are done within it.
-    void Step(const std::vector<std::string>& lines) {
-        const std::string line = lines.front();
-        text_ += "\n== ";
-        const bool ends = line.rfind("end ", 0) == 0;
-        const std::string action = line.substr(ends ? 4 : 0);
-        std::vector<std::string>& due = action == "paint" ? atPainting_ : atBox_;
-        due = AddStep(lines);
+    void Step(const Actions& actions) {
+        stepBegin_ = trace_->text.size();
+        const bool ends = actions[0].rfind("end ", 0) == 0;
+        const std::string action = actions[0].substr(ends ? 4 : 0);
+        Actions& due = action == "paint" ? atPainting_ : atBox_;
+        due.assign(actions.begin() + 1, actions.end());
         if (action == "replay") return Finish(run.Replay(document_));
         if (ends) return Finish(run.EndWith([&] { Do(action); }));
         // The smallest change that an analysis of the same planes would undo.
@@ -81,26 +85,8 @@ class DialogSession {
         Do(action);
         run.Settle();
         if (run.State().backdropMeanR == marked) run.State().backdropMeanR = mean;
-        if (!due.empty()) Add("nothing let the rest in");
+        if (!due.empty()) Add("no box and no painting for the other actions");
         AddState(mean);
-    }
-
-    // With names in place of the numbers that follow from the preview's size.
-    std::string Text() const {
-        const int bytes = document_.depth / 8, samples = width_ * height_;
-        const auto number = [](int value) { return std::to_string(value); };
-        const std::pair<std::string, const char*> names[] = {
-            {"(0 0 " + number(height_) + ' ' + number(width_) + ')', "(preview)"},
-            {"(0 0 " + number(height_ - 1) + ' ' + number(width_ - 1) + ')', "(less)"},
-            {"New " + number(samples * bytes) + ' ', "New plane "},
-            {"New " + number(3 * samples) + ' ', "New picture "},
-            {" row " + number(8 * width_ * bytes) + ' ', " row of the preview "}};
-        std::string text = text_;
-        for (const auto& [found, name] : names) {
-            for (std::size_t at = 0; (at = text.find(found, at)) != text.npos;)
-                text.replace(at, found.size(), name);
-        }
-        return text;
     }
 
   private:
@@ -114,12 +100,23 @@ class DialogSession {
         return options;
     }
 
-    void Add(const std::string& line) { text_ += line + '\n'; }
+    void Add(const std::string& line) { trace_->text += line + '\n'; }
 
-    // Gives what is done within the step.
-    std::vector<std::string> AddStep(const std::vector<std::string>& lines) {
-        for (const std::string& line : lines) Add((&line == &lines[0] ? "" : " ") + line);
-        return {lines.begin() + 1, lines.end()};
+    // Gives the numbers of the step's lines that follow from the preview's size their names.
+    void NamePreview() {
+        const int bytes = document_.depth / 8, samples = width_ * height_;
+        const auto number = [](int value) { return std::to_string(value); };
+        const std::pair<std::string, const char*> names[] = {
+            {"(0 0 " + number(height_) + ' ' + number(width_) + ')', "(preview)"},
+            {"(0 0 " + number(height_ - 1) + ' ' + number(width_ - 1) + ')', "(less)"},
+            {"New " + number(samples * bytes) + ' ', "New plane "},
+            {"New " + number(3 * samples) + ' ', "New picture "},
+            {" row " + number(8 * width_ * bytes) + ' ', " row of the preview "}};
+        std::string& text = trace_->text;
+        for (const auto& [found, name] : names) {
+            for (std::size_t at = stepBegin_; (at = text.find(found, at)) != text.npos;)
+                text.replace(at, found.size(), name);
+        }
     }
 
     void OnCall(const std::string& line) {
@@ -138,9 +135,7 @@ class DialogSession {
         } else if (begins("FreeBlock")) {
             if (--blocks_ == 0) Add("keyed");
         } else {
-            Trace trace;
-            trace.Add(line);
-            text_ += trace.text;
+            trace_->Add(line);
         }
     }
 
@@ -157,8 +152,8 @@ class DialogSession {
         DoAll(std::exchange(atBox_, {}));
     }
 
-    void DoAll(const std::vector<std::string>& lines) {
-        for (const std::string& line : lines) Do(line);
+    void DoAll(const Actions& actions) {
+        for (const std::string& action : actions) Do(action);
     }
 
     // An unknown verb throws.
@@ -246,18 +241,22 @@ class DialogSession {
         AddValues(g);
         const RECT place = RectOf(run.Window());
         if (!EqualRect(&place, &place_)) Add("the dialog has moved");
-        if (g.previewPixels == nullptr || width_ <= 0 || height_ <= 0) return Add("no picture");
+        if (g.previewPixels == nullptr || width_ <= 0 || height_ <= 0) {
+            Add("no picture");
+            return NamePreview();
+        }
         // What the host got to show is the preview as the module's record holds it.
         const std::size_t samples = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
         const Bytes pixels(g.previewPixels, g.previewPixels + 3 * samples);
         const Bytes mask(g.previewAlpha, g.previewAlpha + (g.FlagOutputAlpha == 0 ? 0 : samples));
         if (host::OptionsOf(run.TheHost()).offersDisplayPixels) {
             const host::DisplayCall call = run.PaintedAfter([] {});
-            EXPECT_TRUE(call.pixels == pixels && call.maskBytes == mask) << text_.substr(text_.rfind("=="));
+            EXPECT_TRUE(call.pixels == pixels && call.maskBytes == mask) << trace_->text.substr(stepBegin_);
             EXPECT_EQ(call.map.masks != nullptr, g.FlagOutputAlpha != 0);
         }
         const std::string picture(pixels.begin(), pixels.end());
         Add("picture " + NumberOf(picture + std::string(mask.begin(), mask.end()), &pictures_));
+        NamePreview();
     }
 
     void AddValues(const Globals& g) {
@@ -295,30 +294,32 @@ class DialogSession {
         }
         if (leaks > 0) Add(std::to_string(leaks) + " leaks");
         host::ClearReport(run.TheHost());
+        NamePreview();
     }
 
+    Trace* trace_;
+    std::size_t stepBegin_;
     host::Document document_;  // before the run
     bool isQuiet_;
-    std::string text_;
     bool fails_ = false;  // the next call
     int blocks_ = 0;
     int width_ = 0, height_ = 0;
     RECT place_{};
     std::atomic<HWND> box_ = nullptr;
     POINT thumb_{};  // before a drag
-    std::vector<std::string> atBox_, atPainting_;
+    Actions atBox_, atPainting_;
     std::vector<std::string> pictures_, analyses_;
 
   public:
     DialogRun run;  // the last member: its end is the first
 };
 
-// The session that a line `document ...` begins.
-inline std::unique_ptr<DialogSession> BeginSession(const std::vector<std::string>& lines) {
+// The session that an action `document ...` begins.
+inline std::unique_ptr<DialogSession> BeginSession(Trace* trace, const DialogSession::Actions& actions) {
     int width = 0, height = 0, depth = 0, layers = 0, top = 0, left = 0;
     std::string word;
-    std::istringstream(lines[0]) >> word >> width >> height >> depth >> layers >> top >> left;
-    const auto has = [&](const char* name) { return lines[0].find(name) != std::string::npos; };
+    std::istringstream(actions[0]) >> word >> width >> height >> depth >> layers >> top >> left;
+    const auto has = [&](const char* name) { return actions[0].find(name) != std::string::npos; };
     host::Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
     if (has("selected")) document.selection = host::MakeChannel(document, 255);
     document.bounds = {top, left, top + height, left + width};
@@ -326,31 +327,27 @@ inline std::unique_ptr<DialogSession> BeginSession(const std::vector<std::string
         has("unread") ? FailingAt(host::HostCall::kReadScaledPixels, 1) : host::HostOptions{};
     options.offersDisplayPixels = !has("undisplayed");
     if (has("misowned")) options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
-    return std::make_unique<DialogSession>(lines, document, options, !has("ownerless") && !has("misowned"),
-                                           has("quiet"));
+    return std::make_unique<DialogSession>(trace, actions, document, options,
+                                           !has("ownerless") && !has("misowned"), has("quiet"));
 }
 
-// Plays the script's sessions and gives their traces.
-inline std::string PlayScript(const std::string& path) {
-    std::ifstream script(path);
-    std::vector<std::vector<std::string>> steps;
-    for (std::string line; std::getline(script, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        if (line[0] != ' ') steps.emplace_back();
-        steps.back().push_back(line.substr(line[0] == ' '));
-    }
-    std::string text;
+// Plays the sessions of the trace of that name in tests/ui/traces.
+inline testing::AssertionResult FollowSessions(const std::string& name) {
+    Trace trace;
     const host::ModulePtr module =
         OpenBuiltModule();  // stays, with what a session leaves in it, for the next
     std::unique_ptr<DialogSession> session;
-    for (const std::vector<std::string>& step : steps) {
-        if (step[0].rfind("document ", 0) != 0) {
-            session->Step(step);
-            continue;
+    return trace.Follow("ui/" + name, [&](const std::string& verb, std::istream& words) {
+        std::string line;
+        std::getline(words, line);
+        line.insert(0, verb);
+        DialogSession::Actions actions;
+        for (std::size_t end = 0; end != line.npos; line.erase(0, end + 3)) {
+            end = line.find(" | ");
+            actions.push_back(line.substr(0, end));
         }
-        if (session != nullptr) text += session->Text() + '\n';
+        if (verb != "document") return session->Step(actions);
         session.reset();  // there is one host at a time
-        session = BeginSession(step);
-    }
-    return text + session->Text();
+        session = BeginSession(&trace, actions);
+    });
 }

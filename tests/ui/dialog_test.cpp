@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "host/painting.h"
 #include "tests/support/dialog_driver.h"
@@ -197,22 +196,17 @@ TEST(AboutBox, ClosesByKeysAndButtonsAndStaysWithoutItsSuite) {
 
 // ---- Sessions ---------------------------------------------------------------------------------------------
 
-std::vector<std::string> Scripts() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator("tests/ui/sessions"))
-        names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
+class DialogSessions : public testing::TestWithParam<const char*> {};
+
+TEST_P(DialogSessions, FollowTheirTrace) {
+    EXPECT_TRUE(FollowSessions(GetParam()));
 }
 
-class DialogScripts : public testing::TestWithParam<std::string> {};
-
-TEST_P(DialogScripts, GoAsKept) {
-    EXPECT_TRUE(MatchesTrace(PlayScript("tests/ui/sessions/" + GetParam() + ".txt"), "ui/" + GetParam()));
-}
-
-INSTANTIATE_TEST_SUITE_P(, DialogScripts, testing::ValuesIn(Scripts()),
-                         [](const auto& script) { return script.param; });
+INSTANTIATE_TEST_SUITE_P(, DialogSessions,
+                         testing::Values("controls", "drag", "endings", "odd_bounds", "painting",
+                                         "reentrance", "render_16_bit", "repaints", "without_layers",
+                                         "without_memory", "without_services"),
+                         [](const auto& session) { return session.param; });
 
 // A dialog that is opened, zoomed and confirmed, and the render behind it: each failing call and how the run
 // ends, one line for neighbours that are alike.
@@ -223,12 +217,13 @@ TEST(Dialog, EveryFailingCallOfARunEndsInItsCode) {
          kind = HostCall(static_cast<int>(kind) + 1)) {
         std::string trace = kFails;
         for (int call = 1; trace.find(kFails) != trace.npos; ++call) {
-            DialogSession session({""}, GreenDocument(60, 40, 8, 2), FailingAt(kind, call));
+            Trace calls;
+            DialogSession session(&calls, {""}, GreenDocument(60, 40, 8, 2), FailingAt(kind, call));
             if (session.run.Window() != nullptr) {
                 session.Step({"slider zoom 30"});
                 session.Step({"end click ok"});
             }
-            trace = session.Text();
+            trace = calls.text;
             std::size_t at = trace.find(kFails);
             if (at == trace.npos) continue;
             at += kFails.size();
