@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 using Clock = std::chrono::steady_clock;
 

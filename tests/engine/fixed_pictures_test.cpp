@@ -52,7 +52,8 @@ TEST(FixedPictures, GiveTheSameBytesEverywhere) {
         std::ostringstream hashes;
         for (int n = 0; n < kGroups; ++n)
             hashes << "0x" << std::hex << std::setfill('0') << std::setw(16) << HashOfGroup(n) << '\n';
-        ASSERT_TRUE(MatchesKeptText(hashes.str(), "tests/engine/cases/fixed_pictures.hashes")) << *variant;
+        ASSERT_TRUE(test_support::MatchesKeptText(hashes.str(), "tests/engine/cases/fixed_pictures.hashes"))
+            << *variant;
     }
     keying::SetActiveVariant(chosen);
 }

@@ -19,6 +19,7 @@
 namespace {
 
 using namespace images;
+using namespace test_support;
 using sample_plate::RenderSamplePlate;
 using sample_plate::SamplePlate;
 

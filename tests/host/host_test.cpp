@@ -9,12 +9,12 @@
 
 #include "host/host_state.h"
 #include "host/painting.h"
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 #include "tests/support/trace.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 const PSBufferSuite& kBuffers = *BufferSuite();
 const PSChannelPortsSuite& kPorts = *ChannelPortsSuite();

@@ -9,7 +9,7 @@
 #include "host/module.h"
 #include "shell/parameter_table.h"
 #include "tests/support/engine_scenes.h"
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 // Bytes that the process has allocated. 0 where it cannot be told: sanitizers hold back what was freed.
 std::size_t AllocatedBytes() {

@@ -19,6 +19,8 @@
 namespace images {
 namespace {
 
+using namespace test_support;
+
 Picture RandomPicture(int width, int height, int depth, int colours, bool withAlpha) {
     std::mt19937 random(20240607);
     Picture picture = MakePicture(width, height, depth, colours, withAlpha);

@@ -8,6 +8,8 @@
 
 namespace {
 
+using namespace test_support;
+
 // The bytes of a resource of the built module; empty when there is none.
 Bytes Resource(const char* type, int id) {
     const HMODULE module = LoadLibraryExA(".\\MarbleFrondKeeper.8bf", nullptr, LOAD_LIBRARY_AS_DATAFILE);

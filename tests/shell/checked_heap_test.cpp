@@ -8,11 +8,11 @@
 
 #include "support/debug_output.h"
 #include "support/lazy_suite.h"
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 unsigned char* gServedAgain = nullptr;  // what ServeAgain hands out
 Trace* gFindings = nullptr;             // where the debugger's output goes

@@ -4,11 +4,11 @@
 
 #include <sstream>
 
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 const char* const kNames[] = {"topR", "topG", "topB", "topA", "selection", "bottomR", "bottomG", "bottomB"};
 
@@ -31,8 +31,8 @@ void TellLoad(std::istream& words, RunSetup setup, ScaledRead read, Trace* trace
     OSErr code = noErr;  // that the result cell holds before
     words >> size >> code >> again;
     const bool reduced = size == "reduced";
-    ShellRig rig(setup.document, trace->Listen(setup.options));
-    Globals& g = *rig.globals;
+    TestShell shell(setup.document, trace->Listen(setup.options));
+    Globals& g = *shell.globals;
     PSChannelPortsSuite ports = *g.gPSChannelPortsSuite;
     if (read != nullptr) ports.ReadScaledPixels = read;
     g.gPSChannelPortsSuite = &ports;
@@ -42,10 +42,10 @@ void TellLoad(std::istream& words, RunSetup setup, ScaledRead read, Trace* trace
     ReadChannelDesc ofAnEarlierDocument = *g.docInfo->targetCompositeChannels;
     g.topTransparency = &ofAnEarlierDocument;
     for (int load = 0; load < (again.empty() ? 1 : 2); ++load) {
-        rig.result = code;
+        shell.result = code;
         const bool exist = LoadPlanes(&g, reduced);
         std::ostringstream line;
-        line << "LoadPlanes -> " << exist << ", " << rig.result << ", " << g.planeHeight << " by "
+        line << "LoadPlanes -> " << exist << ", " << shell.result << ", " << g.planeHeight << " by "
              << g.planeWidth << ", of " << g.maxSample;
         for (int i = 0; exist && i < 8; ++i) {
             const bool whole = kPlanes[i] == &Globals::selectionPlane;
@@ -86,15 +86,15 @@ TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
 
 // What no document should be like.
 TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
-    ShellRig rig(PatternDocument(4, 3, 8, 2));
-    ReadImageDocumentDesc& document = *rig.globals->docInfo;
+    TestShell shell(PatternDocument(4, 3, 8, 2));
+    ReadImageDocumentDesc& document = *shell.globals->docInfo;
     const ReadImageDocumentDesc sound = document;
     const auto codeOf = [&](bool reduced) {
-        rig.result = 0;
-        EXPECT_FALSE(LoadPlanes(rig.globals, reduced));
-        EXPECT_EQ(CountLive(*rig.host).buffers, 0);
+        shell.result = 0;
+        EXPECT_FALSE(LoadPlanes(shell.globals, reduced));
+        EXPECT_EQ(CountLive(*shell.host).buffers, 0);
         document = sound;
-        return rig.result;
+        return shell.result;
     };
     for (const VRect& bounds : {VRect{0, 0, 0, 4}, VRect{0, 0, 3, -4}, VRect{0, INT32_MIN, 3, INT32_MAX}}) {
         document.bounds = bounds;
@@ -110,13 +110,13 @@ TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
     bitmap.depth = 1;
     document.targetCompositeChannels = &bitmap;
     EXPECT_EQ(codeOf(false), errPlugInHostInsufficient);
-    rig.globals->proxyRect = {2, 2, 1, 100};
+    shell.globals->proxyRect = {2, 2, 1, 100};
     EXPECT_EQ(codeOf(true), 0) << "a preview without pixels is no failure of the run";
 
     // A channel of deeper samples than the planes would be read past their ends.
     document.layersDescriptor->next->compositeChannelsList->depth = 16;
-    EXPECT_TRUE(LoadPlanes(rig.globals, false));
-    EXPECT_EQ(rig.result, errPlugInHostInsufficient);
+    EXPECT_TRUE(LoadPlanes(shell.globals, false));
+    EXPECT_EQ(shell.result, errPlugInHostInsufficient);
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 
 #include <sstream>
 
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 // The failing call, the boxes shown, what was written all the same, and the result.
 std::string Summary(const std::string& trace) {
@@ -48,13 +48,13 @@ TEST(RunFullRender, WritesWhatItsTableSays) {
 }
 
 TEST(RunFullRender, RefusesToWritePastAPlane) {
-    ShellRig rig(PatternDocument(4, 3, 8, 2));
-    rig.globals->depthBytes = 1;
+    TestShell shell(PatternDocument(4, 3, 8, 2));
+    shell.globals->depthBytes = 1;
     std::uint8_t plane[12] = {};
-    ReadChannelDesc deep = *rig.record->documentInfo->targetCompositeChannels;
+    ReadChannelDesc deep = *shell.record->documentInfo->targetCompositeChannels;
     deep.depth = 16;
-    WriteChannelPlane(rig.globals, &deep, plane);
-    EXPECT_EQ(rig.result, errPlugInHostInsufficient);
+    WriteChannelPlane(shell.globals, &deep, plane);
+    EXPECT_EQ(shell.result, errPlugInHostInsufficient);
 }
 
 const Descriptor kSomething = {{FourCC("RGre"), kTypeInteger, 90}, {FourCC("RInt"), kTypeBoolean, 0}};

@@ -5,13 +5,13 @@
 
 #include "shell/scripting.h"
 #include "support/message_box.h"
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 #include "ui/parameter_dialog.h"
 #include "ui/preview.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 SPErr GiveNullSuite(const char*, std::int32_t, const void** suite) {
     *suite = nullptr;
@@ -136,8 +136,8 @@ TEST(Sessions, CallTheDialogAsTheirTracesSay) {
 TEST(Globals, ResetDropsPointersAndKeepsWhatAWriterRenews) {
     Document document = PatternDocument(5, 4, 8, 2);
     document.alphaChannels.assign(2, PatternChannel(document, 1));
-    ShellRig rig(document);
-    Globals& g = *rig.globals;
+    TestShell shell(document);
+    Globals& g = *shell.globals;
     const Globals sound = g;
     std::memset(static_cast<void*>(&g), 0x11, sizeof g);
     const Globals dirty = g;
@@ -174,12 +174,12 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
         [](HandleProcs& procs) { procs.getSizeProc = nullptr; },
         [](HandleProcs& procs) { procs.setSizeProc = nullptr; },
     };
-    ShellRig rig(PatternDocument(5, 4, 8, 2));
-    EXPECT_TRUE(HandleProcsUsable(rig.record->handleProcs));
+    TestShell shell(PatternDocument(5, 4, 8, 2));
+    EXPECT_TRUE(HandleProcsUsable(shell.record->handleProcs));
     EXPECT_FALSE(HandleProcsUsable(nullptr));
-    const int handles = CountLive(*rig.host).handles;
+    const int handles = CountLive(*shell.host).handles;
     for (const auto& change : kChanges) {
-        HandleProcs procs = *rig.record->handleProcs;
+        HandleProcs procs = *shell.record->handleProcs;
         change(procs);
         const Handle first = NewHandle(&procs, 300), second = NewHandle(&procs, 1);
         EXPECT_EQ(std::string(LockHandle(&procs, first), 300), std::string(300, '\0'));
@@ -201,31 +201,31 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
         DisposeHandle(&procs, second);
         DisposeHandle(&procs, third);
         EXPECT_EQ(gProcessHandleError, 0);
-        EXPECT_EQ(CountLive(*rig.host).handles, handles);
+        EXPECT_EQ(CountLive(*shell.host).handles, handles);
     }
-    HandleProcs noLock = *rig.record->handleProcs;
+    HandleProcs noLock = *shell.record->handleProcs;
     noLock.lockProc = nullptr;
     noLock.unlockProc = nullptr;
     std::int16_t result = 0;
     std::intptr_t data = 0;
-    EXPECT_EQ(AllocateGlobals(&result, rig.record, &noLock, sizeof(Globals), &data, ResetGlobals), nullptr);
+    EXPECT_EQ(AllocateGlobals(&result, shell.record, &noLock, sizeof(Globals), &data, ResetGlobals), nullptr);
     EXPECT_EQ(data, 0);
-    EXPECT_EQ(CountLive(*rig.host).handles, handles) << "what cannot be locked is disposed of";
+    EXPECT_EQ(CountLive(*shell.host).handles, handles) << "what cannot be locked is disposed of";
 }
 
 TEST(ReadScriptParameters, DecidesOnTheDialog) {
     for (bool usable : {true, false}) {
         for (std::int16_t playInfo : {plugInDialogDontDisplay, plugInDialogDisplay, plugInDialogSilent}) {
             for (std::uint8_t before : {0, 1}) {
-                ShellRig rig(PatternDocument(4, 3, 8, 2), {}, {{FourCC("RGre"), kTypeInteger, 5}});
-                PIDescriptorParameters& parameters = *rig.record->descriptorParameters;
+                TestShell shell(PatternDocument(4, 3, 8, 2), {}, {{FourCC("RGre"), kTypeInteger, 5}});
+                PIDescriptorParameters& parameters = *shell.record->descriptorParameters;
                 parameters.playInfo = playInfo;
                 if (!usable) parameters.descriptorParametersVersion = 1;
-                ParametersOf(rig.globals)->showDialog = before;
-                rig.globals->SliderRestoreBlack = 99;
-                ReadScriptParameters(rig.globals);
-                EXPECT_EQ(rig.globals->SliderRestoreBlack, 20) << "what no item says has its default";
-                EXPECT_EQ(ParametersOf(rig.globals)->showDialog,
+                ParametersOf(shell.globals)->showDialog = before;
+                shell.globals->SliderRestoreBlack = 99;
+                ReadScriptParameters(shell.globals);
+                EXPECT_EQ(shell.globals->SliderRestoreBlack, 20) << "what no item says has its default";
+                EXPECT_EQ(ParametersOf(shell.globals)->showDialog,
                           usable ? playInfo == plugInDialogDisplay : before)
                     << usable << ' ' << playInfo << ' ' << int{before};
                 EXPECT_EQ(parameters.descriptor == nullptr, usable) << "reading consumes it";
@@ -236,8 +236,8 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
 
 // Every one of the procs must be there, of the one version known.
 TEST(DescriptorParameters, AreUsableOnlyWhole) {
-    ShellRig rig(PatternDocument(4, 3, 8, 2));
-    const PIDescriptorParameters sound = *rig.record->descriptorParameters;
+    TestShell shell(PatternDocument(4, 3, 8, 2));
+    const PIDescriptorParameters sound = *shell.record->descriptorParameters;
     PIDescriptorParameters parameters;
     ReadDescriptorProcs read;
     WriteDescriptorProcs write;

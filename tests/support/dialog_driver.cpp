@@ -8,6 +8,8 @@
 
 #include "ui/dialog_ids.h"
 
+namespace test_support {
+
 namespace {
 
 constexpr DWORD kTimeoutMs = 60'000;
@@ -33,7 +35,7 @@ bool IsDialogBox(HWND window) {
 void WaitFor(const char* what, const std::function<bool()>& condition) {
     const DWORD begin = GetTickCount();
     while (!condition()) {
-        if (GetTickCount() - begin > kTimeoutMs) Fatal("The module hangs, waited in vain for", what);
+        if (GetTickCount() - begin > kTimeoutMs) Fatal("The module hangs. Timeout while waiting for", what);
         Sleep(5);
     }
 }
@@ -52,7 +54,7 @@ LRESULT Send(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     DWORD_PTR answer = 0;
     if (SendMessageTimeoutA(window, message, wParam, lParam, SMTO_NORMAL, kTimeoutMs, &answer) == 0 &&
         IsWindow(window)) {
-        Fatal("The module hangs, waited in vain for", "an answer to a message");
+        Fatal("The module hangs. Timeout while waiting for", "an answer to a message");
     }
     return static_cast<LRESULT>(answer);
 }
@@ -69,14 +71,14 @@ RECT RectOf(HWND window) {
     return rect;
 }
 
-host::ModulePtr OpenBuiltModule() {
+ModulePtr OpenBuiltModule() {
     std::string error;
-    host::ModulePtr module = host::OpenModule("MarbleFrondKeeper.8bf", &error);
+    ModulePtr module = OpenModule("MarbleFrondKeeper.8bf", &error);
     if (module == nullptr) Fatal("No module", error.c_str());
     return module;
 }
 
-DialogRun::DialogRun(host::Document document, host::HostOptions options, bool ownsMainWindow, BoxAction onBox)
+DialogRun::DialogRun(Document document, HostOptions options, bool ownsMainWindow, BoxAction onBox)
     : title_(kDialogTitle),
       document_(std::move(document)),
       module_(OpenBuiltModule()),
@@ -86,21 +88,20 @@ DialogRun::DialogRun(host::Document document, host::HostOptions options, bool ow
     if (window_ != nullptr) PaintedAfter([] {});
 }
 
-DialogRun::DialogRun(host::HostOptions options)
-    : title_(""), module_(OpenBuiltModule()), ownsMainWindow_(true) {
+DialogRun::DialogRun(HostOptions options) : title_(""), module_(OpenBuiltModule()), ownsMainWindow_(true) {
     Start(std::move(options));
 }
 
-void DialogRun::Start(host::HostOptions options) {
+void DialogRun::Start(HostOptions options) {
     options.playInfo = plugInDialogDisplay;
     options.keepDisplays = false;
-    options.displayed = [this, listener = options.displayed](const host::DisplayCall& call) {
+    options.displayed = [this, listener = options.displayed](const DisplayCall& call) {
         if (listener) listener(call);
         const std::lock_guard<std::mutex> lock(guard_);
         painted_ = call;
         ++paintings_;
     };
-    host_ = host::CreateHost(std::move(options));
+    host_ = CreateHost(std::move(options));
     gRun = this;
     thread_ = std::thread([this] { Run(); });
     HWND shown = nullptr;
@@ -112,28 +113,28 @@ DialogRun::~DialogRun() {
     if (!over_ && window_ != nullptr) PostMessageA(window_, WM_COMMAND, kIdCancel, 0);
     WaitFor("the run's end", [this] { return over_.load(); });
     thread_.join();
-    host::CloseHost(*host_);
-    const std::string violations = host::ViolationText(*host_);
+    CloseHost(*host_);
+    const std::string violations = ViolationText(*host_);
     if (!violations.empty()) Fatal("The host found", violations.c_str());
 }
 
-// The owner of a modal dialog belongs to the thread that the dialog runs on.
+// The owner of a modal dialog must belong to the thread of the dialog.
 void DialogRun::Run() {
     if (ownsMainWindow_) {
         mainWindow_ = CreateWindowExA(0, "STATIC", "Host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 120, 90, 1000,
                                       800, nullptr, nullptr, nullptr, nullptr);
-        host::OptionsOf(*host_).mainWindow = mainWindow_;
+        OptionsOf(*host_).mainWindow = mainWindow_;
     }
     const HHOOK hook = SetWindowsHookExA(WH_CBT, OnActivation, nullptr, GetCurrentThreadId());
-    if (title_ != kDialogTitle) host::ShowAbout(*host_, module_->pluginMain);
+    if (title_ != kDialogTitle) ShowAbout(*host_, module_->pluginMain);
     if (title_ == kDialogTitle)
-        result_ = host::RunFilter(*host_, module_->pluginMain, document_, host::AskForParameters::kYes);
+        result_ = RunFilter(*host_, module_->pluginMain, document_, AskForParameters::kYes);
     UnhookWindowsHookEx(hook);
     if (ownsMainWindow_) DestroyWindow(mainWindow_);
     over_ = true;
 }
 
-// A message box is each dialog box but the dialog. It can be activated several times.
+// Every dialog box other than the dialog is a message box. It can be activated several times.
 LRESULT CALLBACK DialogRun::OnActivation(int code, WPARAM parameter, LPARAM details) {
     const auto box = reinterpret_cast<HWND>(parameter);
     if (code == HCBT_ACTIVATE && IsDialogBox(box) && TextOf(box) != gRun->title_ &&
@@ -147,7 +148,7 @@ LRESULT CALLBACK DialogRun::OnActivation(int code, WPARAM parameter, LPARAM deta
 }
 
 Globals& DialogRun::State() {
-    return *reinterpret_cast<Globals*>(*reinterpret_cast<Handle>(host::DataWord(*host_)));
+    return *reinterpret_cast<Globals*>(*reinterpret_cast<Handle>(DataWord(*host_)));
 }
 
 void DialogRun::SetSlider(int id, int position) {
@@ -165,15 +166,15 @@ void DialogRun::MoveScrollBar(int id, int code, int position) {
     Send(window_, message, MAKEWPARAM(code, position), reinterpret_cast<LPARAM>(Control(id)));
 }
 
-// Posted messages keep their order. The button is hidden, and pushing it reports nothing.
+// Posted messages keep their order. The button is hidden, and its state has no effect.
 void DialogRun::Settle() {
     const HWND button = Control(kIdHelp);
     PostMessageA(button, BM_SETSTATE, TRUE, 0);
-    WaitFor("the dialog to come to rest", [button] { return (Send(button, BM_GETSTATE) & BST_PUSHED) != 0; });
+    WaitFor("the dialog to become idle", [button] { return (Send(button, BM_GETSTATE) & BST_PUSHED) != 0; });
     Send(button, BM_SETSTATE, FALSE);
 }
 
-host::DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
+DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
     action();
     InvalidateRect(window_, nullptr, FALSE);
     Send(window_, WM_PAINT);
@@ -181,29 +182,31 @@ host::DisplayCall DialogRun::PaintedAfter(const std::function<void()>& action) {
 }
 
 void DialogRun::AwaitRepaintBy(const std::function<void()>& action) {
-    WaitFor("the dialog to come to rest", [this] { return !GetUpdateRect(window_, nullptr, FALSE); });
+    WaitFor("the dialog to become idle", [this] { return !GetUpdateRect(window_, nullptr, FALSE); });
     Send(window_, WM_NULL);  // a painting that has begun is over
     const int before = paintings_;
     action();
     WaitFor("the repaint after a change", [&] { return paintings_ > before; });
 }
 
-host::DisplayCall DialogRun::LastPainted() {
+DisplayCall DialogRun::LastPainted() {
     const std::lock_guard<std::mutex> lock(guard_);
     return painted_;
 }
 
-host::RunResult DialogRun::EndWith(const std::function<void()>& action) {
+RunResult DialogRun::EndWith(const std::function<void()>& action) {
     action();
     WaitFor("the run's end", [this] { return over_.load(); });
     return result_;
 }
 
-host::RunResult DialogRun::Click(int button) {
+RunResult DialogRun::Click(int button) {
     return EndWith([this, button] { PostMessageA(Control(button), BM_CLICK, 0, 0); });
 }
 
-host::RunResult DialogRun::Replay(host::Document document) {
-    host::OptionsOf(*host_).playInfo = plugInDialogDontDisplay;
-    return host::RunFilter(*host_, module_->pluginMain, document, host::AskForParameters::kNo);
+RunResult DialogRun::Replay(Document document) {
+    OptionsOf(*host_).playInfo = plugInDialogDontDisplay;
+    return RunFilter(*host_, module_->pluginMain, document, AskForParameters::kNo);
 }
+
+}  // namespace test_support

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <iterator>
 
+namespace test_support {
+
 std::string KeptText(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
@@ -27,3 +29,5 @@ testing::AssertionResult MatchesKeptText(const std::string& text, const std::str
     return testing::AssertionFailure() << path << ", line " << number << ":\n  expected: " << lineOf(kept)
                                        << "\n  found:    " << lineOf(text);
 }
+
+}  // namespace test_support

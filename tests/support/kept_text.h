@@ -6,9 +6,13 @@
 
 #include <string>
 
+namespace test_support {
+
 // The file's text; empty when there is none.
 std::string KeptText(const std::string& path);
 
 // Whether the text is that of the file. If it is not, the message shows the first line that differs, and the
 // text is written to found/PATH, from where scripts/remake_traces.sh copies it to the project.
 testing::AssertionResult MatchesKeptText(const std::string& text, const std::string& path);
+
+}  // namespace test_support

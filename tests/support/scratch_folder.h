@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace test_support {
+
 struct ScratchFolder {
     std::filesystem::path path;
 
@@ -70,3 +72,5 @@ inline Bytes FileCase(const std::string& name) {
     }
     return bytes;
 }
+
+}  // namespace test_support

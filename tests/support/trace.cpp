@@ -4,6 +4,8 @@
 #include "support/message_box.h"
 #include "tests/support/kept_text.h"
 
+namespace test_support {
+
 namespace {
 
 Trace* messageListener = nullptr;
@@ -15,11 +17,6 @@ std::string PathOf(const std::string& name) {
 }
 
 }  // namespace
-
-// Takes the place of the module's own, which would wait for a user.
-void filter::ShowMessage(const char* text, const char* caption) {
-    if (messageListener != nullptr) messageListener->Add(std::string("message ") + caption + ": " + text);
-}
 
 Trace::~Trace() {
     if (messageListener == this) messageListener = nullptr;
@@ -42,7 +39,7 @@ void Trace::Begin(const std::string& title) {
     text += (text.empty() ? "== " : "\n== ") + title + '\n';
 }
 
-host::HostOptions Trace::Listen(host::HostOptions options) {
+HostOptions Trace::Listen(HostOptions options) {
     messageListener = this;
     options.trace = [this](const std::string& line) { Add(line); };
     return options;
@@ -65,4 +62,12 @@ testing::AssertionResult Trace::Follow(const std::string& name, const Command& c
         carryOut(word, words);
     }
     return MatchesTrace(text, name);
+}
+
+}  // namespace test_support
+
+// Replaces the module's own, which would wait for a user.
+void filter::ShowMessage(const char* text, const char* caption) {
+    if (test_support::messageListener != nullptr)
+        test_support::messageListener->Add(std::string("message ") + caption + ": " + text);
 }

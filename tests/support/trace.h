@@ -10,6 +10,10 @@
 
 #include "host/host.h"
 
+namespace test_support {
+
+using namespace host;
+
 // A text in the making. Not safe for threads.
 struct Trace {
     Trace() = default;
@@ -27,14 +31,16 @@ struct Trace {
     void Begin(const std::string& title);
     // The options with this trace as their listener, and as that of the message boxes of the logic linked
     // into this program; the trace outlives the host.
-    host::HostOptions Listen(host::HostOptions options = {});
+    HostOptions Listen(HostOptions options = {});
 
-    // Follows the script within the trace of that name: its titles, comments ("# ...") and commands ("$ ...").
-    // All are copied to the text, and carryOut gets the first word of each command and the rest of its line.
-    // At the end the text must match the whole trace.
+    // Follows the script within the trace of that name: its titles, comments ("# ...") and commands ("$
+    // ..."). All are copied to the text, and carryOut gets the first word of each command and the rest of its
+    // line. At the end the text must match the whole trace.
     using Command = std::function<void(const std::string& word, std::istream& words)>;
     testing::AssertionResult Follow(const std::string& name, const Command& carryOut);
 };
 
 // Whether the text is the trace of the name FOLDER/TRACE, kept in tests/FOLDER/traces/TRACE.trace.
 testing::AssertionResult MatchesTrace(const std::string& text, const std::string& name);
+
+}  // namespace test_support

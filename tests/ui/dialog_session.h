@@ -31,9 +31,11 @@
 #include <sstream>
 
 #include "tests/support/dialog_driver.h"
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 #include "tests/support/trace.h"
 #include "ui/dialog_ids.h"
+
+namespace test_support {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -51,8 +53,8 @@ class DialogSession {
     // A step's actions. With isQuiet the trace leaves out the calls.
     using Actions = std::vector<std::string>;
 
-    DialogSession(Trace* trace, const Actions& actions, const host::Document& document,
-                  host::HostOptions options, bool ownsMainWindow = true, bool isQuiet = false)
+    DialogSession(Trace* trace, const Actions& actions, const Document& document, HostOptions options,
+                  bool ownsMainWindow = true, bool isQuiet = false)
         : trace_(trace),
           stepBegin_(trace->text.size()),
           document_(document),
@@ -90,9 +92,9 @@ class DialogSession {
     }
 
   private:
-    host::HostOptions Listen(host::HostOptions options) {
+    HostOptions Listen(HostOptions options) {
         options.trace = [this](const std::string& line) { OnCall(line); };
-        options.displayed = [this, isPainting = false](const host::DisplayCall&) mutable {
+        options.displayed = [this, isPainting = false](const DisplayCall&) mutable {
             EXPECT_FALSE(std::exchange(isPainting, true)) << "a painting within a painting";
             DoAll(std::exchange(atPainting_, {}));
             isPainting = false;
@@ -164,7 +166,7 @@ class DialogSession {
         const auto at = std::find(std::begin(kNames), std::end(kNames), name);
         const int id = at == std::end(kNames) ? 0 : kIds[at - kNames];
         const auto post = [&](WPARAM key) { PostMessageA(run.Control(id), WM_KEYDOWN, key, 1); };
-        const auto parameters = reinterpret_cast<PluginParameters**>(host::ParametersHandle(run.TheHost()));
+        const auto parameters = reinterpret_cast<PluginParameters**>(ParametersHandle(run.TheHost()));
         const std::map<std::string, std::function<void()>> verbs = {
             {"slider", [&] { run.SetSlider(id, first); }},
             {"key", [&] { run.PressKeyOn(id, first); }},
@@ -221,11 +223,11 @@ class DialogSession {
 
     // All calls of the kind, the edge of what is read, or nothing.
     void SetFailing(const std::string& kind) {
-        host::HostOptions& options = host::OptionsOf(run.TheHost());
+        HostOptions& options = OptionsOf(run.TheHost());
         options.shrinkScaledReads = kind == "edge";
-        options.failKind = kind == "rows"     ? host::HostCall::kAllocateBlock
-                           : kind == "planes" ? host::HostCall::kNewBuffer
-                                              : host::HostCall::kReadScaledPixels;
+        options.failKind = kind == "rows"     ? HostCall::kAllocateBlock
+                           : kind == "planes" ? HostCall::kNewBuffer
+                                              : HostCall::kReadScaledPixels;
         options.failKindEnabled = kind != "nothing" && kind != "edge";
         options.failKindAt = 0;
     }
@@ -249,8 +251,8 @@ class DialogSession {
         const std::size_t samples = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
         const Bytes pixels(g.previewPixels, g.previewPixels + 3 * samples);
         const Bytes mask(g.previewAlpha, g.previewAlpha + (g.FlagOutputAlpha == 0 ? 0 : samples));
-        if (host::OptionsOf(run.TheHost()).offersDisplayPixels) {
-            const host::DisplayCall call = run.PaintedAfter([] {});
+        if (OptionsOf(run.TheHost()).offersDisplayPixels) {
+            const DisplayCall call = run.PaintedAfter([] {});
             EXPECT_TRUE(call.pixels == pixels && call.maskBytes == mask) << trace_->text.substr(stepBegin_);
             EXPECT_EQ(call.map.masks != nullptr, g.FlagOutputAlpha != 0);
         }
@@ -286,20 +288,20 @@ class DialogSession {
         return std::to_string(at + 1);
     }
 
-    void Finish(const host::RunResult& result) {
+    void Finish(const RunResult& result) {
         Add("run -> " + std::to_string(result.result) + " at " + std::to_string(result.lastSelector));
         int leaks = 0;
-        for (const host::Violation& violation : host::ReportOf(run.TheHost()).violations) {
-            violation.kind == host::ViolationKind::kLeak ? void(++leaks) : Add(violation.text);
+        for (const Violation& violation : ReportOf(run.TheHost()).violations) {
+            violation.kind == ViolationKind::kLeak ? void(++leaks) : Add(violation.text);
         }
         if (leaks > 0) Add(std::to_string(leaks) + " leaks");
-        host::ClearReport(run.TheHost());
+        ClearReport(run.TheHost());
         NamePreview();
     }
 
     Trace* trace_;
     std::size_t stepBegin_;
-    host::Document document_;  // before the run
+    Document document_;  // before the run
     bool isQuiet_;
     bool fails_ = false;  // the next call
     int blocks_ = 0;
@@ -320,11 +322,10 @@ inline std::unique_ptr<DialogSession> BeginSession(Trace* trace, const DialogSes
     std::string word;
     std::istringstream(actions[0]) >> word >> width >> height >> depth >> layers >> top >> left;
     const auto has = [&](const char* name) { return actions[0].find(name) != std::string::npos; };
-    host::Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
-    if (has("selected")) document.selection = host::MakeChannel(document, 255);
+    Document document = (layers == 0 ? PatternDocument : GreenDocument)(width, height, depth, layers);
+    if (has("selected")) document.selection = MakeChannel(document, 255);
     document.bounds = {top, left, top + height, left + width};
-    host::HostOptions options =
-        has("unread") ? FailingAt(host::HostCall::kReadScaledPixels, 1) : host::HostOptions{};
+    HostOptions options = has("unread") ? FailingAt(HostCall::kReadScaledPixels, 1) : HostOptions{};
     options.offersDisplayPixels = !has("undisplayed");
     if (has("misowned")) options.mainWindow = reinterpret_cast<void*>(std::intptr_t{0x7ACE});
     return std::make_unique<DialogSession>(trace, actions, document, options,
@@ -334,8 +335,7 @@ inline std::unique_ptr<DialogSession> BeginSession(Trace* trace, const DialogSes
 // Plays the sessions of the trace of that name in tests/ui/traces.
 inline testing::AssertionResult FollowSessions(const std::string& name) {
     Trace trace;
-    const host::ModulePtr module =
-        OpenBuiltModule();  // stays, with what a session leaves in it, for the next
+    const ModulePtr module = OpenBuiltModule();  // stays, with what a session leaves in it, for the next
     std::unique_ptr<DialogSession> session;
     return trace.Follow("ui/" + name, [&](const std::string& verb, std::istream& words) {
         std::string line;
@@ -351,3 +351,5 @@ inline testing::AssertionResult FollowSessions(const std::string& name) {
         session = BeginSession(&trace, actions);
     });
 }
+
+}  // namespace test_support

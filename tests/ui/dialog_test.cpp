@@ -9,14 +9,14 @@
 
 #include "host/painting.h"
 #include "tests/support/dialog_driver.h"
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 #include "tests/ui/dialog_session.h"
 #include "ui/dialog_ids.h"
 #include "ui/preview_geometry.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 // ---- Templates --------------------------------------------------------------------------------------------
 

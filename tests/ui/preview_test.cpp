@@ -5,12 +5,12 @@
 #include <cstring>
 #include <sstream>
 
-#include "tests/support/shell_rig.h"
+#include "tests/support/test_shell.h"
 #include "ui/preview_geometry.h"
 
 namespace {
 
-using namespace host;
+using namespace test_support;
 
 // ---- Geometry ---------------------------------------------------------------------------------------------
 
@@ -70,15 +70,15 @@ Document PreviewedDocument(int depth, bool selected) {
 }
 
 // A document of 40 by 30, its state as at the dialog's opening, with a preview of 33 by 24.
-struct PreviewRig : ShellRig {
-    explicit PreviewRig(int depth, bool selected = false, HostOptions options = {})
-        : ShellRig(PreviewedDocument(depth, selected), std::move(options)) {
+struct TestPreview : TestShell {
+    explicit TestPreview(int depth, bool selected = false, HostOptions options = {})
+        : TestShell(PreviewedDocument(depth, selected), std::move(options)) {
         globals->proxyRect = {3, 5, 3 + kHeight, 5 + kWidth};
         globals->previewWidth = kWidth;
         globals->previewHeight = kHeight;
         globals->finalRender = 1;  // of a run before
     }
-    ~PreviewRig() {
+    ~TestPreview() {
         // The strict host takes no null buffer at the end.
         if (globals->previewAlpha == nullptr && globals->previewPixels != nullptr)
             globals->previewAlpha = NewBuffer(globals, 1);
@@ -116,19 +116,19 @@ TEST(Preview, IsComposedAsItsTraceSays) {
     for (int depth : {8, 16}) {
         for (bool selected : {false, true}) {
             trace.Begin(std::to_string(depth) + (selected ? " bits, with a selection" : " bits"));
-            PreviewRig rig(depth, selected, trace.Listen());
-            trace.Add(rig.Compose("opened"));
-            rig.globals->SliderRemoveGreen = 120;
-            trace.Add(rig.Compose("a slider moved"));
-            rig.SetView(33, 50, 25);
-            trace.Add(rig.Compose("zoomed"));
-            rig.SetView(100, 100, 100);
-            trace.Add(rig.Compose("at full zoom in the far corner"));
-            rig.SetView(50, 10, 0);
-            trace.Add(rig.Compose("at the selection's edge"));
-            rig.globals->previewWidth = -4;
-            trace.Add(rig.Compose("wrapped"));
-            rig.globals->previewWidth = kWidth;
+            TestPreview preview(depth, selected, trace.Listen());
+            trace.Add(preview.Compose("opened"));
+            preview.globals->SliderRemoveGreen = 120;
+            trace.Add(preview.Compose("a slider moved"));
+            preview.SetView(33, 50, 25);
+            trace.Add(preview.Compose("zoomed"));
+            preview.SetView(100, 100, 100);
+            trace.Add(preview.Compose("at full zoom in the far corner"));
+            preview.SetView(50, 10, 0);
+            trace.Add(preview.Compose("at the selection's edge"));
+            preview.globals->previewWidth = -4;
+            trace.Add(preview.Compose("wrapped"));
+            preview.globals->previewWidth = kWidth;
         }
     }
     EXPECT_TRUE(MatchesTrace(trace.text, "ui/preview"));
@@ -138,24 +138,24 @@ TEST(Preview, IsComposedAsItsTraceSays) {
 // compositions read no colours: they show nothing that the document does not hold.
 TEST(Preview, SurvivesTheFailureOfAnyCall) {
     Trace table;
-    for (int call = 6;; ++call) {  // the first five make the rig
+    for (int call = 6;; ++call) {  // the first five make the preview
         bool hasFailed = false;
         std::string texts[2];
         for (const std::uint8_t fill : {0x00, 0xA5}) {
             HostOptions options;
             options.failAt = call;
             options.fillByte = fill;
-            PreviewRig rig(8, true, options);
+            TestPreview preview(8, true, options);
             std::string& text = texts[fill != 0];
-            text = std::to_string(call) + ' ' + rig.Compose("failing");
-            rig.SetView(33, 50, 25);
-            text += '\n' + rig.Compose("  zoomed");
-            rig.globals->FlagOutputAlpha = 1;
+            text = std::to_string(call) + ' ' + preview.Compose("failing");
+            preview.SetView(33, 50, 25);
+            text += '\n' + preview.Compose("  zoomed");
+            preview.globals->FlagOutputAlpha = 1;
             PSPixelMap map;
             PSPixelMask mask;
-            DescribePreview(rig.globals, &map, &mask);
+            DescribePreview(preview.globals, &map, &mask);
             text += map.masks == nullptr ? ", no mask" : "";
-            hasFailed = !ReportOf(*rig.host).failures.empty();
+            hasFailed = !ReportOf(*preview.host).failures.empty();
         }
         EXPECT_EQ(texts[0], texts[1]) << "the host's own memory shows";
         table.Add(texts[0]);
@@ -165,25 +165,25 @@ TEST(Preview, SurvivesTheFailureOfAnyCall) {
 }
 
 TEST(Preview, IsDescribedToTheHost) {
-    PreviewRig rig(8);
-    rig.globals->docInfo->targetCompositeChannels->next = nullptr;  // three planes all the same
-    ComposePreview(rig.globals);
+    TestPreview preview(8);
+    preview.globals->docInfo->targetCompositeChannels->next = nullptr;  // three planes all the same
+    ComposePreview(preview.globals);
     PSPixelMap map;
     PSPixelMask mask;
     std::memset(&map, 0xA5, sizeof map);
     std::memset(&mask, 0xA5, sizeof mask);
-    DescribePreview(rig.globals, &map, &mask);
-    EXPECT_TRUE(map.version == 2 && map.imageMode == 3 && map.baseAddr == rig.globals->previewPixels &&
+    DescribePreview(preview.globals, &map, &mask);
+    EXPECT_TRUE(map.version == 2 && map.imageMode == 3 && map.baseAddr == preview.globals->previewPixels &&
                 map.bounds.top == 3 && map.bounds.left == 5 && map.bounds.bottom == 27 &&
                 map.bounds.right == 38 && map.rowBytes == 33 && map.colBytes == 1 &&
                 map.planeBytes == kCount && map.mat == nullptr && map.masks == nullptr &&
                 map.pixelOverlays == nullptr && map.maskPhaseRow == 0 && map.maskPhaseCol == 0 &&
                 map.colorManagementOptions == 0u);
-    rig.globals->FlagOutputAlpha = 1;
-    DescribePreview(rig.globals, &map, &mask);
+    preview.globals->FlagOutputAlpha = 1;
+    DescribePreview(preview.globals, &map, &mask);
     ASSERT_EQ(map.masks, &mask);
-    EXPECT_TRUE(mask.next == nullptr && mask.maskData == rig.globals->previewAlpha && mask.rowBytes == 33 &&
-                mask.colBytes == 1 && mask.maskDescription == 0);
+    EXPECT_TRUE(mask.next == nullptr && mask.maskData == preview.globals->previewAlpha &&
+                mask.rowBytes == 33 && mask.colBytes == 1 && mask.maskDescription == 0);
 }
 
 }  // namespace

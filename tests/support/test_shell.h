@@ -17,23 +17,25 @@
 #include "support/checked_heap.h"
 #include "tests/support/trace.h"
 
+namespace test_support {
+
+using namespace host;
 using namespace filter;
 
-inline host::Channel PatternChannel(const host::Document& document, int seed, int depth = 0) {
-    host::Channel channel = host::MakeChannel(document, 0, depth);
-    const int width = host::WidthOf(document.bounds);
-    for (int i = 0; i < width * host::HeightOf(document.bounds); ++i) {
+inline Channel PatternChannel(const Document& document, int seed, int depth = 0) {
+    Channel channel = MakeChannel(document, 0, depth);
+    const int width = WidthOf(document.bounds);
+    for (int i = 0; i < width * HeightOf(document.bounds); ++i) {
         const int value = i % width * 7 + i / width * 13 + seed * 29;
-        const int sample = host::DepthOf(document, channel) == 8
-                               ? value % 256
-                               : (value * 127) % (host::kHostMaxSample16 + 1);
-        host::SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
+        const int sample =
+            DepthOf(document, channel) == 8 ? value % 256 : (value * 127) % (kHostMaxSample16 + 1);
+        SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
     }
     return channel;
 }
 
-inline host::Layer PatternLayer(const host::Document& document, int seed, bool withTransparency) {
-    host::Layer layer = host::MakeLayer(document, "layer " + std::to_string(seed), 0);
+inline Layer PatternLayer(const Document& document, int seed, bool withTransparency) {
+    Layer layer = MakeLayer(document, "layer " + std::to_string(seed), 0);
     for (int i = 0; i < 3; ++i) layer.colour[i] = PatternChannel(document, seed + i);
     if (withTransparency) layer.transparency = PatternChannel(document, seed + 3);
     return layer;
@@ -41,32 +43,32 @@ inline host::Layer PatternLayer(const host::Document& document, int seed, bool w
 
 // Layers from the bottom up; the second is the target and has transparency. The flat picture alone without
 // layers.
-inline host::Document PatternDocument(int width, int height, int depth, int layers) {
-    host::Document document = host::MakeDocument(width, height, depth);
+inline Document PatternDocument(int width, int height, int depth, int layers) {
+    Document document = MakeDocument(width, height, depth);
     for (int i = 0; i < layers; ++i) document.layers.push_back(PatternLayer(document, 10 * i, i > 0));
     if (layers == 0) document.flat = PatternLayer(document, 50, false);
-    document.targetLayer = layers == 0 ? host::kTargetFlat : layers == 1 ? 0 : 1;
+    document.targetLayer = layers == 0 ? kTargetFlat : layers == 1 ? 0 : 1;
     return document;
 }
 
 // The same with a green backdrop behind all of the second layer, so that the keying has something to take
 // away.
-inline host::Document GreenDocument(int width, int height, int depth, int layers) {
-    host::Document document = PatternDocument(width, height, depth, layers);
+inline Document GreenDocument(int width, int height, int depth, int layers) {
+    Document document = PatternDocument(width, height, depth, layers);
     for (int c = 0; c < 3; ++c) {
-        host::Channel& channel = document.layers[1].colour[c];
+        Channel& channel = document.layers[1].colour[c];
         for (int i = 0; i < width * height; ++i) {
             const int backdrop = c != 1 ? 0 : depth == 8 ? 150 : 20000;
-            const int sample = host::SampleAt(document, channel, i % width, i / width) / 4 + backdrop;
-            host::SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
+            const int sample = SampleAt(document, channel, i % width, i / width) / 4 + backdrop;
+            SetSample(document, channel, i % width, i / width, static_cast<std::uint16_t>(sample));
         }
     }
     return document;
 }
 
 // A host whose n-th call of the kind fails; all of them for 0.
-inline host::HostOptions FailingAt(host::HostCall kind, int n) {
-    host::HostOptions options;
+inline HostOptions FailingAt(HostCall kind, int n) {
+    HostOptions options;
     options.failKindEnabled = true;
     options.failKind = kind;
     options.failKindAt = n;
@@ -75,22 +77,22 @@ inline host::HostOptions FailingAt(host::HostCall kind, int n) {
 
 // What a trace's commands prepare: a document, and the host that holds it open.
 struct RunSetup {
-    host::Document document;
-    host::HostOptions options;
-    host::Descriptor descriptor;
+    Document document;
+    HostOptions options;
+    Descriptor descriptor;
 };
 
 // Carries out a command of a trace that prepares a run. "document" begins a new one.
 inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* setup) {
-    static const std::map<std::string, host::HostCall> kCalls = {
-        {"CanRead", host::HostCall::kCanRead},
-        {"ReadPixels", host::HostCall::kReadPixels},
-        {"ReadScaledPixels", host::HostCall::kReadScaledPixels},
-        {"New", host::HostCall::kNewBuffer},
-        {"openReadDescriptor", host::HostCall::kOpenReadDescriptor},
-        {"openWriteDescriptor", host::HostCall::kOpenWriteDescriptor},
+    static const std::map<std::string, HostCall> kCalls = {
+        {"CanRead", HostCall::kCanRead},
+        {"ReadPixels", HostCall::kReadPixels},
+        {"ReadScaledPixels", HostCall::kReadScaledPixels},
+        {"New", HostCall::kNewBuffer},
+        {"openReadDescriptor", HostCall::kOpenReadDescriptor},
+        {"openWriteDescriptor", HostCall::kOpenWriteDescriptor},
     };
-    host::Document& document = setup->document;
+    Document& document = setup->document;
     std::string name;
     int a = 0, b = 0, c = 0, d = 0;
     if (word == "document") {  // width, height, depth, layers
@@ -113,9 +115,9 @@ inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* 
     } else if (word == "withhold") {  // a service, and a channel: of the selection, or layer and index
         words >> name >> a >> b;
         const bool selected = words.fail();
-        host::Channel& channel = selected ? *document.selection
-                                 : b == 3 ? *document.layers[a].transparency
-                                          : document.layers[a].colour[b];
+        Channel& channel = selected ? *document.selection
+                           : b == 3 ? *document.layers[a].transparency
+                                    : document.layers[a].colour[b];
         (name == "reading"   ? channel.readable
          : name == "writing" ? channel.writable
                              : channel.hasWritePort) = false;
@@ -126,53 +128,52 @@ inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* 
         char key[5] = {};
         words.width(sizeof key);
         words >> key >> name >> a;
-        setup->descriptor.push_back(
-            {FourCC(key), name == "boolean" ? host::kTypeBoolean : host::kTypeInteger, a});
+        setup->descriptor.push_back({FourCC(key), name == "boolean" ? kTypeBoolean : kTypeInteger, a});
     } else {
         ADD_FAILURE() << "no command: " << word;
     }
 }
 
 // One run from the descriptor; expects a host that has nothing to complain of afterwards.
-inline host::RunResult RunStrictly(host::Document& document, host::HostOptions options = {},
-                                   const host::Descriptor& items = {}) {
-    const host::HostPtr host = host::CreateHost(std::move(options));
-    if (!items.empty()) host::GiveDescriptor(*host, items);
-    const host::RunResult run = host::RunFilter(*host, PluginMain, document, host::AskForParameters::kNo);
-    host::CloseHost(*host);
-    EXPECT_EQ(host::ViolationText(*host), "");
+inline RunResult RunStrictly(Document& document, HostOptions options = {}, const Descriptor& items = {}) {
+    const HostPtr host = CreateHost(std::move(options));
+    if (!items.empty()) GiveDescriptor(*host, items);
+    const RunResult run = RunFilter(*host, PluginMain, document, AskForParameters::kNo);
+    CloseHost(*host);
+    EXPECT_EQ(ViolationText(*host), "");
     return run;
 }
 
 // A locked record over an open document, as the entry point would make it. The end checks that nothing is
 // left.
-struct ShellRig {
-    explicit ShellRig(host::Document theDocument, host::HostOptions options = {},
-                      const host::Descriptor& items = {})
-        : document(std::move(theDocument)), host(host::CreateHost(std::move(options))) {
-        host::OpenDocument(*host, document);
-        if (!items.empty()) host::GiveDescriptor(*host, items);
-        record = host::PrepareRecord(*host);
+struct TestShell {
+    explicit TestShell(Document theDocument, HostOptions options = {}, const Descriptor& items = {})
+        : document(std::move(theDocument)), host(CreateHost(std::move(options))) {
+        OpenDocument(*host, document);
+        if (!items.empty()) GiveDescriptor(*host, items);
+        record = PrepareRecord(*host);
         gSPBasicSuite = record->sSPBasic;
         globals = AllocateGlobals(&result, record, record->handleProcs, sizeof(Globals), &data, ResetGlobals);
         EXPECT_NE(globals, nullptr);
     }
-    ~ShellRig() {
+    ~TestShell() {
         DisposePlanes(globals);
         UnlockHandle(record->handleProcs, reinterpret_cast<Handle>(data));
         DisposeHandle(record->handleProcs, reinterpret_cast<Handle>(data));
         DisposeHandle(record->handleProcs, record->parameters);
-        host::EndRun(*host);
-        host::CloseHost(*host);
-        EXPECT_EQ(host::ViolationText(*host), "");
+        EndRun(*host);
+        CloseHost(*host);
+        EXPECT_EQ(ViolationText(*host), "");
     }
-    ShellRig(const ShellRig&) = delete;
-    ShellRig& operator=(const ShellRig&) = delete;
+    TestShell(const TestShell&) = delete;
+    TestShell& operator=(const TestShell&) = delete;
 
-    host::Document document;
-    host::HostPtr host;
+    Document document;
+    HostPtr host;
     FilterRecord* record = nullptr;
     std::int16_t result = 0;
     std::intptr_t data = 0;
     Globals* globals = nullptr;
 };
+
+}  // namespace test_support
