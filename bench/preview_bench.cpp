@@ -15,7 +15,7 @@
 #include "sample_plate/sample_plate.h"
 #include "shell/engine_calls.h"
 #include "shell/globals.h"
-#include "support/checked_heap.h"
+#include "support/module_state.h"
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 

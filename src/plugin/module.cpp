@@ -1,10 +1,11 @@
 #include "plugin/module.h"
 
 #include "support/checked_heap.h"
+#include "support/lazy_suite.h"
 #include "support/module_state.h"
 
-// The compiler's runtime keeps memory in reserve for exceptions, and each loading of the module makes a
-// reserve of its own. This gives it back; the runtime has it for leak checkers and declares it in no header.
+// Frees the memory that the C++ runtime reserves for exceptions. Without it each load of the module would
+// leak its own reserve. The runtime has this function for leak checkers and declares it in no header.
 namespace __gnu_cxx {
 void __freeres();
 }
@@ -13,7 +14,7 @@ namespace filter {
 
 void UnloadModule(bool processEnds) {
     if (!processEnds) ReleaseLazySuite(&gGetFileListSuite);
-    SweepCheckedHeap();
+    ReportLiveBlocks();
     if (!processEnds) __gnu_cxx::__freeres();
 }
 
@@ -23,10 +24,10 @@ void UnloadModule(bool processEnds) {
 
 #include <windows.h>
 
-// lastWords is set when the whole process ends.
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID lastWords) {
+// processEnds is not null when the process ends.
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
     if (reason == DLL_PROCESS_ATTACH) filter::gModuleInstance = instance;
-    if (reason == DLL_PROCESS_DETACH) filter::UnloadModule(lastWords != nullptr);
+    if (reason == DLL_PROCESS_DETACH) filter::UnloadModule(processEnds != nullptr);
     return TRUE;
 }
 

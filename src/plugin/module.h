@@ -3,9 +3,8 @@
 
 namespace filter {
 
-// The module's last step: gives the suite back and reports what is left in the checked heap. With processEnds
-// it only reports, as Windows asks of a library then: the host may be half gone and is not called any more,
-// and no memory is freed.
+// Releases the suite and reports the live blocks of the checked heap. If the process ends, it only reports:
+// the host may be gone already and must not be called.
 void UnloadModule(bool processEnds);
 
 }  // namespace filter

@@ -5,32 +5,33 @@
 #include "shell/render.h"
 #include "shell/scripting.h"
 #include "support/checked_heap.h"
+#include "support/module_state.h"
 #include "ui/about_box.h"
 #include "ui/parameter_dialog.h"
 
 namespace filter {
 namespace {
 
-// Opens the dialog where it is wanted and there is a document; the wish ends in either case. Cancel is known
-// by what it leaves in the result cell alone; a dialog that cannot open is none, and the run goes on with the
-// values at hand.
-void AskUser(Globals* globals) {
-    const PluginParameters* asked = ParametersOf(globals);
-    if (asked == nullptr || asked->showDialog == 0) return;
+// Opens the dialog if it was requested and there is a document, and clears the request. Cancel leaves
+// userCanceledErr in the result cell. If the dialog cannot open, the run continues with the current
+// parameters.
+void ShowRequestedDialog(Globals* globals) {
+    const PluginParameters* request = ParametersOf(globals);
+    if (request == nullptr || request->showDialog == 0) return;
     if (globals->docInfo != nullptr) ShowParameterDialog(globals);
-    // Looked up anew: the block is not locked, and the host may have moved it meanwhile.
+    // The block is not locked: the host may have moved it.
     if (PluginParameters* parameters = ParametersOf(globals)) parameters->showDialog = 0;
 }
 
-// The whole of a run. Every Start begins from the defaults; a step that fails leaves its code, and the render
-// at the end is the one thing that asks for it.
+// The whole run. It starts from the defaults. A step that fails leaves its code in the result cell, which
+// only the render checks.
 void DoStart(Globals* globals) {
     EnsureParameters(globals);
     ResetGlobals(globals);
     ReadScriptParameters(globals);
     globals->docInfo = globals->filterParamBlock->documentInfo;
     if (globals->docInfo == nullptr) Fail(globals, errPlugInHostInsufficient);
-    AskUser(globals);
+    ShowRequestedDialog(globals);
     ReleasePreviewBuffers(globals);
     DisposePlanes(globals);
     if (*globals->result == noErr) RunFullRender(globals);
@@ -41,7 +42,7 @@ void RequestDialog(Globals* globals) {
     if (PluginParameters* parameters = ParametersOf(globals)) parameters->showDialog = 1;
 }
 
-// The one place that stops exceptions: the engine's allocations raise, and the host must not see it.
+// Catches all exceptions, since the host must not see one. Allocations of the engine can throw.
 void RunSelector(std::int16_t selector, Globals* globals) {
     try {
         switch (selector) {
@@ -55,7 +56,7 @@ void RunSelector(std::int16_t selector, Globals* globals) {
                 DoStart(globals);
                 break;
             case filterSelectorContinue:
-                break;  // the host has no tile to ask for
+                break;  // the filter does not use the host's tiles
             case filterSelectorFinish:
                 WriteScriptParameters(globals);
                 break;

@@ -1,21 +1,23 @@
 #include "shell/globals.h"
 
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <type_traits>
 
 #include "shell/handles.h"
-#include "shell/scripting.h"
-#include "support/checked_heap.h"
+#include "support/module_state.h"
 
 namespace filter {
 
-static_assert(std::is_trivially_copyable_v<Globals>,
-              "the record lies in the host's memory and moves with it");
+static_assert(std::is_trivially_copyable_v<Globals>, "the host may move the record in memory");
+static_assert(std::size(kSliderFields) + std::size(kFlagFields) == kParameterCount &&
+                  std::size(kSliderFields) == kSliderCount,
+              "every parameter has its field");
 
 namespace {
 
-// The suite, or null and a failure in the result cell.
+// Returns null and writes a failure to the result cell if the suite is missing.
 const void* AcquireSuite(Globals* globals, const char* name, std::int32_t version) {
     const void* suite = nullptr;
     if (gSPBasicSuite == nullptr || gSPBasicSuite->AcquireSuite(name, version, &suite) != 0 ||
@@ -26,7 +28,7 @@ const void* AcquireSuite(Globals* globals, const char* name, std::int32_t versio
     return suite;
 }
 
-// Initialises a new, cleared record. Null when the handle could not be made or locked.
+// AllocateGlobals for a data word of 0.
 Globals* CreateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleProcs* handleProcs,
                        std::int32_t size, std::intptr_t* data, void (*initialise)(Globals*)) {
     const Handle handle = NewHandle(handleProcs, size);
@@ -88,6 +90,17 @@ void ResetGlobals(Globals* globals) {
     EnsureParameters(globals);
 }
 
+void SetDefaultParameters(Globals* globals) {
+    for (int i = 0; i < kParameterCount; ++i) {
+        if (kParameters[i].isFlag) {
+            FlagOf(globals, i) = static_cast<std::uint8_t>(kParameters[i].defaultValue);
+        } else {
+            SliderOf(globals, i) = kParameters[i].defaultValue;
+        }
+    }
+    globals->reservedSlider = 0;
+}
+
 void EnsureParameters(Globals* globals) {
     FilterRecord* record = globals->filterParamBlock;
     if (record->parameters != nullptr) return;
@@ -98,11 +111,15 @@ void EnsureParameters(Globals* globals) {
         Fail(globals, memFullErr);
         return;
     }
+    ResetUnreadFields(parameters);
+    parameters->showDialog = 0;
+}
+
+void ResetUnreadFields(PluginParameters* parameters) {
     parameters->firstVersion = 0;
     parameters->secondVersion = 0;
     parameters->thirdWord = 4;
     parameters->firstFlag = 0;
-    parameters->showDialog = 0;
 }
 
 PluginParameters* ParametersOf(const Globals* globals) {
@@ -134,13 +151,9 @@ void DisposeBuffer(const Globals* globals, std::uint8_t** buffer) {
 }
 
 void ReleasePreviewBuffers(Globals* globals) {
-    if (globals->reservedBuffer1 != nullptr) DisposeBuffer(globals, &globals->reservedBuffer1);
-    if (globals->reservedBuffer2 != nullptr) DisposeBuffer(globals, &globals->reservedBuffer2);
-    if (globals->previewPixels != nullptr) {
-        DisposeBuffer(globals, &globals->previewPixels);
-        DisposeBuffer(globals, &globals->previewAlpha);  // untested: the host takes a null block as well
-    }
-    if (globals->previewMask != nullptr) DisposeBuffer(globals, &globals->previewMask);
+    if (globals->previewPixels == nullptr) return;
+    DisposeBuffer(globals, &globals->previewPixels);
+    DisposeBuffer(globals, &globals->previewAlpha);  // may be null, which the host accepts
 }
 
 void DisposePlanes(Globals* globals) {

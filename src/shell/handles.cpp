@@ -10,8 +10,8 @@ namespace {
 
 constexpr OSErr kNullHandle = -109;
 
-// A handle points to two words: the address of its block, as with the host's handles, and a tag. The link
-// behind them keeps a list of all handles made, so that a host's handle is known without reading its memory.
+// A handle points to two words: the address of its block, as in the host's handles, and a tag. The third word
+// links all handles in a list, which tells them from the host's handles without reading the host's memory.
 struct ProcessHandle {
     char* block;
     FourCharCode tag;
@@ -22,7 +22,7 @@ constexpr FourCharCode kProcessHandleTag = FourCC("OTOF");
 
 ProcessHandle* gProcessHandles = nullptr;
 
-// malloc's memory: the module's own heap needs the host's broker, which such a host may not have either.
+// Uses calloc: the checked heap needs the host's broker, which such a host may lack too.
 Handle NewProcessHandle(std::int32_t size) {
     gProcessHandleError = noErr;
     auto* handle = static_cast<ProcessHandle*>(std::calloc(1, sizeof(ProcessHandle)));
@@ -83,7 +83,7 @@ void UnlockHandle(const HandleProcs* procs, Handle handle) {
         if (procs->unlockProc != nullptr) procs->unlockProc(handle);
         return;
     }
-    gProcessHandleError = noErr;  // nothing holds a block of the process in place
+    gProcessHandleError = noErr;  // blocks of the process are never locked
 }
 
 }  // namespace filter

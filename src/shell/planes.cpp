@@ -23,8 +23,8 @@ DocumentSize SizeOf(const ReadImageDocumentDesc* document) {
     return {std::int64_t{bounds.right} - bounds.left, std::int64_t{bounds.bottom} - bounds.top};
 }
 
-// A row's bits fit the 32 bits of the host's memory record.
-bool RowFits(std::int64_t width, std::int32_t depthBytes) {
+// PixelMemoryDesc holds the length of a row in bits, in 32 bits.
+bool RowBitsFit(std::int64_t width, std::int32_t depthBytes) {
     return width * depthBytes * kBitsPerByte <= std::numeric_limits<std::int32_t>::max();
 }
 
@@ -33,7 +33,7 @@ void FindLayers(Globals* globals) {
     const ReadLayerDesc* bottom = document->layersDescriptor;
     const ReadLayerDesc* top = bottom == nullptr ? nullptr : bottom->next;
 
-    globals->topTransparency = nullptr;  // one of an earlier document must not be followed
+    globals->topTransparency = nullptr;  // it may point into an earlier document
     if (top != nullptr) {
         globals->bottomChannels = bottom->compositeChannelsList;
         globals->topChannels = top->compositeChannelsList;
@@ -46,13 +46,13 @@ void FindLayers(Globals* globals) {
     }
 }
 
-std::int32_t FullScale(const Globals* globals) {
+std::int32_t MaxSampleOfDepth(const Globals* globals) {
     return globals->depthBytes == 2 ? kMaxSample16 : kMaxSample8;
 }
 
-// Frees and makes the planes [first, end) of kPlanes. False at the first that cannot be made.
-bool MakePlanes(Globals* globals, int first, int end, std::uint64_t planeBytes,
-                std::uint64_t selectionBytes) {
+// Frees and allocates the planes [first, end) of kPlanes. False if one cannot be allocated.
+bool AllocatePlanes(Globals* globals, int first, int end, std::uint64_t planeBytes,
+                    std::uint64_t selectionBytes) {
     for (int i = first; i < end; ++i) {
         if (globals->*kPlanes[i] != nullptr) DisposeBuffer(globals, &(globals->*kPlanes[i]));
     }
@@ -65,30 +65,25 @@ bool MakePlanes(Globals* globals, int first, int end, std::uint64_t planeBytes,
 }
 
 // The top layer's planes, then the bottom's, then the output's.
-bool MakeAllPlanes(Globals* globals, std::uint64_t planeBytes, std::uint64_t selectionBytes) {
+bool AllocateAllPlanes(Globals* globals, std::uint64_t planeBytes, std::uint64_t selectionBytes) {
     constexpr int kBottom = 5, kOutput = 8;
-    return MakePlanes(globals, 0, kBottom, planeBytes, selectionBytes) &&
-           MakePlanes(globals, kBottom, kOutput, planeBytes, selectionBytes) &&
-           MakePlanes(globals, kOutput, kPlaneCount, planeBytes, selectionBytes);
+    return AllocatePlanes(globals, 0, kBottom, planeBytes, selectionBytes) &&
+           AllocatePlanes(globals, kBottom, kOutput, planeBytes, selectionBytes) &&
+           AllocatePlanes(globals, kOutput, kPlaneCount, planeBytes, selectionBytes);
 }
 
-// Bytes of a plane of the view's size, or of the document's.
-std::size_t PlaneBytes(const Globals* globals, bool reduced) {
+// For a new plane without data: a new block of the host may hold somebody else's data, which the engine would
+// key. reduced: the plane has the size of the view, not of the document.
+void ClearPlane(const Globals* globals, std::uint8_t* plane, bool reduced) {
     const DocumentSize document = SizeOf(globals->docInfo);
     const std::int64_t samples =
         reduced ? std::int64_t{globals->planeWidth} * globals->planeHeight : document.width * document.height;
-    return static_cast<std::size_t>(samples * globals->depthBytes);
+    std::memset(plane, 0, static_cast<std::size_t>(samples * globals->depthBytes));
 }
 
-// For a new plane that nothing is read into: the host's blocks may hold other people's data, and the engine
-// keys what it finds.
-void ClearPlane(const Globals* globals, std::uint8_t* plane, bool reduced) {
-    std::memset(plane, 0, PlaneBytes(globals, reduced));
-}
-
-// The first three channels of a layer; reads no more once the result cell holds a failure.
-void ReadColours(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* const (&planes)[3],
-                 bool reduced) {
+// Reads the first three channels of a layer. Stops reading when the result cell holds a failure.
+void ReadColourPlanes(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* const (&planes)[3],
+                      bool reduced) {
     for (std::uint8_t* plane : planes) {
         const bool reads = channel != nullptr && *globals->result == noErr;
         if (!reads || !ReadChannelPlane(globals, channel, plane, reduced))
@@ -97,7 +92,7 @@ void ReadColours(Globals* globals, const ReadChannelDesc* channel, std::uint8_t*
     }
 }
 
-// A layer without transparency is opaque, on the scale that the colour planes have.
+// A layer without transparency is opaque. The value has the scale of the colour planes.
 void FillOpaque(Globals* globals, bool reduced) {
     const std::size_t samples = static_cast<std::size_t>(globals->planeWidth) * globals->planeHeight;
     if (globals->depthBytes != 2) {
@@ -110,54 +105,59 @@ void FillOpaque(Globals* globals, bool reduced) {
 }
 
 void ReadAllPlanes(Globals* globals, bool reduced) {
-    ReadColours(globals, globals->topChannels, {globals->topR, globals->topG, globals->topB}, reduced);
+    ReadColourPlanes(globals, globals->topChannels, {globals->topR, globals->topG, globals->topB}, reduced);
     if (!ReadChannelPlane(globals, globals->topTransparency, globals->topA, reduced))
         FillOpaque(globals, reduced);
     const ReadChannelDesc* selection = globals->docInfo->selection;
     if (selection != nullptr && !ReadChannelPlane(globals, selection, globals->selectionPlane, false))
         ClearPlane(globals, globals->selectionPlane, false);
-    ReadColours(globals, globals->bottomChannels, {globals->bottomR, globals->bottomG, globals->bottomB},
-                reduced);
+    ReadColourPlanes(globals, globals->bottomChannels, {globals->bottomR, globals->bottomG, globals->bottomB},
+                     reduced);
 }
 
-// LoadPlanes, but for the disposal of what was made before a failure.
-bool TryLoadPlanes(Globals* globals, bool reduced) {
-    const ReadImageDocumentDesc* document = globals->docInfo;
-    if (document == nullptr || document->targetCompositeChannels == nullptr ||
-        globals->gPSBufferSuite == nullptr || globals->gPSChannelPortsSuite == nullptr) {
-        Fail(globals, errPlugInHostInsufficient);
-        return false;
-    }
+bool HasValidSize(const ReadImageDocumentDesc* document) {
     constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
     const DocumentSize size = SizeOf(document);
-    if (size.width < 1 || size.height < 1 || size.width > kLongest || size.height > kLongest) {
-        Fail(globals, errPlugInHostInsufficient);
-        return false;
-    }
+    return size.width >= 1 && size.height >= 1 && size.width <= kLongest && size.height <= kLongest;
+}
+
+bool IsSupported(const Globals* globals) {
+    const ReadImageDocumentDesc* document = globals->docInfo;
+    return document != nullptr && document->targetCompositeChannels != nullptr &&
+           globals->gPSBufferSuite != nullptr && globals->gPSChannelPortsSuite != nullptr &&
+           HasValidSize(document);
+}
+
+bool FailLoading(Globals* globals, OSErr code) {
+    Fail(globals, code);
+    return false;
+}
+
+// LoadPlanes without freeing the planes after a failure.
+bool TryLoadPlanes(Globals* globals, bool reduced) {
+    if (!IsSupported(globals)) return FailLoading(globals, errPlugInHostInsufficient);
+    const ReadImageDocumentDesc* document = globals->docInfo;
+    const DocumentSize size = SizeOf(document);
     const Rect& proxy = globals->proxyRect;
     globals->planeWidth = reduced ? proxy.right - proxy.left : static_cast<std::int32_t>(size.width);
     globals->planeHeight = reduced ? proxy.bottom - proxy.top : static_cast<std::int32_t>(size.height);
 
     FindLayers(globals);
 
-    // The depth is the target's, not that of the two layers that are read.
+    // The depth is that of the target, not of the two layers that are read.
     globals->depthBytes = document->targetCompositeChannels->depth / kBitsPerByte;
-    globals->maxSample = FullScale(globals);
-    if (globals->depthBytes < 1) {
-        Fail(globals, errPlugInHostInsufficient);
-        return false;
-    }
-    // A long, thin document leaves the preview no pixels. The dialog stays usable without one.
+    globals->maxSample = MaxSampleOfDepth(globals);
+    if (globals->depthBytes < 1) return FailLoading(globals, errPlugInHostInsufficient);
+    // The preview of a long, thin document may have no pixels. The dialog stays open without a preview.
     if (globals->planeWidth < 1 || globals->planeHeight < 1) return false;
 
     const std::uint64_t planeBytes =
         static_cast<std::uint64_t>(globals->planeWidth) * globals->planeHeight * globals->depthBytes;
     const std::uint64_t selectionBytes =
         static_cast<std::uint64_t>(size.width) * size.height * globals->depthBytes;
-    if (!RowFits(size.width, globals->depthBytes) || !MakeAllPlanes(globals, planeBytes, selectionBytes)) {
-        Fail(globals, memFullErr);
-        return false;
-    }
+    if (!RowBitsFit(size.width, globals->depthBytes) ||
+        !AllocateAllPlanes(globals, planeBytes, selectionBytes))
+        return FailLoading(globals, memFullErr);
     ReadAllPlanes(globals, reduced);
 
     for (int i = 0; i < kPlaneCount; ++i) {
@@ -166,8 +166,7 @@ bool TryLoadPlanes(Globals* globals, bool reduced) {
     return true;
 }
 
-// Whether the channel's pixels can be asked for; a question that fails goes to the result cell and a message
-// box.
+// A failure of canRead itself goes to the result cell and to a message box.
 bool ChannelReadable(Globals* globals, const ReadChannelDesc* channel) {
     if (channel == nullptr || channel->port == nullptr) return false;
     Boolean canRead = 0;
@@ -179,31 +178,27 @@ bool ChannelReadable(Globals* globals, const ReadChannelDesc* channel) {
     return canRead != 0;
 }
 
-PixelMemoryDesc MemoryOf(std::uint8_t* plane, std::int32_t width, std::int32_t depth) {
-    return {plane, width * depth, depth, 0, depth};
-}
-
-void ReadFull(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane) {
-    globals->maxSample = FullScale(globals);
+void ReadFullSize(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane) {
+    globals->maxSample = MaxSampleOfDepth(globals);
     const DocumentSize size = SizeOf(globals->docInfo);
     const auto width = static_cast<std::int32_t>(size.width);
-    // From 0, 0 whatever the document's bounds say: the ports count from the document's corner.
+    // Starts at 0, 0 for any document bounds: channel ports count from the corner of the document.
     VRect rect = {0, 0, static_cast<std::int32_t>(size.height), width};
-    // A host delivers the part of the rectangle that lies within the bounds, and a channel of fewer bits than
-    // the planes fills a part of its plane.
+    // The host delivers only the part of the rectangle within the bounds, and a channel with fewer bits than
+    // the planes fills only a part of its plane.
     const VRect& bounds = globals->docInfo->bounds;
     if (bounds.top != 0 || bounds.left != 0 || channel->depth < globals->depthBytes * kBitsPerByte)
         ClearPlane(globals, plane, false);
-    const PixelMemoryDesc memory = MemoryOf(plane, width, channel->depth);
+    const PixelMemoryDesc memory = DescribeMemory(plane, width, channel->depth);
     if (globals->gPSChannelPortsSuite->ReadPixelsFromLevel(channel->port, 0, &rect, &memory) != 0) {
         Fail(globals, errPlugInHostInsufficient);
         ClearPlane(globals, plane, false);
     }
 }
 
-// Brings a 16-bit plane to 0 to 255. A plane without a sample above 255 counts as being there already, so
-// that a very dark channel keeps its values: meant, and decided plane by plane.
-void ScaleToBytes(std::uint16_t* plane, std::size_t samples) {
+// Scales a 16-bit plane to 0 to 255. A plane without a sample above 255 is taken as already scaled. So a very
+// dark channel keeps its values; this is intended and decided for each plane.
+void ScaleTo8Bits(std::uint16_t* plane, std::size_t samples) {
     for (std::size_t i = 0; i < samples; ++i) {
         if (plane[i] <= kMaxSample8) continue;
         for (std::size_t k = 0; k < samples; ++k) {
@@ -223,12 +218,12 @@ void ReadReduced(Globals* globals, const ReadChannelDesc* channel, std::uint8_t*
 
     VRect rect = {0, 0, height, width};
     const PSScaling scaling = {{view.top, view.left, view.top + view.spanH, view.left + view.spanW}, rect};
-    const PixelMemoryDesc memory = MemoryOf(plane, width, channel->depth);
+    const PixelMemoryDesc memory = DescribeMemory(plane, width, channel->depth);
     if (globals->gPSChannelPortsSuite->ReadScaledPixels(channel->port, &rect, &scaling, &memory) != 0) {
         ShowMessage("Error", "Error Reading Scaled Data");
         return;
     }
-    if (channel->depth == 16) ScaleToBytes(reinterpret_cast<std::uint16_t*>(plane), samples);
+    if (channel->depth == 16) ScaleTo8Bits(reinterpret_cast<std::uint16_t*>(plane), samples);
     if (rect.bottom != height || rect.right != width) ShowMessage("Error", "Error Reading Scaled Data");
 }
 
@@ -246,6 +241,10 @@ PreviewView ViewOf(const Globals* globals) {
             static_cast<std::int32_t>(spanW)};
 }
 
+PixelMemoryDesc DescribeMemory(std::uint8_t* plane, std::int32_t width, std::int32_t depth) {
+    return {plane, width * depth, depth, 0, depth};
+}
+
 bool ChannelFitsPlanes(const Globals* globals, const ReadChannelDesc* channel) {
     return channel->depth > 0 && channel->depth <= globals->depthBytes * kBitsPerByte;
 }
@@ -259,7 +258,7 @@ bool ReadChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::uin
     if (reduced) {
         ReadReduced(globals, channel, plane);
     } else {
-        ReadFull(globals, channel, plane);
+        ReadFullSize(globals, channel, plane);
     }
     return true;
 }

@@ -7,12 +7,12 @@
 namespace filter {
 namespace {
 
-// Frees the planes at the end of the run, also when the engine raises.
-struct PlanesOfRun {
-    explicit PlanesOfRun(Globals* g) : globals(g) {}
-    PlanesOfRun(const PlanesOfRun&) = delete;
-    PlanesOfRun& operator=(const PlanesOfRun&) = delete;
-    ~PlanesOfRun() { DisposePlanes(globals); }
+// Frees the planes at the end of the render, also after an exception of the engine.
+struct PlanesDisposer {
+    explicit PlanesDisposer(Globals* g) : globals(g) {}
+    PlanesDisposer(const PlanesDisposer&) = delete;
+    PlanesDisposer& operator=(const PlanesDisposer&) = delete;
+    ~PlanesDisposer() { DisposePlanes(globals); }
 
     Globals* globals;
 };
@@ -35,13 +35,13 @@ const ReadChannelDesc* Next(const ReadChannelDesc* channel) {
 
 void RunFullRender(Globals* globals) {
     if (!LoadPlanes(globals, false)) return;
-    const PlanesOfRun planes(globals);
+    const PlanesDisposer disposer(globals);
 
     AnalyseBackdrop(globals);
     globals->finalRender = 1;
     KeyPicture(globals);
 
-    // After an abort too: the rows that were not reached are written as the host's memory gave them.
+    // Also after an abort: rows that were not keyed are written with undefined contents.
     const ReadChannelDesc* red = globals->docInfo->targetCompositeChannels;
     const ReadChannelDesc* green = Next(red);
     const ReadChannelDesc* blue = Next(green);
@@ -58,8 +58,7 @@ void WriteChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::ui
         return;
     }
     VRect rect = {0, 0, globals->planeHeight, globals->planeWidth};
-    const PixelMemoryDesc memory = {plane, globals->planeWidth * channel->depth, channel->depth, 0,
-                                    channel->depth};
+    const PixelMemoryDesc memory = DescribeMemory(plane, globals->planeWidth, channel->depth);
     if (globals->gPSChannelPortsSuite->WritePixelsToBaseLevel(channel->writePort, &rect, &memory) != 0) {
         Fail(globals, errPlugInHostInsufficient);
     }

@@ -1,4 +1,4 @@
-// The full-size run.
+// The full-size render.
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,12 @@ namespace filter {
 
 struct Globals;
 
-// Loads the document, analyses and keys it and writes the result to the target layer. Failures go to the
-// result cell, which is looked at nowhere on the way: after a failed read the run goes on with what the
-// planes hold. Only planes that do not exist end it early. The planes are freed on every way out, exceptions
-// included.
+// Loads the document, analyses it, keys it and writes the result to the target layer. A failure goes to the
+// result cell and does not stop the render: after a failed read it continues with what the planes hold. It
+// only stops if planes cannot be allocated. The planes are always freed, also after an exception.
 void RunFullRender(Globals* globals);
 
-// Writes one plane at full size to a channel of the target; a channel that cannot be written is passed over.
+// Writes one full-size plane to a channel of the target. A channel that cannot be written is skipped.
 void WriteChannelPlane(Globals* globals, const ReadChannelDesc* channel, std::uint8_t* plane);
 
 }  // namespace filter

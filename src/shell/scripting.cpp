@@ -9,29 +9,8 @@
 namespace filter {
 namespace {
 
-// The fields behind kParameters, in its order: the sliders first, then the flags.
-constexpr std::int32_t Globals::*kSliders[] = {&Globals::SliderRemoveGreen, &Globals::SliderRestoreBlack,
-                                               &Globals::SliderAlterGreen,  &Globals::SliderSelectTransp,
-                                               &Globals::SliderScaleTransp, &Globals::SliderAdjBGLevel};
-constexpr std::uint8_t Globals::*kFlags[] = {&Globals::FlagRealityInteg, &Globals::FlagShowSelect,
-                                             &Globals::FlagOutputAlpha, &Globals::FlagBlueLogic,
-                                             &Globals::FlagOrgPhoto};
-constexpr int kSliderCount = sizeof(kSliders) / sizeof(kSliders[0]);
-constexpr int kFlagCount = sizeof(kFlags) / sizeof(kFlags[0]);
-static_assert(kSliderCount + kFlagCount == kParameterCount, "every parameter has its field");
-static_assert(!kParameters[kSliderCount - 1].isFlag && kParameters[kSliderCount].isFlag,
-              "sliders stand first");
-
-std::int32_t& SliderOf(Globals* globals, int parameter) {
-    return globals->*kSliders[parameter];
-}
-
-std::uint8_t& FlagOf(Globals* globals, int parameter) {
-    return globals->*kFlags[parameter - kSliderCount];
-}
-
-// All of `count` procs, which stand end to end from `first` on, are there.
-bool ProcsInPlace(const void* first, int count) {
+// True if none of the `count` consecutive procs from `first` on is null.
+bool AllProcsSet(const void* first, int count) {
     const auto* bytes = static_cast<const unsigned char*>(first);
     for (int i = 0; i < count; ++i) {
         DescriptorProcUnused proc;
@@ -44,24 +23,24 @@ bool ProcsInPlace(const void* first, int count) {
 bool ReadProcsUsable(const ReadDescriptorProcs* procs) {
     return procs != nullptr && procs->readDescriptorProcsVersion == 0 &&
            procs->numReadDescriptorProcs >= kReadDescriptorProcsCount &&
-           ProcsInPlace(&procs->openReadDescriptorProc, kReadDescriptorProcsCount);
+           AllProcsSet(&procs->openReadDescriptorProc, kReadDescriptorProcsCount);
 }
 
 bool WriteProcsUsable(const WriteDescriptorProcs* procs) {
     return procs != nullptr && procs->writeDescriptorProcsVersion == 0 &&
            procs->numWriteDescriptorProcs >= kWriteDescriptorProcsCount &&
-           ProcsInPlace(&procs->openWriteDescriptorProc, kWriteDescriptorProcsCount);
+           AllProcsSet(&procs->openWriteDescriptorProc, kWriteDescriptorProcsCount);
 }
 
-// A descriptor that the host has put into its field is ours to dispose of.
-void DropDescriptor(Globals* globals) {
+// The filter owns the descriptor that the host has put into the record.
+void DisposeDescriptor(Globals* globals) {
     const FilterRecord* record = globals->filterParamBlock;
     PIDescriptorParameters* parameters = record->descriptorParameters;
     if (parameters->descriptor != nullptr) DisposeHandle(record->handleProcs, parameters->descriptor);
     parameters->descriptor = nullptr;
 }
 
-// Codes of the get procs are not looked at: a value that cannot be read leaves its field as it is.
+// The codes of the get procs are ignored: a value that cannot be read leaves its field unchanged.
 void ReadValue(Globals* globals, const ReadDescriptorProcs* procs, PIReadDescriptor token, FourCharCode key) {
     for (int i = 0; i < kParameterCount; ++i) {
         if (kParameters[i].key != key) continue;
@@ -74,8 +53,8 @@ void ReadValue(Globals* globals, const ReadDescriptorProcs* procs, PIReadDescrip
 }
 
 void ReadDescriptor(Globals* globals) {
-    // On the stack and writable until the token is closed: hosts overwrite a key that they find with 'null',
-    // though the interface calls the array constant.
+    // A local, writable array: hosts overwrite each key that they find with 'null', although the interface
+    // declares the array as constant.
     FourCharCode keys[kParameterCount + 1];
     for (int i = 0; i < kParameterCount; ++i) keys[i] = kParameters[i].key;
     keys[kParameterCount] = 0;
@@ -90,23 +69,12 @@ void ReadDescriptor(Globals* globals) {
     while (procs->getKeyProc(token, &key, &type, &flags) != 0) ReadValue(globals, procs, token, key);
 
     const OSErr code = procs->closeReadDescriptorProc(token);
-    DropDescriptor(globals);
-    // A descriptor may lack keys: their fields keep the defaults.
+    DisposeDescriptor(globals);
+    // If the descriptor lacks a key, the field keeps its default.
     if (code != noErr && code != errMissingParameter) Fail(globals, code);
 }
 
 }  // namespace
-
-void SetDefaultParameters(Globals* globals) {
-    for (int i = 0; i < kParameterCount; ++i) {
-        if (kParameters[i].isFlag) {
-            FlagOf(globals, i) = static_cast<std::uint8_t>(kParameters[i].defaultValue);
-        } else {
-            SliderOf(globals, i) = kParameters[i].defaultValue;
-        }
-    }
-    globals->reservedSlider = 0;
-}
 
 bool DescriptorParametersUsable(const PIDescriptorParameters* parameters) {
     return parameters != nullptr && parameters->descriptorParametersVersion == 0 &&
@@ -140,7 +108,7 @@ void WriteScriptParameters(Globals* globals) {
             procs->putIntegerProc(token, kParameters[i].key, SliderOf(globals, i));
         }
     }
-    DropDescriptor(globals);
+    DisposeDescriptor(globals);
     Handle descriptor = nullptr;
     procs->closeWriteDescriptorProc(token, &descriptor);
     parameters->descriptor = descriptor;

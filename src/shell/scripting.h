@@ -1,4 +1,4 @@
-// The run's parameters in the host's descriptor: the one thing that carries them from run to run.
+// The parameters in the host's descriptor, the only place that keeps them between runs.
 #pragma once
 
 #include "hostapi/hostapi.h"
@@ -7,17 +7,14 @@ namespace filter {
 
 struct Globals;
 
-// The parameters and the reserved slider at their defaults.
-void SetDefaultParameters(Globals* globals);
-
-// Version 0 throughout, and every proc in place.
+// True if the record and both sets of procs have version 0 and no proc is missing.
 bool DescriptorParametersUsable(const PIDescriptorParameters* parameters);
 
-// The defaults, overlaid with what the host's descriptor holds; the descriptor is consumed. Values are taken
-// as they come, without a range. Decides showDialog: a host with descriptors does so by playInfo alone.
+// Sets the defaults, then the values of the host's descriptor, which it disposes of. Values are not limited
+// to a range. If the host supports descriptors, playInfo alone decides showDialog.
 void ReadScriptParameters(Globals* globals);
 
-// Leaves a descriptor of all parameters with the host.
+// Gives the host a new descriptor with all parameters.
 void WriteScriptParameters(Globals* globals);
 
 }  // namespace filter

@@ -1,7 +1,6 @@
-// The module's operators new and delete: the checked heap in all their forms.
+// All forms of the module's operators new and delete, on the checked heap.
 //
-// Linked into the module alone, never into a program that carries its logic: such a program keeps its own
-// heap.
+// Linked into the module only: a program that links the module's logic keeps its own heap.
 #include <cstdint>
 #include <cstring>
 #include <new>
@@ -22,10 +21,10 @@ void* NewOrNull(std::size_t size) noexcept {
     }
 }
 
-// Checked blocks are aligned to 4 bytes only. A stricter demand gets a larger block, with the block's own
-// address kept right in front of the aligned one. A power of two at least as large as a pointer is expected,
-// as the compiler asks for nothing else.
-constexpr std::size_t Surplus(std::align_val_t alignment) {
+// Checked blocks are aligned to 4 bytes only. A larger alignment gets a larger block, with the address of the
+// block stored just before the aligned address. The compiler only requests powers of two that are no smaller
+// than a pointer.
+constexpr std::size_t AlignmentOverhead(std::align_val_t alignment) {
     return static_cast<std::size_t>(alignment) + sizeof(void*);
 }
 
@@ -59,16 +58,16 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
     return NewOrNull(size);
 }
 void* operator new(std::size_t size, std::align_val_t alignment) {
-    return AlignWithin(CheckedNew(size + Surplus(alignment)), alignment);
+    return AlignWithin(CheckedNew(size + AlignmentOverhead(alignment)), alignment);
 }
 void* operator new[](std::size_t size, std::align_val_t alignment) {
-    return AlignWithin(CheckedNew(size + Surplus(alignment)), alignment);
+    return AlignWithin(CheckedNew(size + AlignmentOverhead(alignment)), alignment);
 }
 void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return AlignWithin(NewOrNull(size + Surplus(alignment)), alignment);
+    return AlignWithin(NewOrNull(size + AlignmentOverhead(alignment)), alignment);
 }
 void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
-    return AlignWithin(NewOrNull(size + Surplus(alignment)), alignment);
+    return AlignWithin(NewOrNull(size + AlignmentOverhead(alignment)), alignment);
 }
 
 void operator delete(void* address) noexcept {

@@ -5,10 +5,10 @@
 #include <type_traits>
 
 #include "support/debug_output.h"
+#include "support/module_state.h"
 
 namespace filter {
 
-SPBasicSuite* gSPBasicSuite = nullptr;
 CheckedHeap gCheckedHeap = {};
 
 namespace {
@@ -17,17 +17,16 @@ constexpr int kSignatureByte = 0x41;
 constexpr std::size_t kSignatureSize = 4;
 constexpr std::size_t kOverhead = 2 * kSignatureSize;
 
-// The table is one run of bytes. Entry kCheckedBlocks of either array, which the compaction of a full table
-// touches, is the start of the field behind it; after that the count is -1 and entries in front of the arrays
-// come into play. So entries are read and written at their place in the record, wherever that falls; what
-// falls outside the record reads as 0 and is not written.
+// Removal from a full table accesses entry kCheckedBlocks of both arrays, which is the start of the next
+// field. The count is -1 afterwards, and entries before the arrays are accessed. So entries are read and
+// written at their byte offset in the record. Entries outside the record read as 0 and are not written.
 constexpr std::ptrdiff_t kBlocks = offsetof(CheckedHeap, blocks);
 constexpr std::ptrdiff_t kSizes = offsetof(CheckedHeap, sizes);
 
 static_assert(std::is_standard_layout_v<CheckedHeap>);
-static_assert(kSizes == kCheckedBlocks * sizeof(void*), "the arrays lie end to end");
+static_assert(kSizes == kCheckedBlocks * sizeof(void*), "the arrays are contiguous");
 static_assert(offsetof(CheckedHeap, count) == kSizes + kCheckedBlocks * sizeof(std::int32_t),
-              "and so does the count");
+              "the count follows");
 
 template <typename Entry>
 bool InsideTable(std::ptrdiff_t offset) {
@@ -52,7 +51,7 @@ void Store(std::ptrdiff_t array, std::ptrdiff_t index, Entry entry) {
     }
 }
 
-// Slot of an address among the first `slots`, or -1.
+// Index of an address among the first `slots` entries, or -1.
 int FindSlot(const void* address, int slots) {
     for (int slot = 0; slot < slots; ++slot) {
         if (gCheckedHeap.blocks[slot] == address) return slot;
@@ -60,7 +59,7 @@ int FindSlot(const void* address, int slots) {
     return -1;
 }
 
-bool SignatureStands(const unsigned char* bytes) {
+bool SignatureIntact(const unsigned char* bytes) {
     for (std::size_t i = 0; i < kSignatureSize; ++i) {
         if (bytes[i] != kSignatureByte) return false;
     }
@@ -73,23 +72,23 @@ void RemoveSlot(int slot) {
         Store(kBlocks, j, Load<void*>(kBlocks, j + 1));
         Store(kSizes, j, Load<std::int32_t>(kSizes, j + 1));
     }
-    // With a full table these two land on sizes[0] and on the count itself, which then ends at -1.
+    // In a full table these two write sizes[0] and the count, which becomes -1.
     const std::int32_t end = gCheckedHeap.count;
     Store<void*>(kBlocks, end, nullptr);
     Store<std::int32_t>(kSizes, end, 0);
     --gCheckedHeap.count;
 }
 
-// The findings about a block that is about to be freed, and its removal from the table.
-void CheckOut(void* address) {
+// Reports the errors of a block that is about to be freed and removes it from the table.
+void CheckAndRemove(void* address) {
     const unsigned char* bytes = static_cast<const unsigned char*>(address);
     const int known = FindSlot(address, gCheckedHeap.count);
     const std::int32_t size = known < 0 ? 0 : gCheckedHeap.sizes[known];
 
-    if (!SignatureStands(bytes - kSignatureSize)) DebugOutput("MW:BAD SIGNATURE AT BEGINNING!\n");
+    if (!SignatureIntact(bytes - kSignatureSize)) DebugOutput("MW:BAD SIGNATURE AT BEGINNING!\n");
     if (size == 0) DebugOutput("MW:NO SIZE!\n");
-    // Of a block without a size this looks at the four bytes in front of the block, as the report expects.
-    if (!SignatureStands(bytes + size - kOverhead)) DebugOutput("MW:BAD SIGNATURE AT END!\n");
+    // Without a size this checks the four bytes before the block, on purpose.
+    if (!SignatureIntact(bytes + size - kOverhead)) DebugOutput("MW:BAD SIGNATURE AT END!\n");
 
     if (gCheckedHeap.count == 0) {
         DebugOutput("MW:EMPTY!\n");
@@ -106,8 +105,8 @@ void CheckOut(void* address) {
 }  // namespace
 
 void* CheckedNew(std::size_t size) {
-    if (gSPBasicSuite == nullptr) throw HeapFailure{kNoSuiteBroker};
-    // The table's sizes have 32 bits, signed.
+    if (gSPBasicSuite == nullptr) throw HeapFailure{kNoBrokerHeapError};
+    // The sizes in the table are signed 32-bit numbers.
     if (size > std::numeric_limits<std::int32_t>::max() - kOverhead) throw HeapFailure{memFullErr};
 
     const std::size_t total = size + kOverhead;
@@ -130,13 +129,13 @@ void* CheckedNew(std::size_t size) {
 }
 
 void CheckedDelete(void* address) noexcept {
-    if (address != nullptr) CheckOut(address);
+    if (address != nullptr) CheckAndRemove(address);
     if (gSPBasicSuite == nullptr) return;
     gSPBasicSuite->FreeBlock(address == nullptr ? nullptr
                                                 : static_cast<unsigned char*>(address) - kSignatureSize);
 }
 
-void SweepCheckedHeap() {
+void ReportLiveBlocks() {
     if (gCheckedHeap.count != 0) DebugOutput("MW:INDEX NOT ZERO!\n");
     for (const void* block : gCheckedHeap.blocks) {
         if (block != nullptr) DebugOutput("MW:MEMORY NOT ZERO!\n");

@@ -1,9 +1,9 @@
-// The module's allocations, taken from the host and guarded by signatures.
+// The module's allocations: blocks of the host, guarded by signatures.
 //
-// A block of n bytes lies between two signatures of four bytes 0x41; the caller gets the address behind the
-// first, which is therefore aligned to 4 bytes only. The whole block, the caller's area included, is filled
-// with 0x41. Findings go to the debugger's output, in every build; nothing is repaired and nothing stopped.
-// The operators new and delete of the module (allocation_operators.cpp) are these two functions.
+// A signature of four bytes 0x41 precedes and follows each block. The caller gets the address after the first
+// signature, which is aligned to 4 bytes only. The caller's bytes are filled with 0x41 too. Errors go to the
+// debugger's output in every build; they are not repaired and stop nothing. The module's operators new and
+// delete (allocation_operators.cpp) call CheckedNew and CheckedDelete.
 #pragma once
 
 #include <cstddef>
@@ -13,19 +13,16 @@
 
 namespace filter {
 
-// The host's suite broker: stored at every call into the module, null before the first.
-extern SPBasicSuite* gSPBasicSuite;
-
-// What a failed allocation raises: -50 without a broker, -108 without memory.
+// Exception for a failed allocation: kNoBrokerHeapError or memFullErr.
 struct HeapFailure {
     OSErr code;
 };
 
-constexpr OSErr kNoSuiteBroker = -50;
+constexpr OSErr kNoBrokerHeapError = -50;
 constexpr int kCheckedBlocks = 500;
 
-// The table of live blocks. The three fields lie end to end: the compaction of a full table writes one entry
-// past each array, and lands in the next field.
+// The table of live blocks. The fields are contiguous: removal from a full table writes one entry past the
+// end of each array, which is in the next field.
 struct CheckedHeap {
     void* blocks[kCheckedBlocks];
     std::int32_t sizes[kCheckedBlocks];
@@ -34,14 +31,14 @@ struct CheckedHeap {
 
 extern CheckedHeap gCheckedHeap;
 
-// size: bytes wanted. Gives the caller's address, owned by the caller until CheckedDelete; null when the host
-// gives a null block. Raises HeapFailure.
+// size in bytes. The caller owns the block and frees it with CheckedDelete. Null if the host returns a null
+// block. Throws HeapFailure.
 void* CheckedNew(std::size_t size);
 
-// Checks and frees a block of CheckedNew; null is handed on to the host.
+// Checks and frees a block of CheckedNew. Passes null on to the host.
 void CheckedDelete(void* address) noexcept;
 
-// Reports what is still live; called once, when the module is unloaded.
-void SweepCheckedHeap();
+// Reports the blocks that are still live, when the module is unloaded.
+void ReportLiveBlocks();
 
 }  // namespace filter

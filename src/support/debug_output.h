@@ -3,8 +3,8 @@
 
 namespace filter {
 
-// Goes to OutputDebugStringA on Windows and nowhere elsewhere: the module prints nothing. Tests may set
-// gDebugOutput to see the lines.
+// Calls OutputDebugStringA on Windows and does nothing elsewhere. Tests can set gDebugOutput to read the
+// lines.
 void DebugOutput(const char* line);
 
 extern void (*gDebugOutput)(const char* line);

@@ -1,24 +1,24 @@
 #include "support/lazy_suite.h"
 
-#include "support/checked_heap.h"
+#include "support/module_state.h"
 
 namespace filter {
 
-const void* AcquireLazySuite(LazySuite* handle) {
-    if (handle->suite != nullptr) return handle->suite;
-    if (gSPBasicSuite == nullptr) throw SuiteFailure{kNoBrokerForSuite};
+const void* AcquireLazySuite(LazySuite* lazy) {
+    if (lazy->suite != nullptr) return lazy->suite;
+    if (gSPBasicSuite == nullptr) throw SuiteFailure{kNoBrokerSuiteError};
 
     const void* suite = nullptr;
-    handle->lastError = gSPBasicSuite->AcquireSuite(handle->name, handle->version, &suite);
-    if (handle->lastError != 0) throw SuiteFailure{handle->lastError};
-    handle->suite = suite;
+    lazy->lastError = gSPBasicSuite->AcquireSuite(lazy->name, lazy->version, &suite);
+    if (lazy->lastError != 0) throw SuiteFailure{lazy->lastError};
+    lazy->suite = suite;
     return suite;
 }
 
-void ReleaseLazySuite(LazySuite* handle) noexcept {
-    if (handle->suite == nullptr || gSPBasicSuite == nullptr) return;
-    gSPBasicSuite->ReleaseSuite(handle->name, handle->version);
-    handle->suite = nullptr;
+void ReleaseLazySuite(LazySuite* lazy) noexcept {
+    if (lazy->suite == nullptr || gSPBasicSuite == nullptr) return;
+    gSPBasicSuite->ReleaseSuite(lazy->name, lazy->version);
+    lazy->suite = nullptr;
 }
 
 }  // namespace filter

@@ -1,4 +1,4 @@
-// A suite of the host that is acquired at its first use and released when the module is unloaded.
+// A suite of the host that is acquired at first use and released when the module is unloaded.
 #pragma once
 
 #include <cstdint>
@@ -14,17 +14,20 @@ struct LazySuite {
     SPErr lastError;  // of the last acquisition
 };
 
-// What a failed acquisition raises: the host's code, or kNoBrokerForSuite.
+// Exception for a failed acquisition: the host's code, or kNoBrokerSuiteError.
 struct SuiteFailure {
     std::int32_t code;
 };
 
-constexpr std::int32_t kNoBrokerForSuite = FourCC("Parm");
+constexpr std::int32_t kNoBrokerSuiteError = FourCC("Parm");
 
-// The suite, owned by the host. Raises SuiteFailure.
-const void* AcquireLazySuite(LazySuite* handle);
+// Opens web pages for the About box.
+inline LazySuite gGetFileListSuite = {nullptr, kPSGetFileListSuiteVersion, kPSGetFileListSuite, 0};
 
-// Gives the suite back if it was acquired and the broker is known.
-void ReleaseLazySuite(LazySuite* handle) noexcept;
+// Returns the suite, which the host owns. Throws SuiteFailure.
+const void* AcquireLazySuite(LazySuite* lazy);
+
+// Releases the suite if it was acquired and the broker is known.
+void ReleaseLazySuite(LazySuite* lazy) noexcept;
 
 }  // namespace filter

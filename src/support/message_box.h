@@ -1,10 +1,10 @@
-// The module's few words to the user.
+// Message boxes.
 #pragma once
 
 namespace filter {
 
-// Shows one box with the information icon, an OK button and no owner window, and waits for it. Where there is
-// no Win32 nothing is shown.
+// Shows a box with the information icon, an OK button and no owner window, and waits until it is closed. Does
+// nothing without Win32.
 void ShowMessage(const char* text, const char* caption);
 
 }  // namespace filter

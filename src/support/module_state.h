@@ -1,15 +1,15 @@
-// What the module holds from its loading to its unloading, apart from the checked heap.
+// What the module keeps from loading to unloading, apart from the checked heap.
 #pragma once
 
-#include "support/lazy_suite.h"
+#include "hostapi/hostapi.h"
 
 namespace filter {
 
-// The instance handle that Windows loaded the module under, an HINSTANCE: where dialog templates and the
-// manifest are looked up. Null on other systems, and in a program that carries the logic without the module.
-inline void* gModuleInstance = nullptr;
+// The host's suite broker, stored at every call into the module; null before the first.
+inline SPBasicSuite* gSPBasicSuite = nullptr;
 
-// Opens web pages for the About box.
-inline LazySuite gGetFileListSuite = {nullptr, 4, "Photoshop GetFileList Suite for Plug-ins", 0};
+// The module's HINSTANCE on Windows, for its dialog templates and its manifest. Null elsewhere, and in a
+// program that links the logic without the module.
+inline void* gModuleInstance = nullptr;
 
 }  // namespace filter

@@ -9,6 +9,7 @@
 #include "plugin/module.h"
 #include "support/checked_heap.h"
 #include "support/debug_output.h"
+#include "support/lazy_suite.h"
 #include "support/module_state.h"
 
 using namespace filter;
@@ -93,7 +94,7 @@ void ExpectUnloading() {
 }  // namespace
 
 int main() {
-    ExpectFailure<int>(kNoSuiteBroker);
+    ExpectFailure<int>(kNoBrokerHeapError);
 
     SPBasicSuite broker = {};
     broker.AllocateBlock = AllocateBlock;

@@ -8,6 +8,7 @@
 
 #include "support/debug_output.h"
 #include "support/lazy_suite.h"
+#include "support/module_state.h"
 #include "tests/support/test_shell.h"
 
 namespace {
@@ -106,7 +107,7 @@ struct CheckedHeapTest : testing::Test {
              }},
             {"delete-rest", [this](int, int) { DeleteRest(); }},
             {"clear-size", [](int slot, int) { gCheckedHeap.sizes[slot] = 0; }},
-            {"sweep", [](int, int) { SweepCheckedHeap(); }},
+            {"sweep", [](int, int) { ReportLiveBlocks(); }},
             {"table", [this](int first, int last) { AddTable(first, last); }},
             // An address covers two sizes, or one.
             {"expect-size-1",

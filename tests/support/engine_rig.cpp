@@ -9,7 +9,7 @@
 
 #include "shell/engine_calls.h"
 #include "shell/scripting.h"
-#include "support/checked_heap.h"
+#include "support/module_state.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "plugin/plugin_main.h"
 #include "shell/globals.h"
 #include "shell/handles.h"
-#include "support/checked_heap.h"
+#include "support/module_state.h"
 #include "tests/support/trace.h"
 
 namespace test_support {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "support/checked_heap.h"
 #include "tests/support/test_shell.h"
 #include "ui/preview_geometry.h"
 
