@@ -13,6 +13,11 @@ struct Rgb {
     double r, g, b;
 };
 
+template <class Number>
+static inline Number Square(Number v) {
+    return v * v;
+}
+
 static inline double Larger(double a, double b) {
     return a < b ? b : a;
 }

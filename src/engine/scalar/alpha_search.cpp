@@ -30,10 +30,6 @@ struct Search {
     double u;  // the alpha that unmixing uses
 };
 
-double Square(double v) {
-    return v * v;
-}
-
 // Distance in 8-bit levels of the pixel from the backdrop's colour scaled by t.
 double LineDistance(const KeyRun& run, const Pixel& p, double t) {
     const double k = run.levelScale;

@@ -10,10 +10,6 @@ namespace keying {
 
 namespace {
 
-double Square(double v) {
-    return v * v;
-}
-
 // How far the foreground is from grey. A key channel of 0 makes this infinite or no number, and no pull runs.
 double Spread(const KeyRun& run, const Pixel& p) {
     const double k = run.levelScale;

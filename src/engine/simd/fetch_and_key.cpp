@@ -1,10 +1,10 @@
-// A row's turn, many pixels at a time: fetch, keying and, where edges are blended, the direct writer in one
-// sweep over short spans, while they are in the first cache. The ring is filled only where the refinement
-// reads it.
+// One row, many pixels at a time: fetch, keying and, where edges are blended, the direct writer in one pass
+// over short spans, while they are in the first cache. The ring is filled only where the refinement reads it.
 //
-// Most pixels of a photograph before a backdrop are settled without a division: what is plainly backdrop,
+// Most pixels of a photograph before a backdrop are decided without a division: what is plainly backdrop,
 // what is backdrop by its shape, what is plainly foreground. The rest is packed, and keyed in full vectors.
 #include "engine/scalar/fetch_and_key.h"
+#include "engine/constants.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
@@ -18,19 +18,18 @@
 namespace keying::FROND_VARIANT {
 namespace {
 
-// The interpolation along one row of one channel of the grid. A vector may run on into the columns of the
-// next cell, which writes them again.
-void FillChannel(const KeyRun& run, const double* table, const GridPlace& row, std::int32_t x0, int n,
+// BackdropLevel along one row of one channel of the grid. A vector may run on into the columns of the next
+// cell, which writes them again.
+void FillChannel(const KeyRun& run, const double* table, GridPlace row, std::int32_t x0, int n,
                  double* level) {
-    const V rowLow = Set(row.low), rowHigh = Set(row.high);
-    const V limit = Set(255 * run.levelScale), adjust = Set(run.sAdjust);
+    const double adjust = run.sAdjust, limit = kBackdropLimit * run.levelScale;
     ForCells(run.columns, table, row, x0, n, [&](const double* c, int from, int to) {
-        const V c00 = Set(c[0]), c01 = Set(c[1]), c10 = Set(c[kGridSide]), c11 = Set(c[kGridSide + 1]);
-        for (int x = from; x < to; x += kLanes) {
-            const V low = Load(run.columns.low + x0 + x), high = Load(run.columns.high + x0 + x);
-            const V value =
-                c00 * low * rowLow + c01 * high * rowLow + c10 * low * rowHigh + c11 * high * rowHigh;
-            Store(level + x, LimitHigh(DivideBy<25, 4>(value * adjust), limit));
+        const double c00 = c[0], c01 = c[1], c10 = c[kGridSide], c11 = c[kGridSide + 1];
+        for (int x = from; x < to; x += kDoubles) {
+            const Doubles low = Load(run.columns.low + x0 + x), high = Load(run.columns.high + x0 + x);
+            const Doubles value =
+                c00 * low * row.low + c01 * high * row.low + c10 * low * row.high + c11 * high * row.high;
+            Store(level + x, Min(DivideBy<kAdjustUnit>(value * adjust), limit));
         }
     });
 }
@@ -41,18 +40,18 @@ void FillBackdrop(const KeyRun& run, const GridPlace& row, std::int32_t x0, int 
     FillChannel(run, run.grid->gridB, row, x0 + from, to - from, span->bgB + from);
 }
 
-F NarrowAt(const double* p) {
-    return Narrow(Load(p), Load(p + kLanes));
+Floats NarrowAt(const double* p) {
+    return Narrow(Load(p), Load(p + kDoubles));
 }
 
 void FindQueueSteps(const KeyRun& run, const Queue& queue, float* coarse, float* fine) {
-    const SearchConstants quick = SearchConstantsOf(run);
+    const SearchConstants constants = SearchConstantsOf(run);
     for (int i = 0; i < queue.count; i += kFloats) {
-        const F R = NarrowAt(queue.R + i), B = NarrowAt(queue.B + i);
-        const FM blue = Greater(B, R);
-        const FoundSteps found =
-            FindSteps(quick, {R, NarrowAt(queue.G + i), B, NarrowAt(queue.bgR + i), NarrowAt(queue.bgG + i),
-                              NarrowAt(queue.bgB + i), blue, run.blueLogic ? blue : LessEqual(B, R)});
+        const Floats R = NarrowAt(queue.R + i), B = NarrowAt(queue.B + i);
+        const FloatMask blue = B > R;
+        const FoundSteps found = FindSteps(
+            constants, {R, NarrowAt(queue.G + i), B, NarrowAt(queue.bgR + i), NarrowAt(queue.bgG + i),
+                        NarrowAt(queue.bgB + i), blue, run.blueLogic ? blue : B <= R});
         Store(coarse + i, found.coarse);
         Store(fine + i, found.fine);
     }
@@ -62,26 +61,23 @@ void FindQueueSteps(const KeyRun& run, const Queue& queue, float* coarse, float*
 void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
     alignas(64) float coarse[kSpanRoom + kFloats], fine[kSpanRoom + kFloats];
     if (search) FindQueueSteps(run, *queue, coarse, fine);
-    for (int i = 0; i < queue->count; i += kLanes) {
-        PixelLanes p{Load(queue->R + i),
-                     Load(queue->G + i),
-                     Load(queue->B + i),
-                     Load(queue->bgR + i),
-                     Load(queue->bgG + i),
-                     Load(queue->bgB + i),
-                     Set(0),
-                     Set(0),
-                     Set(0),
-                     Set(0)};
+    for (int i = 0; i < queue->count; i += kDoubles) {
+        Pixels p;
+        p.R = Load(queue->R + i);
+        p.G = Load(queue->G + i);
+        p.B = Load(queue->B + i);
+        p.bgR = Load(queue->bgR + i);
+        p.bgG = Load(queue->bgG + i);
+        p.bgB = Load(queue->bgB + i);
         if (search) {
-            SearchLanes(run, Widen(coarse + i), Widen(fine + i), &p);
+            SearchAlphas(run, Widen(coarse + i), Widen(fine + i), &p);
         } else {
             p.fgR = Load(queue->fgR + i);
             p.fgG = Load(queue->fgG + i);
             p.fgB = Load(queue->fgB + i);
             p.alpha = Load(queue->alpha + i);
         }
-        CorrectLanes(run, &p);
+        CorrectPixels(run, &p);
         Store(queue->fgR + i, p.fgR);
         Store(queue->fgG + i, p.fgG);
         Store(queue->fgB + i, p.fgB);
@@ -102,25 +98,21 @@ void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
 template <class Sample>
 void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from, int to,
                   bool copyOut, Queues* queues, Span* span) {
-    const V maxSample = Set(run.maxSample), gate = Set(0.05);
-    alignas(64) double lane[kLanes];
-    for (int i = 0; i < kLanes; ++i) lane[i] = i;
-    const V lanes = Load(lane);
-    for (int x = from; x < to; x += kLanes) {
+    for (int x = from; x < to; x += kDoubles) {
         const std::int64_t i = first + x;
         const int left = to - x;
-        PixelLanes p;
+        Pixels p;
         p.R = LoadSamples(planes.top.r + i, left);
         p.G = LoadSamples(planes.top.g + i, left);
-        p.B = LimitHigh(LoadSamples(planes.top.b + i, left), maxSample);
-        p.G = Select(Equal(p.G, Set(0)), Set(1), p.G);
+        p.B = Min(LoadSamples(planes.top.b + i, left), run.maxSample);
+        p.G = Select(p.G == 0, 1, p.G);
         if (copyOut) {
             StoreSamples(planes.out.r + i, p.R, left);
             StoreSamples(planes.out.g + i, p.G, left);
             StoreSamples(planes.out.b + i, p.B, left);
         }
-        const V topAlpha = LoadSamples(planes.top.a + i, left);
-        p.alpha = All(Equal(topAlpha, maxSample)) ? Set(1) : topAlpha / maxSample;
+        const Doubles topAlpha = LoadSamples(planes.top.a + i, left);
+        p.alpha = All(topAlpha == run.maxSample) ? Doubles(1) : topAlpha / run.maxSample;
         p.fgR = p.R;
         p.fgG = p.G;
         p.fgB = p.B;
@@ -128,8 +120,8 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64
             p.bgR = Load(span->bgR + x);
             p.bgG = Load(span->bgG + x);
             p.bgB = Load(span->bgB + x);
-            const M keyed = AndNot(FirstLanes(left), Less(p.alpha, gate));
-            if (Any(keyed)) Classify(run, keyed, lanes + Set(x), &p, queues);
+            const DoubleMask keyed = FirstLanes(left) & !(p.alpha < kGateAlpha);
+            if (Any(keyed)) Classify(run, keyed, LaneNumbers() + x, &p, queues);
         }
         Store(span->fgR + x, p.fgR);
         Store(span->fgG + x, p.fgG);
@@ -138,7 +130,7 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64
     }
 }
 
-// The kinds of a span's groups; of the last one, if it is not whole: open.
+// The kinds of a span's groups. The last one is mixed if it is not whole.
 template <class Sample>
 void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample>& planes,
                const GridPlace& row, std::int64_t first, std::int32_t x0, int n, GroupKind* kinds) {
@@ -151,11 +143,10 @@ void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample
         *kind = kMixed;
         if (n - x < kFloats) break;
         const std::int64_t i = first + x;
-        if (!All(LessEqual(groups.maxSample, LoadSingles(planes.top.a + i)))) continue;
-        *kind =
-            KindOf(groups, {LoadSingles(planes.top.r + i), Largest(LoadSingles(planes.top.g + i), SetF(1)),
-                            Smallest(LoadSingles(planes.top.b + i), groups.maxSample), LoadF(bgR + x),
-                            LoadF(bgG + x), LoadF(bgB + x)});
+        if (!All(LoadFloats(planes.top.a + i) >= groups.maxSample)) continue;
+        *kind = KindOf(groups, {LoadFloats(planes.top.r + i), Max(LoadFloats(planes.top.g + i), 1),
+                                Min(LoadFloats(planes.top.b + i), groups.maxSample), Load(bgR + x),
+                                Load(bgG + x), Load(bgB + x)});
     }
 }
 
@@ -184,16 +175,16 @@ void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t
                 if (!run.orgPhoto) FillBackdrop(run, row, x0, from, to, &span);
                 ClassifySpan(run, planes, first, from, to, !run.realityInteg, &queues, &span);
             } else if (run.realityInteg) {
-                WriteSettled(run, planes, first + from, to - from, kind);
+                WriteUniform(run, planes, first + from, to - from, kind);
             } else {
-                KeepSettled(run, planes, first, from, to, kind, &span);
+                KeepUniform(run, planes, first, from, to, kind, &span);
             }
         });
         KeyQueued(run, &queues.search, true, &span);
         KeyQueued(run, &queues.correct, false, &span);
         if (run.realityInteg) {
             ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
-                if (kind == kMixed) WriteStretch(run, planes, first, from, to, span);
+                if (kind == kMixed) WriteSpan(run, planes, first, from, to, span);
             });
         } else {
             FillRing(run, planes, first, x0, n, span);

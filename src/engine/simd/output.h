@@ -1,39 +1,38 @@
-// The ways in which pixels reach the out planes and the ring: keyed ones, settled ones, and those that
+// The ways in which pixels reach the out planes and the ring: keyed ones, uniform groups, and those that
 // nothing keys.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
+#include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/simd/classify.h"
 #include "engine/simd/uniform_groups.h"
 
 namespace keying::FROND_VARIANT {
 
-// The direct writer over a stretch of a span.
+// The direct writer over a part of a span.
 template <class Sample>
-static inline void WriteStretch(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
-                                int from, int to, const Span& span) {
-    const V one = Set(1), maxSample = Set(run.maxSample);
-    for (int x = from; x < to; x += kLanes) {
+static inline void WriteSpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from,
+                             int to, const Span& span) {
+    for (int x = from; x < to; x += kDoubles) {
         const std::int64_t i = first + x;
         const int left = to - x;
-        const V a = Load(span.alpha + x);
-        const V fgR = Load(span.fgR + x), fgG = Load(span.fgG + x), fgB = Load(span.fgB + x);
-        const V topAlpha = LoadSamples(planes.top.a + i, left);
-        V r, g, b, alpha;
+        const Doubles a = Load(span.alpha + x);
+        const Doubles fgR = Load(span.fgR + x), fgG = Load(span.fgG + x), fgB = Load(span.fgB + x);
+        const Doubles topAlpha = LoadSamples(planes.top.a + i, left);
+        Doubles r, g, b, alpha;
         if (run.outputAlpha) {
-            r = LimitTo(fgR, one, maxSample);
-            g = LimitTo(fgG, one, maxSample);
-            b = LimitTo(fgB, one, maxSample);
+            r = LimitTo(fgR, kLeastVisible, run.maxSample);
+            g = LimitTo(fgG, kLeastVisible, run.maxSample);
+            b = LimitTo(fgB, kLeastVisible, run.maxSample);
             alpha = topAlpha * a;
         } else {
-            const V rest = one - a;
-            r = fgR * a + rest * LoadSamples(planes.bottom.r + i, left);
-            g = fgG * a + rest * LoadSamples(planes.bottom.g + i, left);
-            b = fgB * a + rest * LoadSamples(planes.bottom.b + i, left);
-            alpha = sizeof(Sample) == 1 ? Set(255) * a : topAlpha;
+            r = fgR * a + (1 - a) * LoadSamples(planes.bottom.r + i, left);
+            g = fgG * a + (1 - a) * LoadSamples(planes.bottom.g + i, left);
+            b = fgB * a + (1 - a) * LoadSamples(planes.bottom.b + i, left);
+            alpha = sizeof(Sample) == 1 ? kOpaqueByte * a : topAlpha;
         }
         StoreSamples(planes.out.r + i, r, left);
         StoreSamples(planes.out.g + i, g, left);
@@ -59,9 +58,9 @@ static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& plane
     }
 }
 
-// The direct writer over settled groups, whose alpha is 0 or 1: one of the layers comes through as it is.
+// The direct writer over uniform groups, whose alpha is 0 or 1: the result is one of the layers unchanged.
 template <class Sample>
-static inline void WriteSettled(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t i, int n,
+static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t i, int n,
                                 GroupKind kind) {
     if (kind == kBackdrop) {
         CopySamples(planes.out.r + i, planes.bottom.r + i, n);
@@ -79,16 +78,16 @@ static inline void WriteSettled(const KeyRun& run, const PlaneView<Sample>& plan
 
 // The same for the ring. A foreground whose alpha is 0 is not seen.
 template <class Sample>
-static inline void KeepSettled(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
+static inline void KeepUniform(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
                                int from, int to, GroupKind kind, Span* span) {
     const bool keyed = kind == kBackdrop;
     CopyFetched(run, planes, first + from, to - from);
-    for (int x = from; x < to; x += kLanes) {
+    for (int x = from; x < to; x += kDoubles) {
         const std::int64_t i = first + x;
-        Store(span->fgR + x, keyed ? Set(0) : LoadWhole(planes.out.r + i));
-        Store(span->fgG + x, keyed ? Set(0) : LoadWhole(planes.out.g + i));
-        Store(span->fgB + x, keyed ? Set(0) : LoadWhole(planes.out.b + i));
-        Store(span->alpha + x, Set(keyed ? 0 : 1));
+        Store(span->fgR + x, keyed ? Doubles(0) : LoadDoubles(planes.out.r + i));
+        Store(span->fgG + x, keyed ? Doubles(0) : LoadDoubles(planes.out.g + i));
+        Store(span->fgB + x, keyed ? Doubles(0) : LoadDoubles(planes.out.b + i));
+        Store(span->alpha + x, Doubles(keyed ? 0 : 1));
     }
 }
 
@@ -108,7 +107,8 @@ static inline void RestoreSelection(const KeyRun& run, const PlaneView<Sample>& 
 template <class Sample>
 static inline void WidenSamples(const Sample* samples, int n, RingCell* cells) {
     int x = 0;
-    for (; x + kLanes <= n; x += kLanes) Store(reinterpret_cast<double*>(cells + x), LoadWhole(samples + x));
+    for (; x + kDoubles <= n; x += kDoubles)
+        Store(reinterpret_cast<double*>(cells + x), LoadDoubles(samples + x));
     for (; x < n; ++x) cells[x] = samples[x];
 }
 
@@ -132,14 +132,13 @@ static inline void FillRing(const KeyRun& run, const PlaneView<Sample>& planes, 
 // reaches the picture.
 template <class Sample>
 static inline void CopyRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first) {
-    const V maxSample = Set(run.maxSample);
-    for (std::int32_t x = 0; x < run.width; x += kLanes) {
+    for (std::int32_t x = 0; x < run.width; x += kDoubles) {
         const std::int64_t i = first + x;
         const int left = run.width - x;
-        const V G = LoadSamples(planes.top.g + i, left);
+        const Doubles G = LoadSamples(planes.top.g + i, left);
         StoreSamples(planes.out.r + i, LoadSamples(planes.top.r + i, left), left);
-        StoreSamples(planes.out.g + i, Select(Equal(G, Set(0)), Set(1), G), left);
-        StoreSamples(planes.out.b + i, LimitHigh(LoadSamples(planes.top.b + i, left), maxSample), left);
+        StoreSamples(planes.out.g + i, Select(G == 0, 1, G), left);
+        StoreSamples(planes.out.b + i, Min(LoadSamples(planes.top.b + i, left), run.maxSample), left);
     }
 }
 

@@ -1,6 +1,7 @@
 // The refinement of a row and the pixel step after it, many pixels at a time.
 #include <cstring>
 
+#include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/scalar/output.h"
 #include "engine/simd/passes.h"
@@ -12,74 +13,82 @@ namespace keying::FROND_VARIANT {
 namespace {
 
 constexpr int kSpan = 256;
-constexpr int kStreamRoom = kSpan + 2 * kLanes + 8;
-// A narrower picture reads on into the next ring row, and is left to the scalar reference.
+constexpr int kStreamRoom = kSpan + 2 * kDoubles + 8;
+// A narrower picture reads on into the next ring row, and the scalar reference refines it.
 constexpr std::int32_t kNarrowest = 16;
 
 struct Colours {
-    V r, g, b;
+    Doubles r, g, b;
 };
 
-// The refined colours of the lanes from pixel x on. differences: the stream from entry x on.
-Colours RefineLanes(const KeyRun& run, const Window& window, std::int32_t x, const double* differences) {
+// The refined colours of the pixels from x on. differences: the stream from entry x on.
+Colours RefinePixels(const KeyRun& run, const Window& window, std::int32_t x, const double* differences) {
     const RowRing& ring = run.ring;
     const std::size_t centre = window.centre + static_cast<std::size_t>(x);
-    V sumDiff = Set(0);
+    Doubles sumDiff = 0;
     for (int i = 0; i <= 2 * window.radius; ++i) sumDiff = sumDiff + Load(differences + i);
 
-    const V a = LoadCells(ring.ringAlpha, centre), rest = Set(1) - a;
-    Colours comp{LoadCells(ring.ringFgR, centre) * a + rest * LoadCells(ring.ringBottomR, centre),
-                 LoadCells(ring.ringFgG, centre) * a + rest * LoadCells(ring.ringBottomG, centre),
-                 LoadCells(ring.ringFgB, centre) * a + rest * LoadCells(ring.ringBottomB, centre)};
-    const M kept = Or(Less(sumDiff, Set(0.1)), Greater(a, Set(0.95)));
-    if (Any(AndNot(FirstLanes(run.width - x), kept))) {
+    const Doubles a = LoadCells(ring.ringAlpha, centre);
+    Colours comp{LoadCells(ring.ringFgR, centre) * a + (1 - a) * LoadCells(ring.ringBottomR, centre),
+                 LoadCells(ring.ringFgG, centre) * a + (1 - a) * LoadCells(ring.ringBottomG, centre),
+                 LoadCells(ring.ringFgB, centre) * a + (1 - a) * LoadCells(ring.ringBottomB, centre)};
+    const DoubleMask kept = (sumDiff < kKeptDifference) | (a > kKeptAlpha);
+    if (Any(FirstLanes(run.width - x) & !kept)) {
         ColourStream stream;
         FillColours(window, x, &stream);
-        const V den = WeightedSum(stream.weight, window.radius);
+        const Doubles den = WeightedSum(stream.weight, window.radius);
         comp.r = Select(kept, comp.r, WeightedSum(stream.r, window.radius) / den);
         comp.g = Select(kept, comp.g, WeightedSum(stream.g, window.radius) / den);
         comp.b = Select(kept, comp.b, WeightedSum(stream.b, window.radius) / den);
     }
-    const V maxSample = Set(run.maxSample), zero = Set(0);
-    comp.r = LimitLow(LimitHigh(comp.r, maxSample), zero);
-    comp.g = LimitLow(LimitHigh(comp.g, maxSample), zero);
-    comp.b = LimitLow(LimitHigh(comp.b, maxSample), zero);
+    comp.r = Max(Min(comp.r, run.maxSample), 0);
+    comp.g = Max(Min(comp.g, run.maxSample), 0);
+    comp.b = Max(Min(comp.b, run.maxSample), 0);
     return comp;
 }
 
-void RescaleBy(V* peak, V* other1, V* other2, V maxSample) {
-    const M over = Greater(*peak, maxSample);
+// Brings `peak` down to M where it is above, and the others with it.
+void RescaleBy(Doubles* peak, Doubles* other1, Doubles* other2, Doubles M) {
+    const DoubleMask over = *peak > M;
     if (!Any(over)) return;
-    *other1 = Select(over, maxSample * *other1 / *peak, *other1);
-    *other2 = Select(over, maxSample * *other2 / *peak, *other2);
-    *peak = Select(over, maxSample, *peak);
+    *other1 = Select(over, M * *other1 / *peak, *other1);
+    *other2 = Select(over, M * *other2 / *peak, *other2);
+    *peak = Select(over, M, *peak);
 }
 
-// cell: ring index of the newest row's cell under the first lane.
-void LiftSoftEdges(const KeyRun& run, std::size_t cell, Colours* comp) {
+void Rescale(Colours* comp, Doubles M) {
+    RescaleBy(&comp->g, &comp->r, &comp->b, M);
+    RescaleBy(&comp->r, &comp->g, &comp->b, M);
+    RescaleBy(&comp->b, &comp->g, &comp->r, M);
+}
+
+// newest: ring index of the newest row's cell under the first lane.
+void LiftSoftEdges(const KeyRun& run, std::size_t newest, Colours* comp) {
     const RowRing& ring = run.ring;
-    const V a = LoadCells(ring.ringAlpha, cell);
-    const M soft = And(Less(a, Set(0.9)), Greater(a, Set(0.2)));
+    const Doubles a = LoadCells(ring.ringAlpha, newest);
+    const DoubleMask soft = (a < kLiftBelow) & (a > kLiftAbove);
     if (!Any(soft)) return;
 
-    const double k = run.levelScale, base = 130 * k;
-    const V bgLuma = LoadCells(ring.ringBottomB, cell) * Set(run.blueLogic ? 0.587 : 0.114) +
-                     LoadCells(ring.ringBottomG, cell) * Set(run.blueLogic ? 0.114 : 0.587) +
-                     LoadCells(ring.ringBottomR, cell) * Set(0.299);
-    const V offset = LimitLow(LimitHigh(Truncate(Set(base) - bgLuma), Set(0)), Set(-base));
-    const V q = a * Set(0.75) + a * Set(0.25) * (Set(base * k) + offset) / Set(run.maxSample - base * k);
-    const V lift = (a / q - Set(1)) * Set(100) * (Set(1) - a);
+    const double k = run.levelScale;
+    const double liftBase = kLiftLevel * k;
+    const double weightG = run.blueLogic ? kLumaBlue : kLumaGreen;
+    const double weightB = run.blueLogic ? kLumaGreen : kLumaBlue;
+    const Doubles bgLuma = LoadCells(ring.ringBottomB, newest) * weightB +
+                           LoadCells(ring.ringBottomG, newest) * weightG +
+                           LoadCells(ring.ringBottomR, newest) * kLumaRed;
+    const Doubles liftOffset = Max(Min(Truncate(liftBase - bgLuma), 0), -liftBase);
+
+    const Doubles q =
+        a * kLiftOwnShare + a * kLiftLumaShare * (liftBase * k + liftOffset) / (run.maxSample - liftBase * k);
+    const Doubles lift = (a / q - 1) * kLiftStrength * (1 - a);
     Colours lifted{comp->r + lift, comp->g + lift, comp->b + lift};
-    const V maxSample = Set(run.maxSample);
-    RescaleBy(&lifted.g, &lifted.r, &lifted.b, maxSample);
-    RescaleBy(&lifted.r, &lifted.g, &lifted.b, maxSample);
-    RescaleBy(&lifted.b, &lifted.g, &lifted.r, maxSample);
+    Rescale(&lifted, run.maxSample);
     comp->r = Select(soft, lifted.r, comp->r);
     comp->g = Select(soft, lifted.g, comp->g);
     comp->b = Select(soft, lifted.b, comp->b);
 }
 
-// Where every cell of the window has the same alpha, 0 or 1, one of the layers comes through as it is.
+// Where every cell of the window has the same alpha, 0 or 1, the result is one of the layers unchanged.
 template <class Sample>
 void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, int from, int to, GroupKind kind) {
     const Sample most = static_cast<Sample>(run.maxSample);
@@ -101,7 +110,7 @@ void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, int from, int
     std::memcpy(row.out.a + from, row.top.a + from, sizeof(Sample) * static_cast<unsigned>(to - from));
 }
 
-// The kinds of a span's groups in the refined row: open unless the whole window over the group is of one
+// The kinds of a span's groups in the refined row: mixed unless the whole window over the group is of one
 // kind. A window reaches into the groups on either side.
 void FindWindowKinds(const KeyRun& run, const Window& window, std::int32_t x0, int n, GroupKind* kinds) {
     const std::int32_t groups = (run.width + kFloats - 1) / kFloats;
@@ -122,25 +131,24 @@ void FindWindowKinds(const KeyRun& run, const Window& window, std::int32_t x0, i
 
 // Refines and writes pixels x0 to x0 + n of the row.
 template <class Sample>
-void RefineStretch(const KeyRun& run, const Window& window, const PlaneView<Sample>& row, std::int32_t x0,
-                   int n) {
+void RefineSpan(const KeyRun& run, const Window& window, const PlaneView<Sample>& row, std::int32_t x0,
+                int n) {
     const RowRing& ring = run.ring;
-    const std::size_t newest = RingRow(ring, ring.ringSlot);
-    const V one = Set(1), maxSample = Set(run.maxSample);
+    const std::size_t newestRow = RingRow(ring, ring.ringSlot);
     double differences[kStreamRoom];
     FillDifferences(window, x0, n, differences);
-    for (int i = 0; i < n; i += kLanes) {
+    for (int i = 0; i < n; i += kDoubles) {
         const std::int32_t x = x0 + i;
         const int left = n - i;
-        const std::size_t cell = newest + static_cast<std::size_t>(x);
-        Colours comp = RefineLanes(run, window, x, differences + i);
-        LiftSoftEdges(run, cell, &comp);
-        V alpha = LoadSamples(row.top.a + x, left);
+        const std::size_t newest = newestRow + static_cast<std::size_t>(x);
+        Colours comp = RefinePixels(run, window, x, differences + i);
+        LiftSoftEdges(run, newest, &comp);
+        Doubles alpha = LoadSamples(row.top.a + x, left);
         if (run.outputAlpha) {
-            comp = {LimitTo(LoadCells(ring.ringFgR, cell), one, maxSample),
-                    LimitTo(LoadCells(ring.ringFgG, cell), one, maxSample),
-                    LimitTo(LoadCells(ring.ringFgB, cell), one, maxSample)};
-            alpha = alpha * LoadCells(ring.ringAlpha, cell);
+            comp = {LimitTo(LoadCells(ring.ringFgR, newest), kLeastVisible, run.maxSample),
+                    LimitTo(LoadCells(ring.ringFgG, newest), kLeastVisible, run.maxSample),
+                    LimitTo(LoadCells(ring.ringFgB, newest), kLeastVisible, run.maxSample)};
+            alpha = alpha * LoadCells(ring.ringAlpha, newest);
         }
         StoreSamples(row.out.r + x, comp.r, left);
         StoreSamples(row.out.g + x, comp.g, left);
@@ -166,7 +174,7 @@ void RefineRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t 
         FindWindowKinds(run, window, x0, n, kinds);
         ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
             if (kind == kMixed) {
-                RefineStretch(run, window, row, x0 + from, to - from);
+                RefineSpan(run, window, row, x0 + from, to - from);
             } else {
                 WriteUniform(run, row, x0 + from, x0 + to, kind);
             }

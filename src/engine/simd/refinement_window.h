@@ -2,12 +2,13 @@
 //
 // The scalar reference slides a window of columns along the row. Here the columns that it loads, one after
 // the other, are a stream: pixel x sees entries x to x + 2 ringRadius of it. The stream begins with the empty
-// cells and the first columns of the plain window, and from entry 2 ringRadius + 1 on, entry s is picture
-// column s - ringRadius, loaded when the centre was s - 2 ringRadius; past the right edge it is empty.
+// cells and the first columns of the scalar window. From entry 2 ringRadius + 1 on, entry s is picture column
+// s - ringRadius, loaded when the centre was s - 2 ringRadius. Past the right edge it is empty.
 #pragma once
 
 #include <cstdint>
 
+#include "engine/constants.h"
 #include "engine/key_run.h"
 #include "engine/row_ring.h"
 #include "engine/simd/vec.h"
@@ -33,7 +34,6 @@ struct Window {
 };
 
 static inline Window WindowOf(const KeyRun& run, std::int32_t y) {
-    constexpr double kTaps[] = {10, 30, 50, 30, 10};
     const RowRing& ring = run.ring;
     Window window = {};
     window.ring = &ring;
@@ -44,22 +44,22 @@ static inline Window WindowOf(const KeyRun& run, std::int32_t y) {
         if (y + dy - ring.ringRadius < 0) continue;
         const std::int32_t slot = wrapSlot(ring, ring.ringSlot + dy - ring.ringRadius);
         window.slot[window.rows] = slot;
-        window.row[window.rows++] = {RingRow(ring, slot), kTaps[dy + 2]};
+        window.row[window.rows++] = {RingRow(ring, slot), kWeightTaps[kMiddleTap + dy]};
     }
     return window;
 }
 
 // One entry of the stream for each lane: the sums of a column over the window's rows.
 struct Columns {
-    V weight, r, g, b;
+    Doubles weight = 0, r = 0, g = 0, b = 0;
 };
 
-static inline V LoadCells(const RingCell* cells, std::size_t i) {
+static inline Doubles LoadCells(const RingCell* cells, std::size_t i) {
     return Load(reinterpret_cast<const double*>(cells + i));
 }
 
-static inline V ColumnDifferences(const Window& window, std::size_t column, V centreAlpha) {
-    V sum = Set(0);
+static inline Doubles ColumnDifferences(const Window& window, std::size_t column, Doubles centreAlpha) {
+    Doubles sum = 0;
     for (int i = 0; i < window.rows; ++i) {
         sum = sum + Abs(LoadCells(window.ring->ringAlpha, window.row[i].first + column) - centreAlpha);
     }
@@ -68,19 +68,18 @@ static inline V ColumnDifferences(const Window& window, std::size_t column, V ce
 
 static inline Columns ColumnSums(const Window& window, std::size_t column) {
     const RowRing& ring = *window.ring;
-    const V bgR = LoadCells(ring.ringBottomR, window.centre + column);
-    const V bgG = LoadCells(ring.ringBottomG, window.centre + column);
-    const V bgB = LoadCells(ring.ringBottomB, window.centre + column);
-    Columns sums{Set(0), Set(0), Set(0), Set(0)};
+    const Doubles bottomR = LoadCells(ring.ringBottomR, window.centre + column);
+    const Doubles bottomG = LoadCells(ring.ringBottomG, window.centre + column);
+    const Doubles bottomB = LoadCells(ring.ringBottomB, window.centre + column);
+    Columns sums;
     for (int i = 0; i < window.rows; ++i) {
         const std::size_t cell = window.row[i].first + column;
-        const V a = LoadCells(ring.ringAlpha, cell);
-        const V rest = Set(1) - a;
-        const V w = (a * Set(5) + Set(1)) * Set(window.row[i].tap);
+        const Doubles a = LoadCells(ring.ringAlpha, cell);
+        const Doubles w = (a * kAlphaWeight + 1) * window.row[i].tap;
         sums.weight = sums.weight + w;
-        sums.r = sums.r + (LoadCells(ring.ringFgR, cell) * a + bgR * rest) * w;
-        sums.g = sums.g + (LoadCells(ring.ringFgG, cell) * a + bgG * rest) * w;
-        sums.b = sums.b + (LoadCells(ring.ringFgB, cell) * a + bgB * rest) * w;
+        sums.r = sums.r + (LoadCells(ring.ringFgR, cell) * a + bottomR * (1 - a)) * w;
+        sums.g = sums.g + (LoadCells(ring.ringFgG, cell) * a + bottomG * (1 - a)) * w;
+        sums.b = sums.b + (LoadCells(ring.ringFgB, cell) * a + bottomB * (1 - a)) * w;
     }
     return sums;
 }
@@ -96,8 +95,8 @@ static inline int ColumnsLeft(const Window& window, std::int32_t s) {
     return window.width - (s - window.radius);
 }
 
-static inline V OnlyFirst(V v, int n) {
-    return n >= kLanes ? v : Select(FirstLanes(n < 0 ? 0 : n), v, Set(0));
+static inline Doubles OnlyFirst(Doubles v, int n) {
+    return n >= kDoubles ? v : Select(FirstLanes(n), v, 0);
 }
 
 // Entries x0 to x0 + n + 2 radius of the stream's differences.
@@ -107,29 +106,28 @@ static inline void FillDifferences(const Window& window, std::int32_t x0, int n,
     int i = 0;
     for (; x0 + i < regular; ++i) {
         const int column = FirstColumn(window, x0 + i);
-        double one[kLanes] = {};
+        double one[kDoubles] = {};
         if (column >= 0) {
-            Store(one,
-                  ColumnDifferences(window, static_cast<std::size_t>(column), Set(alpha[window.centre])));
+            Store(one, ColumnDifferences(window, static_cast<std::size_t>(column), alpha[window.centre]));
         }
         stream[i] = one[0];
     }
-    for (; i < n + 2 * window.radius; i += kLanes) {
+    for (; i < n + 2 * window.radius; i += kDoubles) {
         const std::int32_t s = x0 + i;
         const int left = ColumnsLeft(window, s);
         if (left <= 0) {
-            Store(stream + i, Set(0));
+            Store(stream + i, Doubles(0));
             continue;
         }
         const std::size_t column = static_cast<std::size_t>(s - window.radius);
-        const V centreAlpha =
+        const Doubles centreAlpha =
             LoadCells(alpha, window.centre + column - static_cast<std::size_t>(window.radius));
         Store(stream + i, OnlyFirst(ColumnDifferences(window, column, centreAlpha), left));
     }
 }
 
 struct ColourStream {
-    double weight[3 * kLanes + 8], r[3 * kLanes + 8], g[3 * kLanes + 8], b[3 * kLanes + 8];
+    double weight[3 * kDoubles + 8], r[3 * kDoubles + 8], g[3 * kDoubles + 8], b[3 * kDoubles + 8];
 };
 
 static inline void StoreColumns(ColourStream* stream, int i, const Columns& sums, int left) {
@@ -142,19 +140,19 @@ static inline void StoreColumns(ColourStream* stream, int i, const Columns& sums
 // The entries that the lanes from pixel x on see. In the first columns the red sum is fed the green value.
 static inline void FillColours(const Window& window, std::int32_t x, ColourStream* stream) {
     const int regular = 2 * window.radius + 1;
-    const int entries = kLanes + 2 * window.radius;
+    const int entries = kDoubles + 2 * window.radius;
     int i = 0;
     for (; x + i < regular && i < entries; ++i) {
         const int column = FirstColumn(window, x + i);
-        Columns sums{Set(0), Set(0), Set(0), Set(0)};
+        Columns sums;
         if (column >= 0) sums = ColumnSums(window, static_cast<std::size_t>(column));
         sums.r = sums.g;
         StoreColumns(stream, i, sums, 1);
     }
-    for (; i < entries; i += kLanes) {
+    for (; i < entries; i += kDoubles) {
         const int left = ColumnsLeft(window, x + i);
         if (left <= 0) {
-            StoreColumns(stream, i, {Set(0), Set(0), Set(0), Set(0)}, 0);
+            StoreColumns(stream, i, {}, 0);
         } else {
             StoreColumns(stream, i, ColumnSums(window, static_cast<std::size_t>(x + i - window.radius)),
                          left);
@@ -162,13 +160,11 @@ static inline void FillColours(const Window& window, std::int32_t x, ColourStrea
     }
 }
 
-static inline V WeightedSum(const double* stream, int radius) {
-    constexpr double kFinalTaps[] = {10, 30, 50, 30, 10};
-    constexpr double kPreviewTaps[] = {5, 10, 30};
-    const double* taps = radius == 2 ? kFinalTaps : kPreviewTaps;
-    const V kernelSum = Set(radius == 2 ? 130 : 45);
-    V sum = Set(0);
-    for (int i = 0; i <= 2 * radius; ++i) sum = sum + Load(stream + i) * Set(taps[i]) / kernelSum;
+static inline Doubles WeightedSum(const double* stream, int radius) {
+    const double* taps = kWeightTaps + (radius == 2 ? kFinalFirstTap : kPreviewFirstTap);
+    const Doubles kernelSum = radius == 2 ? kFinalKernelSum : kPreviewKernelSum;
+    Doubles sum = 0;
+    for (int i = 0; i <= 2 * radius; ++i) sum = sum + Load(stream + i) * taps[i] / kernelSum;
     return sum;
 }
 

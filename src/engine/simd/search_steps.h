@@ -1,7 +1,10 @@
 // The values of a that the alpha search goes through. They are the same few doubles for every pixel, since a
-// is carried by repeated subtraction from 1: worked out once, by the compiler, with the search's own
-// operations.
+// is carried by repeated subtraction from 1. The compiler computes them with the search's own operations.
 #pragma once
+
+#include "engine/constants.h"
+
+namespace keying {
 
 constexpr int kCoarseSteps = 12;  // 1 down to the first value that is not above 0
 constexpr int kFineStride = 204;  // the longest row, from 1, with its end
@@ -20,12 +23,12 @@ constexpr SearchSteps<double> MakeSearchSteps() {
     for (int i = 0; i < kCoarseSteps; ++i) {
         steps.coarse[i] = a;
         double f = a;
-        if (f != 1.0) f += 0.1;
+        if (f != 1.0) f += kCoarseStep;
         for (int j = i * kFineStride; j < (i + 1) * kFineStride; ++j) {
             steps.fine[j] = f;
-            if (f > 0) f -= 0.005;
+            if (f > 0) f -= kFineStep;
         }
-        a -= 0.1;
+        a -= kCoarseStep;
     }
     return steps;
 }
@@ -51,3 +54,5 @@ constexpr SearchSteps<float> kInverseSteps = MakeInverseSteps();
 static_assert(kSearchSteps.coarse[kCoarseSteps - 2] > 0 && !(kSearchSteps.coarse[kCoarseSteps - 1] > 0),
               "the coarse search runs eleven times and ends below 0");
 static_assert(!(kSearchSteps.fine[kFineStride - 1] > 0), "the longest row has its end");
+
+}  // namespace keying

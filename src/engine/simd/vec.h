@@ -1,15 +1,108 @@
-// Vectors of doubles for the vector variants of the engine: one thin layer over the instruction set that the
-// including file is compiled for. Everything here computes each lane as the scalar reference computes its one
-// value: separate multiplications and additions, IEEE comparisons, the same truncating store.
+// Vectors of doubles and of floats for the vector variants, as wide as the instruction set that the including
+// file is compiled for. FROND_VARIANT names the variant and is its namespace, so that three builds of one
+// source are in one module.
 //
-// FROND_VARIANT names the variant and is its namespace, so that three builds of one source can live in one
-// module. Each instruction set's header gives the types V (doubles) and M (a mask of lanes), their number
-// kLanes, and the operations on them; what follows from those stands here. Comparisons with a non-number are
-// false, and a limit that meets one leaves it alone.
+// A line on vectors reads like the scalar line that it must equal: the operators work on every lane, and a
+// number beside a vector is the same in every lane. Each lane computes what the scalar reference computes:
+// separate multiplications and additions in the written order, IEEE comparisons, correctly rounded roots.
+//
+// Arithmetic, minimum, maximum, root and absolute value are the compilers' vector extension. The headers of
+// the instruction sets hold the rest. Conversions are there because the extension leaves numbers out of range
+// undefined, and because GCC 12 converts samples one by one. Masks are there because the extension knows no
+// mask registers, and because its selection compares the mask with 0 first.
 #pragma once
+
+#include <immintrin.h>
 
 #include <cstdint>
 #include <cstring>
+
+namespace keying::FROND_VARIANT {
+
+#if defined(__AVX512F__)
+constexpr int kVectorBytes = 64;
+#elif defined(__AVX2__)
+constexpr int kVectorBytes = 32;
+#else
+constexpr int kVectorBytes = 16;
+#endif
+constexpr int kDoubles = kVectorBytes / sizeof(double);
+constexpr int kFloats = kVectorBytes / sizeof(float);
+
+template <class Number>
+struct Raw;
+template <>
+struct Raw<double> {
+    typedef double Vector __attribute__((vector_size(kVectorBytes)));
+    typedef std::int64_t Integers __attribute__((vector_size(kVectorBytes)));
+    using Bits = std::uint8_t;
+};
+template <>
+struct Raw<float> {
+    typedef float Vector __attribute__((vector_size(kVectorBytes)));
+    typedef std::int32_t Integers __attribute__((vector_size(kVectorBytes)));
+    using Bits = std::uint16_t;
+};
+
+template <class Number>
+struct Vec;
+
+// One truth value for each lane.
+template <class Number>
+struct Mask {
+#if defined(__AVX512F__)
+    using Type = typename Raw<Number>::Bits;
+#else
+    using Type = typename Raw<Number>::Integers;
+#endif
+    Type raw;
+
+    friend Mask operator&(Mask a, Mask b) {
+        return {static_cast<Type>(a.raw & b.raw)};
+    }
+    friend Mask operator|(Mask a, Mask b) {
+        return {static_cast<Type>(a.raw | b.raw)};
+    }
+    friend Mask operator!(Mask m) {
+        return {static_cast<Type>(~m.raw)};
+    }
+    // a where the mask is true, b elsewhere.
+    friend Vec<Number> Select(Mask m, Vec<Number> a, Vec<Number> b) {
+        return Blend(m, a, b);
+    }
+};
+
+template <class Number>
+struct Vec {
+    using Vector = typename Raw<Number>::Vector;
+    Vector raw;
+
+    Vec() = default;
+    Vec(Number number) : raw(number - Vector{}) {}  // in every lane; keeps the sign of a zero
+    Vec(Vector vector) : raw(vector) {}
+
+    friend Vec operator+(Vec a, Vec b) { return a.raw + b.raw; }
+    friend Vec operator-(Vec a, Vec b) { return a.raw - b.raw; }
+    friend Vec operator*(Vec a, Vec b) { return a.raw * b.raw; }
+    friend Vec operator/(Vec a, Vec b) { return a.raw / b.raw; }
+    friend Mask<Number> operator<(Vec a, Vec b) { return Less(a, b); }
+    friend Mask<Number> operator<=(Vec a, Vec b) { return LessEqual(a, b); }
+    friend Mask<Number> operator==(Vec a, Vec b) { return Equal(a, b); }
+    friend Mask<Number> operator>(Vec a, Vec b) { return Less(b, a); }
+    friend Mask<Number> operator>=(Vec a, Vec b) { return LessEqual(b, a); }
+
+    // A NaN on either side gives a: as a limit it has no effect, and as the limited value it passes through.
+    friend Vec Max(Vec a, Vec b) { return b.raw > a.raw ? b.raw : a.raw; }
+    friend Vec Min(Vec a, Vec b) { return b.raw < a.raw ? b.raw : a.raw; }
+    friend Vec LimitTo(Vec v, Vec low, Vec high) { return Min(Max(v, low), high); }
+};
+
+using Doubles = Vec<double>;
+using Floats = Vec<float>;
+using DoubleMask = Mask<double>;
+using FloatMask = Mask<float>;
+
+}  // namespace keying::FROND_VARIANT
 
 #if defined(__AVX512F__)
 #include "engine/simd/vec_avx512.h"
@@ -21,83 +114,111 @@
 
 namespace keying::FROND_VARIANT {
 
-inline V LimitTo(V v, V low, V high) {
-    return LimitHigh(LimitLow(v, low), high);
+#if !defined(__AVX512F__)
+template <class Number>
+inline Mask<Number> Less(Vec<Number> a, Vec<Number> b) {
+    return {a.raw < b.raw};
 }
-inline F LimitTo(F v, F low, F high) {
-    return LimitHigh(LimitLow(v, low), high);
+template <class Number>
+inline Mask<Number> LessEqual(Vec<Number> a, Vec<Number> b) {
+    return {a.raw <= b.raw};
 }
-inline M Greater(V a, V b) {
-    return Less(b, a);
+template <class Number>
+inline Mask<Number> Equal(Vec<Number> a, Vec<Number> b) {
+    return {a.raw == b.raw};
 }
-inline FM Greater(F a, F b) {
-    return Less(b, a);
-}
-inline M GreaterEqual(V a, V b) {
-    return LessEqual(b, a);
-}
-inline bool Any(M m) {
+#endif
+
+template <class Number>
+inline bool Any(Mask<Number> m) {
     return Bits(m) != 0;
 }
-inline bool Any(FM m) {
-    return Bits(m) != 0;
-}
-inline bool All(FM m) {
-    return Bits(m) == (1u << kFloats) - 1;
-}
-inline bool All(M m) {
-    return Bits(m) == (1u << kLanes) - 1;
-}
-inline V Largest(V a, V b) {
-    return LimitLow(a, b);
-}
-inline V Smallest(V a, V b) {
-    return LimitHigh(a, b);
+template <class Number>
+inline bool All(Mask<Number> m) {
+    return Bits(m) == (1u << (kVectorBytes / sizeof(Number))) - 1;
 }
 
-inline F Largest(F a, F b) {
-    return LimitLow(a, b);
+inline Doubles Sqrt(Doubles v) {
+    for (int i = 0; i < kDoubles; ++i) v.raw[i] = __builtin_sqrt(v.raw[i]);
+    return v;
 }
-inline F Smallest(F a, F b) {
-    return LimitHigh(a, b);
+inline Doubles Abs(Doubles v) {
+    using Integers = Raw<double>::Integers;
+    return reinterpret_cast<Doubles::Vector>(reinterpret_cast<Integers>(v.raw) & INT64_MAX);
 }
 
-// v / (odd * power) with the one rounding of a division, without one: power a power of two, odd below 2^20,
-// and v finite and far from the ends of the range.
+template <class Number>
+inline Vec<Number> Load(const Number* p) {
+    Vec<Number> v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+template <class Number>
+inline void Store(Number* p, Vec<Number> v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+// 0, 1, 2 and so on.
+inline Doubles LaneNumbers() {
+    Doubles v;
+    for (int i = 0; i < kDoubles; ++i) v.raw[i] = i;
+    return v;
+}
+
+// The first n lanes.
+inline DoubleMask FirstLanes(int n) {
+    return LaneNumbers() < n;
+}
+
+// v / divisor with the one rounding of a division, without one: for a whole divisor whose odd part is below
+// 2^20, and v finite and far from the ends of the range.
 //
-// q is near the quotient, and v / power - odd * q is worked out exactly: q is cut into two halves, whose
-// products with odd have no more than 53 bits, and each difference is of two numbers close to each other. The
-// quotient is q and a fraction of its last place; since odd divides no power of two, it is never nearer to a
-// rounding border than 1 / (2 odd) of that place, and the last sum, whose error is far smaller, rounds as the
-// division would.
-template <int odd, int power>
-inline V DivideBy(V v) {
+// With divisor = odd * power, q is near the quotient, and v / power - odd * q is exact: q is cut into two
+// halves, whose products with odd have no more than 53 bits, and each difference is of two numbers close to
+// each other. The quotient is q and a fraction of its last place. Since odd divides no power of two, it is
+// never nearer to a rounding border than 1 / (2 odd) of that place, and the last sum, whose error is far
+// smaller, rounds as the division does.
+template <int divisor>
+inline Doubles DivideBy(Doubles v) {
+    constexpr int power = divisor & -divisor, odd = divisor / power;
     constexpr double inverse = 1.0 / odd;
-    const V scaled = v * Set(1.0 / power);
-    const V q = scaled * Set(inverse);
-    const V high = UpperHalf(q), low = q - high;
-    return q + (scaled - high * Set(odd) - low * Set(odd)) * Set(inverse);
+    const Doubles scaled = v * (1.0 / power);
+    const Doubles q = scaled * inverse;
+    const Raw<double>::Integers bits =
+        reinterpret_cast<Raw<double>::Integers>(q.raw) & ~std::int64_t{0x7ffffff};
+    const Doubles high = reinterpret_cast<Doubles::Vector>(bits), low = q - high;
+    return q + (scaled - high * odd - low * odd) * inverse;
 }
 
-// The first n samples from p on, n at least 1; lanes past them are 0, and memory past them is not touched.
+// k, what one 8-bit level measures in samples. It is a power of two, so that a product with its inverse is
+// the quotient.
+struct Scale {
+    double k;
+
+    operator Doubles() const { return k; }
+    friend Doubles operator*(double levels, Scale s) { return levels * s.k; }
+    friend Doubles operator/(Doubles v, Scale s) { return v * (1 / s.k); }
+};
+
+// The first n samples from p on, n at least 1. The other lanes are 0, and memory behind is not read.
 template <class Sample>
-inline V LoadSamples(const Sample* p, int n) {
-    if (n >= kLanes) return LoadWhole(p);
-    Sample part[kLanes] = {};
+inline Doubles LoadSamples(const Sample* p, int n) {
+    if (n >= kDoubles) return LoadDoubles(p);
+    Sample part[kDoubles] = {};
     std::memcpy(part, p, sizeof(Sample) * static_cast<unsigned>(n));
-    return LoadWhole(part);
+    return LoadDoubles(part);
 }
 
-// Stores the first n lanes as samples: cut toward zero, the low bits kept, 0 for a non-number or a value
-// beyond the 32-bit range (for which the conversion gives the one integer whose low half is 0).
+// Stores the first n lanes as samples: cut toward zero, the low bits kept, 0 for a NaN or a value beyond the
+// 32-bit range (for which the conversion gives the one integer whose low half is 0).
 template <class Sample>
-inline void StoreSamples(Sample* p, V v, int n) {
-    if (n >= kLanes) {
-        StoreWhole(p, v);
+inline void StoreSamples(Sample* p, Doubles v, int n) {
+    if (n >= kDoubles) {
+        StoreDoubles(p, v);
         return;
     }
-    Sample part[kLanes];
-    StoreWhole(part, v);
+    Sample part[kDoubles];
+    StoreDoubles(part, v);
     std::memcpy(p, part, sizeof(Sample) * static_cast<unsigned>(n));
 }
 
