@@ -5,9 +5,11 @@ if(WIN32)
     set(FROND_PROGRAM_FOLDER ${bits}-bit)
     set(FROND_MODULE_FOLDER ${bits}-bit)
     set(FROND_GUIDE_FOLDER guide)
+    set(FROND_LIBRARY_FOLDER lib)
 else()
     include(GNUInstallDirs)
     set(FROND_PROGRAM_FOLDER ${CMAKE_INSTALL_BINDIR})
+    set(FROND_LIBRARY_FOLDER ${CMAKE_INSTALL_LIBDIR})
     # Two folders below lib: for a shared object one folder below lib, CPack's .deb would run ldconfig. This module
     # does not need it, because nothing links to it.
     set(FROND_MODULE_FOLDER ${CMAKE_INSTALL_LIBDIR}/marble-frond-keeper/modules)

@@ -30,6 +30,8 @@ if(WIN32)
     install(FILES CHANGELOG.md DESTINATION . RENAME CHANGES.txt)
     # CPack must not strip: that would write the time into the modules. They are linked without symbols.
     set(CPACK_GENERATOR ZIP)
+    # Without the engine's library.
+    set(CPACK_INSTALL_CMAKE_PROJECTS "${PROJECT_BINARY_DIR};MarbleFrondKeeper;Unspecified;/")
     if(CMAKE_SIZEOF_VOID_P EQUAL 8)
         install(SCRIPT cmake/install_win32_module.cmake)
         set(CPACK_PACKAGE_FILE_NAME MarbleFrondKeeper-${PROJECT_VERSION}-windows)
@@ -57,6 +59,15 @@ else()
     set(CPACK_STRIP_FILES ON)
     set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
     set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    # Two packages: the program with the module, and the engine's library for those who develop with it.
+    set(CPACK_DEB_COMPONENT_INSTALL ON)
+    set(CPACK_COMPONENTS_ALL Unspecified development)
+    set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME marble-frond-keeper)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libmarble-frond-keeper-dev)
+    set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+    set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
+"This package has the keying engine for use in other programs: a static
+library, its header and its CMake package.")
     set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
     set(CPACK_DEBIAN_PACKAGE_DESCRIPTION

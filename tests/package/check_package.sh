@@ -13,11 +13,15 @@ fail() {
 
 rm -f "$build"/packages/*.deb "$build"/packages/*.zip
 cmake --build "$build" --target package >"$build/package.log" 2>&1 || { tail -n 20 "$build/package.log" >&2; exit 1; }
-package=$(echo "$build"/packages/*"$version"*)
+package=$(echo "$build"/packages/[mM]*"$version"*)
 cd "$place"
 case $package in
 *.deb)
     dpkg-deb -x "$package" .
+    [ ! -e usr/include ] || fail "$package: holds headers"
+    dpkg-deb -x "$build"/packages/libmarble-frond-keeper-dev_"$version"_*.deb development
+    header=usr/include/marble-frond-keeper/keying.h
+    [ -s development/$header ] && [ ! -e development/usr/bin ] || fail "the development package lacks $header, or holds programs"
     frond=(usr/bin/frond)
     wanted="usr/share/man/man1/frond.1.gz usr/share/bash-completion/completions/frond
         usr/share/doc/marble-frond-keeper/copyright"
@@ -53,7 +57,7 @@ case $package in
     # Within another project: nothing but what is installed is built, and where that project says.
     printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(Other CXX)' "add_subdirectory(\"$root\" frond)" \
         >CMakeLists.txt
-    cmake -G Ninja -S . -B other -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_LIBDIR=lib64 >other.log || { cat other.log >&2; exit 1; }
+    cmake -G Ninja -S . -B other -DCMAKE_BUILD_TYPE=Release -DFROND_BUILD_PROGRAM=ON -DCMAKE_INSTALL_LIBDIR=lib64 >other.log || { cat other.log >&2; exit 1; }
     grep -E '^build (test|package|[a-z/]*(tests|bench)):' other/build.ninja && fail "another project gets tests"
     grep -q '/lib64/marble-frond-keeper/modules"' other/frond/src/cmake_install.cmake ||
         fail "the module is not installed in the given lib folder"
