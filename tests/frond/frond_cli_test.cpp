@@ -114,7 +114,7 @@ double MeanDifference(const Picture& a, const Picture& b) {
     return sum / static_cast<double>(PixelCount(a) * a.colour.size()) / LargestSample(a.depth);
 }
 
-TEST_F(FrondProgram, SetsTheFigureOnTheBackground) {
+TEST_F(FrondProgram, KeysThePlateCloseToTheTruth) {
     for (const int depth : {8, 16}) {
         SCOPED_TRACE(depth);
         WritePlate(depth);
@@ -137,7 +137,7 @@ TEST_F(FrondProgram, SetsTheFigureOnTheBackground) {
     }
 }
 
-TEST_F(FrondProgram, LeavesAloneWhatIsNotSelected) {
+TEST_F(FrondProgram, KeepsPixelsOutsideTheSelection) {
     Picture mask = MakePicture(150, 100, 8, 1, false);
     for (int i = 0; i < 150 * 100; ++i) mask.colour[0][i] = i / 150 >= 50 || i % 150 % 2 == 0 ? 255 : 0;
     WritePicture(folder / "mask.png", mask);
@@ -157,7 +157,7 @@ TEST_F(FrondProgram, LeavesAloneWhatIsNotSelected) {
 }
 
 // A green backdrop with a grey subject in its middle third.
-TEST_F(FrondProgram, TakesPicturesOfOnePixelAndOfOneLine) {
+TEST_F(FrondProgram, KeysPicturesOfOnePixelAndOfOneLine) {
     const std::pair<int, int> sizes[] = {{1, 1}, {1, 30000}, {30000, 1}};
     for (const auto& [width, height] : sizes) {
         for (const int depth : {8, 16}) {
@@ -194,7 +194,7 @@ TEST_F(FrondProgram, TakesPicturesOfOnePixelAndOfOneLine) {
 }
 
 // The lines of command_lines.txt, one after the other in one folder.
-TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
+TEST_F(FrondProgram, MatchesTheCommandLineCases) {
     WritePlate(16);
     std::filesystem::rename(folder / "photo.png", folder / "deep.png");
     WritePlate(8);
@@ -264,7 +264,7 @@ TEST_F(FrondProgram, DoesAndSaysWhatTheCasesTell) {
 }
 
 // The renderer's own promises.
-TEST_F(FrondProgram, RendersAPlateThatTellsTheTruth) {
+TEST_F(FrondProgram, RendersTheSamplePlate) {
     ASSERT_EQ(Frond("sample @plate --size 150x100 --depth 16").code, 0);
     const SamplePlate& plate = Plate();
     const std::pair<const char*, const Picture*> pictures[] = {{"photo.png", &plate.photo},

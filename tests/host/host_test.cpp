@@ -1,5 +1,5 @@
-// The stand-in host: that it catches what it promises, with small steps of a module that do one thing each.
-// What the host answers and what it objects to is compared line by line with tests/host/traces.
+// The stand-in host: each check that it promises, with small steps of a module. Its answers and violations
+// are compared with the traces.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -59,17 +59,18 @@ class HostTest : public testing::Test {
     struct Trace trace_;  // and not the function of the host
 };
 
-// ---- The walk ---------------------------------------------------------------------------------------------
+// ---- Selectors
+// ---------------------------------------------------------------------------------------------
 
-TEST_F(HostTest, RefusesASecondHostAndABrokenDocument) {
+TEST_F(HostTest, RefusesASecondHostAndAnInvalidDocument) {
     EXPECT_THROW(CreateHost(), std::logic_error);
     document_.targetLayer = 2;
     EXPECT_EQ(ValidateDocument(document_), "the target is no layer of the document");
     EXPECT_THROW(OpenDocument(*host_, document_), std::invalid_argument);
 }
 
-TEST_F(HostTest, WatchesTheWalk) {
-    static const void* before;  // the record of one call is no good in the next
+TEST_F(HostTest, WatchesSelectorCalls) {
+    static const void* before;  // the record of one call is invalid in the next
     const auto module = [](std::int16_t, void* block, std::intptr_t*, std::int16_t*) {
         auto& record = *static_cast<FilterRecord*>(block);
         EXPECT_NE(record.handleProcs, before);
@@ -81,12 +82,12 @@ TEST_F(HostTest, WatchesTheWalk) {
         record.inRect = {0, 0, 1, 1};
         throw 1;
     };
-    Run("a lock and a token that are left, a service that is lacking, another thread, tiles, an exception",
+    Run("a lock and a token that are not released, a missing service, another thread, tiles, an exception",
         [&](FilterRecord&) {
             for (int call = 1; call <= 2; ++call) CallSelector(*host_, module, filterSelectorStart);
         });
-    options_.abortAt = 4;  // two were before
-    Run("an abort from the second question on", [](FilterRecord& r) {
+    options_.abortAt = 4;  // two calls were earlier
+    Run("an abort from the second call on", [](FilterRecord& r) {
         for (int call = 1; call <= 3; ++call) r.abortProc();
     });
     EXPECT_TRUE(MatchesTrace(trace_.text, "host/walk"));
@@ -105,10 +106,10 @@ TEST_F(HostTest, WatchesMemory) {
         char* locked = procs.lockProc(handle, 1);
         EXPECT_EQ(std::memcmp(locked, "abcd", 4), 0);
         EXPECT_NE(std::memcmp(stale, "abcd", 4), 0);
-        stale[0] = 'x';  // where the block was before its locking
+        stale[0] = 'x';  // the block's address before the lock
         EXPECT_EQ(procs.lockProc(handle, 0), locked);
-        procs.disposeProc(handle);  // while it is locked
-        procs.disposeProc(handle);  // once more
+        procs.disposeProc(handle);  // while locked
+        procs.disposeProc(handle);  // twice
         char* foreign = nullptr;
         procs.unlockProc(&foreign);
     });
@@ -120,7 +121,7 @@ TEST_F(HostTest, WatchesMemory) {
         kBuffers.Dispose(&buffer);
         EXPECT_EQ(buffer, nullptr);
         kBuffers.Dispose(&same);
-        kBuffers.New(nullptr, 3);  // and is kept
+        kBuffers.New(nullptr, 3);  // never disposed of
     });
     Run("blocks and suites", [](FilterRecord& r) {
         void *block = nullptr, *own = nullptr;
@@ -143,7 +144,7 @@ TEST_F(HostTest, WatchesMemory) {
 TEST_F(HostTest, WatchesPorts) {
     Layer& target = document_.layers[1];
     target.colour[0].readable = target.transparency->writable = target.colour[1].hasWritePort = false;
-    Run("ports that cannot, of the other direction, null and unknown", [this](FilterRecord& r) {
+    Run("ports without access, of the other direction, null and unknown", [this](FilterRecord& r) {
         ReadChannelDesc* red = r.documentInfo->targetCompositeChannels;
         EXPECT_EQ(red->next->writePort, nullptr);
         std::uint8_t plane[20];
@@ -163,10 +164,10 @@ TEST_F(HostTest, WatchesPorts) {
         void* wide = kBuffers.New(nullptr, 200);
         const VRect all = {0, 0, 4, 5};
         Read(r, 1, MemoryOf(plane, 5, 8), all);
-        Read(r, 1, MemoryOf(wide, 5, 16), all);  // another depth
+        Read(r, 1, MemoryOf(wide, 5, 16), all);  // wrong depth
         Read(r, 1, MemoryOf(wide, 4, 8), all);   // rows overlap
         Read(r, 1, MemoryOf(nullptr, 5, 8), all);
-        Read(r, 1, {wide, 40, 8, 3, 8}, all);  // no whole bytes
+        Read(r, 1, {wide, 40, 8, 3, 8}, all);  // not whole bytes
         Read(r, 1, {wide, 40, 4, 0, 8}, all);
         Read(r, 1, MemoryOf(wide, 6, 8), {0, 0, 4, 6});
         Read(r, 1, MemoryOf(wide, 5, 8), {-1, 0, 3, 5});
@@ -179,18 +180,18 @@ TEST_F(HostTest, WatchesPorts) {
         Read(r, 1, freed, all);
     });
     document_.bounds = {2, -1, 6, 4};
-    Run("reads from 0, 0 of bounds that do not begin there", [this](FilterRecord& r) {
+    Run("reads from 0, 0 with bounds away from 0", [this](FilterRecord& r) {
         std::uint8_t plane[4][5] = {};
         EXPECT_EQ(Read(r, 0, MemoryOf(plane, 5, 8), {0, 0, 4, 5}), noErr);
         EXPECT_TRUE(plane[2][0] == SampleAt(document_, Red(), 1, 0) && plane[1][0] == 0);
         EXPECT_TRUE(plane[3][3] == SampleAt(document_, Red(), 4, 1) && plane[2][4] == 0);
-        document_.bounds = {2, 10, 6, 15};  // no column in common
+        document_.bounds = {2, 10, 6, 15};  // no common column
         EXPECT_EQ(Read(r, 0, MemoryOf(plane, 5, 8), {0, 0, 4, 5}), noErr);
     });
     EXPECT_TRUE(MatchesTrace(trace_.text, "host/ports"));
 }
 
-// The mean over the area by its definition: the source is enlarged by the size of the destination, and each
+// The mean over the area by definition: the source is enlarged by the size of the destination, and each
 // destination sample is the mean of as many samples as the source has.
 std::uint16_t Mean(const Document& document, const Channel& channel, const VRect& source, VPoint size, int y,
                    int x) {
@@ -229,10 +230,10 @@ TEST_F(HostTest, ScalesEmptySourcesAndPartsOfTheDestination) {
     Run("", [this](FilterRecord& r) {
         const int last = SampleAt(document_, Red(), 4, 3);
         std::uint8_t plane[6] = {};
-        ReadScaled(r, plane, 8, {4, 5, 4, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});  // nothing, at the far corner
+        ReadScaled(r, plane, 8, {4, 5, 4, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});  // empty, at the far corner
         for (const std::uint8_t sample : plane) EXPECT_EQ(sample, last);
         plane[0] = static_cast<std::uint8_t>(~last);
-        ReadScaled(r, plane, 8, {0, 0, 4, 5}, {10, 20, 14, 25}, {13, 24, 14, 25});  // the last sample alone
+        ReadScaled(r, plane, 8, {0, 0, 4, 5}, {10, 20, 14, 25}, {13, 24, 14, 25});  // only the last sample
         EXPECT_EQ(plane[0], last);
         options_.shrinkScaledReads = true;
         EXPECT_EQ(ReadScaled(r, plane, 8, {0, 0, 4, 5}, {0, 0, 2, 3}, {0, 0, 2, 3}), 1);
@@ -241,7 +242,7 @@ TEST_F(HostTest, ScalesEmptySourcesAndPartsOfTheDestination) {
 
 // ---- Descriptors ------------------------------------------------------------------------------------------
 
-TEST_F(HostTest, WatchesTokens) {
+TEST_F(HostTest, WatchesDescriptors) {
     GiveDescriptor(*host_, {{FourCC("RGre"), kTypeInteger, -500},
                             {FourCC("zzzz"), FourCC("TEXT"), 9},
                             {FourCC("Blog"), kTypeBoolean, 1}});
@@ -253,15 +254,15 @@ TEST_F(HostTest, WatchesTokens) {
         const PIReadDescriptor token = read.openReadDescriptorProc(parameters.descriptor, keys);
         FourCharCode key = 0, type = 0;
         std::int32_t value = 77, flags = 0;
-        read.getIntegerProc(token, &value);  // no key was named
+        read.getIntegerProc(token, &value);  // before a key
         while (read.getKeyProc(token, &key, &type, &flags)) read.getIntegerProc(token, &value);
-        read.getIntegerProc(token, &value);                 // fetched already
-        r.handleProcs->disposeProc(parameters.descriptor);  // while it is read
+        read.getIntegerProc(token, &value);                 // already fetched
+        r.handleProcs->disposeProc(parameters.descriptor);  // while open
         read.closeReadDescriptorProc(token);
         EXPECT_FALSE(read.getKeyProc(token, &key, &type, &flags));
         const PIWriteDescriptor out = write.openWriteDescriptorProc();
         write.putBooleanProc(out, FourCC("Blog"), 1);
-        write.putIntegerProc(out, FourCC("Blog"), 2);  // a second of the key
+        write.putIntegerProc(out, FourCC("Blog"), 2);  // the key again
         Handle written = nullptr;
         write.closeWriteDescriptorProc(out, &written);
         r.handleProcs->disposeProc(written);
@@ -269,11 +270,12 @@ TEST_F(HostTest, WatchesTokens) {
     EXPECT_TRUE(MatchesTrace(trace_.text, "host/tokens"));
 }
 
-// ---- What is shown ----------------------------------------------------------------------------------------
+// ---- Displayed pixels
+// --------------------------------------------------------------------------------------
 
-TEST_F(HostTest, TakesDownAndComposesWhatIsShown) {
+TEST_F(HostTest, RecordsAndComposesDisplayedPixels) {
     constexpr int kWidth = 20, kPlane = 3 * kWidth;
-    Run("a map, one that ends past its block, one without pixels", [](FilterRecord& r) {
+    Run("a map, a map that ends past its block, a map without pixels", [](FilterRecord& r) {
         void* pixels = kBuffers.New(nullptr, 3 * kPlane);
         std::uint8_t* const first = static_cast<std::uint8_t*>(pixels);
         std::iota(first, first + 3 * kPlane, std::uint8_t{0});

@@ -1,6 +1,6 @@
-// One module and one host for a great many small runs of all kinds: nothing may grow. Some 2,000 runs by
-// default; FROND_SOAK_RUNS in the environment says how many otherwise. Not for Windows, where the module
-// speaks of a missing suite in a message box, and waits for somebody to close it.
+// Many small runs of all kinds in one module and one host: memory must not grow. 2,000 runs, or as many as
+// the environment variable FROND_SOAK_RUNS says. Not for Windows, where a missing suite opens a message box
+// that waits for the user.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 
 using namespace test_support;
 
-// Bytes that the process has allocated. 0 where it cannot be told: sanitizers hold back what was freed.
+// Bytes that the process has allocated. 0 where unknown: sanitizers delay the release of memory.
 std::size_t AllocatedBytes() {
 #if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
     const struct mallinfo2 heap = mallinfo2();
@@ -29,8 +29,8 @@ std::size_t AllocatedBytes() {
 #endif
 }
 
-// A small document, any parameters, and faults of every kind, some on purpose too late to be met. A dialog
-// that is asked for cannot open here.
+// A small document, random parameters, and faults of every kind, some of them too late to happen. The dialog
+// cannot open here.
 void RunOnce(Host& host, PluginMainProc pluginMain, Random* draws) {
     const auto below = [draws](int end) { return static_cast<int>(draws->Below(end)); };
     const int width = 1 + below(6), height = 1 + below(6);
@@ -52,10 +52,10 @@ void RunOnce(Host& host, PluginMainProc pluginMain, Random* draws) {
     RunFilter(host, pluginMain, document, below(2) == 0 ? AskForParameters::kNo : AskForParameters::kYes);
 }
 
-TEST(Soak, NothingGrowsOverManyRuns) {
+TEST(Soak, MemoryStaysConstantOverManyRuns) {
     const char* const asked = std::getenv("FROND_SOAK_RUNS");
     const int runs = asked != nullptr ? std::atoi(asked) : 2000;
-    const int early = std::max(1000, runs / 10);  // by then all that has a limit has reached it
+    const int early = std::max(1000, runs / 10);  // by then every bounded container is full
     ASSERT_GT(runs, early);
     std::string error;
     ModulePtr module = OpenModule("MarbleFrondKeeper.so", &error);
@@ -71,11 +71,11 @@ TEST(Soak, NothingGrowsOverManyRuns) {
         ASSERT_EQ(ViolationText(*host), "") << "run " << run;
         ClearReport(*host);
         if (run != early && run != runs) continue;
-        CloseHost(*host);  // empties what the host holds back of freed memory
+        CloseHost(*host);  // releases the memory that the host watches
         if (run == early) before = AllocatedBytes();
     }
     EXPECT_LE(AllocatedBytes(), before + 4096);
-    // A module that stayed in the process would never run its unload step.
+    // The module must be unloaded, so that its unload step runs.
     module.reset();
     EXPECT_EQ(dlopen("./MarbleFrondKeeper.so", RTLD_NOW | RTLD_NOLOAD), nullptr);
 }

@@ -61,7 +61,7 @@ Bytes MakeProfile(std::size_t size, int gamma = 512) {
 
 // ---- In memory --------------------------------------------------------------------------------------------
 
-TEST(PictureScale, GoesThroughTheDocumentAndBack) {
+TEST(PictureScale, ConvertsToTheDocumentAndBack) {
     for (std::uint32_t sample = 0; sample <= 65535; ++sample) {
         ASSERT_LE(std::fabs(ToDocument16(static_cast<std::uint16_t>(sample)) - sample * 32768.0 / 65535),
                   0.5);
@@ -80,7 +80,7 @@ TEST(PictureScale, GoesThroughTheDocumentAndBack) {
     EXPECT_EQ(picture.colour[0], Plane({0, 1, 100, 255}));
 }
 
-TEST(PictureShape, TurnsUprightByEachTag) {
+TEST(PictureShape, AppliesEachOrientation) {
     // 0 1 2
     // 3 4 5
     Picture stored = GreyPicture(3, 2, {0, 1, 2, 3, 4, 5});
@@ -210,7 +210,7 @@ TEST(PictureFile, WritesJpegInEightBitsWithoutAlpha) {
     }
 }
 
-TEST(PictureFile, EmbedsProfilesByHand) {
+TEST(PictureFile, EmbedsProfilesInFiles) {
     const ScratchFolder folder;
     for (const char* name : {"p.png", "p.jpg", "p.tif"}) {
         for (const std::size_t size : {312u, 131072u}) {
@@ -239,7 +239,7 @@ TEST(PictureFile, EmbedsProfilesByHand) {
     EXPECT_EQ(other, Bytes(100, 'x'));
 }
 
-TEST(PictureFile, TurnsJpegByItsExif) {
+TEST(PictureFile, AppliesExifOrientation) {
     const ScratchFolder folder;
     WritePicture(folder / "p.jpg", RandomPicture(24, 8, 8, 3, false));
     for (const char* name : {"exif-big", "exif-little"}) {
@@ -282,7 +282,7 @@ TEST(PictureFile, ReadsOtherFormats) {
 }
 
 #ifndef _WIN32
-TEST(PictureFile, GivesTheTwoLowestLayersAtTheirPlaces) {
+TEST(PictureFile, ReadsTheTwoLowestLayers) {
     const ScratchFolder folder;
     WriteBytes(folder / "p.psd", FileCase("layers.psd"));
     const LayeredPicture file = ReadLayeredPicture(folder / "p.psd");
@@ -296,7 +296,7 @@ TEST(PictureFile, GivesTheTwoLowestLayersAtTheirPlaces) {
     EXPECT_EQ(upper.alpha, Plane(50 * 40, 70));
 }
 
-TEST(PictureFile, BringsFloatsToTheDisplaysCurve) {
+TEST(PictureFile, ConvertsLinearFloatsToSrgb) {
     const ScratchFolder folder;
     WriteBytes(folder / "p.exr", FileCase("linear.exr"));
     const Picture picture = ReadPicture(folder / "p.exr");
@@ -316,7 +316,7 @@ std::string ComplaintAbout(const std::filesystem::path& path) {
     return {};
 }
 
-TEST(PictureFile, RefusesWhatIsCutShort) {
+TEST(PictureFile, RefusesTruncatedFiles) {
     std::vector<std::string> names{"first.tif", "p.png", "p.jpg", "p.tif"};
 #ifndef _WIN32
     names.push_back("layers.psd");
@@ -338,7 +338,7 @@ TEST(PictureFile, RefusesWhatIsCutShort) {
     }
 }
 
-TEST(PictureFile, RefusesWhatItCannotUse) {
+TEST(PictureFile, RefusesUnusableFiles) {
     const ScratchFolder folder;
     for (const char* name : {"cmyk.tif", "broken.png", "empty"}) WriteBytes(folder / name, FileCase(name));
     Bytes cmyk = FileCase("layers.psd");
@@ -356,7 +356,7 @@ TEST(PictureFile, RefusesWhatItCannotUse) {
     }
 }
 
-TEST(PictureFile, WritesWholeOrNotAtAll) {
+TEST(PictureFile, WritesAtomically) {
     const ScratchFolder folder;
     const Picture picture = RandomPicture(50, 50, 8, 3, false), other = RandomPicture(9, 9, 8, 3, false);
     const std::atomic<bool> stop{true};

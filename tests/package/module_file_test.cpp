@@ -23,7 +23,7 @@ Bytes Resource(const char* type, int id) {
     return found;
 }
 
-TEST(ModuleFile, CarriesItsResources) {
+TEST(ModuleFile, ContainsItsResources) {
     Bytes properties = FileCase("properties");
     const std::string wide = "4668", narrow = "68xw";
     const auto code = std::search(properties.begin(), properties.end(), wide.begin(), wide.end());

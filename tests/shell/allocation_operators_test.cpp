@@ -1,5 +1,5 @@
-// The module's operators new and delete and its unloading, in a process of their own: the operators replace
-// those of the whole program, so that no test framework can live beside them.
+// The module's operators new and delete, and its unloading. The operators replace those of the whole program,
+// so this test is a program without a test framework.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +19,7 @@ namespace {
 bool gMemoryLeft = true;
 int gLive = 0;  // blocks of the host
 int gFailures = 0;
-int gReleased = 0, gFindings = 0;  // suites given back, lines of the heap's sweep
+int gReleased = 0, gFindings = 0;  // suites released, lines of the heap's report
 
 void Expect(bool holds, const char* what) {
     if (holds) return;
@@ -34,7 +34,7 @@ SPErr AllocateBlock(std::size_t size, void** block) {
     return 0;
 }
 
-// The C library ends a process that frees another address than it was given.
+// The C library aborts on an address that it did not allocate.
 SPErr FreeBlock(void* block) {
     gLive -= block != nullptr;
     std::free(block);
@@ -46,7 +46,7 @@ struct alignas(4096) Page {
 };
 
 template <class T>
-void ExpectAllForms(const char* name) {
+void ExpectAllOperators(const char* name) {
     T *const one = new T, *const many = new T[3];
     T *const quiet = new (std::nothrow) T, *const quietMany = new (std::nothrow) T[3];
     Expect(gLive == 4 && gCheckedHeap.count == 4, name);
@@ -72,21 +72,21 @@ void ExpectFailure(OSErr code) {
     }
     Expect(raised == code, "the failure has another code");
     T* volatile quiet = new (std::nothrow) T;
-    Expect(quiet == nullptr, "a nothrow form gave an address without memory");
+    Expect(quiet == nullptr, "a nothrow operator returned an address without memory");
 }
 
-// At the process's end the module calls nobody; otherwise it gives its suite back. It reports in either case.
+// At the process's end the module calls nothing; otherwise it releases its suite. It reports in both cases.
 void ExpectUnloading() {
     const int block = 0;
     gGetFileListSuite.suite = &block;
     gDebugOutput = [](const char*) { ++gFindings; };
     int* volatile left = new int;
     UnloadModule(true);
-    Expect(gReleased == 0 && gFindings == 2, "the process's end is not only reported");
+    Expect(gReleased == 0 && gFindings == 2, "the end of the process released a suite or reported nothing");
     UnloadModule(false);
-    Expect(gReleased == 1 && gFindings == 4, "the suite or the heap's sweep was forgotten");
+    Expect(gReleased == 1 && gFindings == 4, "the suite was not released, or the heap not reported");
     UnloadModule(false);
-    Expect(gReleased == 1, "the suite was given back twice");
+    Expect(gReleased == 1, "the suite was released twice");
     delete left;
     gDebugOutput = nullptr;
 }
@@ -100,8 +100,8 @@ int main() {
     broker.AllocateBlock = AllocateBlock;
     broker.FreeBlock = FreeBlock;
     gSPBasicSuite = &broker;
-    ExpectAllForms<std::int32_t>("not every plain form has its memory from the host and in the table");
-    ExpectAllForms<Page>("not every aligned form has its memory from the host and in the table");
+    ExpectAllOperators<std::int32_t>("an operator without alignment did not use the checked heap");
+    ExpectAllOperators<Page>("an aligned operator did not use the checked heap");
     delete static_cast<int*>(nullptr);
     broker.ReleaseSuite = [](const char*, std::int32_t) -> SPErr { return ++gReleased, 0; };
     ExpectUnloading();

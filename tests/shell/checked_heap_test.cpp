@@ -1,5 +1,5 @@
-// The checked heap and the lazily acquired suite over the stand-in host's broker: scripts of allocations and
-// releases in tests/shell/traces, with what the host is asked for and what the debugger's output says.
+// The checked heap and the lazily acquired suite over the stand-in host's memory services. The traces have
+// scripts of allocations and releases, the calls of the host and the debugger's output.
 #include "support/checked_heap.h"
 
 #include <algorithm>
@@ -15,7 +15,7 @@ namespace {
 
 using namespace test_support;
 
-unsigned char* gServedAgain = nullptr;  // what ServeAgain hands out
+unsigned char* gServedAgain = nullptr;  // what ServeAgain returns
 Trace* gFindings = nullptr;             // where the debugger's output goes
 
 SPErr ServeAgain(std::size_t, void** block) {
@@ -52,7 +52,7 @@ struct CheckedHeapTest : testing::Test {
         blocks.push_back(static_cast<unsigned char*>(block));
         EXPECT_EQ(std::string(static_cast<char*>(block) - 4, size + 8), std::string(size + 8, 'A'));
     }
-    // A block of the heap at an address that the broker has served before.
+    // A block of the heap at an address that was allocated before.
     void NewAgain(unsigned char* address) {
         SPBasicSuite repeating = *BasicSuite();
         repeating.AllocateBlock = ServeAgain;
@@ -61,7 +61,7 @@ struct CheckedHeapTest : testing::Test {
         EXPECT_EQ(CheckedNew(0), address);
         gSPBasicSuite = BasicSuite();
     }
-    // How often the debugger's output says what while all other blocks are released.
+    // Releases all other blocks and counts the findings in the debugger's output.
     void DeleteRest() {
         Trace others;
         gFindings = &others;
@@ -75,8 +75,7 @@ struct CheckedHeapTest : testing::Test {
         }
         EXPECT_EQ(CountLive(*host).blocks, 0);
     }
-    // The count, and from the first slot to the last the number of the block, or what it has in its place,
-    // with the size.
+    // The count, and the block's number and size for each slot from the first to the last.
     void AddTable(int first, int last) {
         const std::int32_t firstSizes[] = {8, 9};
         std::string line = "count " + std::to_string(gCheckedHeap.count);
@@ -146,14 +145,14 @@ struct CheckedHeapTest : testing::Test {
     LazySuite lazy = {nullptr, 1, "Photoshop Buffer Suite for Plug-ins", 0};
 };
 
-TEST_F(CheckedHeapTest, DoesWhatItsTraceSays) {
+TEST_F(CheckedHeapTest, MatchesItsTrace) {
     trace.hasBlocks = true;
     EXPECT_TRUE(Follows("checked_heap"));
 }
 
-// A full table serves without an entry. A release then writes into the fields behind the arrays, and leaves
-// the count at -1; the table is of no use any more, and harms nothing.
-TEST_F(CheckedHeapTest, AFullTableDoesWhatItsTraceSays) {
+// With a full table blocks are allocated without an entry. A release then writes into the fields behind the
+// arrays and leaves the count at -1. The table is unusable from then on, but harmless.
+TEST_F(CheckedHeapTest, FullTableMatchesItsTrace) {
     EXPECT_TRUE(Follows("checked_heap_full"));
 }
 

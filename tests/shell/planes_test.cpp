@@ -1,5 +1,5 @@
-// Reading the document into planes: which layer goes where, at either depth, at full size and reduced, and
-// what a plane holds that nothing was read into.
+// Reading the document into planes: which layer goes where, at both depths, at full size and reduced, and
+// what an unread plane contains.
 #include "shell/planes.h"
 
 #include <sstream>
@@ -24,9 +24,9 @@ SPErr ShortRead(PIChannelPort, VRect* rect, const PSScaling*, const PixelMemoryD
     return noErr;
 }
 
-// Loads and tells what the input planes hold; and again, since planes that exist already are given back. The
-// second load's calls count where the words ask for it.
-void TellLoad(std::istream& words, RunSetup setup, ScaledRead read, Trace* trace) {
+// Loads and writes the input planes to the trace; twice where the words ask for it, since a load releases the
+// planes of an earlier one.
+void TraceLoad(std::istream& words, RunSetup setup, ScaledRead read, Trace* trace) {
     std::string size, again;
     OSErr code = noErr;  // that the result cell holds before
     words >> size >> code >> again;
@@ -59,8 +59,8 @@ void TellLoad(std::istream& words, RunSetup setup, ScaledRead read, Trace* trace
     }
 }
 
-// Whatever cannot be read, no input plane holds what the host's new blocks held.
-TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
+// An unread plane is cleared: it does not show the content of the host's new blocks.
+TEST(LoadPlanes, MatchesItsTraceAndClearsUnreadPlanes) {
     for (const std::uint8_t fill : {0x00, 0xA5}) {
         Trace trace;
         RunSetup setup;
@@ -75,7 +75,7 @@ TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
             } else if (word == "fewer-columns" || word == "fewer-rows") {
                 read = word == "fewer-rows" ? ShortRead : NarrowRead;
             } else if (word == "load") {
-                TellLoad(words, setup, read, &trace);
+                TraceLoad(words, setup, read, &trace);
             } else {
                 read = nullptr;
                 ChangeSetup(word, words, &setup);
@@ -84,8 +84,7 @@ TEST(LoadPlanes, DoesWhatItsTraceSaysAndLeavesNoForeignMemory) {
     }
 }
 
-// What no document should be like.
-TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
+TEST(LoadPlanes, RefusesInvalidDocuments) {
     TestShell shell(PatternDocument(4, 3, 8, 2));
     ReadImageDocumentDesc& document = *shell.globals->docInfo;
     const ReadImageDocumentDesc sound = document;
@@ -101,9 +100,9 @@ TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
         EXPECT_EQ(codeOf(false), errPlugInHostInsufficient) << bounds.bottom << ' ' << bounds.right;
     }
     document.bounds = {0, 0, 70000, 70000};
-    EXPECT_EQ(codeOf(false), memFullErr) << "more than the buffer suite can be asked for";
+    EXPECT_EQ(codeOf(false), memFullErr) << "more than the buffer suite's largest request";
     document.bounds = {0, 0, 1, 300000000};
-    EXPECT_EQ(codeOf(false), memFullErr) << "more bits a row than a memory record holds";
+    EXPECT_EQ(codeOf(false), memFullErr) << "more bits per row than a memory record can hold";
     document.targetCompositeChannels = nullptr;
     EXPECT_EQ(codeOf(false), errPlugInHostInsufficient);
     ReadChannelDesc bitmap = *sound.targetCompositeChannels;
@@ -111,7 +110,7 @@ TEST(LoadPlanes, RefusesWhatCannotBeWorkedWith) {
     document.targetCompositeChannels = &bitmap;
     EXPECT_EQ(codeOf(false), errPlugInHostInsufficient);
     shell.globals->proxyRect = {2, 2, 1, 100};
-    EXPECT_EQ(codeOf(true), 0) << "a preview without pixels is no failure of the run";
+    EXPECT_EQ(codeOf(true), 0) << "a preview without pixels does not fail the run";
 
     // A channel of deeper samples than the planes would be read past their ends.
     document.layersDescriptor->next->compositeChannelsList->depth = 16;

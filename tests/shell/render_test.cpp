@@ -1,4 +1,4 @@
-// The full-size run: what reaches which channel of the document, and what a failure at any call leaves.
+// The full-size run: the samples written to each channel, and the result after a failure at any call.
 #include "shell/render.h"
 
 #include <sstream>
@@ -9,7 +9,7 @@ namespace {
 
 using namespace test_support;
 
-// The failing call, the boxes shown, what was written all the same, and the result.
+// The failing call, the message boxes, the channels written and the result.
 std::string Summary(const std::string& trace) {
     std::istringstream lines(trace);
     std::string line, summary, result;
@@ -30,9 +30,9 @@ std::string Summary(const std::string& trace) {
     return summary + result;
 }
 
-TEST(RunFullRender, WritesWhatItsTableSays) {
+TEST(RunFullRender, WritesTheExpectedSamples) {
     Trace table;
-    const auto tellRun = [&table](const std::string&, std::istream& words) {
+    const auto addRun = [&table](const std::string&, std::istream& words) {
         int width = 0, height = 0, depth = 0, layers = 0, target = 0;
         std::string blend, selection;
         words >> width >> height >> depth >> layers >> target >> blend >> selection;
@@ -44,10 +44,10 @@ TEST(RunFullRender, WritesWhatItsTableSays) {
         EXPECT_EQ(RunStrictly(document, trace.Listen(), items).result, 0);
         table.Add(Summary(trace.text));
     };
-    EXPECT_TRUE(table.Follow("shell/pictures", tellRun));
+    EXPECT_TRUE(table.Follow("shell/pictures", addRun));
 }
 
-TEST(RunFullRender, RefusesToWritePastAPlane) {
+TEST(RunFullRender, RefusesAChannelDeeperThanThePlane) {
     TestShell shell(PatternDocument(4, 3, 8, 2));
     shell.globals->depthBytes = 1;
     std::uint8_t plane[12] = {};
@@ -57,16 +57,16 @@ TEST(RunFullRender, RefusesToWritePastAPlane) {
     EXPECT_EQ(shell.result, errPlugInHostInsufficient);
 }
 
-const Descriptor kSomething = {{FourCC("RGre"), kTypeInteger, 90}, {FourCC("RInt"), kTypeBoolean, 0}};
+const Descriptor kItems = {{FourCC("RGre"), kTypeInteger, 90}, {FourCC("RInt"), kTypeBoolean, 0}};
 
-// Every call that can fail does so once. Nothing leaks, each failure has its line in the trace, no memory of
-// the host's gets into the document, and the next run is unaffected.
+// Each call that can fail does so once. Nothing leaks, each failure has its line in the trace, the host's
+// uninitialised memory does not reach the document, and the next run is unaffected.
 TEST(RunFullRender, SurvivesTheFailureOfAnyCall) {
     Document original = PatternDocument(7, 6, 8, 2);
     original.selection = PatternChannel(original, 90);
     Document clean = original;
     Trace table;
-    for (int call = 0;; ++call) {  // none at first
+    for (int call = 0;; ++call) {  // 0: no failure
         SCOPED_TRACE("call " + std::to_string(call));
         std::string summaries[2];
         bool hasFailed = false;
@@ -77,7 +77,7 @@ TEST(RunFullRender, SurvivesTheFailureOfAnyCall) {
             options.fillByte = fill;
             HostPtr host = CreateHost(options);
             const auto runOn = [&host](Document& on) {
-                GiveDescriptor(*host, kSomething);
+                GiveDescriptor(*host, kItems);
                 return RunFilter(*host, PluginMain, on, AskForParameters::kYes).result;
             };
             Document document = original;

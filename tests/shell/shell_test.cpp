@@ -1,6 +1,5 @@
-// The shell against the strict host: sessions of calls through the entry point, each compared by its whole
-// trace, and the parts of the state that no trace shows. The host's own checks (leaks, locks, guards,
-// rectangles) hold in every test.
+// The shell in the strict host: sessions of calls of the entry point, each compared with its trace, and the
+// parts of the state that no trace shows. The host checks leaks, locks, guards and rectangles in every test.
 #include <cstring>
 
 #include "shell/scripting.h"
@@ -18,7 +17,7 @@ SPErr GiveNullSuite(const char*, std::int32_t, const void** suite) {
     return noErr;
 }
 
-// The module cannot reach its broker any more once it has its suites.
+// The module loses its suite broker after it has acquired its suites.
 SPErr LoseBroker(const char* name, std::int32_t version, const void** suite) {
     const SPErr code = BasicSuite()->AcquireSuite(name, version, suite);
     if (std::strstr(name, "Buffer") != nullptr) gSPBasicSuite = nullptr;
@@ -33,7 +32,7 @@ void ReplaceBroker(FilterRecord& record) {
     record.sSPBasic = &broker;
 }
 
-// What a host can be like that no document shows. The name is a trace's command.
+// Unusual hosts. The name is a command of the traces.
 const std::map<std::string, void (*)(HostOptions&)> kHosts = {
     {"aborting", [](HostOptions& o) { o.abortAt = 2; }},
     {"no-suite-of-ports",
@@ -69,7 +68,7 @@ const std::map<std::string, void (*)(HostOptions&)> kHosts = {
      }},
 };
 
-// The calls of the entry point in turn, on one host that has the document open.
+// Calls the entry point with each selector on one host with an open document.
 void CallSelectors(std::istream& selectors, RunSetup setup, Trace* trace) {
     const HostPtr host = CreateHost(trace->Listen(setup.options));
     if (!setup.descriptor.empty()) GiveDescriptor(*host, setup.descriptor);
@@ -103,12 +102,12 @@ void ExpectSessions(const char* name) {
     }));
 }
 
-TEST(Sessions, CallTheHostAsTheirTracesSay) {
+TEST(Sessions, MatchTheirTraces) {
     for (const char* name : {"runs", "values", "failures"}) ExpectSessions(name);
 }
 
 #ifndef _WIN32
-// A dialog that shows a preview where one is asked for; otherwise it cannot open, as in the module here.
+// A dialog that composes a preview, or one that cannot open, as on Linux.
 bool gDialogOpens = false;
 
 }  // namespace
@@ -125,7 +124,7 @@ bool filter::ShowParameterDialog(Globals* globals) {
 
 namespace {
 
-TEST(Sessions, CallTheDialogAsTheirTracesSay) {
+TEST(Sessions, WithADialogMatchTheirTraces) {
     ExpectSessions("no_dialog");
     gDialogOpens = true;
     ExpectSessions("preview_in_dialog");
@@ -133,7 +132,7 @@ TEST(Sessions, CallTheDialogAsTheirTracesSay) {
 }
 #endif
 
-TEST(Globals, ResetDropsPointersAndKeepsWhatAWriterRenews) {
+TEST(Globals, ResetSetsDefaultsAndClearsPointers) {
     Document document = PatternDocument(5, 4, 8, 2);
     document.alphaChannels.assign(2, PatternChannel(document, 1));
     TestShell shell(document);
@@ -163,8 +162,7 @@ TEST(Globals, ResetDropsPointersAndKeepsWhatAWriterRenews) {
     EXPECT_EQ(CountTargetChannels(&g), 2) << "the alpha channels, where the target has no colour";
 }
 
-// A host with no handles for us, or with newer ones: the process's memory serves.
-TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
+TEST(Handles, UseProcessMemoryWithoutUsableHandleProcs) {
     void (*const kChanges[])(HandleProcs&) = {
         [](HandleProcs& procs) { procs.handleProcsVersion = 0; },
         [](HandleProcs& procs) { procs.handleProcsVersion = 2; },
@@ -190,14 +188,14 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
         DisposeHandle(&procs, first);
         EXPECT_EQ(gProcessHandleError, 0);
         const Handle third = NewHandle(&procs, 1);
-        EXPECT_NE(third, second) << "the memory of a live handle is not given out";
+        EXPECT_NE(third, second) << "the memory of a live handle was allocated again";
         DisposeHandle(&procs, nullptr);
         EXPECT_EQ(gProcessHandleError, -109);
-        char* block = nullptr;  // a host's handle is one word long, and not ours to look behind or to free
+        char* block = nullptr;  // a host's handle is one word long and must not be freed here
         const auto foreign = std::make_unique<char*>(block);
         DisposeHandle(&procs, foreign.get());
         std::memcpy(&tag, second + 1, sizeof tag);
-        EXPECT_EQ(tag, 0x4F544F46u) << "the other handle is still there";
+        EXPECT_EQ(tag, 0x4F544F46u) << "the other handle was damaged";
         DisposeHandle(&procs, second);
         DisposeHandle(&procs, third);
         EXPECT_EQ(gProcessHandleError, 0);
@@ -210,10 +208,11 @@ TEST(Handles, FallBackOnTheProcessWhereTheHostsAreUnknown) {
     std::intptr_t data = 0;
     EXPECT_EQ(AllocateGlobals(&result, shell.record, &noLock, sizeof(Globals), &data, ResetGlobals), nullptr);
     EXPECT_EQ(data, 0);
-    EXPECT_EQ(CountLive(*shell.host).handles, handles) << "what cannot be locked is disposed of";
+    EXPECT_EQ(CountLive(*shell.host).handles, handles)
+        << "a handle that cannot be locked was not disposed of";
 }
 
-TEST(ReadScriptParameters, DecidesOnTheDialog) {
+TEST(ReadScriptParameters, DecidesWhetherToShowTheDialog) {
     for (bool usable : {true, false}) {
         for (std::int16_t playInfo : {plugInDialogDontDisplay, plugInDialogDisplay, plugInDialogSilent}) {
             for (std::uint8_t before : {0, 1}) {
@@ -224,18 +223,18 @@ TEST(ReadScriptParameters, DecidesOnTheDialog) {
                 ParametersOf(shell.globals)->showDialog = before;
                 shell.globals->SliderRestoreBlack = 99;
                 ReadScriptParameters(shell.globals);
-                EXPECT_EQ(shell.globals->SliderRestoreBlack, 20) << "what no item says has its default";
+                EXPECT_EQ(shell.globals->SliderRestoreBlack, 20)
+                    << "a parameter without an item has its default";
                 EXPECT_EQ(ParametersOf(shell.globals)->showDialog,
                           usable ? playInfo == plugInDialogDisplay : before)
                     << usable << ' ' << playInfo << ' ' << int{before};
-                EXPECT_EQ(parameters.descriptor == nullptr, usable) << "reading consumes it";
+                EXPECT_EQ(parameters.descriptor == nullptr, usable) << "reading disposes of the descriptor";
             }
         }
     }
 }
 
-// Every one of the procs must be there, of the one version known.
-TEST(DescriptorParameters, AreUsableOnlyWhole) {
+TEST(DescriptorParameters, RequireEveryProcAndVersion) {
     TestShell shell(PatternDocument(4, 3, 8, 2));
     const PIDescriptorParameters sound = *shell.record->descriptorParameters;
     PIDescriptorParameters parameters;

@@ -1,5 +1,5 @@
-// What the shell's tests share: documents in which every sample differs from its neighbours and from those of
-// the other channels, faults, whole runs, and the state record made without a call through the entry point.
+// Shared by the tests of the shell: documents in which every sample differs from its neighbours and from the
+// other channels, hosts with faults, whole runs, and a state record without a call of the entry point.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -41,8 +41,8 @@ inline Layer PatternLayer(const Document& document, int seed, bool withTranspare
     return layer;
 }
 
-// Layers from the bottom up; the second is the target and has transparency. The flat picture alone without
-// layers.
+// Layers from the bottom up. The second is the target and has transparency. With 0 layers the document has
+// the flat picture alone.
 inline Document PatternDocument(int width, int height, int depth, int layers) {
     Document document = MakeDocument(width, height, depth);
     for (int i = 0; i < layers; ++i) document.layers.push_back(PatternLayer(document, 10 * i, i > 0));
@@ -51,8 +51,7 @@ inline Document PatternDocument(int width, int height, int depth, int layers) {
     return document;
 }
 
-// The same with a green backdrop behind all of the second layer, so that the keying has something to take
-// away.
+// The same with a green backdrop in the second layer.
 inline Document GreenDocument(int width, int height, int depth, int layers) {
     Document document = PatternDocument(width, height, depth, layers);
     for (int c = 0; c < 3; ++c) {
@@ -66,7 +65,7 @@ inline Document GreenDocument(int width, int height, int depth, int layers) {
     return document;
 }
 
-// A host whose n-th call of the kind fails; all of them for 0.
+// A host whose n-th call of the kind fails; 0: all of them.
 inline HostOptions FailingAt(HostCall kind, int n) {
     HostOptions options;
     options.failKindEnabled = true;
@@ -75,14 +74,14 @@ inline HostOptions FailingAt(HostCall kind, int n) {
     return options;
 }
 
-// What a trace's commands prepare: a document, and the host that holds it open.
+// What a trace's commands prepare.
 struct RunSetup {
     Document document;
     HostOptions options;
     Descriptor descriptor;
 };
 
-// Carries out a command of a trace that prepares a run. "document" begins a new one.
+// Carries out a command that prepares a run. "document" begins a new setup.
 inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* setup) {
     static const std::map<std::string, HostCall> kCalls = {
         {"CanRead", HostCall::kCanRead},
@@ -103,7 +102,7 @@ inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* 
         document.bounds = {a, b, c, d};
     } else if (word == "target") {
         words >> document.targetLayer;
-    } else if (word == "selection") {  // the depth, where it is not the document's
+    } else if (word == "selection") {  // depth, if it differs from the document's
         words >> a;
         document.selection = PatternChannel(document, 90, a);
     } else if (word == "fourth-channel") {  // layer
@@ -134,7 +133,7 @@ inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* 
     }
 }
 
-// One run from the descriptor; expects a host that has nothing to complain of afterwards.
+// One run from the descriptor without a violation.
 inline RunResult RunStrictly(Document& document, HostOptions options = {}, const Descriptor& items = {}) {
     const HostPtr host = CreateHost(std::move(options));
     if (!items.empty()) GiveDescriptor(*host, items);
@@ -144,8 +143,8 @@ inline RunResult RunStrictly(Document& document, HostOptions options = {}, const
     return run;
 }
 
-// A locked record over an open document, as the entry point would make it. The end checks that nothing is
-// left.
+// A locked state record with an open document, as the entry point makes it. The destructor checks for leaks
+// and violations.
 struct TestShell {
     explicit TestShell(Document theDocument, HostOptions options = {}, const Descriptor& items = {})
         : document(std::move(theDocument)), host(CreateHost(std::move(options))) {

@@ -80,7 +80,7 @@ class DialogSession {
         due.assign(actions.begin() + 1, actions.end());
         if (action == "replay") return Finish(run.Replay(document_));
         if (ends) return Finish(run.EndWith([&] { Do(action); }));
-        // The smallest change that an analysis of the same planes would undo.
+        // The smallest change, which a new analysis of the same planes would undo.
         const double mean = run.State().backdropMeanR;
         const double marked = std::nextafter(mean, 1e9);
         run.State().backdropMeanR = marked;
@@ -201,7 +201,7 @@ class DialogSession {
         SendInput(1, &input, sizeof input);
     }
 
-    // Drags a slider's thumb across, until a box has been shown.
+    // Drags a slider's thumb across until a message box has been shown and closed.
     void Drag(HWND slider, int by) {
         RECT thumb{};
         Send(slider, TBM_GETTHUMBRECT, 0, reinterpret_cast<LPARAM>(&thumb));
@@ -214,14 +214,14 @@ class DialogSession {
         WaitFor("the box's end", [&] { return box_ != nullptr && !IsWindow(box_); });
     }
 
-    // Within a box: the slider, which has the mouse, then reports the end of the drag.
+    // Within a message box: releases the slider, which still captures the mouse.
     void Drop(int by) {
         MoveMouse({thumb_.x + by, thumb_.y}, MOUSEEVENTF_LEFTUP);
         MSG message;
         while (GetCapture() != nullptr && GetMessageA(&message, nullptr, 0, 0)) DispatchMessageA(&message);
     }
 
-    // All calls of the kind, the edge of what is read, or nothing.
+    // Makes all calls of the kind fail, cuts the edge of all reads, or ends all failures.
     void SetFailing(const std::string& kind) {
         HostOptions& options = OptionsOf(run.TheHost());
         options.shrinkScaledReads = kind == "edge";
@@ -247,7 +247,7 @@ class DialogSession {
             Add("no picture");
             return NamePreview();
         }
-        // What the host got to show is the preview as the module's record holds it.
+        // The host must get the preview that the module's record contains.
         const std::size_t samples = static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_);
         const Bytes pixels(g.previewPixels, g.previewPixels + 3 * samples);
         const Bytes mask(g.previewAlpha, g.previewAlpha + (g.FlagOutputAlpha == 0 ? 0 : samples));
@@ -335,7 +335,7 @@ inline std::unique_ptr<DialogSession> BeginSession(Trace* trace, const DialogSes
 // Plays the sessions of the trace of that name in tests/ui/traces.
 inline testing::AssertionResult FollowSessions(const std::string& name) {
     Trace trace;
-    const ModulePtr module = OpenBuiltModule();  // stays, with what a session leaves in it, for the next
+    const ModulePtr module = OpenBuiltModule();  // stays loaded, with its state, from session to session
     std::unique_ptr<DialogSession> session;
     return trace.Follow("ui/" + name, [&](const std::string& verb, std::istream& words) {
         std::string line;

@@ -1,5 +1,4 @@
-// The dialog and the About box in real windows: templates, actions and pixels, driven through the
-// built module.
+// The dialog and the About box of the built module in real windows: templates, actions and pixels.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -20,7 +19,7 @@ using namespace test_support;
 
 // ---- Templates --------------------------------------------------------------------------------------------
 
-// A window and its controls in the units of the template. Users and their notes know places and labels.
+// A window and its controls in the units of the template. Positions and labels must not change.
 std::string DescribeWindow(HWND window) {
     RECT thousand = {0, 0, 4000, 8000};
     MapDialogRect(window, &thousand);
@@ -68,13 +67,13 @@ void ExpectOverItsOwner(DialogRun& run) {
     EXPECT_FALSE(IsWindowEnabled(run.MainWindow())) << "the dialog is modal";
 }
 
-TEST(Dialog, OpensOverTheHostWithEveryControlInItsPlace) {
+TEST(Dialog, OpensOverTheHostWithAllControls) {
     DialogRun run(GreenDocument(400, 200, 8, 2));
     EXPECT_TRUE(MatchesTrace(DescribeWindow(run.Window()), "ui/dialog_template"));
     ExpectOverItsOwner(run);
 }
 
-// Whether an active manifest tells where the class of trackbars comes from.
+// Whether an active manifest redirects the class of trackbars.
 bool IsTrackbarRedirected() {
     ACTCTX_SECTION_KEYED_DATA found{};
     found.cbSize = sizeof found;
@@ -82,10 +81,10 @@ bool IsTrackbarRedirected() {
                                     TRACKBAR_CLASSA, &found) != FALSE;
 }
 
-// The module's manifest asks for version 6 of the common controls, the first that manifests can ask for, and
-// its context is active while the dialog lives, in a process that has no manifest. (Wine gives all versions
-// from one library, so that the library of the class tells nothing there.)
-TEST(Dialog, BringsItsOwnCommonControls) {
+// The module's manifest asks for version 6 of the common controls, and its context is active while the dialog
+// is open, in a process without a manifest. (Wine has all versions in one library, so the library of the
+// class shows nothing there.)
+TEST(Dialog, UsesVersion6OfTheCommonControls) {
     std::atomic<bool> inDialog = false;
     HostOptions options;
     options.displayed = [&](const DisplayCall&) { inDialog = IsTrackbarRedirected(); };
@@ -94,7 +93,7 @@ TEST(Dialog, BringsItsOwnCommonControls) {
     EXPECT_FALSE(IsTrackbarRedirected());
 }
 
-TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
+TEST(Dialog, CentresThePreviewInItsPlaceholder) {
     std::vector<DisplayCall> beforeShown;
     HostOptions options;
     options.displayed = [&](const DisplayCall& call) {
@@ -102,7 +101,8 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
     };
     DialogRun run(GreenDocument(300, 200, 8, 2), options);
     const DisplayCall call = run.LastPainted();
-    EXPECT_TRUE(beforeShown.size() == 1 && beforeShown[0].pixels == call.pixels) << "composed, then painted";
+    EXPECT_TRUE(beforeShown.size() == 1 && beforeShown[0].pixels == call.pixels)
+        << "the preview was not painted once before the dialog was shown";
     const RECT area = RectOf(run.Control(kIdPreview));
     POINT origin{};
     ClientToScreen(run.Window(), &origin);
@@ -122,7 +122,7 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
     const std::uint32_t first = ComposeDisplay(call)[0];
     EXPECT_EQ(GetPixel(context, at.left, at.top), RGB(first >> 16, first >> 8 & 255, first & 255));
     EXPECT_EQ(GetPixel(context, at.left - kPreviewFrame, at.top), RGB(0, 0, 0)) << "the frame";
-    // Beside the picture the area is cleared, but for the strip at its right. Nothing is erased.
+    // The area beside the picture is cleared, except the strip at its right.
     const POINT strip = {area.right - origin.x - 1, area.top - origin.y};
     SetPixel(context, at.left, at.top - kPreviewFrame - 1, RGB(255, 0, 0));
     SetPixel(context, strip.x, strip.y, RGB(255, 0, 0));
@@ -134,8 +134,8 @@ TEST(Dialog, PaintsThePreviewInTheMiddleOfItsPlace) {
 
 // ---- The About box ----------------------------------------------------------------------------------------
 
-// A line that does not fit wraps, and the last one is then cut off. On each screen a tenth is left over.
-TEST(AboutBox, HasSpaceForItsLines) {
+// A line that does not fit wraps, and the last line is then cut off. A tenth of the width must stay free.
+TEST(AboutBox, FitsItsTextAtCommonResolutions) {
     DialogRun about{HostOptions{}};
     const HWND control = GetDlgItem(about.Window(), kIdAboutText);
     const std::string text = TextOf(control);
@@ -145,7 +145,7 @@ TEST(AboutBox, HasSpaceForItsLines) {
         const HFONT font = CreateFontA(-MulDiv(8, dpi, 72), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0,
                                        0, 0, 0, "MS Sans Serif");
         const HGDIOBJ before = SelectObject(context, font);
-        // The units of a template follow from the mean width of the letters and the height.
+        // The units of a template are the mean width and the height of the letters.
         SIZE letters{};
         GetTextExtentPoint32A(context, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &letters);
         const LONG width = MulDiv((letters.cx / 26 + 1) / 2, 148, 4), height = MulDiv(letters.cy, 83, 8);
@@ -163,7 +163,7 @@ TEST(AboutBox, HasSpaceForItsLines) {
     PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
 }
 
-TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
+TEST(AboutBox, ShowsTheModuleAndOpensItsPage) {
     DialogRun about{HostOptions{}};
     ExpectOverItsOwner(about);
     std::string window = DescribeWindow(about.Window());
@@ -174,13 +174,13 @@ TEST(AboutBox, TellsOfTheModuleAndOpensItsPage) {
     EXPECT_EQ(ReportOf(about.TheHost()).urls.size(), 2u);
     EXPECT_EQ(ReportOf(about.TheHost()).urls.front().find("https://"), 0u);
     Send(about.Window(), WM_CHAR, 'x');
-    EXPECT_TRUE(IsWindowVisible(about.Window())) << "which a box that ends is not";
+    EXPECT_TRUE(IsWindowVisible(about.Window())) << "a letter closed the box";
     about.EndWith([&] { PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9)); });
     EXPECT_EQ(DataWord(about.TheHost()), 0);
 }
 
-// A posted message, too: Wine ends an exception that leaves the handler of a sent one, and nobody sees it.
-TEST(AboutBox, ClosesByKeysAndButtonsAndStaysWithoutItsSuite) {
+// Sends and posts the message: Wine swallows an exception in the handler of a sent one.
+TEST(AboutBox, ClosesByKeysAndButtonsEvenWithoutItsSuite) {
     const std::pair<UINT, WPARAM> kCloses[] = {
         {WM_CHAR, VK_ESCAPE}, {WM_CHAR, VK_RETURN}, {WM_COMMAND, kIdOk}, {WM_COMMAND, kIdCancel}};
     for (const auto& [message, parameter] : kCloses) {
@@ -208,9 +208,9 @@ INSTANTIATE_TEST_SUITE_P(, DialogSessions,
                                          "without_memory", "without_services"),
                          [](const auto& session) { return session.param; });
 
-// A dialog that is opened, zoomed and confirmed, and the render behind it: each failing call and how the run
-// ends, one line for neighbours that are alike.
-TEST(Dialog, EveryFailingCallOfARunEndsInItsCode) {
+// Each call of a run fails once: the dialog is opened, zoomed and confirmed, then the document is rendered.
+// The trace has the failing call and the end of the run, one line for equal neighbours.
+TEST(Dialog, EveryFailingCallGivesItsResultCode) {
     const std::string kFails = "the next call fails\n";
     std::string text, last;
     for (auto kind = HostCall::kNewHandle; kind <= HostCall::kDisplayPixels;

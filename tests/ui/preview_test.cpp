@@ -1,5 +1,4 @@
-// The preview without a window: its geometry against values worked by hand, and its composition against the
-// engine run over the same planes.
+// The preview without a window: its geometry, compared with values calculated by hand, and its composition.
 #include "ui/preview.h"
 
 #include <cstring>
@@ -22,13 +21,13 @@ Rectangle ReadRectangle(std::istream& words) {
     return r;
 }
 
-// The values of its trace are worked by hand.
-TEST(PreviewGeometry, IsAsItsTraceSays) {
+// The values in the trace were calculated by hand.
+TEST(PreviewGeometry, MatchesItsTrace) {
     Trace trace;
-    const auto tell = [&trace](const std::string& word, std::istream& words) {
+    const auto addLine = [&trace](const std::string& word, std::istream& words) {
         std::ostringstream line;
         const auto area = ReadRectangle<VRect>(words);
-        if (word == "fit") {  // the document's bounds into an area that leaves 388 by 464 at 7, 6
+        if (word == "fit") {  // the document's bounds, in an area whose inner part is 388 by 464 at 7, 6
             Globals globals{};
             Rect rect = {4, 5, 472, 397};
             float scale = 0;
@@ -51,7 +50,7 @@ TEST(PreviewGeometry, IsAsItsTraceSays) {
         }
         trace.Add(line.str());
     };
-    EXPECT_TRUE(trace.Follow("ui/preview_geometry", tell));
+    EXPECT_TRUE(trace.Follow("ui/preview_geometry", addLine));
     EXPECT_EQ(DialogInset(20, true), 20);
     EXPECT_EQ(DialogInset(20, false), 14);
 }
@@ -60,8 +59,8 @@ TEST(PreviewGeometry, IsAsItsTraceSays) {
 
 constexpr std::int32_t kDocW = 40, kDocH = 30, kWidth = 33, kHeight = 24, kCount = kWidth * kHeight;
 
-// The selection is all but the upper left part. At 16 bits one byte of each sample is 0 either way, and the
-// preview tests bytes: it takes the document's rows for twice as long.
+// The selection is all but the upper left part. The preview tests bytes of the selection at both depths: at
+// 16 bits one byte of each sample is 0 in any case, and rows count as twice as long.
 Document PreviewedDocument(int depth, bool selected) {
     Document document = GreenDocument(kDocW, kDocH, depth, 2);
     if (!selected) return document;
@@ -70,17 +69,17 @@ Document PreviewedDocument(int depth, bool selected) {
     return document;
 }
 
-// A document of 40 by 30, its state as at the dialog's opening, with a preview of 33 by 24.
+// A document of 40 by 30, with the state of a dialog that opens and a preview of 33 by 24.
 struct TestPreview : TestShell {
     explicit TestPreview(int depth, bool selected = false, HostOptions options = {})
         : TestShell(PreviewedDocument(depth, selected), std::move(options)) {
         globals->proxyRect = {3, 5, 3 + kHeight, 5 + kWidth};
         globals->previewWidth = kWidth;
         globals->previewHeight = kHeight;
-        globals->finalRender = 1;  // of a run before
+        globals->finalRender = 1;  // from an earlier run
     }
     ~TestPreview() {
-        // The strict host takes no null buffer at the end.
+        // The strict host refuses a null buffer.
         if (globals->previewAlpha == nullptr && globals->previewPixels != nullptr)
             globals->previewAlpha = NewBuffer(globals, 1);
         ReleasePreviewBuffers(globals);
@@ -92,7 +91,7 @@ struct TestPreview : TestShell {
         globals->previewScrollY = scrollY;
         globals->mustReload = 1;
     }
-    // Composes, and tells what came of it: the result cell, the requests left, the pixels and the backdrop.
+    // Composes and describes the result: the result cell, the flags, hashes of the pixels and the backdrop.
     std::string Compose(const char* what) {
         try {
             ComposePreview(globals);
@@ -111,8 +110,7 @@ struct TestPreview : TestShell {
     }
 };
 
-// One session of compositions: what each asks of the host, and what it shows.
-TEST(Preview, IsComposedAsItsTraceSays) {
+TEST(Preview, CompositionsMatchTheirTrace) {
     Trace trace;
     for (int depth : {8, 16}) {
         for (bool selected : {false, true}) {
@@ -135,11 +133,11 @@ TEST(Preview, IsComposedAsItsTraceSays) {
     EXPECT_TRUE(MatchesTrace(trace.text, "ui/preview"));
 }
 
-// Each call of the host fails once. The code stays in the result cell, as in the dialog, so that the next
-// compositions read no colours: they show nothing that the document does not hold.
+// Each call of the host fails once. The code stays in the result cell, as in the dialog, so the next
+// compositions read no colours. They must not show uninitialised memory.
 TEST(Preview, SurvivesTheFailureOfAnyCall) {
     Trace table;
-    for (int call = 6;; ++call) {  // the first five make the preview
+    for (int call = 6;; ++call) {  // the first five create the state
         bool hasFailed = false;
         std::string texts[2];
         for (const std::uint8_t fill : {0x00, 0xA5}) {
@@ -158,16 +156,17 @@ TEST(Preview, SurvivesTheFailureOfAnyCall) {
             text += map.masks == nullptr ? ", no mask" : "";
             hasFailed = !ReportOf(*preview.host).failures.empty();
         }
-        EXPECT_EQ(texts[0], texts[1]) << "the host's own memory shows";
+        EXPECT_EQ(texts[0], texts[1]) << "uninitialised memory is visible";
         table.Add(texts[0]);
         if (!hasFailed) break;
     }
     EXPECT_TRUE(MatchesTrace(table.text, "ui/failing_calls_in_preview"));
 }
 
-TEST(Preview, IsDescribedToTheHost) {
+TEST(Preview, GivesTheHostItsPixelMap) {
     TestPreview preview(8);
-    preview.globals->docInfo->targetCompositeChannels->next = nullptr;  // three planes all the same
+    preview.globals->docInfo->targetCompositeChannels->next =
+        nullptr;  // the preview has three planes even so
     ComposePreview(preview.globals);
     PSPixelMap map;
     PSPixelMask mask;
