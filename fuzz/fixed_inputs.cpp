@@ -1,11 +1,10 @@
-// What all fuzzers do when they are run as tests:
+// All fuzzers as tests:
 //
 //   fuzz_NAME --fixed=COUNT FILE...
 //
-// runs the files and then COUNT inputs made from them by mutations that a fixed seed chooses: the same inputs
-// at every run. libFuzzer's own choice follows the coverage, which can depend on addresses (a map of
-// pointers, lanes of a vector that nothing fills), and these differ from run to run. An input that fails is
-// left in fuzz_NAME-failed.
+// runs the files and then COUNT mutations of them, which a fixed seed chooses: the same inputs in every run.
+// libFuzzer chooses by coverage, which can depend on addresses and so differs from run to run. An input that
+// fails is written to fuzz_NAME-failed.
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
@@ -39,7 +38,7 @@ void KeepInputAndAbort(int) {
     std::abort();
 }
 
-// One change of a few bytes at a place that is drawn.
+// Changes a few bytes at a random place.
 void Mutate(const std::vector<Input>& corpus, std::mt19937* draws, Input* input) {
     const auto below = [&](std::size_t count) { return (*draws)() % count; };
     const std::size_t at = below(input->size() + 1), left = input->size() - at;

@@ -1,5 +1,5 @@
-// The parser of action files: any bytes are an action or a Failure of one line, and what it has read it reads
-// again from what it would write.
+// The parser of action files: any bytes are an action or a Failure of one line. An action that was read,
+// written and read again is the same.
 #include <cstdlib>
 #include <vector>
 

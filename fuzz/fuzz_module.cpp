@@ -1,6 +1,5 @@
-// The whole module through the stand-in host: document, parameters, the walk, failing calls and what a poor
-// host leaves out are drawn from the input. Whatever comes, the module neither crashes nor leaks nor breaks
-// a rule of the host.
+// The whole module in the stand-in host: document, parameters, selectors, failing calls and missing services
+// are drawn from the input. The module must not crash, leak or break a rule of the host.
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -33,7 +32,7 @@ bool Half(Random* draws) {
 
 // ---- The document
 
-// Samples of a few kinds: all alike, noise, or a green backdrop under noise.
+// Equal samples, noise, or a backdrop with noise.
 host::Channel DrawChannel(const host::Document& document, std::int32_t backdrop, Random* draws) {
     const std::int32_t largest = document.depth == 8 ? 255 : host::kHostMaxSample16;
     const std::int32_t step = largest / 255, noise = draws->Below(3) == 0 ? largest : 6 * step;
@@ -71,7 +70,7 @@ host::Document DrawDocument(Random* draws) {
     if (OneInTen(draws)) std::swap(width, height);
     if (std::int64_t{width} * height > 20000) height = 1 + 20000 / width;
     host::Document document = host::MakeDocument(width, height, Half(draws) ? 8 : 16);
-    if (OneInTen(draws)) {  // the corner of a canvas that was cropped
+    if (OneInTen(draws)) {  // of a cropped canvas
         const std::int32_t x = draws->Between(-60, 60), y = draws->Between(-60, 60);
         document.bounds = {y, x, y + height, x + width};
     }
@@ -102,7 +101,7 @@ host::Descriptor DrawDescriptor(Random* draws) {
 
 // ---- The host
 
-// What a host may lack. Drawn once, for all calls.
+// What the host lacks in all calls.
 std::function<void(FilterRecord&)> DrawMissingServices(Random* draws) {
     const std::uint32_t gap = draws->Below(12);
     return [gap](FilterRecord& record) {
@@ -168,15 +167,15 @@ host::HostOptions DrawOptions(Random* draws) {
     if (OneInTen(draws)) options.closeWriteCode = -50;
     if (OneInTen(draws)) options.handleProcsVersion = 2;
     if (OneInTen(draws)) options.numHandleProcs = 7;
-    // The host's own handles, which a descriptor is behind, cannot be given back then.
+    // A descriptor needs the host's own handles.
     options.descriptorsUsable = HandlesUsable(options) && !OneInTen(draws);
     if (OneInTen(draws)) options.missingSuites.push_back(Half(draws) ? kPSBufferSuite : kPSChannelPortsSuite);
     if (draws->Below(4) == 0) options.adjustRecord = DrawMissingServices(draws);
     return options;
 }
 
-// Handles of the process, where the host's procs are of no use, are the driver's to free: a host would keep
-// them to its end.
+// Frees the process's handles, which the module uses without usable handle procs: a host would keep them to
+// its end.
 void FreeProcessHandles(host::Host& host) {
     if (HandlesUsable(host::OptionsOf(host))) return;
     const HandleProcs unusable{};
@@ -186,18 +185,18 @@ void FreeProcessHandles(host::Host& host) {
     }
 }
 
-// ---- The walk
+// ---- Selectors
 
 void PlaySelectors(host::Host& host, host::Document& document, Random* draws) {
     host::OpenDocument(host, document);
-    constexpr std::int16_t kSelectors[] = {-1, 1, 2, 3, 3, 3, 4, 5, 7};  // mostly Start, which does the work
+    constexpr std::int16_t kSelectors[] = {-1, 1, 2, 3, 3, 3, 4, 5, 7};  // mostly Start
     const std::uint32_t calls = draws->Between(1, 6);
     for (std::uint32_t i = 0; i < calls; ++i)
         host::CallSelector(host, PluginMain, kSelectors[draws->Below(std::size(kSelectors))]);
     host::EndRun(host);
 }
 
-// The preview as a dialog would drive it: opened, zoomed, scrolled, tuned and closed.
+// The preview as a dialog uses it: opened, zoomed, scrolled, changed and closed.
 void PlayPreview(host::Host& host, host::Document& document, Random* draws) {
     host::OpenDocument(host, document);
     FilterRecord* const record = host::PrepareRecord(host);
@@ -210,7 +209,7 @@ void PlayPreview(host::Host& host, host::Document& document, Random* draws) {
         globals->proxyRect = {0, 0, static_cast<std::int16_t>(draws->Between(4, 90)),
                               static_cast<std::int16_t>(draws->Between(4, 90))};
         FitPreview(globals, globals->docInfo->bounds, &globals->proxyRect, &globals->scaleFactor);
-        // Few pixels far from 0 make a preview of millions, by design. It takes long, and shows nothing new.
+        // A few pixels far from 0 give a preview of millions, by design. That is slow and tests nothing more.
         const std::int64_t pixels = std::int64_t{globals->previewWidth} * globals->previewHeight;
         for (int change = 0; change < 4 && pixels < 500000; ++change) {
             globals->previewZoom = draws->Between(0, 100);
@@ -272,7 +271,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     host::CloseHost(*host);
     bool allowed = true;
     for (const host::Violation& violation : host::ReportOf(*host).violations) {
-        // The preview's alpha goes with its pixels, also where the host had no memory for it.
+        // The preview's alpha is disposed of with its pixels, even when the host had no memory for it.
         if (violation.text == "Dispose: null is no buffer") continue;
         std::fprintf(stderr, "%s\n", violation.text.c_str());
         allowed = false;

@@ -1,5 +1,5 @@
-// What frond reads of picture and module files by itself: wholeness, profiles, orientation, the resources of
-// a module and their words; and what it does to pictures in memory.
+// The parts of picture and module files that frond reads itself (completeness, profiles, orientation, a
+// module's resources and their text), and its conversions of pictures in memory.
 #include <algorithm>
 #include <cstdlib>
 
@@ -26,7 +26,7 @@ void CheckFile(const Bytes& file) {
     Bytes embedded = file;
     const Bytes other(300, 7);
     if (!images::EmbedProfile(embedded, other) && embedded != file) std::abort();
-    // What was embedded is found again where there was no other.
+    // An embedded profile is found again if there was no other.
     if (embedded != file && profile.empty() && file[0] == 0xFF && images::JpegProfile(embedded) != other)
         std::abort();
 }
@@ -42,10 +42,10 @@ void CheckModule(const Bytes& file) {
     }
 }
 
-template <class InWords>
-void CheckWords(InWords inWords, const Bytes& bytes) {
+template <class Describe>
+void CheckDescription(Describe describe, const Bytes& bytes) {
     try {
-        inWords(bytes);
+        describe(bytes);
     } catch (const frond::OutOfBytes&) {
     }
 }
@@ -82,9 +82,9 @@ void CheckConversions(Random draws) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     if (size == 0) return 0;
-    const Bytes file(bytes, bytes + size), behindFirst(bytes + 1, bytes + size);
-    if (file[0] == 'p') CheckWords(frond::DescribePropertyList, behindFirst);
-    if (file[0] == 't') CheckWords(frond::DescribeTerminology, behindFirst);
+    const Bytes file(bytes, bytes + size), rest(bytes + 1, bytes + size);
+    if (file[0] == 'p') CheckDescription(frond::DescribePropertyList, rest);
+    if (file[0] == 't') CheckDescription(frond::DescribeTerminology, rest);
     if (file[0] == 'c') CheckConversions(Random(bytes + 1, size - 1));
     CheckFile(file);
     CheckModule(file);

@@ -1,4 +1,4 @@
-// Every variant that the machine has against the plain one, over runs drawn from the input.
+// Every variant that the machine runs against the scalar reference, with runs drawn from the input.
 #include <cstdio>
 #include <cstdlib>
 

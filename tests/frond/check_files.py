@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""What frond leaves behind where it cannot write, is interrupted or killed, and what it writes that is no plain
-file: check_files.py CASE FROND MODULE.
+"""The files of frond when it cannot write, is interrupted or killed, and its results that are not regular files:
+check_files.py CASE FROND MODULE.
 
-In every case the inputs stay as they are, and a result's name holds either what it held before or the whole
-result. Ends with 77 where the machine does not allow the case.
+In every case the inputs do not change, and a result's name has its earlier content or the whole result. Exit code 77
+where the machine does not allow the case.
 """
 import os
 import pathlib
@@ -42,19 +42,19 @@ def contents(folder):
     return {f.name: f.read_bytes() for f in folder.iterdir()}
 
 
-def key(room, target, photos=("photo.png",)):
-    photos = [room / "in" / name for name in photos]
-    return [room / "frond", "key", *photos, "--over", room / "in/background.png", "-o", target]
+def key(work, target, photos=("photo.png",)):
+    photos = [work / "in" / name for name in photos]
+    return [work / "frond", "key", *photos, "--over", work / "in/background.png", "-o", target]
 
 
-def copies(room, *names):
+def copies(work, *names):
     for name in names:
-        shutil.copy(room / "in/photo.png", room / "in" / name)
+        shutil.copy(work / "in/photo.png", work / "in" / name)
     return names
 
 
 def limit(size):
-    """No file may grow beyond the size. The signal that tells so kills, unless it is ignored."""
+    """Limits the size of files. The signal of the limit kills the process unless it is ignored."""
     def apply():
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
         resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
@@ -67,37 +67,37 @@ def expect_refusal(done, reason):
     expect(text.count("\n") == 1, text)
 
 
-def full_disk(room):
-    """A write that fails half way; in a batch, the photographs behind it are not tried."""
-    out = room / "out"
+def full_disk(work):
+    """A write fails half-way; in a batch the photographs after it are not tried."""
+    out = work / "out"
     out.mkdir()
     for name in "out.png", "out.tif", "out.jpg":
         (out / name).write_text("old")
-        expect_refusal(run(key(room, out / name), restore_signals=False, preexec_fn=limit(2000)), "too large")
+        expect_refusal(run(key(work, out / name), restore_signals=False, preexec_fn=limit(2000)), "too large")
     expect(set(contents(out).values()) == {b"old"}, "a result has changed")
-    results = room / "results"
+    results = work / "results"
     results.mkdir()
     (results / "b.png").symlink_to("/dev/full")
-    done = run(key(room, results, copies(room, "a.png", "b.png", "c.png")))
+    done = run(key(work, results, copies(work, "a.png", "b.png", "c.png")))
     expect_refusal(done, f"{results}/b.png: cannot be written: No space left on device; 1 of 3 photographs written\n")
     expect(sorted(os.listdir(results)) == ["a.png", "b.png"], os.listdir(results))
 
 
-def read_only_folder(room):
-    """A folder closed to the user; root, to whom none is closed, becomes nobody."""
-    closed = room / "closed"
+def read_only_folder(work):
+    """A folder without write permission; root, which ignores permissions, becomes nobody."""
+    closed = work / "closed"
     closed.mkdir()
     (closed / "out.png").write_text("old")
     closed.chmod(0o555)
     user = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"] if AS_ROOT else []
-    if run([*user, room / "frond", "--version"]).returncode != 0:
+    if run([*user, work / "frond", "--version"]).returncode != 0:
         skip("cannot become another user")
     for name in "out.png", "new.png":
-        expect_refusal(run([*user, *key(room, closed / name)]), "Permission denied")
+        expect_refusal(run([*user, *key(work, closed / name)]), "Permission denied")
     expect(contents(closed) == {"out.png": b"old"}, "the folder has changed")
 
 
-def can_be_nameless(folder):
+def can_be_unnamed(folder):
     try:
         os.close(os.open(folder, os.O_TMPFILE | os.O_WRONLY))
         return True
@@ -105,19 +105,19 @@ def can_be_nameless(folder):
         return False
 
 
-def killed(room, wrapper=(), named=False):
-    """Killed when so many bytes of the result are written."""
-    folder = room / "out"
+def killed(work, wrapper=(), named=False):
+    """Killed after a number of bytes of the result."""
+    folder = work / "out"
     folder.mkdir()
-    done = run([*wrapper, *key(room, folder / "out.png")])
+    done = run([*wrapper, *key(work, folder / "out.png")])
     expect(done.returncode == 0, done.stdout)
     size = (folder / "out.png").stat().st_size
-    named = named or not can_be_nameless(folder)
+    named = named or not can_be_unnamed(folder)
     for i in range(KILLS):
         (folder / "out.png").unlink(missing_ok=True)
         if i % 2:
             (folder / "out.png").write_text("old")
-        done = run([*wrapper, *key(room, folder / "out.png")], preexec_fn=limit(size * i // KILLS))
+        done = run([*wrapper, *key(work, folder / "out.png")], preexec_fn=limit(size * i // KILLS))
         expect(done.returncode == -signal.SIGXFSZ, "run", i, "ended with", done.returncode)
         left = {file.name: file for file in folder.iterdir()}
         old = left.pop("out.png").read_text() if i % 2 else "old"
@@ -127,15 +127,15 @@ def killed(room, wrapper=(), named=False):
             file.unlink()
 
 
-def killed_without_proc(room):
-    """Where a file cannot be written without a name."""
+def killed_without_proc(work):
+    """Killed where unnamed files are impossible."""
     if run([*HIDE_PROC, "true"]).returncode != 0:
         skip("/proc cannot be hidden here")
-    killed(room, HIDE_PROC, named=True)
+    killed(work, HIDE_PROC, named=True)
 
 
 def interrupt(command, pipe, mode, go_on):
-    """What a run says that is interrupted while the pipe holds it up."""
+    """The output of a run that is interrupted while it waits for the pipe."""
     process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
     with open(pipe, mode) as file:
         process.send_signal(signal.SIGINT)
@@ -145,50 +145,50 @@ def interrupt(command, pipe, mode, go_on):
     return text
 
 
-def interrupted(room):
-    """Ctrl-C while a pipe holds the program up: before the filter's run, and at the third of four results."""
-    action, out, matte = room / "a.json", room / "out.png", room / "matte.png"
+def interrupted(work):
+    """Ctrl-C while the program waits for a pipe: before the filter's run, and at the third of four results."""
+    action, out, matte = work / "a.json", work / "out.png", work / "matte.png"
     os.mkfifo(action)
-    command = [*key(room, out), "--matte", matte, "--action", action, "--trace"]
+    command = [*key(work, out), "--matte", matte, "--action", action, "--trace"]
     text = interrupt(command, action, "w", lambda pipe: pipe.write('{"parameters": {}}'))
     expect("abortProc -> true" in text and text.endswith("\nfrond: interrupted; nothing was written\n"), text)
     expect(not out.exists() and not matte.exists(), "something was written")
 
-    results, photos = room / "results", copies(room, "a.png", "b.png", "c.png", "d.png")
+    results, photos = work / "results", copies(work, "a.png", "b.png", "c.png", "d.png")
     results.mkdir()
     os.mkfifo(results / "c.tif")
-    command = [*key(room, results, photos), "--format", "tif"]
+    command = [*key(work, results, photos), "--format", "tif"]
     # The result is larger than the pipe, so that it waits to be read.
     text = interrupt(command, results / "c.tif", "rb", lambda pipe: pipe.read())
-    expect(text == f"frond: interrupted at {room}/in/c.png; 2 of 4 photographs written\n", text)
+    expect(text == f"frond: interrupted at {work}/in/c.png; 2 of 4 photographs written\n", text)
     expect(sorted(os.listdir(results)) == ["a.tif", "b.tif", "c.tif"], os.listdir(results))
 
 
-def special_files(room):
-    """A pipe gets the bytes and stays; so does a link, whose file is replaced."""
-    out, pipe, link = room / "out.png", room / "pipe.png", room / "link.png"
-    expect(run(key(room, out)).returncode == 0)
+def special_files(work):
+    """A pipe gets the bytes and stays a pipe; a link stays a link, and its file is replaced."""
+    out, pipe, link = work / "out.png", work / "pipe.png", work / "link.png"
+    expect(run(key(work, out)).returncode == 0)
     os.mkfifo(pipe)
-    process = subprocess.Popen(key(room, pipe))
+    process = subprocess.Popen(key(work, pipe))
     expect(pipe.read_bytes() == out.read_bytes() and process.wait() == 0, "the pipe got something else")
     expect(pipe.is_fifo(), "the pipe was replaced")
-    stdout = subprocess.run(key(room, "/dev/stdout"), stdout=subprocess.PIPE).stdout
+    stdout = subprocess.run(key(work, "/dev/stdout"), stdout=subprocess.PIPE).stdout
     expect(stdout == out.read_bytes(), "standard output got something else")
-    (room / "old.png").write_text("old")
+    (work / "old.png").write_text("old")
     link.symlink_to("old.png")
-    expect(run(key(room, link)).returncode == 0 and link.is_symlink(), "the link was replaced")
-    expect((room / "old.png").read_bytes() == out.read_bytes(), "the link's file was not replaced")
+    expect(run(key(work, link)).returncode == 0 and link.is_symlink(), "the link was replaced")
+    expect((work / "old.png").read_bytes() == out.read_bytes(), "the link's file was not replaced")
 
 
-def terminal(room):
-    """The progress bar keeps within the terminal, and a name cannot speak to it."""
-    (name,) = copies(room, "s\x1b[31m\u00e4\u65e5\u672c-as long as names of photographs are.png")
+def terminal(work):
+    """The progress bar fits the terminal, and control characters of a name are escaped."""
+    (name,) = copies(work, "s\x1b[31m\u00e4\u65e5\u672c-as long as names of photographs are.png")
     shown = name.replace("\x1b", "\\x1B")
     first = {120: "[" + "." * 40 + "]   0% " + shown, 40: "[...........]   0% " + shown[:18], 30: "  0% " + shown[:22], 4: "  0"}
     for columns, line in first.items():
         master, slave = pty.openpty()
         termios.tcsetwinsize(slave, (24, columns))
-        process = subprocess.Popen(key(room, room / "out.png", [name]), stderr=slave)
+        process = subprocess.Popen(key(work, work / "out.png", [name]), stderr=slave)
         os.close(slave)
         text = b""
         try:
@@ -204,14 +204,14 @@ def terminal(room):
 
 def main(case, frond, module):
     with tempfile.TemporaryDirectory() as name:
-        room = pathlib.Path(name)
-        room.chmod(0o755)
+        work = pathlib.Path(name)
+        work.chmod(0o755)
         for file in frond, module:
-            shutil.copy(file, room)
-        expect(run([room / "frond", "sample", room / "in", "--size", "600x400", "--depth", "16"]).returncode == 0)
-        before = contents(room / "in")
-        globals()[case](room)
-        after = contents(room / "in")
+            shutil.copy(file, work)
+        expect(run([work / "frond", "sample", work / "in", "--size", "600x400", "--depth", "16"]).returncode == 0)
+        before = contents(work / "in")
+        globals()[case](work)
+        after = contents(work / "in")
         expect(all(after.get(name) == content for name, content in before.items()), "an input has changed")
 
 

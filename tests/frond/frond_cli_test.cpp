@@ -1,5 +1,5 @@
-// The program frond as its users meet it: what it writes, what it says, and what it leaves alone. Run in the
-// folder of the build, where the program and the module lie.
+// The program frond from the command line: files, messages and exit codes. Runs in the folder of the build,
+// which contains the program and the module.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -30,11 +30,11 @@ constexpr char kProgram[] = "frond";
 #endif
 
 struct ProgramRun {
-    int code;  // exit code; -1 when it did not end by itself
+    int code;  // exit code; -1 after a signal
     std::string out, err;
 };
 
-// For both systems' shells; no argument of the tests holds a character that they read within the marks.
+// For the shells of both systems. No argument here has a character that is special within quotation marks.
 std::string Quoted(const std::filesystem::path& text) {
     return '"' + text.u8string() + '"';
 }
@@ -55,7 +55,7 @@ std::string Contents(const std::filesystem::path& path) {
     return text;
 }
 
-// The plate that all tests here key, rendered once.
+// The sample plate, rendered once.
 const SamplePlate& Plate() {
     static const SamplePlate plate = RenderSamplePlate({150, 100, 16, false, true});
     return plate;
@@ -77,7 +77,7 @@ class FrondProgram : public ::testing::Test {
         WritePicture(folder / "background.png", background);
     }
 
-    // Runs the program in the present folder. KEY keys the plate, @NAME is a file in the test's folder.
+    // Runs the program in the working folder. KEY keys the plate, @NAME is a file in the test's folder.
     ProgramRun Frond(const std::string& arguments) const {
         static const std::regex key("KEY");
         const std::filesystem::path here = std::filesystem::current_path();
@@ -90,14 +90,14 @@ class FrondProgram : public ::testing::Test {
         const int code = RunLine(line + " >" + Quoted(out) + " 2>" + Quoted(err));
         return {code, Contents(out), Contents(err)};
     }
-    // A run with the plate that is to end well and in silence.
+    // A run with the plate that must succeed without output.
     void Key(const std::string& rest) {
         const ProgramRun run = Frond("KEY " + rest);
         ASSERT_EQ(run.code, 0) << run.err;
         EXPECT_EQ(run.out + run.err, "");
     }
 
-    // A picture of one level, grey or coloured.
+    // A picture of one level with 1 or 3 channels.
     Picture WriteFlat(const char* name, std::uint16_t level, int colours, int side = 10) const {
         Picture picture = MakePicture(side, side, 8, colours, false);
         for (Plane& plane : picture.colour) plane.assign(plane.size(), level);
@@ -124,7 +124,7 @@ TEST_F(FrondProgram, KeysThePlateCloseToTheTruth) {
         ChangeDepth(truth, depth);
         EXPECT_EQ(out.depth, depth);
         EXPECT_TRUE(out.alpha.empty());
-        // Keying brings the photo close to the true composite, from which the photo itself is far away.
+        // The photo differs much from the true composite, the result does not.
         EXPECT_GT(MeanDifference(photo, truth), 0.15);
         EXPECT_LT(MeanDifference(out, truth), 0.03);
     }
@@ -175,7 +175,7 @@ TEST_F(FrondProgram, KeysPicturesOfOnePixelAndOfOneLine) {
             WritePicture(folder / "photo.png", photo);
             WritePicture(folder / "background.png", background);
             WritePicture(folder / "nothing.png", MakePicture(width, height, 8, 1, false));
-            // Without blended edges a line has no rows or columns enough for the filter's refinement.
+            // Without blended edges a line has too few rows or columns for the filter's refinement.
             for (const char* options : {"--no-blend", "--blend", "--selection @nothing.png"}) {
                 Key("-o @o.tif " + std::string(options));
                 const Picture out = ReadPicture(folder / "o.tif");
@@ -193,7 +193,7 @@ TEST_F(FrondProgram, KeysPicturesOfOnePixelAndOfOneLine) {
     }
 }
 
-// The lines of command_lines.txt, one after the other in one folder.
+// The lines of command_lines.txt in turn, in one folder.
 TEST_F(FrondProgram, MatchesTheCommandLineCases) {
     WritePlate(16);
     std::filesystem::rename(folder / "photo.png", folder / "deep.png");
@@ -242,7 +242,7 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
         const bool isCompared = parts.str(4).rfind("compare", 0) == 0;
         EXPECT_TRUE(!isCompared || run.out.empty() == (code != 0)) << said;
         if (code == 0 || parts[2] == "B") continue;
-        // A refusal is one line, and leaves nothing new.
+        // A refusal is one line and writes no file.
         EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
         EXPECT_EQ(run.err.rfind("frond: ", 0), 0u) << said;
         EXPECT_EQ(CountFiles(folder.path), before);
@@ -257,13 +257,12 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
                   ReadWholeFile(std::string("tests/frond/cases/") + expected))
             << written;
     }
-    // Wholly opaque and wholly transparent are just that in the file's scale.
+    // Opaque and transparent pixels have the ends of the file's range.
     const Plane alpha = ReadPicture(folder / "cut-out.tif").alpha;
     EXPECT_GT(std::count(alpha.begin(), alpha.end(), 65535), 2500);
     EXPECT_GT(std::count(alpha.begin(), alpha.end(), 0), 5000);
 }
 
-// The renderer's own promises.
 TEST_F(FrondProgram, RendersTheSamplePlate) {
     ASSERT_EQ(Frond("sample @plate --size 150x100 --depth 16").code, 0);
     const SamplePlate& plate = Plate();
@@ -276,7 +275,7 @@ TEST_F(FrondProgram, RendersTheSamplePlate) {
     }
     for (std::size_t i = 0; i < PixelCount(plate.alpha); ++i) {
         if (plate.alpha.colour[0][i] > 0) continue;
-        // An alpha below half a step still counts in the composite.
+        // The composite has a finer alpha than the file.
         ASSERT_NEAR(plate.composite.colour[2][i], plate.background.colour[2][i], 1) << i;
         ASSERT_GT(plate.photo.colour[1][i], plate.photo.colour[0][i]) << i;
     }

@@ -1,4 +1,4 @@
-// Pictures and picture files: scales, sizes, orientation, what survives a file, and which files are refused.
+// Pictures and picture files: depths, sizes, orientation, what a file keeps, and which files are refused.
 #include "images/picture.h"
 
 #include <gtest/gtest.h>
@@ -49,8 +49,8 @@ void ExpectSame(const Picture& found, const Picture& expected) {
     EXPECT_EQ(found.alpha, expected.alpha);
 }
 
-// A colour profile whose curve is a power, gamma in units of 1/256, filled up to the size, a multiple of 4
-// from 312.
+// A colour profile with a power curve, gamma in units of 1/256, padded to the size: a multiple of 4, at least
+// 312.
 Bytes MakeProfile(std::size_t size, int gamma = 512) {
     Bytes profile = FileCase("profile.icc");
     profile[308] = static_cast<std::uint8_t>(gamma >> 8);
@@ -69,13 +69,13 @@ TEST(PictureScale, ConvertsToTheDocumentAndBack) {
     for (std::uint16_t sample = 0; sample < 32767; ++sample) {
         ASSERT_EQ(ToDocument16(FromDocument16(sample)), sample);
     }
-    // The filter's own largest value, the document's, and what the filter fills alpha with are all full.
+    // The filter's largest sample, the document's, and the filter's filling of alpha all count as full.
     for (const std::uint16_t full : {32767, 32768, 40000, 65535}) EXPECT_EQ(FromDocument16(full), 65535);
 
     Picture picture = GreyPicture(4, 1, {0, 1, 100, 255});
     ChangeDepth(picture, 16);
     EXPECT_EQ(picture.colour[0], Plane({0, 257, 25700, 65535}));
-    picture.colour[0] = {128, 129, 25700, 65535};  // 128 is a little less than half of 1/255
+    picture.colour[0] = {128, 129, 25700, 65535};  // 128 is slightly less than half of 1/255
     ChangeDepth(picture, 8);
     EXPECT_EQ(picture.colour[0], Plane({0, 1, 100, 255}));
 }
@@ -119,12 +119,12 @@ TEST(PictureShape, FlattensOnWhite) {
 
 TEST(PictureShape, FitsTheBackground) {
     const Picture wide = GreyPicture(4, 2, {1, 2, 3, 4, 5, 6, 7, 8});
-    // Cover at the same height is a cut from the middle, without any filtering.
+    // Cover at the same height crops from the middle without filtering.
     EXPECT_EQ(FitPicture(wide, 2, 2, Fit::kCover).colour[0], Plane({2, 3, 6, 7}));
     EXPECT_EQ(FitPicture(wide, 2, 4, Fit::kNone).colour[0], Plane({0, 0, 2, 3, 6, 7, 0, 0}));
     EXPECT_EQ(FitPicture(wide, 6, 2, Fit::kNone).colour[0], Plane({0, 1, 2, 3, 4, 0, 0, 5, 6, 7, 8, 0}));
 
-    // Scaling neither darkens nor brightens, to the very edge, in both directions and both depths.
+    // Scaling keeps the level up to the edges, in both directions and at both depths.
     for (const int depth : {8, 16}) {
         const auto value = static_cast<std::uint16_t>(LargestSample(depth) - 1);
         Picture flat = MakePicture(37, 23, depth, 1, false);
@@ -136,19 +136,19 @@ TEST(PictureShape, FitsTheBackground) {
             }
         }
     }
-    // A reduction averages: fine stripes become grey instead of a pattern.
+    // A reduction averages: fine stripes become grey.
     Picture stripes = MakePicture(300, 30, 8, 1, false), ramp = MakePicture(100, 4, 16, 1, false);
     for (int i = 0; i < 9000; ++i) stripes.colour[0][i] = i % 2 == 0 ? 0 : 200;
     const Picture reduced = FitPicture(stripes, 30, 3, Fit::kStretch);
     for (const int sample : reduced.colour[0]) ASSERT_NEAR(sample, 100, 12);
-    // A ramp stays a ramp: no shift to either side.
+    // A ramp is not shifted.
     for (int i = 0; i < 400; ++i) ramp.colour[0][i] = static_cast<std::uint16_t>(600 * (i % 100));
     const Picture doubled = FitPicture(ramp, 200, 8, Fit::kStretch);
     for (int x = 20; x < 180; ++x) ASSERT_NEAR(doubled.colour[0][800 + x], 300 * x - 150, 20) << x;
 }
 
 TEST(PictureShape, ConvertsColours) {
-    // From a linear curve to a square: the root of each sample, and white and black stay.
+    // From a linear to a square curve: the root of each sample. White and black stay.
     const Bytes square = MakeProfile(312, 512);
     for (const int depth : {8, 16}) {
         const double largest = LargestSample(depth);
@@ -158,7 +158,7 @@ TEST(PictureShape, ConvertsColours) {
             picture.colour[i / 15][i % 15] = static_cast<std::uint16_t>(largest * level / 16);
         }
         const Picture before = picture;
-        EXPECT_FALSE(ConvertColours(picture, square));  // it says nothing of its own colours
+        EXPECT_FALSE(ConvertColours(picture, square));  // the picture has no profile
         picture.profile = MakeProfile(312, 256);
         EXPECT_FALSE(ConvertColours(picture, Bytes(200, 'x')));
         ExpectSame(picture, before);
@@ -184,7 +184,7 @@ TEST(PictureFile, KeepsSamplesProfileAndResolution) {
         SetResolution(picture, 300, 240);
         WritePicture(folder / name, picture);
         const Picture found = ReadPicture(folder / name);
-        if (found.colour.size() == 3) MakeColour(picture);  // some coders lack some kinds of grey
+        if (found.colour.size() == 3) MakeColour(picture);  // some coders lack some grey formats
         ExpectSame(found, picture);
         EXPECT_TRUE(found.profile == picture.profile);
         const double unit = found.resolutionUnit == ResolutionUnit::kInch ? 1 : 2.54;
@@ -225,10 +225,10 @@ TEST(PictureFile, EmbedsProfilesInFiles) {
             EXPECT_TRUE(after.profile == MakeProfile(size));
         }
     }
-    // An empty piece of a profile, which once hid the piece that was put in front of it.
+    // An empty piece of a profile once hid the piece in front of it.
     const Bytes empty = FileCase("empty-piece");
     WritePicture(folder / "p.jpg", RandomPicture(9, 9, 8, 3, false));
-    for (const std::ptrdiff_t place : {2, 20}) {  // as the first segment, and behind it
+    for (const std::ptrdiff_t place : {2, 20}) {  // as the first segment and as the second
         Bytes file = ReadWholeFile(folder / "p.jpg");
         file.insert(file.begin() + place, empty.begin(), empty.end());
         ASSERT_TRUE(JpegProfile(file).empty() && EmbedProfile(file, MakeProfile(312)));
@@ -252,13 +252,13 @@ TEST(PictureFile, AppliesExifOrientation) {
     }
 }
 
-// Alpha is straight in all of these. A GIF's was once taken from beyond the pixel, an icon was its smallest
-// picture.
+// Alpha is straight in all of these. Once a GIF's alpha was read beyond the pixel, and an icon's smallest
+// picture was taken.
 TEST(PictureFile, ReadsOtherFormats) {
     struct {
         const char* name;
         Plane alpha;
-        bool everywhere;  // the system's component may lack the format, or its alpha
+        bool everywhere;  // also on Windows, whose component may lack the format or its alpha
     } const cases[] = {{"two.gif", {255, 0}, true},    {"two.bmp", {128, 255}, false},
                        {"two.ico", {128, 255}, true},  {"two.dds", {128, 255}, false},
                        {"two.jp2", {128, 255}, false}, {"turned.webp", {}, false}};
@@ -291,7 +291,7 @@ TEST(PictureFile, ReadsTheTwoLowestLayers) {
     EXPECT_EQ(file.layers[0].colour[1], Plane(64 * 48, 40));
     const Picture& upper = file.layers[1];
     EXPECT_TRUE(upper.width == 50 && upper.height == 40 && upper.offsetX == -2 && upper.offsetY == 4);
-    // Straight, not multiplied by the alpha.
+    // Straight alpha.
     EXPECT_EQ(upper.colour[0], Plane(50 * 40, 30));
     EXPECT_EQ(upper.alpha, Plane(50 * 40, 70));
 }
@@ -327,7 +327,7 @@ TEST(PictureFile, RefusesTruncatedFiles) {
         if (name[0] == 'p') WritePicture(folder / name, RandomPicture(60, 40, 8, 3, false));
         ASSERT_EQ(ComplaintAbout(folder / name), "");
         const Bytes file = ReadWholeFile(folder / name);
-        // From the last byte on; of the first 200 each.
+        // Cut at every 97th byte, and at each of the first 200.
         for (std::size_t length = file.size(); length > 0;) {
             length -= length == file.size() || length <= 200 ? 1 : std::min<std::size_t>(97, length - 200);
             WriteBytes(folder / "cut", Bytes(file.data(), file.data() + length));

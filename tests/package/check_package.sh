@@ -1,5 +1,5 @@
 #!/bin/bash
-# Makes the package of a build, unpacks it far from the build and puts it to use: check_package.sh BUILD VERSION
+# Makes the package of a build, unpacks it in another folder and uses it: check_package.sh BUILD VERSION
 set -euo pipefail
 build=$(realpath "$1") version=$2
 root=$(cd "$(dirname "$0")/../.." && pwd)

@@ -1,4 +1,4 @@
-// Files of a test's own: a folder that is gone when the test ends, and small files spelt out in
+// A test's own folder, which is removed when the test ends, and small files that are written out in
 // tests/support/files.txt.
 #pragma once
 
@@ -35,7 +35,7 @@ struct ScratchFolder {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// How many entries the folder holds, whatever their names.
+// The number of entries in the folder.
 inline int CountFiles(const std::filesystem::path& folder) {
     return static_cast<int>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
@@ -46,8 +46,7 @@ void WriteBytes(const std::filesystem::path& path, const Text& bytes) {
     std::ofstream(path, std::ios::binary) << std::string(bytes.begin(), bytes.end());
 }
 
-// The file of that name in files.txt, whose first lines tell how it is written; empty when there is
-// none.
+// The file of that name in files.txt, whose first lines describe the notation; empty when there is none.
 inline Bytes FileCase(const std::string& name) {
     static const std::regex word("#|(?:\"([^\"]*)\"|([0-9A-F]+))(?:\\*([0-9]+))?");
     std::ifstream file("tests/support/files.txt");
