@@ -9,25 +9,23 @@
 // The passes in the order in which they run. Each has a scalar reference, which defines the result, and a
 // vector variant, which gives the same bits:
 //
-//   pass               scalar/             simd/               reads               writes
+//   pass              scalar/            simd/              reads               writes
 //   MeasureBackdrop:
-//   hue and levels     levels.cpp          levels.cpp          top, three times    the means
-//   backdrop grid      backdrop_grid.cpp   levels.cpp          top, the means      the grid
+//   hue and levels    levels.cpp         levels.cpp         top, three times    means
+//   backdrop grid     backdrop_grid.cpp  levels.cpp         top, means          grid
 //   KeyPlanes, row by row from the top (key_picture.cpp):
-//   fetch              fetch_and_key.cpp   fetch_and_key.cpp   top and bottom      newest ring row; out
-//   colours keying             fetch_and_key.cpp   classify.h          newest ring row,    newest ring row:
-//   foreground
-//                                                              grid                and alpha
-//     alpha search     alpha_search.cpp    alpha_search.h        one pixel
-//     corrections      corrections.cpp     alpha_search.h        one pixel
-//   then refinement    refinement.cpp      refinement.cpp      all ring rows       out row y - ringRadius,
-//     and pixel step   output.cpp          refinement.cpp                            in the same sweep
-//   or direct writer   output.cpp          output.h            newest ring row     out row y
+//   fetch             fetch_and_key.cpp  fetch_and_key.cpp  top and bottom      newest ring row, out colours
+//   keying            fetch_and_key.cpp  classify.h         newest ring row,    its foreground and alpha
+//                                                           grid
+//     alpha search    alpha_search.cpp   alpha_search.h     one pixel
+//     corrections     corrections.cpp    corrections.h      one pixel
+//   then refinement   refinement.cpp     refinement.cpp     all ring rows       out row y - ringRadius,
+//     and pixel step  output.cpp         refinement.cpp                           in the same sweep
+//   or direct writer  output.cpp         output.h           newest ring row     out row y
 //   KeyPlanes, after the last row or after a stop:
-//   flush              output.cpp          none                the last ring rows  the last ringRadius out
-//   rows
-//                                                                                  (not with direct rows)
-//   edge blending      edge_blending.cpp   edge_blending.cpp   out                 out
+//   flush             output.cpp         none               last ring rows      last ringRadius out rows;
+//                                                                               not after the direct writer
+//   edge blending     edge_blending.cpp  edge_blending.cpp  out                 out
 //
 // From row to row the passes carry the RowRing (row_ring.h), from the analysis to the keying the Backdrop.
 //
