@@ -1,5 +1,5 @@
-// What a user waits for in the dialog itself: from the report of a control's move to the picture given to the
-// host for painting, in the built module, in a real window. Prints medians and worst cases in milliseconds.
+// The time that a user waits in the dialog: from a control's message to the picture that the host gets for
+// painting, in the built module and a real window. Prints the median and the worst time in milliseconds.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -31,12 +31,12 @@ Document Plate(int width, int height) {
     return document;
 }
 
-template <typename Doing>
-void Measure(DialogRun& run, const char* name, Doing doing) {
+template <typename Action>
+void Measure(DialogRun& run, const char* name, Action action) {
     std::vector<double> times;
     for (int step = 1; step <= 41; ++step) {
         const auto begin = Clock::now();
-        run.PaintedAfter([&] { doing(step); });
+        run.PaintedAfter([&] { action(step); });
         times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
     }
     std::sort(times.begin(), times.end());

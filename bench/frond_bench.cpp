@@ -1,13 +1,12 @@
-// frond_bench: what the engine costs, by stage, variant, picture, size and depth.
+// frond_bench: the engine's speed by stage, variant, picture, size and depth.
 //
 //   frond_bench [--variant=NAME,...] [--stage=NAME,...] [--picture=NAME,...] [--size=MEGAPIXELS,...]
 //               [--depth=BITS,...] [--repeat=N] [options of Google Benchmark]
 //
-// Without options: every variant that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8
-// and 16 bits, five repetitions. The variants take turns within a repetition only with
-// --benchmark_enable_random_interleaving=true, which needs one size and depth at a time. Every result is
-// compared with the one of the first variant; a difference ends the program with 1, a wrong option with 2. A
-// picture may be a photograph's file.
+// Defaults: every variant that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8 and 16
+// bits, five repetitions. --benchmark_enable_random_interleaving=true alternates the variants within a
+// repetition and needs one size and depth at a time. Every result is compared with that of the first variant.
+// Exit code 1 after a difference, 2 after a wrong option. A picture may be the file of a photograph.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -44,7 +43,7 @@ Names Split(const std::string& list) {
     std::exit(2);
 }
 
-// Takes our own options out of the command line and leaves the others to the library.
+// Removes our options from the command line and leaves the others to the library.
 Options ReadOptions(int* argc, char** argv) {
     Options options;
     const std::map<std::string, Names*> known = {
@@ -77,7 +76,7 @@ int Number(const std::string& text, int first, int last, const char* kind) {
     char* end = nullptr;
     const long number = std::strtol(text.c_str(), &end, 10);
     if (text.empty() || *end != 0 || number < first || number > last) {
-        Refuse(text + " is no " + kind + " from " + std::to_string(first) + " to " + std::to_string(last));
+        Refuse(text + " is not a " + kind + " from " + std::to_string(first) + " to " + std::to_string(last));
     }
     return static_cast<int>(number);
 }
@@ -101,7 +100,7 @@ void FillIn(Options* options) {
         for (const char* const* stage = kStageNames; *stage != nullptr; ++stage)
             options->stages.push_back(*stage);
     }
-    if (options->repeat.size() != 1) Refuse("one number of repetitions");
+    if (options->repeat.size() != 1) Refuse("--repeat takes one number");
 }
 
 // The results of the first variant, by stage and shape.
@@ -152,7 +151,7 @@ int Main(int argc, char** argv) {
     for (const std::string& picture : options.pictures) {
         for (const std::string& size : options.sizes) {
             for (const std::string& depth : options.depths) {
-                if (depth != "8" && depth != "16") Refuse("there is no depth of " + depth + " bits");
+                if (depth != "8" && depth != "16") Refuse(depth + " bits: the depth is 8 or 16");
                 Register(options, picture, Number(size, 1, 300, "size in megapixels"),
                          Number(depth, 8, 16, "depth"));
             }

@@ -16,7 +16,7 @@ namespace {
 
 using images::Picture;
 
-// Uniform, and cheap beside what is measured.
+// Uniform random numbers.
 struct Noise {
     std::uint32_t Next() {
         state = state * 1664525u + 1013904223u;
@@ -38,7 +38,7 @@ Colour Mix(const Colour& under, const Colour& over, int share) {
     return {mix(under.r, over.r), mix(under.g, over.g), mix(under.b, over.b)};
 }
 
-// Strands of skin and hair colours that cover between a tenth and nine tenths of every pixel.
+// Strands of skin and hair colours, which cover a tenth to nine tenths of every pixel.
 Colour HairPixel(int x, int y, int, int, Noise* noise) {
     const Colour backdrop{52 + noise->Below(6), 188 + noise->Below(6), 84 + noise->Below(6)};
     const bool dark = (x * 7 + y * 3) / 16 % 3 != 0;

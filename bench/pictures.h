@@ -1,4 +1,4 @@
-// The pictures that are measured.
+// The pictures of the benchmarks.
 #pragma once
 
 #include <cstdint>
@@ -7,16 +7,16 @@
 
 namespace bench {
 
-// plate: the demonstration plate. hair: every pixel a mixture of backdrop and subject, so that nearly all of
-// them are searched. easy: a flat backdrop with an opaque disc on it.
+// plate: the sample plate. hair: every pixel mixes backdrop and subject, so nearly all of them are searched.
+// easy: an opaque disc on a uniform backdrop.
 extern const char* const kPictureNames[];  // ending in null
 
-// Any other name, one with a dot or a slash, is a file's: a photograph, scaled and cropped to the size.
+// A name with a dot or a slash is a photograph's file. It is scaled and cropped to the size.
 bool IsPictureFile(const std::string& name);
 
 struct Shape {
     std::string picture;
-    int megapixels;  // about; the pictures are 3 by 2
+    int megapixels;  // approximate; the pictures are 3 by 2
     int depth;       // 8 or 16
 
     bool operator==(const Shape& o) const {
@@ -31,7 +31,7 @@ struct Layers {
     std::vector<std::uint8_t> background[3];
 };
 
-// Takes a few seconds for the large ones. Throws images::PictureError for a file that cannot be read.
+// Takes a few seconds for large pictures. Throws images::PictureError for a file that cannot be read.
 Layers MakeLayers(const Shape& shape);
 
 }  // namespace bench

@@ -1,9 +1,9 @@
-// What the dialog's preview costs, without a window: one ComposePreview as each kind of action asks for it,
-// on the sample plate at the size that the dialog's template gives. The host's own work (scaling, reading,
-// reserving buffers) is timed apart.
+// The speed of the dialog's preview without a window: one ComposePreview for each kind of action, on the
+// sample plate at the size that the dialog's template gives.
 //
-// Time and CPU are of the whole action; in milliseconds of the thread's work: host (the host's services),
-// keying (KeyPicture alone), analysis. What is left is the copying of the engine's planes into the preview.
+// Time and CPU are of the whole action. The counters are milliseconds of the thread's work: host (scaling,
+// reading and allocation in the host), keying (KeyPicture alone), analysis. The rest is the copy of the
+// engine's planes into the preview.
 #include <benchmark/benchmark.h>
 
 #include <time.h>
@@ -23,7 +23,7 @@ using namespace filter;
 
 namespace {
 
-// Milliseconds that this thread has worked, whatever else the machine is doing.
+// Milliseconds of this thread's processor time.
 double WorkDone() {
     timespec time{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -73,7 +73,7 @@ void TimedDispose(void** block) {
 
 // ---- A document and the state of a dialog over it ---------------------------------------------------------
 
-// A plate of two megapixels, enlarged to the wanted size by repetition: the preview sees no difference.
+// A plate of two megapixels, enlarged by repetition of pixels. The preview has the same cost.
 host::Document DialogDocument(int width, int height, int depth, bool selected) {
     static const sample_plate::SamplePlate kPlate = [] {
         sample_plate::PlateOptions options;

@@ -60,12 +60,12 @@ void TableReporter::ReportRuns(const std::vector<Run>& runs) {
         if (row == rows.end()) row = rows.insert(rows.end(), {parts[0], parts[4], {}});
         row->nanoseconds.push_back(counter->second.value);
         GetErrorStream() << run.run_name.function_name << ": " << Text("%.2f", counter->second.value)
-                         << " ns a pixel" << std::endl;
+                         << " ns per pixel" << std::endl;
     }
 }
 
 void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows) {
-    // In the order of the lists, whatever the order of the runs.
+    // In the order of the lists of names.
     std::sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
         const int stageA = Place(kStageNames, a.stage), stageB = Place(kStageNames, b.stage);
         return stageA != stageB
@@ -74,17 +74,17 @@ void TableReporter::PrintShape(const std::string& shape, std::vector<Row>& rows)
     });
     std::ostream& out = GetOutputStream();
     out << "\n" << shape << "\n\n";
-    out << "| Stage | Form | Mpx/s | ns/px | Spread | Factor |\n|---|---|---:|---:|---|---:|\n";
+    out << "| Stage | Variant | Mpx/s | ns/px | Spread | Factor |\n|---|---|---:|---:|---|---:|\n";
     for (const Row& row : rows) {
         const double median = Median(row.nanoseconds);
         const auto ends = std::minmax_element(row.nanoseconds.begin(), row.nanoseconds.end());
-        const auto plain = std::find_if(rows.begin(), rows.end(), [&](const Row& r) {
+        const auto scalar = std::find_if(rows.begin(), rows.end(), [&](const Row& r) {
             return r.stage == row.stage && r.variant == "scalar";
         });
         out << "| " << row.stage << " | " << row.variant << " | " << Text("%.1f", 1000 / median) << " | "
             << Text("%.2f", median) << " | " << Text("%.2f", *ends.first) << " to "
             << Text("%.2f", *ends.second) << " | "
-            << (plain == rows.end() ? "" : Text("%.1f", Median(plain->nanoseconds) / median)) << " |\n";
+            << (scalar == rows.end() ? "" : Text("%.1f", Median(scalar->nanoseconds) / median)) << " |\n";
     }
 }
 

@@ -1,4 +1,4 @@
-// The benchmark's report: a line as each repetition ends, and tables at the end.
+// The benchmark's report: a line after each repetition, and tables at the end.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -12,10 +12,9 @@ namespace bench {
 // Counters that every benchmark sets, per repetition.
 constexpr char kNanosecondsCounter[] = "ns/px";
 
-// Tables in Markdown, one for each shape of picture: a line for each stage and variant, with megapixels a
-// second, the median of nanoseconds a pixel over the repetitions, the spread from the smallest to the largest
-// of them, and the factor against the scalar reference. Benchmarks are named
-// stage/picture/size/depth/variant.
+// Tables in Markdown, one for each shape of picture. The rows are stages and variants, the columns megapixels
+// per second, the median of nanoseconds per pixel over the repetitions, the smallest and largest, and the
+// factor to the scalar reference. Benchmarks are named stage/picture/size/depth/variant.
 class TableReporter : public benchmark::BenchmarkReporter {
   public:
     bool ReportContext(const Context& context) override;

@@ -1,16 +1,17 @@
 #!/usr/bin/env python3
-"""Puts one small fault at a time into a copy of the sources and tells which faults no test notices.
+"""Puts one small fault at a time into a copy of the sources and lists the faults that no test notices.
 
     scripts/mutants.py                       all entries of tests/mutants.txt
-    scripts/mutants.py src/engine/output     the entries of the files whose names begin so
-    scripts/mutants.py --only 'blueLogic'    the entries whose text holds the words
-    scripts/mutants.py --check               only tests that every entry still applies
+    scripts/mutants.py src/engine/simd/      the entries of the files whose paths begin with this
+    scripts/mutants.py --only 'blueLogic'    the entries whose text contains the words
+    scripts/mutants.py --sample 20           every 20th entry
+    scripts/mutants.py --check               only test that every entry still applies
 
-Each job works in a copy of its own under build/mutants, where only what the fault touches is built again. First the
-copy without a fault must pass. A test that fails, crashes or hangs has noticed the fault. What the native tests of
-src/shell and src/ui do not notice is tried by the dialog's tests too, under Wine. The whole list takes hours.
+Each job works in its own copy under build/mutants and builds only what the fault changes. First the copy without a
+fault must pass. A test that fails, crashes or hangs has noticed the fault. Faults in src/shell and src/ui that the
+native tests do not notice are also tried with the dialog's tests under Wine. The whole list takes hours.
 
-Gives 1 when an entry does not apply or does not build, or when a fault survives without a reason in the list.
+Exit code 1 when an entry does not apply or does not build, or when a fault survives without a reason in the list.
 """
 import argparse
 import filecmp
@@ -36,7 +37,7 @@ REST = ("linux", ["tests/frond_tests", "--gtest_filter=-Engine*"])
 OPERATORS = ("linux", ["tests/allocation_operators_test"])
 DIALOG = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=-*EveryFailing*"])
 FAILURES = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=*EveryFailing*"])
-TESTS = [  # of the files whose names begin so, in turn until one notices the fault; the first line that fits counts
+TESTS = [  # by the beginning of the path; in turn until one notices the fault; the first entry that fits counts
     ("src/engine/", [SCALAR, VARIANTS, REST]),
     ("src/support/", [OPERATORS, REST]),
     ("src/plugin/module", [OPERATORS]),
@@ -45,7 +46,7 @@ TESTS = [  # of the files whose names begin so, in turn until one notices the fa
     ("src/ui/preview", [REST, DIALOG, FAILURES]),
     ("src/ui/", [DIALOG, FAILURES]),
 ]
-PATIENCE = 300  # seconds for a test command, several times what any takes
+TIMEOUT = 300  # seconds for a test command, several times the longest
 
 
 def Read(path):
@@ -59,7 +60,7 @@ def Write(path, text):
 
 
 def Places(words, text):
-    """Where the words are in the text, however the lines are broken."""
+    """The places of the words in the text. Line breaks do not count."""
     return list(re.finditer(r"\s+".join(re.escape(word) for word in words.split()), text))
 
 
@@ -74,7 +75,7 @@ class Mutant:
         return f"{self.file}: {' '.join(self.old.split())}  ->  {' '.join(self.new.split()) or '(nothing)'}"
 
     def apply(self, text):
-        """The file's text with the fault; None when the entry does not fit it in exactly one place."""
+        """The file's text with the fault; None unless the entry fits in exactly one place."""
         found = Places(self.old, text)
         if self.context:
             contexts = Places(self.context, text)
@@ -100,7 +101,7 @@ def ReadList():
 
 
 class Job:
-    """A copy of the tree with its builds. What has not changed since the last run is not built again."""
+    """A copy of the tree with its builds, which are incremental."""
 
     def __init__(self, number):
         self.root, self.output = os.path.join(TREE, "build", "mutants", str(number)), ""
@@ -120,7 +121,7 @@ class Job:
                 shutil.copy(source, copy)
 
     def run(self, command, folder=".", limit=None):
-        """None where the command gave 0; otherwise the test that failed, or how it ended."""
+        """None if the command succeeded; otherwise the test that failed, or how the command ended."""
         run = subprocess.Popen(command, cwd=os.path.join(self.root, folder), stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
         try:
@@ -133,7 +134,7 @@ class Job:
         return None if run.returncode == 0 else begun[-1] if begun else f"the end with {run.returncode}"
 
     def test(self, tests):
-        """The test that fails; None when all pass."""
+        """The first test that fails; None if all pass."""
         for name, command in tests:
             folder, (options, targets) = os.path.join("build", name), BUILDS[name]
             made = os.path.exists(os.path.join(self.root, folder, "build.ninja"))
@@ -141,7 +142,7 @@ class Job:
                 return "does not build"
             if self.run(["cmake", "--build", folder, "--target"] + targets):
                 return "does not build"
-            failed = self.run(command + ["--gtest_fail_fast"], folder, PATIENCE)
+            failed = self.run(command + ["--gtest_fail_fast"], folder, TIMEOUT)
             if failed:
                 return failed
         return None
@@ -165,9 +166,10 @@ class Job:
 
 def Main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("files", nargs="*", help="beginnings of file names")
+    parser.add_argument("files", nargs="*", help="beginnings of paths")
     parser.add_argument("--only", default="", help="words of an entry")
-    parser.add_argument("--jobs", type=int, default=1, help="copies that work at the same time")
+    parser.add_argument("--sample", type=int, default=1, metavar="N", help="only every N-th entry")
+    parser.add_argument("--jobs", type=int, default=1, help="number of copies that run at the same time")
     parser.add_argument("--quick", action="store_true", help="only the first test command of a file")
     parser.add_argument("--check", action="store_true", help="only test that every entry applies")
     options = parser.parse_args()
@@ -176,7 +178,7 @@ def Main():
             del tests[1:]
 
     mutants = [m for m in ReadList() if m.file.startswith(tuple(options.files or [""])) and
-               options.only in m.name() + m.why]
+               options.only in m.name() + m.why][::options.sample]
     lost = [m for m in mutants if m.apply(Read(os.path.join(TREE, m.file))) is None]
     for mutant in lost:
         print(f"does not apply: {mutant.name()}")
@@ -184,7 +186,7 @@ def Main():
     if options.check or lost or not mutants:
         return 1 if lost or not mutants else 0
 
-    by_file = {}  # the mutants of a file go to one job, which then builds that file alone
+    by_file = {}  # one job takes all mutants of a file, so it rebuilds only that file
     for mutant in mutants:
         by_file.setdefault(mutant.file, []).append(mutant)
     groups, results, needed = queue.Queue(), [], []
@@ -210,7 +212,7 @@ def Main():
     for mutant in survivors:
         print(f"survivor: {mutant.name()}\n    {mutant.why}\n    {mutant.reason or 'NO REASON'}")
     for mutant in (m for m, end in results if m.reason and end):
-        print(f"has a reason to survive, and does not: {mutant.name()}")
+        print(f"has a reason to survive but was noticed: {mutant.name()}")
     killed = len(results) - len(survivors) - len(broken)
     print(f"{killed} of {len(results)} killed ({100 * killed / len(results):.1f} %)")
     return 1 if len(results) < len(mutants) or broken or any(not m.reason for m in survivors) else 0
