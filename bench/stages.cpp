@@ -6,12 +6,12 @@
 #include <memory>
 #include <optional>
 
+#include "engine/keying.h"
 #include "engine/variants.h"
 #include "host/host.h"
 #include "plugin/plugin_main.h"
-#include "shell/engine_calls.h"
 #include "shell/parameter_table.h"
-#include "tests/support/engine_rig.h"
+#include "tests/support/test_engine.h"
 
 namespace bench {
 
@@ -19,6 +19,9 @@ const char* const kStageNames[] = {"run",    "unblended",  "engine", "analysis",
                                    "keying", "refinement", "edges",  nullptr};
 
 namespace {
+
+using namespace filter;
+using namespace test_support;
 
 // Seconds of processor time that this thread has had. The engine neither waits nor starts threads, so on an
 // idle machine this is the time of the clock, and on a busy one other programs' turns do not count.
@@ -40,8 +43,8 @@ struct Prepared {
     Shape shape;
     Layers layers;
     std::optional<host::Document> document;
-    std::unique_ptr<EngineRig> picture;  // planes of the two layers
-    std::unique_ptr<EngineRig> keyed;    // foreground and matte as the top layer
+    std::unique_ptr<TestEngine> picture;  // planes of the two layers
+    std::unique_ptr<TestEngine> keyed;    // foreground and matte as the top layer
 };
 
 Prepared& Prepare(const Shape& shape) {
@@ -53,14 +56,14 @@ Prepared& Prepare(const Shape& shape) {
     return *last;
 }
 
-std::unique_ptr<EngineRig> MakeRig(const Prepared& p) {
-    return std::make_unique<EngineRig>(p.layers.width, p.layers.height,
-                                       p.shape.depth == 8 ? RunKind::kFull8 : RunKind::kFull16);
+std::unique_ptr<TestEngine> MakeEngine(const Prepared& p) {
+    return std::make_unique<TestEngine>(p.layers.width, p.layers.height,
+                                        p.shape.depth == 8 ? RunKind::kFull8 : RunKind::kFull16);
 }
 
-EngineRig& PictureRig(Prepared& p) {
+TestEngine& PictureEngine(Prepared& p) {
     if (!p.picture) {
-        p.picture = MakeRig(p);
+        p.picture = MakeEngine(p);
         for (int c = 0; c < 3; ++c) {
             std::memcpy(p.picture->Bytes(static_cast<Plane>(kTopR + c)), p.layers.photo[c].data(),
                         p.picture->PlaneBytes());
@@ -68,67 +71,68 @@ EngineRig& PictureRig(Prepared& p) {
                         p.picture->PlaneBytes());
         }
     }
-    p.picture->globals.FlagRealityInteg = 1;
-    p.picture->globals.FlagOutputAlpha = 0;
+    p.picture->settings.blendEdges = true;
+    p.picture->settings.outputAlpha = false;
     return *p.picture;
 }
 
 // The scalar reference keys it, so that the stages that follow the keying start from the same planes in every
 // variant.
-EngineRig& KeyedRig(Prepared& p) {
+TestEngine& KeyedEngine(Prepared& p) {
     if (!p.keyed) {
-        EngineRig& rig = PictureRig(p);
+        TestEngine& engine = PictureEngine(p);
         const std::string variant = keying::ActiveVariant()->name;
         keying::SetActiveVariant("scalar");
-        rig.globals.FlagOutputAlpha = 1;
-        rig.AnalyseAndKey();
+        engine.settings.outputAlpha = true;
+        engine.AnalyseAndKey();
         keying::SetActiveVariant(variant.c_str());
-        p.keyed = MakeRig(p);
+        p.keyed = MakeEngine(p);
         const Plane from[] = {kOutR, kOutG, kOutB, kOutA, kBottomR, kBottomG, kBottomB};
         const Plane to[] = {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB};
-        for (int i = 0; i < 7; ++i) std::memcpy(p.keyed->Bytes(to[i]), rig.Bytes(from[i]), rig.PlaneBytes());
-        p.keyed->globals.FlagOrgPhoto = 1;
-        p.keyed->globals.FlagRealityInteg = 0;
+        for (int i = 0; i < 7; ++i)
+            std::memcpy(p.keyed->Bytes(to[i]), engine.Bytes(from[i]), engine.PlaneBytes());
+        p.keyed->settings.showPhoto = true;
+        p.keyed->settings.blendEdges = false;
     }
     return *p.keyed;
 }
 
-Measured Result(EngineRig& rig, double seconds) {
-    return {seconds, HashOutputs(rig), rig.Pixels(), {}};
+Measured Result(TestEngine& engine, double seconds) {
+    return {seconds, HashOutputs(engine), engine.Pixels(), {}};
 }
 
 Measured RunEngine(Prepared& p) {
-    EngineRig& rig = PictureRig(p);
-    const double seconds = Seconds([&] { rig.AnalyseAndKey(); });
-    return Result(rig, seconds);
+    TestEngine& engine = PictureEngine(p);
+    const double seconds = Seconds([&] { engine.AnalyseAndKey(); });
+    return Result(engine, seconds);
 }
 
 Measured RunAnalysis(Prepared& p) {
-    EngineRig& rig = PictureRig(p);
-    const double seconds = Seconds([&] { rig.Analyse(); });
-    return {seconds, HashAnalysis(rig), rig.Pixels(), {}};
+    TestEngine& engine = PictureEngine(p);
+    const double seconds = Seconds([&] { engine.Analyse(); });
+    return {seconds, HashBackdrop(engine.backdrop), engine.Pixels(), {}};
 }
 
 Measured RunKeying(Prepared& p) {
-    EngineRig& rig = PictureRig(p);
-    rig.globals.FlagOutputAlpha = 1;
-    rig.Analyse();
-    const double seconds = Seconds([&] { rig.Key(); });
-    return Result(rig, seconds);
+    TestEngine& engine = PictureEngine(p);
+    engine.settings.outputAlpha = true;
+    engine.Analyse();
+    const double seconds = Seconds([&] { engine.Key(); });
+    return Result(engine, seconds);
 }
 
 Measured RunRefinement(Prepared& p) {
-    EngineRig& rig = KeyedRig(p);
-    const double seconds = Seconds([&] { rig.Key(); });
-    return Result(rig, seconds);
+    TestEngine& engine = KeyedEngine(p);
+    const double seconds = Seconds([&] { engine.Key(); });
+    return Result(engine, seconds);
 }
 
 Measured RunEdges(Prepared& p) {
-    EngineRig& rig = KeyedRig(p);
-    for (int i = 0; i < 4; ++i) rig.CopyPlane(static_cast<Plane>(kOutR + i), static_cast<Plane>(kTopR + i));
-    const double seconds =
-        Seconds([&] { p.shape.depth == 8 ? blendEdges8(&rig.globals) : blendEdges16(&rig.globals); });
-    return Result(rig, seconds);
+    TestEngine& engine = KeyedEngine(p);
+    for (int i = 0; i < 4; ++i)
+        engine.CopyPlane(static_cast<Plane>(kOutR + i), static_cast<Plane>(kTopR + i));
+    const double seconds = Seconds([&] { keying::BlendEdges(engine.planes); });
+    return Result(engine, seconds);
 }
 
 // ---- A whole run in a host -------------------------------------------------------------------------------

@@ -3,8 +3,8 @@
 //   stage       what runs                                                  on what
 //   run         selector 3, linked, in the stand-in host                   the two layers
 //   unblended   the same without edge blending: refined rows               the two layers
-//   engine      AnalyseBackdrop and KeyPicture, linked                     planes of the two layers
-//   analysis    AnalyseBackdrop                                            planes of the two layers
+//   engine      MeasureBackdrop and KeyPlanes                             planes of the two layers
+//   analysis    MeasureBackdrop                                            planes of the two layers
 //   keying      fetch, search, corrections; foreground and matte written   planes of the two layers
 //   refinement  fetch, refinement and pixel step                           result of keying
 //   edges       edge blending                                              result of keying

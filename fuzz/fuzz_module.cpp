@@ -19,6 +19,7 @@
 #include "ui/preview_geometry.h"
 
 using namespace filter;
+using namespace test_support;
 
 namespace {
 

@@ -14,6 +14,7 @@
 namespace {
 
 using frond::Bytes;
+using test_support::Random;
 
 void CheckFile(const Bytes& file) {
     try {

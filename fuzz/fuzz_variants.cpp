@@ -5,11 +5,13 @@
 #include "engine/variants.h"
 #include "tests/support/variant_cases.h"
 
+using namespace test_support;
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const auto make = [&] { return DrawRun(Random(bytes, size)); };
     for (const char* const* variant = keying::kVariantNames + 1; *variant != nullptr; ++variant) {
         if (!keying::VariantRunsHere(*variant)) continue;
-        const std::string difference = DifferenceFromPlain(*variant, make);
+        const std::string difference = DifferenceFromScalar(*variant, make);
         if (difference.empty()) continue;
         std::fprintf(stderr, "%s\n", difference.c_str());
         std::abort();

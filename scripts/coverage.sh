@@ -23,7 +23,7 @@ LLVM_PROFILE_FILE="$build/profiles/%m.profraw" \
 
 llvm-profdata merge -o "$build/profile" "$build"/profiles/*.profraw
 objects=
-for program in MarbleFrondKeeper.so tests/frond_tests tests/frond_program_tests tests/allocation_operators_test; do
+for program in MarbleFrondKeeper.so tests/engine_tests tests/frond_tests tests/frond_program_tests tests/allocation_operators_test; do
     objects="$objects -object $build/$program"
 done
 # A source that is built several times, such as a vector variant, counts once: a line counts when any build ran it.

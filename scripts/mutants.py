@@ -28,12 +28,12 @@ TREE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 LIST = os.path.join(TREE, "tests", "mutants.txt")
 OPTIONS = ["-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -DNDEBUG", "-DFROND_BUILD_BENCH=OFF"]
 BUILDS = {  # folder of the build: options of cmake, targets
-    "linux": (OPTIONS, ["frond_tests", "allocation_operators_test"]),
+    "linux": (OPTIONS, ["engine_tests", "frond_tests", "allocation_operators_test"]),
     "win64": (OPTIONS + ["-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake"], ["dialog_tests"]),
 }
-SCALAR = ("linux", ["tests/frond_tests", "--variant=scalar", "--gtest_filter=Engine*-*Variants*"])
-VARIANTS = ("linux", ["tests/frond_tests", "--gtest_filter=*Variants*:FixedPictures*"])
-REST = ("linux", ["tests/frond_tests", "--gtest_filter=-Engine*"])
+SCALAR = ("linux", ["tests/engine_tests", "--variant=scalar", "--gtest_filter=Engine*-*Variants*"])
+VARIANTS = ("linux", ["tests/engine_tests", "--gtest_filter=*Variants*:FixedPictures*"])
+REST = ("linux", ["tests/frond_tests"])
 OPERATORS = ("linux", ["tests/allocation_operators_test"])
 DIALOG = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=-*EveryFailing*"])
 FAILURES = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=*EveryFailing*"])

@@ -7,8 +7,8 @@ set -eu
 cd "$(dirname "$0")/.."
 preset=${1:-linux} build=build/${1:-linux}
 
-tests=frond_tests
-[ "$preset" != win64 ] || tests="frond_tests dialog_tests"
+tests="engine_tests frond_tests"
+[ "$preset" != win64 ] || tests="engine_tests frond_tests dialog_tests"
 cmake --preset "$preset" >/dev/null
 cmake --build --preset "$preset" --target $tests
 rm -rf "$build/found"

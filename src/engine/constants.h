@@ -95,6 +95,10 @@ constexpr int kStillGreenLead = 50;       // levels
 constexpr double kStillGreenBelow = 0.8;  // alpha
 constexpr int kDarkLead = 10;  // levels: red and third channel may lead the key channel by this much
 
+// The byte of ring cells that nothing has written. A picture that is narrower than the refinement's window
+// reads them, and so does the flush after a stop in the first rows.
+constexpr int kRingFilling = 0x41;
+
 // Refinement. The column kernel of a preview is lopsided on purpose, see refinement.cpp.
 constexpr double kKeptDifference = 0.1;  // sum of alpha differences, exclusive
 constexpr double kKeptAlpha = 0.95;      // exclusive

@@ -1,6 +1,9 @@
 #include "engine/row_ring.h"
 
 #include <cstdlib>
+#include <cstring>
+
+#include "engine/constants.h"
 
 namespace keying {
 namespace {
@@ -29,6 +32,7 @@ bool ReserveRing(RowRing* ring, std::int32_t width, bool finalRender, const Memo
     for (RingCell* RowRing::*plane : kRingPlanes) {
         ring->*plane = static_cast<RingCell*>(Allocate(memory, bytes));
         if (ring->*plane == nullptr) return false;
+        std::memset(ring->*plane, kRingFilling, bytes);
     }
     return true;
 }

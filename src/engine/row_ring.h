@@ -32,7 +32,7 @@ struct RowRing {
     std::int32_t ringSlot;    // the row of the picture row just keyed; -1 before the first
 };
 
-// Sets the ring up and reserves its planes; their contents are undefined. False when there is no memory. The
+// Sets the ring up, reserves its planes and fills them with kRingFilling. False when there is no memory. The
 // caller releases what was reserved in that case too, and when `allocate` throws.
 bool ReserveRing(RowRing* ring, std::int32_t width, bool finalRender, const Memory& memory);
 void ReleaseRing(RowRing* ring, const Memory& memory);

@@ -4,10 +4,11 @@
 
 #include <cmath>
 
-#include "shell/engine_calls.h"
 #include "tests/support/cases.h"
 
 namespace {
+
+using namespace test_support;
 
 // The means of a colour by its hue above or below 120, its saturation and its level.
 Numbers MeansAt(double hue, double sat, double level) {
@@ -17,21 +18,21 @@ Numbers MeansAt(double hue, double sat, double level) {
 
 TEST(EngineAnalysis, RecoversHueSaturationAndLevel) {
     for (const Case& c : ReadCases("analysis")) {
-        const auto rig = RigOf(c);
-        Globals& g = rig->globals;
-        g.backdropMeanR = g.backdropMeanG = g.backdropMeanB = 77;  // of an earlier analysis
-        rig->Analyse();
+        const auto engine = EngineOf(c);
+        keying::Backdrop& found = engine->backdrop;
+        found.meanR = found.meanG = found.meanB = 77;  // of an earlier analysis
+        engine->Analyse();
         const Numbers expected = c.Has("means")
                                      ? c.settings.at("means")
                                      : MeansAt(c.expected.at(0), c.expected.at(1), c.expected.at(2));
-        EXPECT_EQ((Numbers{g.backdropMeanR, g.backdropMeanG, g.backdropMeanB}), expected) << c.name;
+        EXPECT_EQ((Numbers{found.meanR, found.meanG, found.meanB}), expected) << c.name;
     }
 }
 
 // Colours and count of a cell.
-Numbers CellAt(int cell) {
-    return {gBackdropGrid.gridR[cell], gBackdropGrid.gridG[cell], gBackdropGrid.gridB[cell],
-            static_cast<double>(gBackdropGrid.gridCount[cell])};
+Numbers CellAt(const TestEngine& engine, int cell) {
+    const keying::BackdropGrid& grid = engine.backdrop.grid;
+    return {grid.gridR[cell], grid.gridG[cell], grid.gridB[cell], static_cast<double>(grid.gridCount[cell])};
 }
 
 TEST(EngineBackdropGrid, FollowsTheCells) {
@@ -43,41 +44,42 @@ TEST(EngineBackdropGrid, FollowsTheCells) {
         for (std::size_t n = 0; n < 9; ++n)
             c.pixels[(21 + n / 3) * 60 + 36 + n % 3].top =
                 n < c.Value("count", 9) ? own.top : Numbers{0, 0, 0};
-        RigOf(c)->Analyse();
-        Numbers found = CellAt(kCell);
+        const auto engine = EngineOf(c);
+        engine->Analyse();
+        Numbers found = CellAt(*engine, kCell);
         for (std::size_t n = 0; n < 4; ++n) found[n] = c.expected.at(n) == kAny ? kAny : found[n];
         EXPECT_EQ(found, c.expected) << c.name;
         for (int neighbour : {kCell - 1, kCell + 1, kCell - keying::kGridSide, kCell + keying::kGridSide})
-            EXPECT_EQ(CellAt(neighbour), CellAt(0)) << c.name;
+            EXPECT_EQ(CellAt(*engine, neighbour), CellAt(*engine, 0)) << c.name;
     }
 }
 
 TEST(EngineBackdropGrid, LargeCellsOvershootAndThinPicturesAreNoNumber) {
     // 61 columns: x * 20 / 61 puts columns 0 to 3 into the first cell: 12 pixels, of 3660 / 400 = 9 on
     // average. One column of 300: 15 pixels a cell, of 300 / 400 = 0 on average, and none in the next.
-    EngineRig wide(61, 60, RunKind::kFull8), thin(1, 300, RunKind::kFull8);
-    for (EngineRig* rig : {&wide, &thin}) {
-        for (std::int64_t i = 0; i < rig->Pixels(); ++i) rig->SetColour(kTopR, i, 50, 200, 100);
+    TestEngine wide(61, 60, RunKind::kFull8), thin(1, 300, RunKind::kFull8);
+    for (TestEngine* engine : {&wide, &thin}) {
+        for (std::int64_t i = 0; i < engine->Pixels(); ++i) engine->SetColour(kTopR, i, 50, 200, 100);
     }
     for (int i = 0; i < 12; ++i) wide.Set(kTopB, i / 4 * 61 + i % 4, 125);
     wide.Analyse();
-    EXPECT_EQ(CellAt(0)[2], 125 * (12 / 9.) + (1 - 12 / 9.) * 100);  // 133.3
-    EXPECT_EQ(CellAt(1)[3], 9);
+    EXPECT_EQ(CellAt(wide, 0)[2], 125 * (12 / 9.) + (1 - 12 / 9.) * 100);  // 133.3
+    EXPECT_EQ(CellAt(wide, 1)[3], 9);
     thin.Analyse();
-    EXPECT_TRUE(std::isnan(CellAt(0)[1]));
-    EXPECT_EQ(CellAt(0)[3], 15);
-    EXPECT_EQ(CellAt(1), (Numbers{50, 200, 100, 0}));
+    EXPECT_TRUE(std::isnan(CellAt(thin, 0)[1]));
+    EXPECT_EQ(CellAt(thin, 0)[3], 15);
+    EXPECT_EQ(CellAt(thin, 1), (Numbers{50, 200, 100, 0}));
 }
 
 // Hue 115 and a saturation of 0.24 from the first ten rows, and a mean level of 34 with the others: the mean
 // colour is within 9 levels of grey, and has its hue all the same.
 TEST(EngineBackdropGrid, TakesTheHueOfAPaleBackdrop) {
-    EngineRig rig(60, 60, RunKind::kFull8);
+    TestEngine engine(60, 60, RunKind::kFull8);
     for (int i = 0; i < 3600; ++i)
-        i < 600 ? rig.SetColour(kTopR, i, 39, 50, 38) : rig.SetColour(kTopR, i, 25, 31, 24);
-    for (int n = 0; n < 9; ++n) rig.SetColour(kTopR, (21 + n / 3) * 60 + 36 + n % 3, 12, 40, 10);
-    rig.Analyse();
-    EXPECT_EQ(CellAt(7 * keying::kGridSide + 12)[3], 9);
+        i < 600 ? engine.SetColour(kTopR, i, 39, 50, 38) : engine.SetColour(kTopR, i, 25, 31, 24);
+    for (int n = 0; n < 9; ++n) engine.SetColour(kTopR, (21 + n / 3) * 60 + 36 + n % 3, 12, 40, 10);
+    engine.Analyse();
+    EXPECT_EQ(CellAt(engine, 7 * keying::kGridSide + 12)[3], 9);
 }
 
 }  // namespace

@@ -16,8 +16,10 @@
 
 namespace {
 
+using namespace test_support;
+
 // One hash for each kind of run and each set of the three upper flags. The two lower flags, size, scene,
-// place, sliders, selection and abort change within.
+// place, sliders, selection and stop change within.
 constexpr int kGroups = 32;
 constexpr int kCasesOfAGroup = 18;
 
@@ -28,15 +30,16 @@ std::uint64_t HashOfGroup(int group) {
     std::uint64_t hash = kHashStart;
     for (int n = group * kCasesOfAGroup; n < (group + 1) * kCasesOfAGroup; ++n) {
         const auto& size = kSizes[n % std::size(kSizes)];
-        EngineRig rig(size[0], size[1], kRunKinds[group % 4], n % 5);
+        TestEngine engine(size[0], size[1], kRunKinds[group % 4], n % 5);
         Random draws(static_cast<std::uint64_t>(n));
-        DrawParameters(&draws, &rig);
-        SetFlags(&rig, static_cast<unsigned>(group / 4 * 4 + n % 4));
-        PaintScene(&rig, kScenes[n / 4 % std::size(kScenes)], draws);
-        rig.AnalyseAndKey();
-        EXPECT_TRUE(rig.GuardsIntact()) << "case " << n;
-        const std::uint64_t results[] = {HashAnalysis(rig), HashOutputs(rig),
-                                         static_cast<std::uint64_t>(rig.globals.progressPercent)};
+        DrawParameters(&draws, &engine);
+        SetFlags(&engine, static_cast<unsigned>(group / 4 * 4 + n % 4));
+        PaintScene(&engine, kScenes[n / 4 % std::size(kScenes)], draws);
+        engine.AnalyseAndKey();
+        EXPECT_TRUE(engine.GuardsIntact()) << "case " << n;
+        const std::uint64_t results[] = {HashBackdrop(engine.backdrop), HashOutputs(engine),
+                                         static_cast<std::uint64_t>(engine.result.rows) * 100 /
+                                             static_cast<std::uint64_t>(engine.Height())};
         hash = HashBytes(results, sizeof results, hash);
     }
     return hash;

@@ -4,32 +4,34 @@
 
 #include <algorithm>
 
-#include "shell/engine_calls.h"
 #include "tests/support/cases.h"
 
 namespace {
+
+using namespace test_support;
 
 TEST(EngineKeying, GivesWhatTheCasesSay) {
     ExpectPictures("keying");
 }
 
 // The three channels differ by known factors, so that each is seen to be looked up by itself.
-void LayCell(int row, int column, double g) {
-    gBackdropGrid.gridR[row * keying::kGridSide + column] = g / 2;
-    gBackdropGrid.gridG[row * keying::kGridSide + column] = g;
-    gBackdropGrid.gridB[row * keying::kGridSide + column] = g / 4;
+void SetCell(TestEngine* engine, int row, int column, double g) {
+    keying::BackdropGrid& grid = engine->backdrop.grid;
+    grid.gridR[row * keying::kGridSide + column] = g / 2;
+    grid.gridG[row * keying::kGridSide + column] = g;
+    grid.gridB[row * keying::kGridSide + column] = g / 4;
 }
 
 TEST(EngineBackdropLookup, InterpolatesBetweenCellsAndStopsAt18) {
-    EngineRig rig(80, 80, RunKind::kPreview8);
-    rig.SetUniformBackdrop(0, 0, 0);
-    rig.globals.SliderRemoveGreen = 6;
-    rig.globals.SliderRestoreBlack = 0;
-    SetFlags(&rig, kTransparency | kBlend);
+    TestEngine engine(80, 80, RunKind::kPreview8);
+    engine.SetUniformBackdrop(0, 0, 0);
+    engine.settings.removeBackdrop = 6;
+    engine.settings.restoreDark = 0;
+    SetFlags(&engine, kTransparency | kBlend);
     const double corner[2][2] = {{40, 80}, {112, 232}}, far[3] = {120, 200, 4000};
-    for (int n = 0; n < 4; ++n) LayCell(n / 2, n % 2, corner[n / 2][n % 2]);
-    for (int n = 0; n < 9; ++n) LayCell(17 + n / 3, 17 + n % 3, far[std::max(n / 3, n % 3)]);
-    LayCell(18, 17, 120);
+    for (int n = 0; n < 4; ++n) SetCell(&engine, n / 2, n % 2, corner[n / 2][n % 2]);
+    for (int n = 0; n < 9; ++n) SetCell(&engine, 17 + n / 3, 17 + n % 3, far[std::max(n / 3, n % 3)]);
+    SetCell(&engine, 18, 17, 120);
     const struct {
         int x, y;
         std::uint16_t g;
@@ -49,46 +51,48 @@ TEST(EngineBackdropLookup, InterpolatesBetweenCellsAndStopsAt18) {
     };
     for (const auto& p : pixels) {
         const std::int64_t i = p.y * 80 + p.x;
-        rig.SetColour(kTopR, i, p.g / 2, p.g, p.g / 4);
-        rig.Key();
-        EXPECT_EQ(OutPixel(rig, i), (std::array<int, 4>{1, 1, 1, 0})) << "(" << p.x << ", " << p.y << ")";
+        engine.SetColour(kTopR, i, p.g / 2, p.g, p.g / 4);
+        engine.Key();
+        EXPECT_EQ(OutPixel(engine, i), (std::array<int, 4>{1, 1, 1, 0})) << "(" << p.x << ", " << p.y << ")";
     }
 }
 
-TEST(EngineRowLoop, ReportsEveryTwentiethInStepsOfTwentyRows) {
+TEST(EngineRowLoop, ReportsEveryTwentieth) {
     const struct {
         RunKind kind;
-        std::int32_t height, abortAt, reports, percent;
+        std::int32_t height, stopFromRow, first, step, rows;
     } runs[] = {
-        {RunKind::kFull8, 100, 0, 4, 100},  // 100 / 20 = 5: rows 5, 11, 17, 23 ...; the first of each twenty
-        {RunKind::kFull8, 59, 2, 2, 69},    // 59 / 20 = 2: rows 2, 5, 8 ...; the second in row 41, 4100 / 59
-        {RunKind::kFull16, 40, 0, 1, 100},  // rows 2, 5 ... 20
-        {RunKind::kFull8, 20, 0, 0, 100},  {RunKind::kPreview8, 100, 0, 0, 100},
+        {RunKind::kFull8, 100, 0, 5, 6, 100},  // 100 / 20 = 5: rows 5, 11, 17 ...
+        {RunKind::kFull8, 59, 40, 2, 3, 41},   // 59 / 20 = 2: rows 2, 5 ... 41
+        {RunKind::kFull16, 19, 0, 0, 1, 19},
+        {RunKind::kPreview16, 100, 40, 5, 6, 41},
     };
     for (const auto& run : runs) {
-        EngineRig rig(2, run.height, run.kind);
-        rig.abortAtCall = run.abortAt;
-        rig.Key();
-        decltype(rig.progress) expected;
-        for (std::int32_t i = 1; i <= run.reports; ++i) expected.emplace_back(i, run.height / 20);
-        EXPECT_EQ(rig.progress, expected) << run.height << " rows";
-        EXPECT_EQ(rig.abortCalls, run.reports);
-        EXPECT_EQ(rig.globals.progressPercent, run.percent);
-        EXPECT_EQ(rig.result, 0);
-        EXPECT_EQ(rig.LiveBlocks(), 0);
+        TestEngine engine(2, run.height, run.kind);
+        engine.stopFromRow = run.stopFromRow;
+        engine.Key();
+        std::vector<std::int32_t> expected;
+        const std::int32_t end = run.stopFromRow == 0 ? run.height : run.rows + 1;
+        for (std::int32_t row = run.first; row < end; row += run.step) expected.push_back(row);
+        EXPECT_EQ(engine.reports, expected) << run.height << " rows";
+        EXPECT_EQ(engine.result.rows, run.rows);
+        EXPECT_EQ(engine.result.status,
+                  run.stopFromRow == 0 ? keying::Status::kDone : keying::Status::kStopped);
+        EXPECT_EQ(engine.LiveBlocks(), 0);
     }
 }
 
 TEST(EngineRowLoop, RingLivesForOneRun) {
-    EngineRig rig(31, 9, RunKind::kPreview8);
-    rig.Key();
-    std::vector<std::int64_t> calls(7, 7 * 31 * 8 + 8);
+    TestEngine engine(31, 9, RunKind::kPreview8);
+    engine.Key();
+    std::vector<std::int64_t> calls(7, 7 * 31 * 8);
     for (int block = 1; block <= 7; ++block) calls.push_back(-block);
-    EXPECT_EQ(rig.heapCalls, calls);
+    EXPECT_EQ(engine.heapCalls, calls);
     for (std::int32_t failing = 1; failing <= 7; ++failing) {
-        EngineRig poor(31, 9, RunKind::kPreview8);
+        TestEngine poor(31, 9, RunKind::kPreview8);
         poor.failBlockAt = failing;
-        EXPECT_ANY_THROW(poor.Key());
+        poor.Key();
+        EXPECT_EQ(poor.result.status, keying::Status::kNoMemory);
         EXPECT_EQ(poor.LiveBlocks(), 0) << "with allocation " << failing << " failing";
     }
 }

@@ -1,5 +1,5 @@
-// The vector variants against the plain one, byte for byte: what the engine leaves must not depend on the
-// machine.
+// The vector variants against the scalar reference, byte for byte: what the engine leaves must not depend on
+// the machine.
 #include <gtest/gtest.h>
 
 #include <iterator>
@@ -13,6 +13,8 @@
 #endif
 
 namespace {
+
+using namespace test_support;
 
 // How many cases a test draws where `full` would be many for a build that is slow.
 constexpr std::uint64_t Cases(std::uint64_t full) {
@@ -31,9 +33,9 @@ class Variants : public testing::TestWithParam<const char*> {
     }
     // make(seed) for that many seeds.
     template <class Make>
-    void ExpectPlainBytes(std::uint64_t cases, const Make& make, Stage stage = Stage::kAnalysisAndKeying) {
+    void ExpectScalarBytes(std::uint64_t cases, const Make& make, Stage stage = Stage::kAnalysisAndKeying) {
         for (std::uint64_t seed = 0; seed < Cases(cases); ++seed) {
-            ASSERT_EQ(DifferenceFromPlain(
+            ASSERT_EQ(DifferenceFromScalar(
                           GetParam(), [&] { return make(seed); }, stage),
                       "")
                 << "seed " << seed;
@@ -47,36 +49,36 @@ INSTANTIATE_TEST_SUITE_P(Engine, Variants, testing::Values("sse2", "avx2", "avx5
 TEST_P(Variants, HasPassesOfItsOwn) {
     const char* const before = keying::ActiveVariant()->name;
     ASSERT_TRUE(keying::SetActiveVariant("scalar"));
-    const keying::Variant& plain = *keying::ActiveVariant();
+    const keying::Variant& scalar = *keying::ActiveVariant();
     ASSERT_TRUE(keying::SetActiveVariant(GetParam()));
     const keying::Variant& variant = *keying::ActiveVariant();
     keying::SetActiveVariant(before);
-    EXPECT_NE(variant.bytes.measureLevels, plain.bytes.measureLevels);
-    EXPECT_NE(variant.bytes.addPixels, plain.bytes.addPixels);
-    EXPECT_NE(variant.bytes.blendColours, plain.bytes.blendColours);
-    EXPECT_NE(variant.words.processRow, plain.words.processRow);
+    EXPECT_NE(variant.bytes.measureLevels, scalar.bytes.measureLevels);
+    EXPECT_NE(variant.bytes.addPixels, scalar.bytes.addPixels);
+    EXPECT_NE(variant.bytes.blendColours, scalar.bytes.blendColours);
+    EXPECT_NE(variant.words.processRow, scalar.words.processRow);
 }
 
 // All widths past two vectors and the refinement's narrowest, and those round spans of 256 and blocks of
 // 1024, each with all flags at both depths and for both purposes.
-TEST_P(Variants, GiveThePlainBytesAtEveryWidthAndFlag) {
+TEST_P(Variants, GiveTheScalarBytesAtEveryWidthAndFlag) {
     static constexpr std::int32_t kWide[] = {63, 255, 256, 257, 272, 511, 513, 1023, 1024, 1025, 1030};
     static constexpr std::uint64_t kWidths = 37 + std::size(kWide), kCases = kWidths * 4 * kAllFlags;
-    ExpectPlainBytes(kCases, [](std::uint64_t seed) {
+    ExpectScalarBytes(kCases, [](std::uint64_t seed) {
         const std::uint64_t n = seed * (kCases / Cases(kCases));
         const auto step = static_cast<std::int32_t>(n), w = step / 4 / 32;
         const std::int32_t width = w < 37 ? w + 1 : kWide[w - 37], height = w < 37 ? step % 47 : step % 9;
-        auto rig = std::make_unique<EngineRig>(width, height + 1, kRunKinds[step / 32 % 4], step % 29);
+        auto engine = std::make_unique<TestEngine>(width, height + 1, kRunKinds[step / 32 % 4], step % 29);
         Random draws(n);
-        DrawParameters(&draws, rig.get());
-        SetFlags(rig.get(), static_cast<unsigned>(n % kAllFlags));
-        PaintScene(rig.get(), kScenes[n % std::size(kScenes)], draws);
-        return rig;
+        DrawParameters(&draws, engine.get());
+        SetFlags(engine.get(), static_cast<unsigned>(n % kAllFlags));
+        PaintScene(engine.get(), kScenes[n % std::size(kScenes)], draws);
+        return engine;
     });
 }
 
-TEST_P(Variants, GiveThePlainBytesOfWhateverIsDrawn) {
-    ExpectPlainBytes(1500, [](std::uint64_t seed) { return DrawRun(Random(seed)); });
+TEST_P(Variants, GiveTheScalarBytesOfWhateverIsDrawn) {
+    ExpectScalarBytes(1500, [](std::uint64_t seed) { return DrawRun(Random(seed)); });
 }
 
 // A colour near the one that a case is about, which is at the edge of a decision. n: 0 .. 124.
@@ -90,24 +92,24 @@ CasePixel Near(const CasePixel& seen, int n) {
 
 // Each of these colours alone, and as many times as the largest group that a vector variant decides about as
 // one.
-std::unique_ptr<EngineRig> RoundTheCase(Case c, unsigned flags) {
+std::unique_ptr<TestEngine> RoundTheCase(Case c, unsigned flags) {
     const CasePixel seen = c.pixels.at(0);
     c.pixels.clear();
     c.settings.erase("width");
     for (std::size_t run : {1, 16}) {
         for (int n = 0; n < 125; ++n) c.pixels.insert(c.pixels.end(), run, Near(seen, n));
     }
-    auto rig = RigOf(c);
-    SetFlags(rig.get(), flags);
-    if (flags & kBlue) rig->ExchangePlanes(kTopG, kTopB);
-    return rig;
+    auto engine = EngineOf(c);
+    SetFlags(engine.get(), flags);
+    if (flags & kBlue) engine->ExchangePlanes(kTopG, kTopB);
+    return engine;
 }
 
-TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheKeying) {
+TEST_P(Variants, GiveTheScalarBytesRoundTheCasesOfTheKeying) {
     for (const Case& c : ReadCases("keying")) {
         for (const unsigned flags : {kBlend | kTransparency, kBlend, kView, 0u}) {
             const unsigned all = flags | (c.Has("blue") ? kBlue : 0);
-            ASSERT_EQ(DifferenceFromPlain(
+            ASSERT_EQ(DifferenceFromScalar(
                           GetParam(), [&] { return RoundTheCase(c, all); }, Stage::kKeying),
                       "")
                 << c.name;
@@ -115,14 +117,14 @@ TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheKeying) {
     }
 }
 
-TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheAnalysis) {
+TEST_P(Variants, GiveTheScalarBytesRoundTheCasesOfTheAnalysis) {
     for (Case c : ReadCases("analysis")) {
         const CasePixel seen = c.pixels.back();
         for (int n = 0; n < 250; ++n) {
             // From 125 on the pixel is the whole picture: the means tell its bins of hue and of saturation.
             if (n == 125) c.pixels.resize(1);
             c.pixels.back() = Near(seen, n % 125);
-            ASSERT_EQ(DifferenceFromPlain(GetParam(), [&] { return RigOf(c); }), "")
+            ASSERT_EQ(DifferenceFromScalar(GetParam(), [&] { return EngineOf(c); }), "")
                 << c.name << ", colour " << n;
         }
     }
@@ -135,7 +137,7 @@ TEST_P(Variants, GiveThePlainBytesRoundTheCasesOfTheAnalysis) {
             c.pixels.push_back(backdrop);
             c.pixels.push_back(Near(own, n % 125));
         }
-        ASSERT_EQ(DifferenceFromPlain(GetParam(), [&] { return RigOf(c); }), "") << c.name;
+        ASSERT_EQ(DifferenceFromScalar(GetParam(), [&] { return EngineOf(c); }), "") << c.name;
     }
 }
 

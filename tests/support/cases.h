@@ -22,8 +22,10 @@
 #include <memory>
 #include <sstream>
 
-#include "tests/support/engine_rig.h"
 #include "tests/support/engine_scenes.h"
+#include "tests/support/test_engine.h"
+
+namespace test_support {
 
 using Numbers = std::vector<double>;
 constexpr double kAny = -1;
@@ -130,67 +132,69 @@ inline std::vector<Case> ReadCases(const std::string& name) {
     return cases;
 }
 
-// A rig with what the case sets:
+// An engine with what the case sets:
 //   full8, preview8, full16, preview16   the kind of run
 //   width                                all pixels in one row without it
 //   alpha                                the top alpha of pixels that state three numbers
 //   backdrop, meanG                      a uniform backdrop; the mean of its key channel, if that differs
 //   blue, photo, view, blend, transparency; adjust, remove, black, alter, select, scale
 //                                        flags, all others off, and sliders, all others at their defaults
-inline std::unique_ptr<EngineRig> RigOf(const Case& c) {
+inline std::unique_ptr<TestEngine> EngineOf(const Case& c) {
     const char* const kinds[] = {"full8", "preview8", "full16", "preview16"};
     const auto kind = std::find_if(kinds, std::end(kinds), [&](const char* name) { return c.Has(name); });
     EXPECT_NE(kind, std::end(kinds)) << c.name;
     const auto count = static_cast<std::int32_t>(c.pixels.size());
     const auto width = static_cast<std::int32_t>(c.Value("width", count));
-    auto rig = std::make_unique<EngineRig>(width, count / width, kRunKinds[kind - kinds]);
-    Globals& g = rig->globals;
-    for (const auto& flag : kFlags) g.*flag.field = c.Has(flag.name);
+    auto engine = std::make_unique<TestEngine>(width, count / width, kRunKinds[kind - kinds]);
+    for (const auto& flag : kFlags) engine->settings.*flag.field = c.Has(flag.name);
     for (const auto& slider : kSliders)
-        g.*slider.field = static_cast<std::int32_t>(c.Value(slider.name, g.*slider.field));
+        engine->settings.*slider.field = c.Value(slider.name, engine->settings.*slider.field);
     if (c.Has("backdrop")) {
         const Numbers& backdrop = c.settings.at("backdrop");
-        rig->SetUniformBackdrop(backdrop.at(0), backdrop.at(1), backdrop.at(2));
-        g.backdropMeanG = c.Value("meanG", backdrop[1]);
+        engine->SetUniformBackdrop(backdrop.at(0), backdrop.at(1), backdrop.at(2));
+        engine->backdrop.meanG = c.Value("meanG", backdrop[1]);
     }
     for (std::size_t n = 0; n < c.pixels.size(); ++n) {
         const CasePixel& p = c.pixels[n];
         const auto i = static_cast<std::int64_t>(n);
         for (std::size_t channel = 0; channel < 3; ++channel) {
-            rig->Set(static_cast<Plane>(kTopR + channel), i, static_cast<std::uint16_t>(p.top.at(channel)));
+            engine->Set(static_cast<Plane>(kTopR + channel), i,
+                        static_cast<std::uint16_t>(p.top.at(channel)));
             if (p.bottom.empty()) continue;
-            rig->Set(static_cast<Plane>(kBottomR + channel), i,
-                     static_cast<std::uint16_t>(p.bottom.at(channel)));
+            engine->Set(static_cast<Plane>(kBottomR + channel), i,
+                        static_cast<std::uint16_t>(p.bottom.at(channel)));
         }
-        const double alpha = p.top.size() > 3 ? p.top[3] : c.Value("alpha", g.maxSample);
-        rig->Set(kTopA, i, static_cast<std::uint16_t>(alpha));
+        const double alpha = p.top.size() > 3 ? p.top[3] : c.Value("alpha", engine->planes.maxSample);
+        engine->Set(kTopA, i, static_cast<std::uint16_t>(alpha));
     }
-    return rig;
+    return engine;
 }
 
 // Keys the case and compares its pixels; `analysed`: after an analysis, `exchanged`: with green and blue of
 // the top layer and of the result exchanged, so that a case states logical channels; `differs`: with other
 // values than the stated ones.
 inline void ExpectPicture(const Case& c) {
-    const std::unique_ptr<EngineRig> rig = RigOf(c);
-    if (c.Has("exchanged")) rig->ExchangePlanes(kTopG, kTopB);
-    if (c.Has("analysed")) rig->Analyse();
-    rig->Key();
-    if (c.Has("exchanged")) rig->ExchangePlanes(kOutG, kOutB);
+    const std::unique_ptr<TestEngine> engine = EngineOf(c);
+    if (c.Has("exchanged")) engine->ExchangePlanes(kTopG, kTopB);
+    if (c.Has("analysed")) engine->Analyse();
+    engine->Key();
+    if (c.Has("exchanged")) engine->ExchangePlanes(kOutG, kOutB);
     for (std::size_t n = 0; n < c.pixels.size(); ++n) {
         Numbers expected = c.pixels[n].expected, found;
         expected.resize(std::size(kOutputs), kAny);
         for (double asked : expected) {
             const Plane plane = kOutputs[found.size()];
-            found.push_back(asked == kAny ? kAny : rig->Get(plane, static_cast<std::int64_t>(n)));
+            found.push_back(asked == kAny ? kAny : engine->Get(plane, static_cast<std::int64_t>(n)));
         }
         EXPECT_EQ(found == expected, !c.Has("differs"))
             << c.name << ", pixel " << n << ": " << testing::PrintToString(expected) << ", found "
             << testing::PrintToString(found);
     }
-    EXPECT_TRUE(rig->GuardsIntact()) << c.name;
+    EXPECT_TRUE(engine->GuardsIntact()) << c.name;
 }
 
 inline void ExpectPictures(const std::string& file) {
     for (const Case& c : ReadCases(file)) ExpectPicture(c);
 }
+
+}  // namespace test_support

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+namespace test_support {
+
 Random::Random(const std::uint8_t* bytes, std::size_t size)
     : bytes_(bytes), left_(size), state_(HashBytes(bytes, size) | 1) {}
 
@@ -32,7 +34,7 @@ Colour Mix(const Colour& under, const Colour& over, double share) {
 
 // One pixel after the other is drawn, in rows.
 struct Painter {
-    EngineRig* rig;
+    TestEngine* engine;
     Random draws;
     Colour palette[6];  // the first is the backdrop
     double x, y;        // of the pixel, from -1 to 1
@@ -84,49 +86,51 @@ double TopAlpha(Painter* p, Scene scene) {
     return 256 * std::min(1.0, 3 - 2 * (p->x + p->y));
 }
 
-std::uint16_t SampleOf(const EngineRig& rig, double level) {
-    const double M = rig.globals.maxSample, scale = M == kMaxSample16 ? 128 : 1;
+std::uint16_t SampleOf(const TestEngine& engine, double level) {
+    const double M = engine.planes.maxSample, scale = M == 32767 ? 128 : 1;
     return static_cast<std::uint16_t>(std::min(std::max(level * scale, 0.0), M));
 }
 
 // Zero, one, round the largest sample, and at 16 bits the host's own largest and the type's.
-std::uint16_t ExtremeSample(const EngineRig& rig, Random* draws) {
-    const std::int32_t M = rig.globals.maxSample;
+std::uint16_t ExtremeSample(const TestEngine& engine, Random* draws) {
+    const std::int32_t M = engine.planes.maxSample;
     const std::int32_t samples[] = {0, 0, 1, M / 2, M - 1, M, M, M + 1, 65535};
-    return static_cast<std::uint16_t>(samples[draws->Below(rig.globals.depthBytes == 2 ? 9 : 7)]);
+    return static_cast<std::uint16_t>(samples[draws->Below(engine.planes.depth == 2 ? 9 : 7)]);
 }
 
 void PaintPixel(Painter* p, Scene scene, std::int64_t i) {
-    EngineRig& rig = *p->rig;
+    TestEngine& engine = *p->engine;
     const auto set = [&](Plane red, const Colour& c, bool exchanged) {
-        const std::uint16_t g = SampleOf(rig, c.g), b = SampleOf(rig, c.b);
-        rig.SetColour(red, i, SampleOf(rig, c.r), exchanged ? b : g, exchanged ? g : b);
+        const std::uint16_t g = SampleOf(engine, c.g), b = SampleOf(engine, c.b);
+        engine.SetColour(red, i, SampleOf(engine, c.r), exchanged ? b : g, exchanged ? g : b);
     };
-    set(kTopR, TopPixel(p, scene), rig.globals.FlagBlueLogic != 0);
+    set(kTopR, TopPixel(p, scene), engine.settings.blueBackdrop);
     set(kBottomR, {p->Level(0, 60) + 90 * (1 + p->x), 128 - 127 * p->x * p->y, p->Level(0, 256)}, false);
-    rig.Set(kTopA, i, SampleOf(rig, TopAlpha(p, scene)));
-    rig.Set(kSelection, i, p->draws.Below(4) == 0 ? 0 : SampleOf(rig, p->Level(1, 256)));
+    engine.Set(kTopA, i, SampleOf(engine, TopAlpha(p, scene)));
+    engine.Set(kSelection, i, p->draws.Below(4) == 0 ? 0 : SampleOf(engine, p->Level(1, 256)));
     if (scene != Scene::kExtremes) return;
     for (Plane plane : {kTopR, kTopG, kTopB, kTopA, kBottomR, kBottomG, kBottomB})
-        rig.Set(plane, i, ExtremeSample(rig, &p->draws));
+        engine.Set(plane, i, ExtremeSample(engine, &p->draws));
 }
 
 }  // namespace
 
-void PaintScene(EngineRig* rig, Scene scene, Random draws) {
-    Painter p{rig, draws, {}, 0, 0};
+void PaintScene(TestEngine* engine, Scene scene, Random draws) {
+    Painter p{engine, draws, {}, 0, 0};
     for (Colour& colour : p.palette) colour = {p.Level(0, 256), p.Level(0, 256), p.Level(0, 256)};
     p.palette[0].g = std::max(p.palette[0].g, 60.0);
-    for (std::int64_t i = 0; i < rig->Pixels(); ++i) {
-        p.x = 2.0 * static_cast<double>(i % rig->Width()) / rig->Width() - 1;
-        p.y = 2.0 * static_cast<double>(i / rig->Width()) / rig->Height() - 1;
+    for (std::int64_t i = 0; i < engine->Pixels(); ++i) {
+        p.x = 2.0 * static_cast<double>(i % engine->Width()) / engine->Width() - 1;
+        p.y = 2.0 * static_cast<double>(i / engine->Width()) / engine->Height() - 1;
         PaintPixel(&p, scene, i);
     }
 }
 
-void SetFlags(EngineRig* rig, unsigned bits) {
+void SetFlags(TestEngine* engine, unsigned bits) {
     for (const auto& flag : kFlags) {
-        rig->globals.*flag.field = bits & 1;
+        engine->settings.*flag.field = (bits & 1) != 0;
         bits >>= 1;
     }
 }
+
+}  // namespace test_support

@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tests/support/engine_rig.h"
+#include "tests/support/test_engine.h"
+
+namespace test_support {
 
 // Where numbers come from: a seed, or a fuzzer's bytes and, behind their end, what they seed. The same source
 // gives the same numbers everywhere, and copies draw the same ones.
@@ -38,10 +40,12 @@ enum class Scene {
 };
 constexpr Scene kScenes[] = {Scene::kNoise, Scene::kFigure, Scene::kPalette, Scene::kExtremes};
 
-// Fills the top and bottom planes and the selection, in the scale of the rig's samples. For a blue backdrop
-// (FlagBlueLogic) green and blue of the top layer change places.
-void PaintScene(EngineRig* rig, Scene scene, Random draws);
+// Fills the top and bottom planes and the selection, in the scale of the planes' samples. For a blue backdrop
+// (blueBackdrop) green and blue of the top layer change places.
+void PaintScene(TestEngine* engine, Scene scene, Random draws);
 
 // Flags from the low five bits.
 constexpr unsigned kAllFlags = 32, kBlue = 1, kPhoto = 2, kView = 4, kBlend = 8, kTransparency = 16;
-void SetFlags(EngineRig* rig, unsigned bits);
+void SetFlags(TestEngine* engine, unsigned bits);
+
+}  // namespace test_support

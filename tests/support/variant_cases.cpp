@@ -8,6 +8,8 @@
 
 #include "engine/variants.h"
 
+namespace test_support {
+
 namespace {
 
 std::int32_t DrawSlider(Random* draws) {
@@ -19,26 +21,29 @@ std::int32_t DrawSlider(Random* draws) {
     return kind == 3 ? draws->Between(0, 7) : draws->Between(0, 200);
 }
 
-std::vector<double> RunIn(const char* variant, EngineRig* rig, Stage stage) {
+std::vector<double> RunIn(const char* variant, TestEngine* engine, Stage stage) {
     if (!keying::SetActiveVariant(variant)) std::abort();  // the caller asks first
-    if (stage == Stage::kAnalysisAndKeying) rig->Analyse();
-    rig->Key();
-    return AnalysisOf(*rig);
+    if (stage == Stage::kAnalysisAndKeying) engine->Analyse();
+    engine->Key();
+    return NumbersOfBackdrop(engine->backdrop);
 }
 
 }  // namespace
 
-void DrawParameters(Random* draws, EngineRig* rig) {
+void DrawParameters(Random* draws, TestEngine* engine) {
     const unsigned flags = draws->Below(kAllFlags);
-    SetFlags(rig, draws->Below(3) == 0 ? kBlend | (flags & kBlue) : flags);  // as most runs are, or any
+    SetFlags(engine, draws->Below(3) == 0 ? kBlend | (flags & kBlue) : flags);  // as most runs are, or any
     for (const auto& slider : kSliders) {
-        if (draws->Below(2) == 0) rig->globals.*slider.field = DrawSlider(draws);
+        if (draws->Below(2) == 0) engine->settings.*slider.field = DrawSlider(draws);
     }
-    rig->SetHasSelection(draws->Below(3) == 0);
-    rig->abortAtCall = std::max(0, draws->Between(-6, 3));
+    // As the shell runs it: a preview has no selection and is never stopped.
+    const bool selection = draws->Below(3) == 0;
+    const std::int32_t twenties = std::max(0, draws->Between(-6, 3));
+    engine->SetHasSelection(selection && engine->settings.fullSize);
+    engine->stopFromRow = engine->settings.fullSize ? twenties * 20 : 0;
 }
 
-std::unique_ptr<EngineRig> DrawRun(Random draws) {
+std::unique_ptr<TestEngine> DrawRun(Random draws) {
     const std::uint32_t shape = draws.Below(8);
     std::int32_t width = draws.Between(1, 90), height = draws.Between(1, 60);
     if (shape == 0) {  // past the spans of 256 and the blocks of 1024
@@ -50,20 +55,22 @@ std::unique_ptr<EngineRig> DrawRun(Random draws) {
         if (draws.Below(2) == 0) std::swap(width, height);
     }
     const RunKind kind = kRunKinds[draws.Below(4)];
-    auto rig = std::make_unique<EngineRig>(width, height, kind, draws.Between(0, 33));
-    DrawParameters(&draws, rig.get());
+    auto engine = std::make_unique<TestEngine>(width, height, kind, draws.Between(0, 33));
+    DrawParameters(&draws, engine.get());
     const Scene scene = kScenes[draws.Below(std::size(kScenes))];
-    PaintScene(rig.get(), scene, draws);
-    return rig;
+    PaintScene(engine.get(), scene, draws);
+    return engine;
 }
 
-std::string DifferenceFromPlain(const char* variant, const RigMaker& make, Stage stage) {
+std::string DifferenceFromScalar(const char* variant, const EngineMaker& make, Stage stage) {
     const char* const active = keying::ActiveVariant()->name;
-    const std::unique_ptr<EngineRig> plain = make(), other = make();
-    const std::vector<double> expected = RunIn("scalar", plain.get(), stage);
+    const std::unique_ptr<TestEngine> scalar = make(), other = make();
+    const std::vector<double> expected = RunIn("scalar", scalar.get(), stage);
     const std::vector<double> actual = RunIn(variant, other.get(), stage);
     keying::SetActiveVariant(active);
     if (std::memcmp(expected.data(), actual.data(), expected.size() * sizeof expected[0]) != 0)
         return "the analyses differ";
-    return FirstDifference(*plain, *other);
+    return FirstDifference(*scalar, *other);
 }
+
+}  // namespace test_support
