@@ -14,7 +14,7 @@
 #include "shell/planes.h"
 #include "support/checked_heap.h"
 #include "support/module_state.h"
-#include "tests/support/variant_cases.h"
+#include "tests/support/compare_variants.h"
 #include "ui/preview.h"
 #include "ui/preview_geometry.h"
 

@@ -9,7 +9,7 @@
 #include "images/picture_check.h"
 #include "images/picture_metadata.h"
 #include "images/resample.h"
-#include "tests/support/variant_cases.h"
+#include "tests/support/compare_variants.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "engine/variants.h"
-#include "tests/support/variant_cases.h"
+#include "tests/support/compare_variants.h"
 
 using namespace test_support;
 

@@ -1,10 +1,9 @@
-// The backdrop's colour: hue, saturation and mean level, by the cases of analysis.cases, and the grid, by
-// those of grid.cases.
+// The backdrop: hue, saturation and mean level (analysis.cases), and the grid (grid.cases).
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "tests/support/cases.h"
+#include "tests/support/engine_cases.h"
 
 namespace {
 
@@ -16,11 +15,11 @@ Numbers MeansAt(double hue, double sat, double level) {
     return hue < 120 ? Numbers{middle, level, least} : Numbers{least, level, middle};
 }
 
-TEST(EngineAnalysis, RecoversHueSaturationAndLevel) {
+TEST(EngineAnalysis, MatchesItsCases) {
     for (const Case& c : ReadCases("analysis")) {
         const auto engine = EngineOf(c);
         keying::Backdrop& found = engine->backdrop;
-        found.meanR = found.meanG = found.meanB = 77;  // of an earlier analysis
+        found.meanR = found.meanG = found.meanB = 77;  // from an earlier analysis
         engine->Analyse();
         const Numbers expected = c.Has("means")
                                      ? c.settings.at("means")
@@ -35,7 +34,7 @@ Numbers CellAt(const TestEngine& engine, int cell) {
     return {grid.gridR[cell], grid.gridG[cell], grid.gridB[cell], static_cast<double>(grid.gridCount[cell])};
 }
 
-TEST(EngineBackdropGrid, FollowsTheCells) {
+TEST(EngineBackdropGrid, MatchesItsCases) {
     constexpr int kCell = 7 * keying::kGridSide + 12;
     for (Case c : ReadCases("grid")) {
         const CasePixel backdrop = c.pixels.at(0), own = c.pixels.at(1);
@@ -54,9 +53,10 @@ TEST(EngineBackdropGrid, FollowsTheCells) {
     }
 }
 
-TEST(EngineBackdropGrid, LargeCellsOvershootAndThinPicturesAreNoNumber) {
-    // 61 columns: x * 20 / 61 puts columns 0 to 3 into the first cell: 12 pixels, of 3660 / 400 = 9 on
-    // average. One column of 300: 15 pixels a cell, of 300 / 400 = 0 on average, and none in the next.
+TEST(EngineBackdropGrid, LargeCellsOvershootAndThinPicturesGiveNaN) {
+    // 61 columns: x * 20 / 61 puts columns 0 to 3 into the first cell: 12 pixels, where the average
+    // is 3660 / 400 = 9. One column of 300: 15 pixels in the first cell, where the average is 300 / 400 = 0,
+    // and none in the next.
     TestEngine wide(61, 60, RunKind::kFull8), thin(1, 300, RunKind::kFull8);
     for (TestEngine* engine : {&wide, &thin}) {
         for (std::int64_t i = 0; i < engine->Pixels(); ++i) engine->SetColour(kTopR, i, 50, 200, 100);
@@ -71,9 +71,9 @@ TEST(EngineBackdropGrid, LargeCellsOvershootAndThinPicturesAreNoNumber) {
     EXPECT_EQ(CellAt(thin, 1), (Numbers{50, 200, 100, 0}));
 }
 
-// Hue 115 and a saturation of 0.24 from the first ten rows, and a mean level of 34 with the others: the mean
-// colour is within 9 levels of grey, and has its hue all the same.
-TEST(EngineBackdropGrid, TakesTheHueOfAPaleBackdrop) {
+// The first ten rows have hue 115 and saturation 0.24, and the mean level of all rows is 34. The mean colour
+// is within 9 levels of grey but still has its hue.
+TEST(EngineBackdropGrid, UsesTheHueOfAPaleBackdrop) {
     TestEngine engine(60, 60, RunKind::kFull8);
     for (int i = 0; i < 3600; ++i)
         i < 600 ? engine.SetColour(kTopR, i, 39, 50, 38) : engine.SetColour(kTopR, i, 25, 31, 24);

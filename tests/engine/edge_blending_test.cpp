@@ -1,7 +1,7 @@
-// Edge blending by itself, on planes set by hand.
+// Edge blending alone (edge_blending.cases).
 #include <gtest/gtest.h>
 
-#include "tests/support/cases.h"
+#include "tests/support/engine_cases.h"
 
 namespace {
 
@@ -12,7 +12,7 @@ void BlendEdges(TestEngine* engine) {
     EXPECT_TRUE(engine->GuardsIntact());
 }
 
-TEST(EngineEdgeBlending, BlendsRowsAndColumns) {
+TEST(EngineEdgeBlending, MatchesItsCases) {
     const Numbers usualRed{12, 31, 47, 90, 10, 160, 77, 204, 99, 150};
     for (Case c : ReadCases("edge_blending")) {
         const Numbers &alphas = c.settings.at("alphas"), &red = c.Has("red") ? c.settings["red"] : usualRed;
@@ -37,8 +37,8 @@ TEST(EngineEdgeBlending, BlendsRowsAndColumns) {
     }
 }
 
-TEST(EngineEdgeBlending, ColumnsWorkOnWhatTheRowsMade) {
-    // Six columns of five equal rows, but for the alpha: columns 3 to 5 are opaque from row 2 down. The rows
+TEST(EngineEdgeBlending, ColumnsFollowTheRows) {
+    // Six columns of five rows, equal but for alpha: columns 3 to 5 are opaque from row 2 down. The rows
     // 2 to 4 have candidates 2 and 3, and write columns 1 to 4.
     constexpr int kColours[] = {12, 31, 47, 90, 10, 160};
     TestEngine engine(6, 5, RunKind::kPreview8);
@@ -49,7 +49,7 @@ TEST(EngineEdgeBlending, ColumnsWorkOnWhatTheRowsMade) {
     BlendEdges(&engine);
     // Column 4: 10, 26 and then, after candidate 3, (42 + 2 * 192) / 3 = 142, 158, 174. Row 2 alone is a
     // candidate: before (2 * 10 + 26) / 3 = 15.3, after (158 + 2 * 174) / 3 = 168.7. Column 1 is transparent
-    // in all rows: row 2 holds the mean before candidate 2, (2 * 44 + 63) / 3.
+    // in all rows: row 2 has the mean before candidate 2, (2 * 44 + 63) / 3.
     const int column4[] = {10, 15, 92, 168, 174}, column1[] = {31, 47, 50, 66, 82};
     for (int y = 0; y < 5; ++y) {
         EXPECT_EQ(engine.Get(kOutR, y * 6 + 4), column4[y]) << "row " << y;

@@ -11,8 +11,8 @@
 #include <sstream>
 
 #include "engine/variants.h"
+#include "tests/support/compare_variants.h"
 #include "tests/support/kept_text.h"
-#include "tests/support/variant_cases.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ std::uint64_t HashOfGroup(int group) {
     return hash;
 }
 
-TEST(FixedPictures, GiveTheSameBytesEverywhere) {
+TEST(FixedPictures, HaveTheKeptHashesInEveryVariant) {
     const char* const chosen = keying::ActiveVariant()->name;
     for (const char* const* variant = keying::kVariantNames; *variant != nullptr; ++variant) {
         if (!keying::SetActiveVariant(*variant)) {
@@ -55,8 +55,7 @@ TEST(FixedPictures, GiveTheSameBytesEverywhere) {
         std::ostringstream hashes;
         for (int n = 0; n < kGroups; ++n)
             hashes << "0x" << std::hex << std::setfill('0') << std::setw(16) << HashOfGroup(n) << '\n';
-        ASSERT_TRUE(test_support::MatchesKeptText(hashes.str(), "tests/engine/cases/fixed_pictures.hashes"))
-            << *variant;
+        ASSERT_TRUE(MatchesKeptText(hashes.str(), "tests/engine/cases/fixed_pictures.hashes")) << *variant;
     }
     keying::SetActiveVariant(chosen);
 }

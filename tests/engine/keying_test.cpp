@@ -1,20 +1,19 @@
-// The per-pixel pass, by the cases of keying.cases; the lookup between the grid's cells; the reports and the
-// ring of the row loop.
+// The per-pixel pass (keying.cases), the lookup between the grid's cells, the reports and the ring.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "tests/support/cases.h"
+#include "tests/support/engine_cases.h"
 
 namespace {
 
 using namespace test_support;
 
-TEST(EngineKeying, GivesWhatTheCasesSay) {
+TEST(EngineKeying, MatchesItsCases) {
     ExpectPictures("keying");
 }
 
-// The three channels differ by known factors, so that each is seen to be looked up by itself.
+// The three channels differ by known factors, so exchanged tables are noticed.
 void SetCell(TestEngine* engine, int row, int column, double g) {
     keying::BackdropGrid& grid = engine->backdrop.grid;
     grid.gridR[row * keying::kGridSide + column] = g / 2;
@@ -40,10 +39,10 @@ TEST(EngineBackdropLookup, InterpolatesBetweenCellsAndStopsAt18) {
         // 232 * 0.125 = 96. Exchanged: 40 * 0.375 + 80 * 0.375 + 112 * 0.125 + 232 * 0.125 = 88.
         {3, 4, 96},
         {4, 3, 88},
-        // The outer half cell of the near edges takes the first cell alone: column 2 is the last to.
+        // The outer half cell of the near edges has the first cell alone, up to column 2.
         {2, 0, 40},
         {0, 2, 40},
-        // Past 18 the cell 18 counts alone, never 19: column 75 is at 18.25, column 73 at 17.75, which makes
+        // Past 18 cell 18 counts alone, never 19: column 75 is at 18.25, column 73 at 17.75, which makes
         // 120 * 0.25 + 200 * 0.75.
         {75, 79, 200},
         {79, 74, 200},
@@ -82,18 +81,18 @@ TEST(EngineRowLoop, ReportsEveryTwentieth) {
     }
 }
 
-TEST(EngineRowLoop, RingLivesForOneRun) {
+TEST(EngineRowLoop, AllocatesTheRingForOneRun) {
     TestEngine engine(31, 9, RunKind::kPreview8);
     engine.Key();
     std::vector<std::int64_t> calls(7, 7 * 31 * 8);
     for (int block = 1; block <= 7; ++block) calls.push_back(-block);
     EXPECT_EQ(engine.heapCalls, calls);
     for (std::int32_t failing = 1; failing <= 7; ++failing) {
-        TestEngine poor(31, 9, RunKind::kPreview8);
-        poor.failBlockAt = failing;
-        poor.Key();
-        EXPECT_EQ(poor.result.status, keying::Status::kNoMemory);
-        EXPECT_EQ(poor.LiveBlocks(), 0) << "with allocation " << failing << " failing";
+        TestEngine failingEngine(31, 9, RunKind::kPreview8);
+        failingEngine.failBlockAt = failing;
+        failingEngine.Key();
+        EXPECT_EQ(failingEngine.result.status, keying::Status::kNoMemory);
+        EXPECT_EQ(failingEngine.LiveBlocks(), 0) << "with allocation " << failing << " failing";
     }
 }
 

@@ -1,12 +1,11 @@
-// The vector variants against the scalar reference, byte for byte: what the engine leaves must not depend on
-// the machine.
+// The vector variants must give the bytes of the scalar reference.
 #include <gtest/gtest.h>
 
 #include <iterator>
 
 #include "engine/variants.h"
-#include "tests/support/cases.h"
-#include "tests/support/variant_cases.h"
+#include "tests/support/compare_variants.h"
+#include "tests/support/engine_cases.h"
 
 #ifndef __has_feature
 #define __has_feature(name) 0
@@ -16,7 +15,7 @@ namespace {
 
 using namespace test_support;
 
-// How many cases a test draws where `full` would be many for a build that is slow.
+// The number of cases of a test: `full`, or fewer in a slow build.
 constexpr std::uint64_t Cases(std::uint64_t full) {
 #if defined(__SANITIZE_ADDRESS__) || __has_feature(address_sanitizer) || !defined(NDEBUG)
     return full / 10;
@@ -31,7 +30,7 @@ class Variants : public testing::TestWithParam<const char*> {
         if (!keying::VariantRunsHere(GetParam()))
             GTEST_SKIP() << "this machine does not run the variant " << GetParam();
     }
-    // make(seed) for that many seeds.
+    // Compares make(seed) for that many seeds.
     template <class Make>
     void ExpectScalarBytes(std::uint64_t cases, const Make& make, Stage stage = Stage::kAnalysisAndKeying) {
         for (std::uint64_t seed = 0; seed < Cases(cases); ++seed) {
@@ -46,7 +45,7 @@ class Variants : public testing::TestWithParam<const char*> {
 INSTANTIATE_TEST_SUITE_P(Engine, Variants, testing::Values("sse2", "avx2", "avx512"),
                          [](const auto& variant) { return std::string(variant.param); });
 
-TEST_P(Variants, HasPassesOfItsOwn) {
+TEST_P(Variants, HaveTheirOwnPasses) {
     const char* const before = keying::ActiveVariant()->name;
     ASSERT_TRUE(keying::SetActiveVariant("scalar"));
     const keying::Variant& scalar = *keying::ActiveVariant();
@@ -59,9 +58,9 @@ TEST_P(Variants, HasPassesOfItsOwn) {
     EXPECT_NE(variant.words.processRow, scalar.words.processRow);
 }
 
-// All widths past two vectors and the refinement's narrowest, and those round spans of 256 and blocks of
-// 1024, each with all flags at both depths and for both purposes.
-TEST_P(Variants, GiveTheScalarBytesAtEveryWidthAndFlag) {
+// All widths up to past two vectors, and those near spans of 256 and blocks of 1024, each with all flags and
+// kinds of run.
+TEST_P(Variants, MatchScalarAtEveryWidthAndFlag) {
     static constexpr std::int32_t kWide[] = {63, 255, 256, 257, 272, 511, 513, 1023, 1024, 1025, 1030};
     static constexpr std::uint64_t kWidths = 37 + std::size(kWide), kCases = kWidths * 4 * kAllFlags;
     ExpectScalarBytes(kCases, [](std::uint64_t seed) {
@@ -77,11 +76,11 @@ TEST_P(Variants, GiveTheScalarBytesAtEveryWidthAndFlag) {
     });
 }
 
-TEST_P(Variants, GiveTheScalarBytesOfWhateverIsDrawn) {
+TEST_P(Variants, MatchScalarInRandomRuns) {
     ExpectScalarBytes(1500, [](std::uint64_t seed) { return DrawRun(Random(seed)); });
 }
 
-// A colour near the one that a case is about, which is at the edge of a decision. n: 0 .. 124.
+// A colour near that of a case, which is at the limit of a decision. n: 0 .. 124.
 CasePixel Near(const CasePixel& seen, int n) {
     const int steps[] = {n % 5 - 2, n / 5 % 5 - 2, n / 25 - 2};
     CasePixel near{seen.top, {}, {}};
@@ -90,9 +89,8 @@ CasePixel Near(const CasePixel& seen, int n) {
     return near;
 }
 
-// Each of these colours alone, and as many times as the largest group that a vector variant decides about as
-// one.
-std::unique_ptr<TestEngine> RoundTheCase(Case c, unsigned flags) {
+// Each of these colours once, and 16 times: the largest group that a vector variant classifies as one.
+std::unique_ptr<TestEngine> NearTheCase(Case c, unsigned flags) {
     const CasePixel seen = c.pixels.at(0);
     c.pixels.clear();
     c.settings.erase("width");
@@ -105,30 +103,30 @@ std::unique_ptr<TestEngine> RoundTheCase(Case c, unsigned flags) {
     return engine;
 }
 
-TEST_P(Variants, GiveTheScalarBytesRoundTheCasesOfTheKeying) {
+TEST_P(Variants, MatchScalarNearTheKeyingCases) {
     for (const Case& c : ReadCases("keying")) {
         for (const unsigned flags : {kBlend | kTransparency, kBlend, kView, 0u}) {
             const unsigned all = flags | (c.Has("blue") ? kBlue : 0);
             ASSERT_EQ(DifferenceFromScalar(
-                          GetParam(), [&] { return RoundTheCase(c, all); }, Stage::kKeying),
+                          GetParam(), [&] { return NearTheCase(c, all); }, Stage::kKeying),
                       "")
                 << c.name;
         }
     }
 }
 
-TEST_P(Variants, GiveTheScalarBytesRoundTheCasesOfTheAnalysis) {
+TEST_P(Variants, MatchScalarNearTheAnalysisCases) {
     for (Case c : ReadCases("analysis")) {
         const CasePixel seen = c.pixels.back();
         for (int n = 0; n < 250; ++n) {
-            // From 125 on the pixel is the whole picture: the means tell its bins of hue and of saturation.
+            // From 125 on the pixel is the whole picture: the means show its bins of hue and saturation.
             if (n == 125) c.pixels.resize(1);
             c.pixels.back() = Near(seen, n % 125);
             ASSERT_EQ(DifferenceFromScalar(GetParam(), [&] { return EngineOf(c); }), "")
                 << c.name << ", colour " << n;
         }
     }
-    // The backdrop, and one pixel in each cell of the grid: its count tells whether it was accepted.
+    // The backdrop, and one pixel in each cell of the grid: the cell's count shows whether it was accepted.
     for (Case c : ReadCases("grid")) {
         const CasePixel backdrop = c.pixels.at(0), own = c.pixels.at(1);
         c.pixels.clear();

@@ -8,7 +8,7 @@
 
 #include "host/module.h"
 #include "shell/parameter_table.h"
-#include "tests/support/engine_scenes.h"
+#include "tests/support/scenes.h"
 #include "tests/support/test_shell.h"
 
 #ifdef __GLIBC__

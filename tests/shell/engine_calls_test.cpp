@@ -1,20 +1,11 @@
-// The operations on Globals: what they hand to the engine, and what becomes of its reports and failures.
+// The operations on Globals: what they pass to the engine, and its reports to the host.
 #include "shell/engine_calls.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <utility>
-
-#include "shell/globals.h"
-#include "support/checked_heap.h"
-#include "support/module_state.h"
-#include "tests/support/variant_cases.h"
+#include "tests/support/compare_variants.h"
+#include "tests/support/test_shell.h"
 
 namespace {
 
-using namespace filter;
 using namespace test_support;
 
 constexpr std::int32_t Globals::*kSliderFields[] = {
@@ -24,54 +15,15 @@ constexpr std::uint8_t Globals::*kFlagFields[] = {&Globals::FlagBlueLogic, &Glob
                                                   &Globals::FlagShowSelect, &Globals::FlagRealityInteg,
                                                   &Globals::FlagOutputAlpha};
 
-// A Globals over the planes and settings of a TestEngine, a host that keeps what it is asked, and a broker
-// that fails at a given call. One at a time: the callbacks carry no context.
+// The state record of an open host, with the planes and settings of a TestEngine.
 struct EngineCalls : testing::Test {
-    std::int16_t result = 0;
-    FilterRecord record{};
-    ReadImageDocumentDesc document{};
+    TestShell shell{PatternDocument(4, 3, 8, 2)};
+    Globals& globals = *shell.globals;
     ReadChannelDesc selection{};
-    SPBasicSuite broker{};
     std::unique_ptr<TestEngine> planes;
-    Globals globals{};
-
-    static EngineCalls* running;
-    std::int32_t abortAtCall = 0;
-    std::int32_t abortCalls = 0;
-    std::vector<std::pair<std::int32_t, std::int32_t>> progress;
-    std::size_t failBlockAt = 0;
-    std::vector<void*> blocks;
-    std::vector<std::int64_t> heapCalls;  // bytes of every block asked for; -n where the n-th was released
-
-    EngineCalls() {
-        running = this;
-        broker.AllocateBlock = [](std::size_t size, void** block) -> SPErr {
-            running->heapCalls.push_back(static_cast<std::int64_t>(size));
-            const bool fails = running->blocks.size() + 1 == running->failBlockAt;
-            running->blocks.push_back(*block = fails ? nullptr : std::malloc(size));
-            return 0;  // a null block is a failure too
-        };
-        broker.FreeBlock = [](void* block) -> SPErr {
-            const auto found = std::find(running->blocks.begin(), running->blocks.end(), block);
-            running->heapCalls.push_back(running->blocks.begin() - found - 1);
-            std::free(block);
-            *found = nullptr;
-            return 0;
-        };
-        gSPBasicSuite = &broker;
-        record.abortProc = []() -> Boolean { return ++running->abortCalls == running->abortAtCall; };
-        record.progressProc = [](std::int32_t done, std::int32_t total) {
-            running->progress.emplace_back(done, total);
-        };
-    }
-    ~EngineCalls() override { gSPBasicSuite = nullptr; }
 
     void Use(std::unique_ptr<TestEngine> engine) {
         planes = std::move(engine);
-        globals = {};
-        globals.result = &result;
-        globals.filterParamBlock = &record;
-        globals.docInfo = &document;
         globals.planeWidth = planes->Width();
         globals.planeHeight = planes->Height();
         globals.depthBytes = planes->planes.depth;
@@ -83,16 +35,17 @@ struct EngineCalls : testing::Test {
             globals.*kFlagFields[n] = planes->settings.*kFlags[n].field ? 2 : 0;  // any number but 0 is on
         for (int n = 0; n < filter::kPlaneCount; ++n)
             globals.*kPlanes[n] = planes->Bytes(static_cast<Plane>(n));
-        document.selection =
+        globals.docInfo->selection =
             planes->planes.selection != nullptr || !globals.finalRender ? &selection : nullptr;
-        abortAtCall = planes->stopFromRow / 20;
-        abortCalls = 0;
-        progress.clear();
+        ClearReport(*shell.host);
+        OptionsOf(*shell.host).abortAt = planes->stopFromRow / 20;
+    }
+    ~EngineCalls() override {  // the host did not allocate them
+        for (auto plane : kPlanes) globals.*plane = nullptr;
     }
 };
-EngineCalls* EngineCalls::running;
 
-TEST_F(EngineCalls, GiveWhatTheEngineGives) {
+TEST_F(EngineCalls, GiveTheEnginesResults) {
     for (std::uint64_t seed = 0; seed < 200; ++seed) {
         const std::unique_ptr<TestEngine> expected = DrawRun(Random(seed));
         expected->AnalyseAndKey();
@@ -104,7 +57,7 @@ TEST_F(EngineCalls, GiveWhatTheEngineGives) {
         ASSERT_EQ(HashBackdrop(backdrop), HashBackdrop(expected->backdrop)) << "seed " << seed;
         ASSERT_EQ(HashOutputs(*planes), HashOutputs(*expected)) << "seed " << seed;
         ASSERT_EQ(globals.progressPercent, expected->result.rows * 100 / expected->Height());
-        ASSERT_EQ(result, 0);
+        ASSERT_EQ(shell.result, 0);
         expected->ResetOutputs();
         planes->ResetOutputs();
         keying::BlendEdges(expected->planes);
@@ -125,32 +78,20 @@ TEST_F(EngineCalls, ReportToTheHostInStepsOfTwentyRows) {
     };
     for (const auto& run : runs) {
         Use(std::make_unique<TestEngine>(2, run.height, run.kind));
-        abortAtCall = run.abortAt;
+        OptionsOf(*shell.host).abortAt = run.abortAt;
         KeyPicture(&globals);
-        decltype(progress) expected;
+        const HostReport& report = ReportOf(*shell.host);
+        decltype(report.progress) expected;
         for (std::int32_t i = 1; i <= run.reports; ++i) expected.emplace_back(i, run.height / 20);
-        EXPECT_EQ(progress, expected) << run.height << " rows";
-        EXPECT_EQ(abortCalls, run.reports);
+        EXPECT_EQ(report.progress, expected) << run.height << " rows";
+        EXPECT_EQ(report.abortCalls, run.reports);
         EXPECT_EQ(globals.progressPercent, run.percent);
     }
-    record.progressProc = nullptr;
-    record.abortProc = nullptr;
+    shell.record->progressProc = nullptr;
+    shell.record->abortProc = nullptr;
     Use(std::make_unique<TestEngine>(2, 100, RunKind::kFull8));
     KeyPicture(&globals);
     EXPECT_EQ(globals.progressPercent, 100);
-}
-
-TEST_F(EngineCalls, TakeTheRingFromTheCheckedHeap) {
-    Use(std::make_unique<TestEngine>(31, 9, RunKind::kPreview8));
-    KeyPicture(&globals);
-    std::vector<std::int64_t> calls(7, 7 * 31 * 8 + 8);
-    for (int block = 1; block <= 7; ++block) calls.push_back(-block);
-    EXPECT_EQ(heapCalls, calls);
-    for (failBlockAt = 1; failBlockAt <= 7; ++failBlockAt) {
-        blocks.clear();
-        EXPECT_THROW(KeyPicture(&globals), HeapFailure);
-        EXPECT_EQ(blocks, std::vector<void*>(failBlockAt)) << "all released";
-    }
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
-// The engine alone: its records over a set of planes with guards, and callbacks that keep the reports and the
-// ring's blocks. For tests of the engine and of its vector variants, fuzzers and benchmarks; it knows no test
-// framework.
+// The engine with planes between guards, and callbacks that record the reports and the ring's blocks. For
+// tests, fuzzers and benchmarks of the engine. Uses no test framework.
 #pragma once
 
 #include <array>
@@ -15,11 +14,6 @@ namespace test_support {
 // Depth and purpose of a run. A preview of a 16-bit document holds samples of 0..255 in 16-bit planes.
 enum class RunKind { kFull8, kPreview8, kFull16, kPreview16 };
 constexpr RunKind kRunKinds[] = {RunKind::kFull8, RunKind::kPreview8, RunKind::kFull16, RunKind::kPreview16};
-
-// Half the height of the refinement's window, and how many rows it runs behind.
-constexpr std::int32_t Radius(RunKind kind) {
-    return kind == RunKind::kFull8 || kind == RunKind::kFull16 ? 2 : 1;
-}
 
 enum Plane {
     kTopR,
@@ -57,7 +51,7 @@ constexpr Setting<bool> kFlags[] = {{"blue", &keying::Settings::blueBackdrop},
 class TestEngine {
   public:
     // Top and bottom planes start at 0, topA opaque, and the out planes and the selection with a pattern that
-    // shows what was never written. `offset` moves the planes' first samples by that many samples from an
+    // shows unwritten samples. `offset` moves the planes' first samples by that many samples from an
     // alignment of 64 bytes.
     TestEngine(std::int32_t width, std::int32_t height, RunKind kind, std::int32_t offset = 0);
     ~TestEngine();
@@ -134,9 +128,8 @@ std::uint64_t HashOutputs(const TestEngine& engine);
 std::vector<double> NumbersOfBackdrop(const keying::Backdrop& backdrop);
 std::uint64_t HashBackdrop(const keying::Backdrop& backdrop);
 
-// Place and both values of the first difference between the planes of two engines of the same size, or
-// between their results and reports, or a sign that the second run harmed its memory; empty when there is
-// none.
+// The first difference between the planes, results and reports of two engines of the same size, or the damage
+// that the second run did to its memory; empty: none.
 std::string FirstDifference(const TestEngine& expected, const TestEngine& actual);
 
 }  // namespace test_support

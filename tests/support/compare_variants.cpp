@@ -1,4 +1,4 @@
-#include "tests/support/variant_cases.h"
+#include "tests/support/compare_variants.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -32,11 +32,11 @@ std::vector<double> RunIn(const char* variant, TestEngine* engine, Stage stage) 
 
 void DrawParameters(Random* draws, TestEngine* engine) {
     const unsigned flags = draws->Below(kAllFlags);
-    SetFlags(engine, draws->Below(3) == 0 ? kBlend | (flags & kBlue) : flags);  // as most runs are, or any
+    SetFlags(engine, draws->Below(3) == 0 ? kBlend | (flags & kBlue) : flags);  // the usual flags, or any
     for (const auto& slider : kSliders) {
         if (draws->Below(2) == 0) engine->settings.*slider.field = DrawSlider(draws);
     }
-    // As the shell runs it: a preview has no selection and is never stopped.
+    // As in the shell: a preview has no selection and is never stopped.
     const bool selection = draws->Below(3) == 0;
     const std::int32_t twenties = std::max(0, draws->Between(-6, 3));
     engine->SetHasSelection(selection && engine->settings.fullSize);
@@ -49,7 +49,7 @@ std::unique_ptr<TestEngine> DrawRun(Random draws) {
     if (shape == 0) {  // past the spans of 256 and the blocks of 1024
         width = draws.Between(200, 2600);
         height = height % 12 + 1;
-    } else if (shape == 1) {  // so few pixels to so full a cell that a cell's share is infinite
+    } else if (shape == 1) {  // so thin that a cell's share is infinite
         width = width % 3 + 1;
         height = draws.Between(100, 400);
         if (draws.Below(2) == 0) std::swap(width, height);

@@ -1,4 +1,4 @@
-// Pictures for the engine's tests, the same on every platform, and the numbers that they are drawn from.
+// Random pictures for the engine's tests, the same on every platform.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,11 @@
 
 namespace test_support {
 
-// Where numbers come from: a seed, or a fuzzer's bytes and, behind their end, what they seed. The same source
-// gives the same numbers everywhere, and copies draw the same ones.
+// Random numbers from a seed, or from a fuzzer's bytes and then a seed made of them. The same source gives
+// the same numbers everywhere, and a copy gives the same numbers.
 //
-// Numbers are drawn one to an expression, or in a list between braces: elsewhere the order of evaluation is
-// the compiler's.
+// Draw one number per expression, or several in a braced list: elsewhere the order of evaluation is
+// undefined.
 class Random {
   public:
     explicit Random(std::uint64_t seed) : state_(seed * 2 + 1) {}
@@ -32,16 +32,16 @@ class Random {
 };
 
 enum class Scene {
-    kNoise,    // every sample for itself
-    kFigure,   // a lit figure before an uneven backdrop: soft edges, cloth, a veil, strands of hair
-    kPalette,  // few colours before a backdrop: pure, mixed with it, the backdrop at another level; top
-               // alphas round the engine's limits
+    kNoise,    // independent samples
+    kFigure,   // a figure on an uneven backdrop: soft edges, cloth, a veil, strands of hair
+    kPalette,  // few colours on a backdrop: pure, mixed with it, the backdrop at another level; top
+               // alphas near the engine's limits
     kExtremes  // zeros, maxima and samples beyond them
 };
 constexpr Scene kScenes[] = {Scene::kNoise, Scene::kFigure, Scene::kPalette, Scene::kExtremes};
 
 // Fills the top and bottom planes and the selection, in the scale of the planes' samples. For a blue backdrop
-// (blueBackdrop) green and blue of the top layer change places.
+// (blueBackdrop) green and blue of the top layer are exchanged.
 void PaintScene(TestEngine* engine, Scene scene, Random draws);
 
 // Flags from the low five bits.

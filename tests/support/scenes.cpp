@@ -1,4 +1,4 @@
-#include "tests/support/engine_scenes.h"
+#include "tests/support/scenes.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,7 +21,7 @@ std::uint32_t Random::Below(std::uint32_t count) {
 
 namespace {
 
-// In 8-bit levels; what is beyond the range is cut off where it is stored. Doubles of 256ths are exact.
+// In 8-bit levels, limited when stored. Doubles of 256ths are exact.
 struct Colour {
     double r, g, b;
 };
@@ -32,7 +32,7 @@ Colour Mix(const Colour& under, const Colour& over, double share) {
     return {mix(under.r, over.r), mix(under.g, over.g), mix(under.b, over.b)};
 }
 
-// One pixel after the other is drawn, in rows.
+// Draws the pixels in rows.
 struct Painter {
     TestEngine* engine;
     Random draws;
@@ -45,8 +45,8 @@ struct Painter {
     }
 };
 
-// A backdrop that falls off from the middle, and before it a figure that fades out between 0.6 and 0.75 of
-// the half picture, with strands across its upper part and a veil on its lower left.
+// A backdrop that is darker towards the edges, and a figure that fades between 0.6 and 0.75 of the half
+// picture, with strands across its upper part and a veil at the lower left.
 Colour FigurePixel(Painter* p) {
     const double distance = p->x * p->x + p->y * p->y;
     const int along = static_cast<int>(p->x * 40 + 40), down = static_cast<int>(p->y * 30 + 30);
@@ -77,7 +77,7 @@ Colour TopPixel(Painter* p, Scene scene) {
     }
 }
 
-// Opaque but for a corner that fades away, round the engine's limits, or anything.
+// Opaque except a corner that fades, near the engine's limits, or random.
 double TopAlpha(Painter* p, Scene scene) {
     const double limits[] = {3, 13, 51, 128, 204, 230, 242, 252, 255, 255};
     if (scene == Scene::kNoise) return p->Level(0, 256);
@@ -91,7 +91,7 @@ std::uint16_t SampleOf(const TestEngine& engine, double level) {
     return static_cast<std::uint16_t>(std::min(std::max(level * scale, 0.0), M));
 }
 
-// Zero, one, round the largest sample, and at 16 bits the host's own largest and the type's.
+// Zero, one, near the largest sample, and at 16 bits the largest of the host and of the type.
 std::uint16_t ExtremeSample(const TestEngine& engine, Random* draws) {
     const std::int32_t M = engine.planes.maxSample;
     const std::int32_t samples[] = {0, 0, 1, M / 2, M - 1, M, M, M + 1, 65535};

@@ -1,15 +1,14 @@
-// The engine's cases worked by hand, kept as text in tests/engine/cases.
+// The engine's cases, calculated by hand and kept as text in tests/engine/cases.
 //
 //   # comment
 //   with SETTINGS                     of all cases that follow, up to the next such line
 //   case NAME SETTINGS : PIXELS => NUMBERS
 //        PIXELS                       a line that begins with a space continues the last case
 //
-// SETTINGS are words, or name=NUMBERS; a case's own come before those of `with`. PIXELS are divided by |,
-// each
+// SETTINGS are words or name=NUMBERS; a case's own override those of `with`. PIXELS are separated by |, each
 // "[count of] TOP [over BOTTOM] [-> RESULT]": red, green, blue and alpha, the bottom without alpha. NUMBERS
-// are divided by commas or spaces: a number, a quotient a/b, * for one that the case does not ask for, ~f for
-// the share f of kFineAlpha, cut; NxV is V, N times.
+// are separated by commas or spaces: a number, a quotient a/b, * for a number that the case does not test, ~f
+// for the share f of kFineAlpha, truncated; NxV is V, N times.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,14 +21,14 @@
 #include <memory>
 #include <sstream>
 
-#include "tests/support/engine_scenes.h"
+#include "tests/support/scenes.h"
 #include "tests/support/test_engine.h"
 
 namespace test_support {
 
 using Numbers = std::vector<double>;
 constexpr double kAny = -1;
-// A top alpha that a preview of a 16-bit document takes and that shows alpha in steps of 1 / 50003.
+// A top alpha for a preview of a 16-bit document, which resolves alpha in steps of 1 / 50003.
 constexpr int kFineAlpha = 50003;
 
 struct CasePixel {
@@ -67,7 +66,7 @@ inline Numbers NumbersOf(std::string text) {
     return numbers;
 }
 
-// Gives the text before the mark, or all of it without one; the text keeps what is after the mark.
+// Returns the text before the mark, or all of it without a mark, and removes both from the text.
 inline std::string CutAt(const char* mark, std::string* text) {
     const std::size_t at = text->find(mark);
     const std::string before = text->substr(0, at);
@@ -170,9 +169,9 @@ inline std::unique_ptr<TestEngine> EngineOf(const Case& c) {
     return engine;
 }
 
-// Keys the case and compares its pixels; `analysed`: after an analysis, `exchanged`: with green and blue of
-// the top layer and of the result exchanged, so that a case states logical channels; `differs`: with other
-// values than the stated ones.
+// Keys the case and compares its pixels. `analysed`: after an analysis. `exchanged`: green and blue of the
+// top layer and of the result are exchanged, so a case has logical channels. `differs`: the result must
+// differ.
 inline void ExpectPicture(const Case& c) {
     const std::unique_ptr<TestEngine> engine = EngineOf(c);
     if (c.Has("exchanged")) engine->ExchangePlanes(kTopG, kTopB);
@@ -182,9 +181,9 @@ inline void ExpectPicture(const Case& c) {
     for (std::size_t n = 0; n < c.pixels.size(); ++n) {
         Numbers expected = c.pixels[n].expected, found;
         expected.resize(std::size(kOutputs), kAny);
-        for (double asked : expected) {
+        for (double value : expected) {
             const Plane plane = kOutputs[found.size()];
-            found.push_back(asked == kAny ? kAny : engine->Get(plane, static_cast<std::int64_t>(n)));
+            found.push_back(value == kAny ? kAny : engine->Get(plane, static_cast<std::int64_t>(n)));
         }
         EXPECT_EQ(found == expected, !c.Has("differs"))
             << c.name << ", pixel " << n << ": " << testing::PrintToString(expected) << ", found "
