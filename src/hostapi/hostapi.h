@@ -1,8 +1,9 @@
-// The host's plug-in interface, as far as this module and the stand-in host use it.
+// The part of the host's plug-in interface that the module and the stand-in host use, with the host's
+// published names.
 //
-// The layouts are the host's and are binary: FilterRecord is packed to 4 bytes on every platform, everything
-// else has natural alignment. Names are the host's published ones. hostapi_layout.cpp pins the offset of
-// every field that is touched. Calling convention is C throughout.
+// The layouts are binary: FilterRecord is packed to 4 bytes on every platform, all other records have natural
+// alignment. hostapi_layout.cpp checks the offset of every field that is used. All functions have C calling
+// convention.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +15,7 @@ using SPErr = std::int32_t;
 using Fixed = std::int32_t;  // 16.16
 using FourCharCode = std::uint32_t;
 
-// A block whose first pointer-sized word is the address of the data, valid also while unlocked.
+// A pointer to the address of the data, valid also while the handle is unlocked.
 using Handle = char**;
 
 struct Rect {
@@ -37,7 +38,7 @@ struct RGBColor {
     std::uint16_t red, green, blue;
 };
 
-// 'RGre' and its kin: the first character stands in the high byte.
+// A code such as 'RGre': the first character is the high byte.
 constexpr FourCharCode FourCC(const char (&code)[5]) {
     return static_cast<FourCharCode>(static_cast<unsigned char>(code[0])) << 24 |
            static_cast<FourCharCode>(static_cast<unsigned char>(code[1])) << 16 |
@@ -103,7 +104,7 @@ constexpr std::int32_t kPSBufferSuiteVersion = 1;
 
 using PIChannelPort = struct OpaqueChannelPort*;
 
-// Where the host is to put samples: data is the address of the first; distances and sizes are in bits.
+// Memory for the host's samples. data is the address of the first; the other fields are in bits.
 struct PixelMemoryDesc {
     void* data;
     std::int32_t rowBits;

@@ -1,5 +1,5 @@
-// Pins the host's binary layout. A wrong offset here would not fail to compile anywhere else; it would read
-// the host's memory in the wrong place.
+// Checks the host's binary layout. Without these checks a wrong offset would compile and read the wrong
+// memory of the host.
 #include "hostapi/hostapi.h"
 
 namespace {

@@ -1,12 +1,12 @@
-// The About box, which the host opens from its menu.
+// The About box, opened from the host's menu.
 #pragma once
 
 struct AboutRecord;
 
 namespace filter {
 
-// Shows the box over the window of record's platformData and waits until it is closed; does nothing where
-// there is no Win32. The host's suite broker must have been stored before (gSPBasicSuite).
+// Shows the box over the window of record's platformData and waits until it is closed. Does nothing without
+// Win32. gSPBasicSuite must be set.
 void ShowAboutBox(AboutRecord* record);
 
 }  // namespace filter

@@ -1,7 +1,6 @@
 #include <windows.h>
 
 #include "support/lazy_suite.h"
-#include "support/module_state.h"
 #include "ui/about_box.h"
 #include "ui/dialog_ids.h"
 #include "ui/dialog_window_win32.h"
@@ -9,7 +8,7 @@
 namespace filter {
 namespace {
 
-// "Version" is the filter's, and part of its design; the module's own goes into the rights notice.
+// "Version" is that of the filter's design; the release of this module has a line of its own.
 constexpr char kAboutText[] =
     "Marble Frond Keeper\n"
     " Twin Plate Rig\n"
@@ -24,13 +23,13 @@ constexpr char kAboutText[] =
 constexpr char kPageLabel[] = "MarbleFrondKeeper";
 constexpr char kPage[] = "https://www.frond.example/";
 
-// Asks the host to open the product's page. A host that cannot does nothing.
+// Asks the host to open the product's page. Does nothing if the host lacks the suite.
 void OpenPage() {
     try {
         const auto* suite = static_cast<const PSGetFileListSuite*>(AcquireLazySuite(&gGetFileListSuite));
         if (suite != nullptr) suite->BrowseUrl(kPage);
     } catch (const SuiteFailure&) {
-        // There is nobody to tell: this path has no result cell, and the box stays open.
+        // There is no result cell to report this to. The box stays open.
     }
 }
 
@@ -44,7 +43,7 @@ INT_PTR CALLBACK AboutProc(HWND window, UINT message, WPARAM wParam, LPARAM) {
         case WM_CHAR:
             if (wParam == VK_ESCAPE || wParam == VK_RETURN) EndDialog(window, 0);
             return TRUE;
-        case WM_LBUTTONDOWN:  // the texts let clicks through, so that one anywhere closes the box
+        case WM_LBUTTONDOWN:  // static controls pass clicks on: a click anywhere closes the box
             EndDialog(window, 0);
             return TRUE;
         case WM_COMMAND:

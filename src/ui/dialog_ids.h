@@ -1,9 +1,9 @@
-// Controls of the dialog templates in resources/dialogs.rc.
+// Identifiers of the dialog templates and controls in resources/dialogs.rc.
 #pragma once
 
 namespace filter {
 
-// The template's name; case does not count.
+// Name of the template; not case-sensitive.
 constexpr char kParameterDialogTemplate[] = "MarbleFrondKeeperPluginPARAM";
 constexpr int kAboutTemplate = 16000;
 
@@ -21,7 +21,7 @@ enum ParameterDialogId {
     kIdShowSelect = 1014,
     kIdBlueLogic = 1015,
     kIdOrgPhoto = 1016,
-    kIdHelp = 1017,  // invisible, and shown by nothing
+    kIdHelp = 1017,  // always invisible
     kIdOutputAlpha = 1018,
     kIdReset = 1019,
     kIdZoom = 1021,

@@ -12,28 +12,28 @@ HINSTANCE ModuleInstance() {
     return static_cast<HINSTANCE>(gModuleInstance);
 }
 
-// The module's side-by-side context, active on this thread as long as the record lives. Windows made it one
-// already to find the module's own imports, but the classes of the dialog's controls are looked up in the
-// context of whoever opens the dialog. Where it cannot be made, the dialog gets the host's controls.
-class ManifestContext {
+// Activates the module's manifest on this thread for the lifetime of the object. Windows uses the manifest
+// for the module's imports by itself, but it looks up the classes of a dialog's controls in the active
+// context. Without the context the dialog gets the host's controls.
+class ActivationContext {
   public:
-    ManifestContext() {
+    ActivationContext() {
         ACTCTXW request{};
         request.cbSize = sizeof request;
         request.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID | ACTCTX_FLAG_HMODULE_VALID;
-        request.lpResourceName = MAKEINTRESOURCEW(2);  // where a library keeps its manifest
+        request.lpResourceName = MAKEINTRESOURCEW(2);  // the manifest of a library has id 2
         request.hModule = ModuleInstance();
         context_ = CreateActCtxW(&request);
         active_ = context_ != INVALID_HANDLE_VALUE && ActivateActCtx(context_, &cookie_);
     }
 
-    ~ManifestContext() {
+    ~ActivationContext() {
         if (active_) DeactivateActCtx(0, cookie_);
         if (context_ != INVALID_HANDLE_VALUE) ReleaseActCtx(context_);
     }
 
-    ManifestContext(const ManifestContext&) = delete;
-    ManifestContext& operator=(const ManifestContext&) = delete;
+    ActivationContext(const ActivationContext&) = delete;
+    ActivationContext& operator=(const ActivationContext&) = delete;
 
   private:
     HANDLE context_ = INVALID_HANDLE_VALUE;
@@ -45,7 +45,7 @@ class ManifestContext {
 
 INT_PTR RunDialog(LPCSTR templateName, const PlatformData* platformData, DLGPROC procedure,
                   LPARAM parameter) {
-    const ManifestContext context;
+    const ActivationContext context;
     const INITCOMMONCONTROLSEX trackbars = {sizeof trackbars, ICC_BAR_CLASSES};
     InitCommonControlsEx(&trackbars);
     const auto owner = platformData == nullptr ? nullptr : static_cast<HWND>(platformData->hwnd);
@@ -70,8 +70,8 @@ void CentreDialog(HWND window) {
     const VRect rect = ScreenRectOf(window);
     const DialogSize size = {rect.right - rect.left, rect.bottom - rect.top};
     const DialogSize screen = {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
-    const VPoint at = DialogCorner({corners[0].y, corners[0].x, corners[1].y, corners[1].x}, size, screen,
-                                   DialogInset(GetSystemMetrics(SM_CXSIZE), hasSystemMenu));
+    const VPoint at = DialogPosition({corners[0].y, corners[0].x, corners[1].y, corners[1].x}, size, screen,
+                                     DialogLeftShift(GetSystemMetrics(SM_CXSIZE), hasSystemMenu));
     SetWindowPos(window, nullptr, at.h, at.v, size.width, size.height, SWP_NOZORDER);
 }
 

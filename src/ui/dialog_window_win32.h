@@ -1,4 +1,4 @@
-// What both dialogs share.
+// Functions of both dialogs.
 #pragma once
 
 #include <windows.h>
@@ -7,15 +7,15 @@
 
 namespace filter {
 
-// Runs a modal dialog of the module's resources over the host's main window, which may be null, with the
-// common controls that the module's own manifest asks for, whatever the host's manifest says. Gives what
-// EndDialog was given, or -1 when the dialog could not be opened.
+// Runs a modal dialog of the module's resources over the host's main window, which may be null. The dialog
+// uses the common controls of the module's manifest, not of the host's. Returns the value passed to
+// EndDialog, or -1 if the dialog cannot be opened.
 INT_PTR RunDialog(LPCSTR templateName, const PlatformData* platformData, DLGPROC procedure, LPARAM parameter);
 
-// Moves a dialog over its parent: in the middle, a third of the way down (preview_geometry.h).
+// Moves a dialog to its DialogPosition over its parent.
 void CentreDialog(HWND window);
 
-// A control's rectangle on the screen.
+// The rectangle of a control in screen coordinates.
 VRect ScreenRectOf(HWND control);
 
 }  // namespace filter

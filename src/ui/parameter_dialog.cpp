@@ -1,4 +1,4 @@
-// The dialog is a Win32 window; elsewhere a run takes its parameters from the host's descriptor alone.
+// There is no dialog without Win32: the parameters only come from the host's descriptor.
 #include "ui/parameter_dialog.h"
 
 namespace filter {

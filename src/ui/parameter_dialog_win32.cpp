@@ -1,10 +1,9 @@
-// The dialog holds no parameters: each control writes its field of Globals the moment it moves, and every
-// move keys the preview again before the handler returns.
+// The dialog stores no parameters: each control writes its field of Globals on every move, and the handler
+// keys the preview again before it returns.
 //
-// A composition or a painting can let further messages in: through a message box, or through a host that
-// handles messages in its services. The handlers of those messages write their fields and note what is to be
-// done again; only the outermost call, in DoPending, does it. So nothing frees or replaces a plane that
-// somebody reads.
+// Composing and painting can dispatch further messages: a message box does, and so does a host that handles
+// messages in its services. Handlers of such nested messages write their fields and add to the pending work,
+// which only the outermost PerformPending performs. So no plane is freed or replaced while it is read.
 #include <windows.h>
 
 #include <commctrl.h>
@@ -26,15 +25,15 @@
 namespace filter {
 namespace {
 
-// The record of the open dialog; null while there is none.
+// The record of the open dialog, otherwise null.
 Globals* gDialogGlobals = nullptr;
 
 enum class Activity { kNone, kComposing, kPainting };
 
-// Work that messages have asked for. Whatever is set, the preview is painted again at the end.
+// Work that messages have requested. The preview is always painted again afterwards.
 struct Work {
     bool reset = false;
-    bool refit = false;    // and load the planes again
+    bool refit = false;    // also reloads the planes
     bool analyse = false;  // before keying
     bool compose = false;
     bool repaint = false;
@@ -43,20 +42,20 @@ struct Work {
 };
 
 struct DialogState {
-    HWND window = nullptr;  // null once it is destroyed
+    HWND window = nullptr;  // null after its destruction
     Activity activity = Activity::kNone;
     Work pending;
-    int ending = 0;  // kIdOk or kIdCancel, whichever came first; 0 while the dialog is open
+    int ending = 0;  // the first of kIdOk and kIdCancel; 0 while the dialog is open
 };
 DialogState gDialog;
 
-// Posted to itself after a painting that left work.
-constexpr UINT kDoPendingMessage = WM_APP;
+// The dialog posts this to itself when work is pending after a painting.
+constexpr UINT kPerformPendingMessage = WM_APP;
 
 constexpr int kSliderMaximum = 200;
 constexpr int kPercentMaximum = 100;  // of zoom and scroll
 
-// In the order in which they are set up.
+// In the order of their setup.
 struct SliderControl {
     int id;
     std::int32_t Globals::*field;
@@ -83,7 +82,7 @@ constexpr CheckBoxControl kCheckBoxes[] = {
 static_assert(std::size(kSliders) + std::size(kCheckBoxes) == kParameterCount,
               "every parameter has its control");
 
-// No exception may leave a window procedure: want of memory becomes a code, and the dialog stays open.
+// Catches all exceptions, since none may leave a window procedure. The dialog stays open.
 void Compose(Globals* globals) {
     if (gDialog.ending != 0) return;
     const bool analyses = globals->mustAnalyse != 0;
@@ -94,25 +93,25 @@ void Compose(Globals* globals) {
     } catch (...) {
         Fail(globals, memFullErr);
     }
-    // The view moved between the reads of two planes, so that what was analysed is no picture.
+    // The view changed between the reads of two planes: the planes that were analysed do not match.
     if (analyses && gDialog.pending.refit) gDialog.pending.analyse = true;
 }
 
 void Paint(Globals* globals) {
     if (gDialog.ending != 0) return;
-    const Activity outer = std::exchange(gDialog.activity, Activity::kPainting);
+    const Activity previous = std::exchange(gDialog.activity, Activity::kPainting);
     PaintPreview(globals, gDialog.window);
-    gDialog.activity = outer;
+    gDialog.activity = previous;
 }
 
-// Fits the preview into its area afresh, which also has the next composition load the planes.
+// Fits the preview into its area. FitPreview also makes the next composition reload the planes.
 void RefitPreview(Globals* globals, HWND window) {
     const VRect bounds = globals->docInfo == nullptr ? VRect{} : globals->docInfo->bounds;
     const std::int32_t width = globals->previewWidth;
     const std::int32_t height = globals->previewHeight;
     ReadPreviewRect(window, &globals->proxyRect);
     FitPreview(globals, bounds, &globals->proxyRect, &globals->scaleFactor);
-    // Windows may have scaled the dialog for another screen.
+    // Windows may scale the dialog for another screen.
     if (globals->previewWidth != width || globals->previewHeight != height) ReleasePreviewBuffers(globals);
 }
 
@@ -121,7 +120,7 @@ void SetUpControls(const Globals* globals, HWND window) {
         SendDlgItemMessageA(window, slider.id, TBM_SETRANGEMAX, TRUE, kSliderMaximum);
         SendDlgItemMessageA(window, slider.id, TBM_SETPOS, TRUE, globals->*slider.field);
     }
-    // The zoom slider gets no position, at any time: after Reset its thumb stays where the user left it.
+    // The position of the zoom slider is never set, on purpose: after Reset its thumb stays where it is.
     SendDlgItemMessageA(window, kIdZoom, TBM_SETRANGEMAX, TRUE, kPercentMaximum);
     for (const SliderControl& bar : kScrollBars) {
         SendDlgItemMessageA(window, bar.id, SBM_SETRANGE, 0, kPercentMaximum);
@@ -130,7 +129,7 @@ void SetUpControls(const Globals* globals, HWND window) {
     for (const CheckBoxControl& box : kCheckBoxes) CheckDlgButton(window, box.id, globals->*box.field);
 }
 
-void Open(Globals* globals, HWND window) {
+void SetUpDialog(Globals* globals, HWND window) {
     CentreDialog(window);
     RefitPreview(globals, window);
     SetUpControls(globals, window);
@@ -138,12 +137,12 @@ void Open(Globals* globals, HWND window) {
     Paint(globals);
 }
 
-// Reset opens the dialog a second time in its place. The planes and preview buffers of the first opening are
-// given up, not freed, and the window moves back over its parent; both are meant.
-void Do(const Work& work, Globals* globals, HWND window) {
+// Reset sets the dialog up again in the same window. It abandons the planes and preview buffers without
+// freeing them and centres the window over its parent again. Both are intended.
+void Perform(const Work& work, Globals* globals, HWND window) {
     if (work.reset) {
         ResetGlobals(globals);
-        Open(globals, window);
+        SetUpDialog(globals, window);
         if (gDialog.ending != 0) return;
     }
     if (work.refit) RefitPreview(globals, window);
@@ -152,42 +151,42 @@ void Do(const Work& work, Globals* globals, HWND window) {
     if (gDialog.ending == 0) InvalidatePreview(window);
 }
 
-// Does what the messages have asked for until nothing is left, then ends the dialog if one of them asked for
-// that. While a composition or a painting runs, all of this waits for its end.
-void DoPending(Globals* globals) {
+// Performs the pending work until none is left, then ends the dialog if a message requested it. Does nothing
+// during a composition or a painting.
+void PerformPending(Globals* globals) {
     if (gDialog.activity != Activity::kNone) return;
     gDialog.activity = Activity::kComposing;
     while (gDialog.ending == 0 && gDialog.pending.Any()) {
-        Do(std::exchange(gDialog.pending, {}), globals, gDialog.window);
+        Perform(std::exchange(gDialog.pending, {}), globals, gDialog.window);
     }
     gDialog.activity = Activity::kNone;
     if (gDialog.ending == 0) return;
     if (gDialog.window != nullptr) {
         EndDialog(gDialog.window, gDialog.ending);
     } else {
-        // The dialog's loop looks for its window after each message from the queue; this makes sure of one.
+        // The dialog's message loop only notices a destroyed window after a message from the queue.
         PostThreadMessageA(GetCurrentThreadId(), WM_NULL, 0, 0);
     }
 }
 
-void ComposeAgain(Globals* globals) {
+void Recompose(Globals* globals) {
     gDialog.pending.compose = true;
-    DoPending(globals);
+    PerformPending(globals);
 }
 
-INT_PTR Initialise(HWND window, LPARAM parameter) {
+INT_PTR OnInitDialog(HWND window, LPARAM parameter) {
     gDialogGlobals = reinterpret_cast<Globals*>(parameter);
     gDialog = {};
     gDialog.window = window;
     gDialog.activity = Activity::kComposing;
-    Open(gDialogGlobals, window);
+    SetUpDialog(gDialogGlobals, window);
     gDialog.activity = Activity::kNone;
-    DoPending(gDialogGlobals);
-    return FALSE;  // the focus stays where it is
+    PerformPending(gDialogGlobals);
+    return FALSE;  // keeps the focus
 }
 
-// The system takes the window as painted once this returns, and would lose an invalidation made here: what
-// came during the painting is done in a message of its own.
+// When this returns, Windows validates the window and would drop an invalidation made here. So work that was
+// requested during the painting gets a message of its own.
 INT_PTR OnPaint(Globals* globals, HWND window) {
     if (gDialog.activity == Activity::kPainting) {
         gDialog.pending.repaint = true;
@@ -195,24 +194,24 @@ INT_PTR OnPaint(Globals* globals, HWND window) {
     }
     Paint(globals);
     if (gDialog.ending != 0) {
-        DoPending(globals);
+        PerformPending(globals);
     } else if (gDialog.pending.Any()) {
-        PostMessageA(window, kDoPendingMessage, 0, 0);
+        PostMessageA(window, kPerformPendingMessage, 0, 0);
     }
     return FALSE;
 }
 
-// A thumb that is dragged or dropped. The arrows and troughs are dead on purpose.
-void ScrollTo(Globals* globals, HWND window, const SliderControl& bar, WPARAM report) {
-    const int code = LOWORD(report);
+// Reacts to dragging and dropping the thumb only: arrows and troughs do nothing, on purpose.
+void OnThumbMoved(Globals* globals, HWND window, const SliderControl& bar, WPARAM wParam) {
+    const int code = LOWORD(wParam);
     if (code != SB_THUMBPOSITION && code != SB_THUMBTRACK) return;
-    globals->*bar.field = static_cast<std::int16_t>(HIWORD(report));
+    globals->*bar.field = static_cast<std::int16_t>(HIWORD(wParam));
     SendDlgItemMessageA(window, bar.id, SBM_SETPOS, globals->*bar.field, TRUE);
     gDialog.pending.refit = true;
 }
 
-// Whatever the sender and the notification, the preview is keyed again.
-INT_PTR OnScroll(Globals* globals, HWND window, WPARAM report, HWND sender) {
+// Every notification of any sender keys the preview again.
+INT_PTR OnScroll(Globals* globals, HWND window, WPARAM wParam, HWND sender) {
     const auto sentBy = [&](int id) { return sender != nullptr && sender == GetDlgItem(window, id); };
     const auto position = [&] { return static_cast<std::int32_t>(SendMessageA(sender, TBM_GETPOS, 0, 0)); };
     for (const SliderControl& slider : kSliders) {
@@ -223,77 +222,71 @@ INT_PTR OnScroll(Globals* globals, HWND window, WPARAM report, HWND sender) {
         gDialog.pending.refit = true;
     }
     for (const SliderControl& bar : kScrollBars) {
-        if (sentBy(bar.id)) ScrollTo(globals, window, bar, report);
+        if (sentBy(bar.id)) OnThumbMoved(globals, window, bar, wParam);
     }
-    ComposeAgain(globals);
+    Recompose(globals);
     return TRUE;
 }
 
-INT_PTR Toggle(Globals* globals, HWND window, const CheckBoxControl& box) {
+INT_PTR ToggleCheckBox(Globals* globals, HWND window, const CheckBoxControl& box) {
     globals->*box.field = globals->*box.field == 0;
     CheckDlgButton(window, box.id, globals->*box.field);
     if (box.id == kIdBlueLogic) gDialog.pending.analyse = true;
-    ComposeAgain(globals);
+    Recompose(globals);
     return FALSE;
 }
 
-// What was pending is reset with everything else.
-INT_PTR Reset(Globals* globals) {
+// Reset replaces other pending work.
+INT_PTR RequestReset(Globals* globals) {
     gDialog.pending = {};
     gDialog.pending.reset = true;
-    ComposeAgain(globals);
+    Recompose(globals);
     return FALSE;
 }
 
-INT_PTR End(Globals* globals, int button) {
+INT_PTR RequestEnd(Globals* globals, int button) {
     gDialog.ending = button;
-    DoPending(globals);
+    PerformPending(globals);
     return TRUE;
 }
 
-INT_PTR OnCommand(Globals* globals, HWND window, WPARAM report) {
-    if (HIWORD(report) != BN_CLICKED) return TRUE;
-    const int id = LOWORD(report);
+INT_PTR OnCommand(Globals* globals, HWND window, WPARAM wParam) {
+    if (HIWORD(wParam) != BN_CLICKED) return TRUE;
+    const int id = LOWORD(wParam);
     for (const CheckBoxControl& box : kCheckBoxes) {
-        if (id == box.id) return Toggle(globals, window, box);
+        if (id == box.id) return ToggleCheckBox(globals, window, box);
     }
     switch (id) {
         case kIdReset:
-            return Reset(globals);
+            return RequestReset(globals);
         case kIdHelp:
             ShellExecuteA(nullptr, "open", "MarbleFrondKeeperPluginHelp\\index.htm", nullptr, nullptr,
                           SW_SHOWNORMAL);
             return TRUE;
         case kIdOk:
         case kIdCancel:
-            return End(globals, id);
+            return RequestEnd(globals, id);
         default:
             return TRUE;
     }
 }
 
-// The window goes, at the dialog's end or with an owner that the host destroys.
+// The dialog has ended, or the host has destroyed its owner.
 INT_PTR OnDestroy(Globals* globals) {
     gDialog.window = nullptr;
-    return gDialog.ending == 0 ? End(globals, kIdCancel) : FALSE;
+    return gDialog.ending == 0 ? RequestEnd(globals, kIdCancel) : FALSE;
 }
 
-// Puts the block that the host keeps back to what it was created as, but for showDialog. The code replaces
-// whatever the preview left.
+// userCanceledErr replaces any code of the preview.
 void CancelRun(Globals* globals) {
-    if (PluginParameters* parameters = ParametersOf(globals); parameters != nullptr) {
-        parameters->firstVersion = 0;
-        parameters->secondVersion = 0;
-        parameters->thirdWord = 4;
-        parameters->firstFlag = 0;
-    }
+    if (PluginParameters* parameters = ParametersOf(globals)) ResetUnreadFields(parameters);
     globals->reservedFlag = 0;
     globals->reservedWord = 0;
     Fail(globals, userCanceledErr);
 }
 
 INT_PTR HandleMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-    if (message == WM_INITDIALOG) return Initialise(window, lParam);
+    if (message == WM_INITDIALOG) return OnInitDialog(window, lParam);
     Globals* globals = gDialogGlobals;
     if (globals == nullptr) return FALSE;
     if (message == WM_DESTROY) return OnDestroy(globals);
@@ -306,8 +299,8 @@ INT_PTR HandleMessage(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
             return OnScroll(globals, window, wParam, reinterpret_cast<HWND>(lParam));
         case WM_COMMAND:
             return OnCommand(globals, window, wParam);
-        case kDoPendingMessage:
-            DoPending(globals);
+        case kPerformPendingMessage:
+            PerformPending(globals);
             return FALSE;
         default:
             return FALSE;
@@ -326,7 +319,7 @@ bool filter::ShowParameterDialog(Globals* globals) {
     const INT_PTR ending = RunDialog(kParameterDialogTemplate, globals->filterParamBlock->platformData,
                                      MarbleFrondKeeperPluginProc, reinterpret_cast<LPARAM>(globals));
     const bool opened = std::exchange(gDialogGlobals, nullptr) != nullptr;
-    // A window that was destroyed before OK had ended the dialog must not start the render either.
+    // Destroying the window cancels the run too.
     if (opened && ending != kIdOk) CancelRun(globals);
     return ending == kIdOk;
 }

@@ -12,11 +12,11 @@ namespace {
 
 constexpr int kPreviewPlanes = 3;  // red, green, blue
 
-// The blocks stay until ReleasePreviewBuffers: zoom and scroll change what lies in them, not their size.
-bool MakePreviewBuffers(Globals* globals) {
+// The buffers stay until ReleasePreviewBuffers: zoom and scroll do not change their size.
+bool AllocatePreviewBuffers(Globals* globals) {
     if (globals->previewPixels != nullptr) return true;
     const std::uint64_t plane = static_cast<std::uint64_t>(globals->previewWidth) * globals->previewHeight;
-    // As many planes as the target has channels, of which the preview uses three; fewer would not do.
+    // One plane for each channel of the target, but at least the three that the preview uses.
     const int planes = std::max<int>(CountTargetChannels(globals), kPreviewPlanes);
     globals->previewPixels = NewBuffer(globals, planes * plane);
     globals->previewAlpha = NewBuffer(globals, plane);
@@ -24,15 +24,15 @@ bool MakePreviewBuffers(Globals* globals) {
         if (globals->previewAlpha != nullptr) DisposeBuffer(globals, &globals->previewAlpha);
         return false;
     }
-    // What is painted when the planes cannot be loaded: a black, transparent preview.
+    // The preview is black and transparent if the planes cannot be loaded.
     std::memset(globals->previewPixels, 0, planes * plane);
     if (globals->previewAlpha != nullptr) std::memset(globals->previewAlpha, 0, plane);
     return true;
 }
 
-// Whether a pixel of the preview lies in the document's selection. The plane has document size and is tested
-// in single bytes at either depth: in a 16-bit document the test sees low and high bytes in turn, and only
-// the plane's first half. This is meant; the kernel tests it in the same way.
+// Tests whether a pixel of the preview is selected in the document. The plane has document size and is read
+// as bytes at both depths: in a 16-bit document the test reads low and high bytes in turn and only the first
+// half of the plane. This is intended; the engine reads it in the same way.
 struct SelectionTest {
     const std::uint8_t* plane;
     std::int64_t lastByte;
@@ -43,7 +43,7 @@ struct SelectionTest {
     bool operator()(std::int64_t x, std::int64_t y) const {
         const std::int64_t sx = (x * view.spanW) / width + view.left;
         const std::int64_t sy = (y * view.spanH) / height + view.top;
-        // At full zoom the view's corner can lie on the document's far edge, and bounds need not start at 0.
+        // At full zoom the view may start at the far edge of the document, and bounds need not start at 0.
         return plane[std::clamp<std::int64_t>(docW * sy + sx, 0, lastByte)] != 0;
     }
 };
@@ -60,12 +60,12 @@ SelectionTest SelectionTestOf(const Globals* globals) {
             globals->planeHeight};
 }
 
-// The low byte of every sample; step is the distance of two samples in bytes.
+// Copies the low byte of every sample. step: bytes per sample.
 void CopyLowBytes(const std::uint8_t* plane, std::int64_t step, std::int64_t count, std::uint8_t* bytes) {
     for (std::int64_t i = 0; i < count; ++i) bytes[i] = plane[i * step];
 }
 
-// Outside the selection the photograph stands as it is. The alpha stays that of the keyed picture.
+// Shows the original photo outside the selection. The alpha is still that of the keyed picture.
 void RestoreUnselected(const Globals* globals, std::int64_t step) {
     const SelectionTest selected = SelectionTestOf(globals);
     const std::int64_t count = selected.width * selected.height;
@@ -95,15 +95,14 @@ void CopyToPreview(Globals* globals) {
 
 void ComposePreview(Globals* globals) {
     if (globals->previewWidth <= 0 || globals->previewHeight <= 0) return;
-    if (!MakePreviewBuffers(globals)) {
+    if (!AllocatePreviewBuffers(globals)) {
         Fail(globals, memFullErr);
         return;
     }
     if (globals->mustReload && !LoadPlanes(globals, true)) return;
     globals->maxSample = kMaxSample8;
     globals->mustReload = 0;
-    // A view is keyed with the backdrop of the view in which the analysis last ran: zoom and scroll reload
-    // the planes and leave its results alone.
+    // Zoom and scroll do not analyse again: the view is keyed with the backdrop of the last analysed view.
     if (globals->mustAnalyse) AnalyseBackdrop(globals);
     globals->mustAnalyse = 0;
     globals->finalRender = 0;
@@ -118,7 +117,7 @@ void DescribePreview(const Globals* globals, PSPixelMap* map, PSPixelMask* mask)
     *map = {};
     map->version = 2;
     map->bounds = {rect.top, rect.left, rect.bottom, rect.right};
-    map->imageMode = plugInModeRGBColor;  // whatever the document's mode
+    map->imageMode = plugInModeRGBColor;  // for any mode of the document
     map->rowBytes = width;
     map->colBytes = 1;
     map->planeBytes = width * height;

@@ -17,8 +17,8 @@ RECT PlaceholderRect(HWND window) {
     return {corners[0].x, corners[0].y, corners[1].x, corners[1].y};
 }
 
-// The cleared area has the placeholder's size but lies at the dialog's corner, so that a strip along the
-// placeholder's right and bottom edges is not cleared. This is meant.
+// The cleared area has the size of the placeholder but starts at the corner of the dialog. So strips at the
+// right and bottom of the placeholder are not cleared; this is intended.
 void ClearArea(HWND window, HDC context) {
     SetBkColor(context, GetSysColor(COLOR_BTNFACE));
     RECT area{};
@@ -61,7 +61,7 @@ void PaintPreview(Globals* globals, HWND window) {
     if (displayPixels != nullptr && hasPixels) {
         displayPixels(&map, &map.bounds, destination.top, destination.left, context);
     }
-    if (IsWindow(window)) EndPaint(window, &paint);  // the host may have destroyed it
+    if (IsWindow(window)) EndPaint(window, &paint);  // the host may have destroyed the window
 }
 
 void InvalidatePreview(HWND window) {

@@ -1,4 +1,4 @@
-// The preview in the dialog's window.
+// Painting the preview in the dialog.
 #pragma once
 
 #include <windows.h>
@@ -9,14 +9,14 @@ namespace filter {
 
 struct Globals;
 
-// The placeholder's rectangle in the dialog's client coordinates, cut to 16 bits.
+// Gets the placeholder's rectangle in the dialog's client coordinates, truncated to 16 bits.
 void ReadPreviewRect(HWND window, Rect* proxyRect);
 
-// Draws the preview, framed and centred in the placeholder, through the host's displayPixels. Between
-// BeginPaint and EndPaint of its own.
+// Paints the preview with a frame, centred in the placeholder, with the host's displayPixels. Calls
+// BeginPaint and EndPaint.
 void PaintPreview(Globals* globals, HWND window);
 
-// Has the placeholder's area painted anew, without erasing it first.
+// Invalidates the placeholder's area without erasing it.
 void InvalidatePreview(HWND window);
 
 }  // namespace filter

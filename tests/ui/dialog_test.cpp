@@ -59,10 +59,10 @@ void ExpectOverItsOwner(DialogRun& run) {
     GetClientRect(run.MainWindow(), &client);
     MapWindowPoints(run.MainWindow(), nullptr, reinterpret_cast<POINT*>(&client), 2);
     const RECT at = RectOf(run.Window());
-    const VPoint expected = DialogCorner({client.top, client.left, client.bottom, client.right},
-                                         {at.right - at.left, at.bottom - at.top},
-                                         {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)},
-                                         DialogInset(GetSystemMetrics(SM_CXSIZE), false));
+    const VPoint expected = DialogPosition({client.top, client.left, client.bottom, client.right},
+                                           {at.right - at.left, at.bottom - at.top},
+                                           {GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)},
+                                           DialogLeftShift(GetSystemMetrics(SM_CXSIZE), false));
     EXPECT_TRUE(at.left == expected.h && at.top == expected.v) << at.left << ' ' << at.top;
     EXPECT_FALSE(IsWindowEnabled(run.MainWindow())) << "the dialog is modal";
 }

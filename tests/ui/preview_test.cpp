@@ -45,14 +45,14 @@ TEST(PreviewGeometry, MatchesItsTrace) {
         } else {  // a dialog of 600 by 400 over its parent: the screen's size
             DialogSize screen;
             words >> screen.width >> screen.height;
-            const VPoint corner = DialogCorner(area, {600, 400}, screen, 14);
+            const VPoint corner = DialogPosition(area, {600, 400}, screen, 14);
             line << corner.h << ' ' << corner.v;
         }
         trace.Add(line.str());
     };
     EXPECT_TRUE(trace.Follow("ui/preview_geometry", addLine));
-    EXPECT_EQ(DialogInset(20, true), 20);
-    EXPECT_EQ(DialogInset(20, false), 14);
+    EXPECT_EQ(DialogLeftShift(20, true), 20);
+    EXPECT_EQ(DialogLeftShift(20, false), 14);
 }
 
 // ---- Composition -----------------------------------------------------------------------------------------
