@@ -47,14 +47,14 @@ check() {
         { grep -vE '^[0-9]+ (warnings?|errors?) ' $work/log || true; failed=1; }
 }
 
-cmake --preset clang -DFROND_BUILD_FUZZERS=ON >$work/configure.log 2>&1 || {
+cmake --preset clang -B $work/clang -DFROND_BUILD_FUZZERS=ON >$work/configure.log 2>&1 || {
     cat $work/configure.log
     exit 1
 }
 # The vector variants compile the same sources once for each instruction set; one of them is enough.
 awk 'BEGIN { RS = "},?\n"; ORS = ""; print "[\n" }
     /"command"/ && !/-DFROND_VARIANT=avx/ { sub(/^\[\n/, ""); print comma $0 "}"; comma = ",\n" }
-    END { print "\n]\n" }' build/clang/compile_commands.json >$work/compile_commands.json
+    END { print "\n]\n" }' $work/clang/compile_commands.json >$work/compile_commands.json
 grep -vE '^(tests|bench)/' $work/sources >$work/product || true
 grep -E '^(tests|bench)/' $work/sources >$work/checks || true
 check $work $work/product
