@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "engine/constants.h"
-#include "engine/key_run.h"
 #include "engine/scalar/corrections.h"
 
 namespace keying {

@@ -3,14 +3,13 @@
 
 #include <cstdint>
 
-#include "engine/derived_limits.h"
+#include "engine/colour.h"
 #include "engine/keying.h"
 #include "engine/row_ring.h"
 
 namespace keying {
 
-// The place of a column or a row on the backdrop grid: the lower of the two cells it lies between, and the
-// weights of that cell and the next.
+// The place of a column or a row on the backdrop grid: a cell, and the weights of that cell and the next.
 struct GridPlace {
     std::int32_t cell;  // 0 to 18
     double low;
@@ -28,8 +27,8 @@ struct GridColumns {
 // Vectors may read this many weights past the last column.
 constexpr std::int32_t kColumnPadding = 16;
 
-// Calls visit(cell, from, to) for each cell of the grid that some of n columns lie in, from column x0 on:
-// cell points at its value, behind which lies its right neighbour's, and kGridSide on those below.
+// Calls visit(cell, from, to) for each cell of the grid under the n columns from x0 on. `cell` points at its
+// value; the next value is its right neighbour's, and the cells below are kGridSide further.
 template <class Visit>
 static inline void ForCells(const GridColumns& columns, const double* table, const GridPlace& row,
                             std::int32_t x0, int n, Visit visit) {
@@ -43,13 +42,29 @@ static inline void ForCells(const GridColumns& columns, const double* table, con
     }
 }
 
-// Pixels of the smallest group whose kind a vector variant may keep beside a ring row, and the room for the
-// kinds of a row.
+// Pixels of the smallest group whose kind a vector variant keeps beside a ring row, and the number of kinds
+// that a row needs.
 constexpr std::int32_t kSmallestGroup = 4;
 
 static inline std::int64_t GroupRoom(std::int32_t width) {
     return width / kSmallestGroup + 1;
 }
+
+// What the vector variants read in place of a root or a correction per pixel. The scalar reference does not
+// read it.
+struct DerivedLimits {
+    // Bounds on sums of squares. Each is equivalent to a comparison of the root: roots are correctly rounded
+    // and therefore monotonic.
+    double plainBelow;     // root < 0.4, and no sum at all when SliderRemoveGreen switches the test off
+    double greyBelow;      // root < sBlack * 0.15
+    double colouredAbove;  // root > sBlack + sBlack
+
+    // A pixel that is backdrop by its shape gets alpha 0 and one of two foregrounds; the first where the wide
+    // pull of the corrections applies. False: the dark rescue or the false colours can change it.
+    bool shapeIsConstant;
+    Rgb shapeWide;
+    Rgb shapeNarrow;
+};
 
 struct KeyRun {
     std::int32_t width, height;

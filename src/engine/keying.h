@@ -10,10 +10,10 @@
 // vector variant, which gives the same bits:
 //
 //   pass              scalar/            simd/              reads               writes
-//   MeasureBackdrop:
+//   MeasureBackdrop (measure_backdrop.cpp):
 //   hue and levels    levels.cpp         levels.cpp         top, three times    means
 //   backdrop grid     backdrop_grid.cpp  levels.cpp         top, means          grid
-//   KeyPlanes, row by row from the top (key_picture.cpp):
+//   KeyPlanes, row by row from the top (key_planes.cpp):
 //   fetch             fetch_and_key.cpp  fetch_and_key.cpp  top and bottom      newest ring row, out colours
 //   keying            fetch_and_key.cpp  classify.h         newest ring row,    its foreground and alpha
 //                                                           grid
@@ -57,7 +57,7 @@ struct Settings {
 };
 
 // The picture: planes of width * height samples, one channel each, rows from the top without gaps. The caller
-// owns them. Samples have `depth` bytes: 1, or 2 in the machine's order and aligned to 2. They lie in 0 to
+// owns them. Samples have `depth` bytes: 1, or 2 in the machine's order and aligned to 2. They are 0 to
 // maxSample, which is 255 or, for 2 bytes, 32767 too; larger ones are limited where the passes say so. Planes
 // do not overlap.
 struct Planes {
@@ -80,7 +80,7 @@ constexpr int kGridCells = kGridSide * kGridSide;
 
 // Local backdrop colour, cell by cell, rows from the top. Channels are logical: for a blue backdrop G is the
 // picture's blue and B its green. Values are in samples of the planes that were measured. KeyPlanes lays the
-// grid over whatever planes it keys, by relative position.
+// grid over the planes that it keys, by relative position.
 struct BackdropGrid {
     double gridR[kGridCells];
     double gridG[kGridCells];

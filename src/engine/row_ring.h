@@ -12,7 +12,7 @@ namespace keying {
 // Memory aligns its blocks to 4 bytes only.
 using RingCell = double __attribute__((aligned(4)));
 
-// Rows reserved in each plane, whatever number is in use.
+// Rows reserved in each plane; 3 or 5 of them are in use.
 constexpr int kReservedRingRows = 7;
 
 // Each plane holds rows of `width` cells; row s begins at s * width. Foreground and bottom layer are in
@@ -37,7 +37,7 @@ struct RowRing {
 bool ReserveRing(RowRing* ring, std::int32_t width, bool finalRender, const Memory& memory);
 void ReleaseRing(RowRing* ring, const Memory& memory);
 
-// One pass each way, no loop: s lies at most ringRows out of range.
+// s is out of range by ringRows at most.
 static inline std::int32_t wrapSlot(const RowRing& ring, std::int32_t s) {
     if (s < 0) s += ring.ringRows;
     if (s >= ring.ringRows) s -= ring.ringRows;

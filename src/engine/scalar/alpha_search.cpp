@@ -44,7 +44,7 @@ bool IsPlainBackdrop(const KeyRun& run, const Pixel& p) {
     return dist < kPlainDistance && run.sRemove > kPlainFromRemove;
 }
 
-// How near the pixel lies to the line from black through the backdrop's colour.
+// Whether the pixel is near the line from black through the backdrop's colour.
 bool IsBackdropByShape(const KeyRun& run, const Pixel& p) {
     const double dG = LineDistance(run, p, p.G / p.bgG);
     const double dR = LineDistance(run, p, p.R / p.bgR) * p.bgR / p.bgG;
@@ -78,7 +78,7 @@ bool SettleSpecialCase(const KeyRun& run, Pixel* p) {
     }
     const double chroma = std::sqrt(Square(p->R - p->G) + Square(p->G - p->B));
     if (chroma < run.sBlack * kGreyChroma && p->bgG - p->bgR > p->maxC) {
-        // Dark and nearly colourless: foreground, whatever the line says.
+        // Dark and nearly colourless: foreground, even if it is near the line.
         p->fgG = Smaller(p->G, Larger(p->R, p->B));
         return true;
     }
@@ -94,7 +94,7 @@ bool SettleSpecialCase(const KeyRun& run, Pixel* p) {
     return false;
 }
 
-// An estimate of alpha from one channel alone: how far it lies from the backdrop's level, raised by `gain`,
+// An estimate of alpha from one channel alone: how far it is from the backdrop's level, raised by `gain`,
 // towards black or towards kEstimateWhite.
 double FirstEstimate(double seen, double backdrop, double gain) {
     const double level = backdrop * gain;

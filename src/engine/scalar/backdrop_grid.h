@@ -1,17 +1,11 @@
 // The fourth pass of the analysis.
 #pragma once
 
-#include "engine/variants.h"
+#include "engine/passes.h"
 
 namespace keying {
 
-// Fills the grid from the top layer's colours, which addPixels reads, and the three means.
-template <class Sample>
-void BuildBackdropGrid(const PlaneView<Sample>& planes,
-                       void (*addPixels)(const PlaneView<Sample>&, const GridLimits&, BackdropGrid*),
-                       Backdrop* backdrop);
-
-// The scalar reference of adding the accepted pixels to their cells.
+// Adds the pixels that are backdrop to their cells.
 template <class Sample>
 void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid);
 

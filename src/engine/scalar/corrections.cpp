@@ -10,7 +10,7 @@ namespace keying {
 
 namespace {
 
-// How far the foreground is from grey. A key channel of 0 makes this infinite or no number, and no pull runs.
+// How far the foreground is from grey. With a key channel of 0 this is infinite or NaN, and no pull runs.
 double Spread(const KeyRun& run, const Pixel& p) {
     const double k = run.levelScale;
     return std::sqrt(Square(p.fgR / k - p.fgB / k) + Square(p.fgG / k - p.fgB / k) +

@@ -1,7 +1,8 @@
-// What is mended on every keyed pixel, whichever way its alpha was found.
+// The corrections of every keyed pixel.
 #pragma once
 
-#include "engine/scalar/fetch_and_key.h"
+#include "engine/key_run.h"
+#include "engine/scalar/pixel.h"
 
 namespace keying {
 

@@ -3,7 +3,7 @@
 // plane.
 //
 // Colours are read from working copies and written to the output planes, so that within a pass nothing
-// written feeds a later mean; the last candidate to touch a pixel sets it. At 16 bits the fixed level lies
+// written feeds a later mean; the last candidate to touch a pixel sets it. At 16 bits the fixed level is
 // near transparent and the opaque alpha is 65535, above the largest sample: both are kept on purpose.
 #include <cstdlib>
 #include <cstring>
@@ -50,7 +50,7 @@ bool Refuses(const Blend<Sample>& blend, const Edge& edge, std::int32_t o, Sampl
 
 // Mean colours before and after the candidate, each sample weighted by its distance. False when the candidate
 // is refused: the row pass asks each sample's alpha, the column pass the candidate's own for every sample
-// (ownAlpha), which is meant.
+// (ownAlpha), on purpose.
 template <class Sample>
 bool GatherMeans(const Blend<Sample>& blend, const Line& line, const Edge& edge, bool ownAlpha,
                  Means* means) {
@@ -162,17 +162,5 @@ bool BlendColours(const PlaneView<Sample>& planes) {
 
 template bool BlendColours(const PlaneView<std::uint8_t>&);
 template bool BlendColours(const PlaneView<std::uint16_t>&);
-
-Status BlendEdges(const Planes& planes) {
-    const std::size_t pixels =
-        static_cast<std::size_t>(planes.width) * static_cast<std::size_t>(planes.height);
-    if (pixels == 0) return Status::kDone;
-    const bool blended = WithSampleType(planes, [&](auto sample) {
-        using Sample = decltype(sample);
-        return PassesOf<Sample>(*ActiveVariant()).blendColours(NamedView<Sample>(planes));
-    });
-    std::memset(planes.outA, 255, pixels * static_cast<std::size_t>(planes.depth));
-    return blended ? Status::kDone : Status::kUnblended;
-}
 
 }  // namespace keying

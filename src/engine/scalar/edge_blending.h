@@ -1,7 +1,7 @@
 // The two passes of edge blending, in their scalar reference.
 #pragma once
 
-#include "engine/variants.h"
+#include "engine/passes.h"
 
 namespace keying {
 

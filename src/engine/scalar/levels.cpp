@@ -1,16 +1,13 @@
 // What colour the backdrop is: the commonest hue among clearly green pixels, the commonest saturation at that
-// hue, the mean level of the pixels that fit, and from these three numbers one global colour.
-#include <cmath>
+// hue, and the mean level of the pixels that fit.
+#include "engine/scalar/levels.h"
+
 #include <cstdlib>
-#include <initializer_list>
 
 #include "engine/colour.h"
 #include "engine/constants.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
-#include "engine/scalar/backdrop_grid.h"
-#include "engine/scalar/levels.h"
-#include "engine/variants.h"
 
 namespace keying {
 
@@ -84,32 +81,6 @@ double MeanLevel(const Picture<Sample>& picture, int domHue) {
     return MeanLevelOf(sum, count);
 }
 
-// The inverse of HueSatOf for a colour whose largest channel is the key channel. A dominant hue of exactly
-// 120 leaves the two others at the floor of 1 on purpose, however pale the backdrop is.
-void SetMeans(const BackdropLevels& found, Backdrop* backdrop) {
-    const double level = backdrop->meanG = found.level;
-    const double domHue = found.domHue, domSat = found.domSat;
-    const double hueGap = std::fabs(kKeyHue - domHue);
-    backdrop->meanR = backdrop->meanB = 0;
-    if (domHue < kKeyHue) {
-        backdrop->meanB = level - level * domSat;
-        backdrop->meanR = (level - backdrop->meanB) * hueGap / kHueSector + backdrop->meanB;
-    } else if (domHue > kKeyHue && domHue < kThirdHue) {
-        backdrop->meanR = level - level * domSat;
-        backdrop->meanB = (level - backdrop->meanR) * hueGap / kHueSector + backdrop->meanR;
-    }
-    for (double* mean : {&backdrop->meanR, &backdrop->meanG, &backdrop->meanB}) {
-        if (*mean < kLeastMean) *mean = kLeastMean;  // later passes divide by them
-    }
-}
-
-template <class Sample>
-void Measure(const PlaneView<Sample>& planes, Backdrop* backdrop) {
-    const Passes<Sample>& passes = PassesOf<Sample>(*ActiveVariant());
-    SetMeans(passes.measureLevels(planes), backdrop);
-    BuildBackdropGrid(planes, passes.addPixels, backdrop);
-}
-
 }  // namespace
 
 AnalysisLimits LimitsOf(std::int32_t maxSample) {
@@ -156,10 +127,5 @@ BackdropLevels MeasureLevels(const PlaneView<Sample>& planes) {
 
 template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&);
 template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&);
-
-void MeasureBackdrop(const Planes& planes, bool blueBackdrop, Backdrop* backdrop) {
-    WithSampleType(
-        planes, [&](auto sample) { Measure(LogicalView<decltype(sample)>(planes, blueBackdrop), backdrop); });
-}
 
 }  // namespace keying

@@ -1,11 +1,10 @@
-// The first three passes of the analysis, in their scalar reference, and the pieces that every variant
-// shares.
+// The first three passes of the analysis: the scalar reference, and what all variants share.
 #pragma once
 
 #include <cstdint>
 
 #include "engine/colour.h"
-#include "engine/variants.h"
+#include "engine/passes.h"
 
 namespace keying {
 
@@ -13,7 +12,7 @@ namespace keying {
 struct AnalysisLimits {
     double maxSample;
     double darkest;  // 30 levels
-    double margin;   // ten raw levels times maxSample: divided by a pixel's largest channel, ten levels of it
+    double margin;   // ten raw levels at full brightness, times a pixel's largest channel
 };
 
 AnalysisLimits LimitsOf(std::int32_t maxSample);
@@ -22,8 +21,8 @@ AnalysisLimits LimitsOf(std::int32_t maxSample);
 // full brightness. seen: with the key channel limited.
 bool IsClearlyGreen(const AnalysisLimits& limits, const Rgb& seen, HueSat* atFullBrightness);
 
-// Whole degrees between two hues. The folding at 180 is not the shorter way around the circle: opposite hues
-// count as close on purpose, and the saturation and level passes depend on it.
+// Whole degrees between two hues. Above 180 it is not the shorter way around the circle: opposite hues count
+// as close on purpose. The saturation and level passes depend on it.
 int HueGap(int hue, int domHue);
 
 // Hue and saturation at the peaks of their histograms: hues of 0 to 359 degrees, saturations in steps of

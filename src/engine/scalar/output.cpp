@@ -144,8 +144,7 @@ void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int
 }
 
 // No lift, no smoothing, no selection, and the channels are not exchanged back for a blue backdrop. A nearly
-// opaque pixel takes bytes of the top planes at every depth, so that at 16 bits it is dark. All of it is
-// meant: these rows are as they are.
+// opaque pixel takes bytes of the top planes at both depths and is dark at 16 bits. All of it is intended.
 template <class Sample>
 void FlushRows(const KeyRun& run, const PlaneView<Sample>& planes) {
     const RowRing& ring = run.ring;

@@ -6,8 +6,8 @@
 //   on          off            refined rows                        none
 //   on          on             none, but edge blending             none
 //
-// Where no writer comes, the colours stay as fetched and the alpha plane holds whatever it held. With both
-// flags on, the false colours in the ring thus never reach the picture; the flags are meant to combine so.
+// Without a writer the colours stay as fetched, and the alpha plane stays as it was. With both flags on, the
+// false colours in the ring never reach the picture, on purpose.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +18,8 @@
 namespace keying {
 
 // Refines and writes picture row y - ringRadius, y being the newest ring row. Soft edges are lifted over
-// bright layers below. The matte, the foreground and the layer below that the lift and the transparency go by
-// are those of the newest row, ringRadius rows further down, on purpose.
+// bright layers. Lift and transparency use the matte, the foreground and the bottom layer of the newest row,
+// ringRadius rows further down, on purpose.
 template <class Sample>
 void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
 
@@ -28,8 +28,8 @@ void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::in
 template <class Sample>
 void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
 
-// Writes the last ringRadius rows, which the refinement never reaches, after the last row or after an abort.
-// The ring slots go on from the slot of the last turn, whatever that holds. planes: by name.
+// Writes the last ringRadius rows, which the refinement never reaches, after the last row or after a stop. It
+// continues with the slot of the last turn, even if that row was not keyed. planes: by name.
 template <class Sample>
 void FlushRows(const KeyRun& run, const PlaneView<Sample>& planes);
 

@@ -14,7 +14,7 @@ constexpr const double* rowTaps = kWeightTaps + kMiddleTap;
 constexpr const double* columnTaps = kWeightTaps;
 
 // The column kernel of a preview, 5, 10, 30, is lopsided, and that of a full-size render loads its first
-// column one cell past the middle. Both are meant, and the first pixels of each row depend on it.
+// column one cell past the middle. Both are intended; the first pixels of each row depend on it.
 struct ColumnKernel {
     std::int32_t firstCellOffset;
     std::int32_t kernelBase;  // firstCellOffset - ringRadius
@@ -31,7 +31,7 @@ struct WindowSample {
 };
 
 // The foreground comes from the neighbour's own row, the layer below always from the centre row: the mixture
-// is meant. neighbour and centreColumn are ring indices of the same column.
+// is intended. neighbour and centreColumn are ring indices of the same column.
 WindowSample TakeSample(const RowRing& ring, std::size_t neighbour, std::size_t centreColumn,
                         double centreAlpha, double rowTap) {
     const double a = ring.ringAlpha[neighbour];
@@ -51,7 +51,7 @@ void AddSample(ColumnWindow* window, std::int32_t cell, const WindowSample& s, d
 }
 
 // Loads the window's columns of a row's first pixel, or its newest column later on. At the first pixel the
-// red sum is fed the green value, and a column that would land past the window is dropped: both are meant. On
+// red sum is fed the green value, and a column past the window is dropped: both are intended. On
 // a picture narrower than the window the first pixel reads on into the next ring row.
 void LoadColumns(const KeyRun& run, std::int32_t y, std::int32_t x, std::size_t centreRow,
                  ColumnWindow* window) {

@@ -19,9 +19,9 @@ struct ColumnWindow {
     double cellB[kMostRingRows];
 };
 
-// The refined colour of pixel (x, y - ringRadius), each channel limited to 0 .. maxSample; a non-number
-// stays. y: the picture row of the newest ring row. The window must be cleared before x 0 and goes along the
-// row.
+// The refined colour of pixel (x, y - ringRadius), each channel limited to 0 .. maxSample; NaN
+// stays. y: the picture row of the newest ring row. The caller clears the window before x 0 and passes it on
+// along the row.
 Rgb RefinePixel(const KeyRun& run, std::int32_t y, std::int32_t x, ColumnWindow* window);
 
 }  // namespace keying

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/variants.h"
+#include "engine/passes.h"
 
 namespace keying {
 

@@ -1,7 +1,7 @@
 // The passes of a vector variant. Each gives the bits of its namesake in Passes (variants.h).
 #pragma once
 
-#include "engine/variants.h"
+#include "engine/passes.h"
 
 namespace keying::FROND_VARIANT {
 

@@ -1,7 +1,7 @@
 // The vector variants: one source, built for three instruction sets.
 #pragma once
 
-#include "engine/variants.h"
+#include "engine/passes.h"
 
 namespace keying::sse2 {
 extern const Variant kVariant;

@@ -1,7 +1,7 @@
-// The row loop of the keying: each turn brings one row into the ring and keys it, and then writes a finished
-// row.
+// The row loop of the keying: each turn brings a row into the ring, keys it and writes a finished row.
 #include <cstdlib>
 
+#include "engine/derived_limits.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
@@ -117,7 +117,7 @@ KeyResult KeyAllRows(const Settings& settings, const Planes& planes, const Backd
     if (result.rows < run.height) result.status = Status::kStopped;
     if (!run.showSelect && !run.realityInteg) {
         FlushRows<Sample>(run, NamedView<Sample>(planes));
-        result.rows = run.height;  // after a stop too: the flush writes up to the end of the picture
+        result.rows = run.height;  // after a stop too: the flush writes the last rows
     }
     if (run.realityInteg && !run.outputAlpha && BlendEdges(planes) != Status::kDone)
         result.status = Status::kUnblended;
