@@ -65,7 +65,6 @@ class DialogRun {
     void PressKeyOn(int id, int key);  // in the control that has the focus then
     void MoveScrollBar(int id, int code, int position);
     void ClickButton(int id) { Send(Control(id), BM_CLICK); }
-    void SetBoxAction(BoxAction onBox) { onBox_ = std::move(onBox); }  // while the dialog is idle
 
     // Waits until the messages that are posted to the dialog have been handled.
     void Settle();
