@@ -140,7 +140,7 @@ Result NotOffered(Arguments...) {
 
 std::string RectText(const VRect& rect);
 
-// ---- Memory (host.cpp) ------------------------------------------------------------------------------------
+// ---- Memory (host_state.cpp) ------------------------------------------------------------------------------
 
 // Ends a block after a look at its guards; reports what it finds under the block's name.
 void Retire(Host& host, const GuardedBlock& block);

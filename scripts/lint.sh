@@ -1,10 +1,10 @@
 #!/bin/sh
-# Checks the sources: format, Clang's warnings and clang-tidy, which also checks names.
+# Checks the sources: format, includes, Clang's warnings and clang-tidy, which also checks names.
 #
 #   lint.sh            all sources; some minutes on two cores
 #   lint.sh --changed  sources that differ from main, or on main itself from the commit before, and one source for each
 #                      header that differs; some seconds a source
-#   lint.sh --format   format alone; a second
+#   lint.sh --format   format and includes alone; a second
 #
 # Prints what is wrong and ends with 1 when anything is. Takes the compile commands of the presets clang and win64, which
 # it configures and does not build. Tests and benchmarks are checked for warnings and names only.
@@ -14,7 +14,8 @@ folders="src host images sample_plate frond resources tests fuzz bench"
 failed=0
 
 # shellcheck disable=SC2086
-find $folders -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror || failed=1
+find $folders docs -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror || failed=1
+scripts/check_includes.py || failed=1
 [ "${1:-}" != --format ] || exit $failed
 
 work=build/lint

@@ -20,9 +20,11 @@ int main() {
 
     keying::Planes planes;  // 8 bits a sample unless depth and maxSample say otherwise
     planes.width = kWidth, planes.height = kHeight;
-    planes.topR = topR.data(), planes.topG = topG.data(), planes.topB = topB.data(), planes.topA = topA.data();
+    planes.topR = topR.data(), planes.topG = topG.data(), planes.topB = topB.data(),
+    planes.topA = topA.data();
     planes.bottomR = bottomR.data(), planes.bottomG = bottomG.data(), planes.bottomB = bottomB.data();
-    planes.outR = outR.data(), planes.outG = outG.data(), planes.outB = outB.data(), planes.outA = outA.data();
+    planes.outR = outR.data(), planes.outG = outG.data(), planes.outB = outB.data(),
+    planes.outA = outA.data();
 
     const keying::Settings settings;
     keying::Backdrop backdrop;
@@ -31,5 +33,6 @@ int main() {
     if (result.status != keying::Status::kDone) return 1;
 
     std::printf("backdrop %.0f %.0f %.0f\n", backdrop.meanR, backdrop.meanG, backdrop.meanB);
-    for (const int at : {5 * kWidth + 5, 24 * kWidth + 32}) std::printf("%d %d %d\n", outR[at], outG[at], outB[at]);
+    for (const int at : {5 * kWidth + 5, 24 * kWidth + 32})
+        std::printf("%d %d %d\n", outR[at], outG[at], outB[at]);
 }

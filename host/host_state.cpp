@@ -1,10 +1,8 @@
 // The current host: creation, counting of calls, findings and trace.
-#include "host/host.h"
+#include "host/host_state.h"
 
 #include <algorithm>
 #include <stdexcept>
-
-#include "host/host_state.h"
 
 namespace host {
 
