@@ -7,10 +7,10 @@
 #include "engine/constants.h"
 #include "engine/key_run.h"
 #include "engine/simd/corrections.h"
+#include "engine/simd/uniform_groups.h"
 
 namespace keying::FROND_VARIANT {
 
-constexpr int kSpan = 256;
 constexpr int kSpanRoom = kSpan + kDoubles;
 
 // A span's results, and its backdrop. Entries past the span's end are scratch.

@@ -10,13 +10,13 @@
 #include "engine/samples.h"
 #include "engine/scalar/edge_blending.h"
 #include "engine/simd/passes.h"
+#include "engine/simd/whole_numbers.h"
 
 namespace keying::FROND_VARIANT {
 namespace {
 
 constexpr int kMostReach = 2 * kMostBlendRadius;  // samples read on either side of a candidate
 constexpr int kKeptRows = 16;                     // a power of two above the rows y - 2 radius to y + radius
-constexpr int kBlock = 1024;
 
 constexpr std::uint8_t kRising = 1;
 constexpr std::uint8_t kFalling = 2;
@@ -31,10 +31,6 @@ struct Blend {
     double share[2 * kMostBlendRadius + 1];  // f of each written sample
     Sample* kept;                            // kKeptRows rows of three channels
     std::int64_t keptRow[kKeptRows];         // the picture row that each holds, or -1
-};
-
-struct Means {
-    double before[3], after[3];
 };
 
 template <class Sample>
@@ -113,9 +109,8 @@ struct Reach {
 };
 
 Reach ReachOf(std::int64_t position, std::int64_t length, int reach) {
-    const std::int64_t before = position, after = length - 1 - position;
-    return {static_cast<int>(before < reach ? before : reach),
-            static_cast<int>(after < reach ? after : reach)};
+    return {static_cast<int>(Min<std::int64_t>(position, reach)),
+            static_cast<int>(Min<std::int64_t>(length - 1 - position, reach))};
 }
 
 int SumTo(int n) {
@@ -137,27 +132,25 @@ bool RefusesRow(const Blend<Sample>& blend, const Sample* A, std::uint8_t mark, 
     return false;
 }
 
-template <class Sample>
-void BlendRowCandidate(const Blend<Sample>& blend, std::int64_t y, std::int64_t x, const Reach& reach) {
-    const int wBefore = SumTo(reach.before), wAfter = SumTo(reach.after);
-    for (int c = 0; c < 3; ++c) {
-        const Sample* work = KeptRow(blend, y, c) + x;
-        std::int32_t before = 0, after = 0;
-        for (int o = 1; o <= reach.before; ++o) before += work[-o] * o;
-        for (int o = 1; o <= reach.after; ++o) after += work[o] * o;
-        const double meanBefore = static_cast<double>(before) / wBefore;
-        const double meanAfter = static_cast<double>(after) / wAfter;
-        Sample* out = blend.out[c] + y * blend.width + x;
-        for (int o = -blend.radius; o <= blend.radius; ++o) {
-            if (x + o < 0 || x + o >= blend.width) continue;
-            const double f = blend.share[o + blend.radius];
-            out[o] = StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
-        }
+// Blends one channel of a candidate along its line. read(o): the sample at distance o as it was before the
+// pass. out: the candidate's own sample, and its line's stride.
+template <class Sample, class Read>
+void BlendChannel(const Blend<Sample>& blend, const Reach& reach, Read read, Sample* out,
+                  std::int64_t stride) {
+    std::int32_t before = 0, after = 0;
+    for (int o = 1; o <= reach.before; ++o) before += read(-o) * o;
+    for (int o = 1; o <= reach.after; ++o) after += read(o) * o;
+    const double meanBefore = static_cast<double>(before) / SumTo(reach.before);
+    const double meanAfter = static_cast<double>(after) / SumTo(reach.after);
+    const int first = -Min(blend.radius, reach.before), last = Min(blend.radius, reach.after);
+    for (int o = first; o <= last; ++o) {
+        const double f = blend.share[o + blend.radius];
+        out[o * stride] = StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
     }
 }
 
 template <class Sample>
-void BlendRowStretch(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
+void BlendRowBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
     std::uint8_t marks[kBlock];
     const Sample* A = blend->alpha + y * blend->width + first;
     if (!MarkRow(A, n, marks)) return;
@@ -165,7 +158,12 @@ void BlendRowStretch(Blend<Sample>* blend, std::int64_t y, std::int64_t first, i
         const Reach reach = ReachOf(first + i, blend->width, 2 * blend->radius);
         if (RefusesRow(*blend, A + i, marks[i], reach)) continue;
         KeepRow(blend, y);
-        BlendRowCandidate(*blend, y, first + i, reach);
+        for (int c = 0; c < 3; ++c) {
+            const Sample* work = KeptRow(*blend, y, c) + first + i;
+            Sample* out = blend->out[c] + y * blend->width + first + i;
+            BlendChannel(
+                *blend, reach, [work](int o) { return work[o]; }, out, 1);
+        }
     }
 }
 
@@ -175,34 +173,13 @@ void BlendAlongRows(Blend<Sample>* blend) {
     for (std::int64_t y = 0; y < blend->height; ++y) {
         for (std::int64_t x = 2; x < blend->width - 2; x += kBlock) {
             const std::int64_t left = blend->width - 2 - x;
-            BlendRowStretch(blend, y, x, static_cast<int>(left < kBlock ? left : kBlock));
-        }
-    }
-}
-
-// Rows y - reach.before to y + reach.after of one channel as they were, and what is written.
-template <class Sample>
-void BlendColumnCandidate(const Blend<Sample>& blend, std::int64_t y, std::int64_t x, const Reach& reach,
-                          const Sample* const (*rows)[2 * kMostReach + 1]) {
-    const int wBefore = SumTo(reach.before), wAfter = SumTo(reach.after);
-    for (int c = 0; c < 3; ++c) {
-        const Sample* const* row = rows[c] + kMostReach;
-        std::int32_t before = 0, after = 0;
-        for (int o = 1; o <= reach.before; ++o) before += row[-o][x] * o;
-        for (int o = 1; o <= reach.after; ++o) after += row[o][x] * o;
-        const double meanBefore = static_cast<double>(before) / wBefore;
-        const double meanAfter = static_cast<double>(after) / wAfter;
-        for (int o = -blend.radius; o <= blend.radius; ++o) {
-            if (y + o < 0 || y + o >= blend.height) continue;
-            const double f = blend.share[o + blend.radius];
-            blend.out[c][(y + o) * blend.width + x] =
-                StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
+            BlendRowBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
         }
     }
 }
 
 template <class Sample>
-void BlendColumnStretch(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
+void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
     std::uint8_t marks[kBlock];
     const Sample* A = blend->alpha + y * blend->width + first;
     if (!MarkColumn(A, blend->width, blend->halfMax, n, marks)) return;
@@ -217,7 +194,13 @@ void BlendColumnStretch(Blend<Sample>* blend, std::int64_t y, std::int64_t first
             rows[c][kMostReach + o] = RowBefore(*blend, y + o, c);
     }
     for (int i = NextMark(marks, 0, n); i < n; i = NextMark(marks, i + 1, n)) {
-        BlendColumnCandidate(*blend, y, first + i, reach, rows);
+        const std::int64_t x = first + i;
+        for (int c = 0; c < 3; ++c) {
+            const Sample* const* row = rows[c] + kMostReach;
+            Sample* out = blend->out[c] + y * blend->width + x;
+            BlendChannel(
+                *blend, reach, [row, x](int o) { return row[o][x]; }, out, blend->width);
+        }
     }
 }
 
@@ -227,7 +210,7 @@ void BlendAlongColumns(Blend<Sample>* blend) {
     for (std::int64_t y = 2; y < blend->height - 2; ++y) {
         for (std::int64_t x = 0; x < blend->width; x += kBlock) {
             const std::int64_t left = blend->width - x;
-            BlendColumnStretch(blend, y, x, static_cast<int>(left < kBlock ? left : kBlock));
+            BlendColumnBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
         }
     }
 }

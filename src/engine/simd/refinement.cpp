@@ -12,7 +12,6 @@
 namespace keying::FROND_VARIANT {
 namespace {
 
-constexpr int kSpan = 256;
 constexpr int kStreamRoom = kSpan + 2 * kDoubles + 8;
 // A narrower picture reads on into the next ring row, and the scalar reference refines it.
 constexpr std::int32_t kNarrowest = 16;

@@ -11,11 +11,10 @@
 #include "engine/constants.h"
 #include "engine/key_run.h"
 #include "engine/row_ring.h"
+#include "engine/scalar/refinement.h"
 #include "engine/simd/vec.h"
 
 namespace keying::FROND_VARIANT {
-
-constexpr int kMostRows = 5;
 
 struct WindowRow {
     std::size_t first;  // ring index of the row's first cell
@@ -27,8 +26,8 @@ struct Window {
     const RowRing* ring;
     std::size_t centre;  // ring index of the centre row's first cell
     int rows;
-    WindowRow row[kMostRows];
-    std::int32_t slot[kMostRows];  // the ring's, of each row
+    WindowRow row[kMostRingRows];
+    std::int32_t slot[kMostRingRows];  // the ring's, of each row
     std::int32_t width;
     int radius;
 };

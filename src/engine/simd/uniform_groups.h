@@ -15,6 +15,9 @@
 
 namespace keying::FROND_VARIANT {
 
+// Pixels that a pass handles at a time: whole groups.
+constexpr int kSpan = 256;
+
 // One bit for each uniform kind: what groups have in common is the `and` of their kinds.
 enum GroupKind : std::uint8_t { kMixed = 0, kBackdrop = 1, kForeground = 2 };
 
