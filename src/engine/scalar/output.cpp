@@ -80,7 +80,7 @@ void StoreColour(const Channels<Sample>& out, std::size_t i, const Composite& co
 // Puts the untouched top pixel back outside the selection. The selection is read as bytes at both depths, on
 // purpose.
 template <class Sample>
-void RestoreUnselected(const KeyRun& run, const PlaneView<Sample>& planes, std::size_t i) {
+void restoreSelection(const KeyRun& run, const PlaneView<Sample>& planes, std::size_t i) {
     if (run.selection == nullptr || run.selection[i] != 0) return;
     planes.out.r[i] = planes.top.r[i];
     planes.out.g[i] = planes.top.g[i];
@@ -113,7 +113,7 @@ void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::in
             out.a[outIndex] = StoreSample<Sample>(top.a[outIndex] * ring.ringAlpha[newest]);
         }
         StoreColour(out, outIndex, comp);
-        RestoreUnselected(run, planes, outIndex);
+        restoreSelection(run, planes, outIndex);
     }
 }
 
@@ -139,7 +139,7 @@ void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int
             out.a[outIndex] = StoreSample<Sample>(kOpaqueByte * a);
         }
         StoreColour(out, outIndex, comp);
-        RestoreUnselected(run, planes, outIndex);
+        restoreSelection(run, planes, outIndex);
     }
 }
 

@@ -10,8 +10,8 @@ namespace keying {
 namespace {
 
 // Read by row offset from the middle tap, and by window column from kernelBase upward.
-constexpr const double* rowTaps = kWeightTaps + kMiddleTap;
-constexpr const double* columnTaps = kWeightTaps;
+constexpr const double* kRowTaps = kWeightTaps + kMiddleTap;
+constexpr const double* kColumnTaps = kWeightTaps;
 
 // The column kernel of a preview, 5, 10, 30, is lopsided, and that of a full-size render loads its first
 // column one cell past the middle. Both are intended; the first pixels of each row depend on it.
@@ -68,14 +68,14 @@ void LoadColumns(const KeyRun& run, std::int32_t y, std::int32_t x, std::size_t 
             for (std::int32_t c = 0; c <= radius; ++c) {
                 const std::size_t column = static_cast<std::size_t>(c);
                 const WindowSample s =
-                    TakeSample(ring, row + column, centreRow + column, centreAlpha, rowTaps[dy]);
+                    TakeSample(ring, row + column, centreRow + column, centreAlpha, kRowTaps[dy]);
                 const std::int32_t cell = c + firstCellOffset;
                 if (cell < ring.ringRows) AddSample(window, cell, s, s.vG);
             }
         } else if (x + radius < run.width) {
             const std::size_t column = static_cast<std::size_t>(x + radius);
             const WindowSample s =
-                TakeSample(ring, row + column, centreRow + column, centreAlpha, rowTaps[dy]);
+                TakeSample(ring, row + column, centreRow + column, centreAlpha, kRowTaps[dy]);
             AddSample(window, ring.ringRows - 1, s, s.vR);
         }
     }
@@ -85,7 +85,7 @@ double WeightedSum(const KeyRun& run, const double* cells) {
     const ColumnKernel& kernel = run.finalRender ? kFinalKernel : kPreviewKernel;
     double sum = 0;
     for (std::int32_t i = 0; i < run.ring.ringRows; ++i) {
-        sum += cells[i] * columnTaps[kernel.kernelBase + i] / kernel.kernelSum;
+        sum += cells[i] * kColumnTaps[kernel.kernelBase + i] / kernel.kernelSum;
     }
     return sum;
 }
