@@ -49,7 +49,6 @@ constexpr FourCharCode FourCC(const char (&code)[5]) {
 // Result codes of the host.
 constexpr OSErr noErr = 0;
 constexpr OSErr memFullErr = -108;
-constexpr OSErr memWZErr = -111;
 constexpr OSErr userCanceledErr = -128;
 constexpr OSErr errMissingParameter = -1715;
 constexpr OSErr errPlugInHostInsufficient = -30900;
@@ -221,7 +220,6 @@ constexpr std::int16_t plugInDialogDontDisplay = 0;
 constexpr std::int16_t plugInDialogDisplay = 1;
 constexpr std::int16_t plugInDialogSilent = 2;
 constexpr std::int16_t plugInDialogOptional = 0;
-constexpr std::int16_t plugInDialogRequired = 1;
 constexpr std::int16_t plugInDialogNone = 2;
 
 struct ReadDescriptorProcs {

@@ -55,7 +55,7 @@ struct Reports {
     std::int32_t lastTick;
 };
 
-// The host hears of a full-size render alone, in steps of 20 rows. True when it wants to stop.
+// Reports a full-size render to the host, once for every 20 rows. True if the host aborts.
 bool ReportRows(void* context, std::int32_t rows, std::int32_t height) {
     Reports& reports = *static_cast<Reports*>(context);
     reports.globals->progressPercent = Percent(rows, height);

@@ -1,4 +1,4 @@
-// The engine's operations on Globals: what the full-size run, the preview and the tests call.
+// The engine's operations on the planes and settings of Globals.
 #pragma once
 
 #include "engine/keying.h"
@@ -7,21 +7,19 @@ namespace filter {
 
 struct Globals;
 
-// The local backdrop colours of the last analysis. They outlive a call of the host, so that a preview after a
-// slider's move or a zoom needs no new analysis.
+// The local backdrop colours of the last analysis. A new preview after a move of a slider uses them again.
 extern keying::BackdropGrid gBackdropGrid;
 
-// Measures the backdrop over the top layer's colours: backdropMeanR, G, B and gBackdropGrid.
+// Measures the backdrop in the colours of the top layer; sets backdropMeanR, G, B and gBackdropGrid.
 void AnalyseBackdrop(Globals* globals);
 
-// Keys the planes into outR, outG, outB, outA. Expects AnalyseBackdrop to have run and the planes to be
-// loaded. With finalRender set it reports progress to the host and stops at its abort, after which rows not
-// reached keep what the planes held. The ring's memory is the checked heap's: raises HeapFailure when it
-// cannot be reserved. Without memory for edge blending the colours stay unblended, and memFullErr is in the
-// result cell.
+// Keys the loaded planes into outR, outG, outB, outA. AnalyseBackdrop must have run. If finalRender is set,
+// it reports progress to the host and stops when the host aborts; the other rows of the output keep their
+// contents. Allocates the row ring on the checked heap; throws HeapFailure without memory. Without memory for
+// edge blending the colours are not blended and the result cell receives memFullErr.
 void KeyPicture(Globals* globals);
 
-// The edge blending alone, for 8-bit and for 16-bit planes.
+// Edge blending only, for 8-bit and for 16-bit planes.
 void blendEdges8(Globals* globals);
 void blendEdges16(Globals* globals);
 

@@ -28,37 +28,27 @@ const void* AcquireSuite(Globals* globals, const char* name, std::int32_t versio
     return suite;
 }
 
-// AllocateGlobals for a data word of 0.
-Globals* CreateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleProcs* handleProcs,
-                       std::int32_t size, std::intptr_t* data, void (*initialise)(Globals*)) {
-    const Handle handle = NewHandle(handleProcs, size);
-    if (handle == nullptr) return nullptr;
-    char* block = LockHandle(handleProcs, handle);
-    if (block == nullptr) {
-        DisposeHandle(handleProcs, handle);
-        return nullptr;
-    }
-    std::memset(block, 0, static_cast<std::size_t>(size));
-    auto* globals = reinterpret_cast<Globals*>(block);
-    globals->result = result;
-    globals->filterParamBlock = paramBlock;
-    *result = noErr;
-    initialise(globals);
-    *data = reinterpret_cast<std::intptr_t>(handle);
-    return globals;
-}
-
 }  // namespace
 
 Globals* AllocateGlobals(std::int16_t* result, FilterRecord* paramBlock, HandleProcs* handleProcs,
                          std::int32_t size, std::intptr_t* data, void (*initialise)(Globals*)) {
-    if (*data == 0) return CreateGlobals(result, paramBlock, handleProcs, size, data, initialise);
-
-    auto* globals = reinterpret_cast<Globals*>(LockHandle(handleProcs, reinterpret_cast<Handle>(*data)));
-    if (globals == nullptr) return nullptr;
+    const bool isNew = *data == 0;
+    const Handle handle = isNew ? NewHandle(handleProcs, size) : reinterpret_cast<Handle>(*data);
+    if (handle == nullptr) return nullptr;
+    char* block = LockHandle(handleProcs, handle);
+    if (block == nullptr) {
+        if (isNew) DisposeHandle(handleProcs, handle);
+        return nullptr;
+    }
+    if (isNew) std::memset(block, 0, static_cast<std::size_t>(size));
+    auto* globals = reinterpret_cast<Globals*>(block);
     globals->result = result;  // the host may pass another cell and block each time
     globals->filterParamBlock = paramBlock;
     *result = noErr;
+    if (isNew) {
+        initialise(globals);
+        *data = reinterpret_cast<std::intptr_t>(handle);
+    }
     return globals;
 }
 

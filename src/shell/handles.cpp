@@ -11,7 +11,7 @@ namespace {
 constexpr OSErr kNullHandle = -109;
 
 // A handle points to two words: the address of its block, as in the host's handles, and a tag. The third word
-// links all handles in a list, which tells them from the host's handles without reading the host's memory.
+// links all handles in a list, which identifies them without reading the host's memory.
 struct ProcessHandle {
     char* block;
     FourCharCode tag;

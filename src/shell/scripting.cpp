@@ -85,8 +85,7 @@ bool DescriptorParametersUsable(const PIDescriptorParameters* parameters) {
 void ReadScriptParameters(Globals* globals) {
     SetDefaultParameters(globals);
     const PIDescriptorParameters* parameters = globals->filterParamBlock->descriptorParameters;
-    if (!DescriptorParametersUsable(parameters))
-        return;  // showDialog stays as the parameters selector left it
+    if (!DescriptorParametersUsable(parameters)) return;  // showDialog keeps its value
 
     ReadDescriptor(globals);
     if (PluginParameters* block = ParametersOf(globals)) {

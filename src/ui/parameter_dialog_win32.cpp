@@ -13,7 +13,6 @@
 #include <utility>
 
 #include "shell/globals.h"
-#include "shell/parameter_table.h"
 #include "support/checked_heap.h"
 #include "ui/dialog_ids.h"
 #include "ui/dialog_window_win32.h"
@@ -55,32 +54,19 @@ constexpr UINT kPerformPendingMessage = WM_APP;
 constexpr int kSliderMaximum = 200;
 constexpr int kPercentMaximum = 100;  // of zoom and scroll
 
-// In the order of their setup.
-struct SliderControl {
+// The controls of the parameters, in the order of kSliderFields and kFlagFields.
+constexpr int kSliderIds[] = {kIdRemoveGreen,  kIdRestoreBlack, kIdAlterGreen,
+                              kIdSelectTransp, kIdScaleTransp,  kIdAdjBGLevel};
+constexpr int kCheckBoxIds[] = {kIdRealityInteg, kIdShowSelect, kIdOutputAlpha, kIdBlueLogic, kIdOrgPhoto};
+constexpr int kCheckBoxCount = std::size(kCheckBoxIds);
+static_assert(std::size(kSliderIds) == std::size(kSliderFields) && kCheckBoxCount == std::size(kFlagFields));
+
+struct ScrollBar {
     int id;
     std::int32_t Globals::*field;
 };
-constexpr SliderControl kSliders[] = {
-    {kIdRemoveGreen, &Globals::SliderRemoveGreen}, {kIdRestoreBlack, &Globals::SliderRestoreBlack},
-    {kIdAlterGreen, &Globals::SliderAlterGreen},   {kIdSelectTransp, &Globals::SliderSelectTransp},
-    {kIdScaleTransp, &Globals::SliderScaleTransp}, {kIdAdjBGLevel, &Globals::SliderAdjBGLevel},
-};
-constexpr SliderControl kScrollBars[] = {
-    {kIdScrollX, &Globals::previewScrollX},
-    {kIdScrollY, &Globals::previewScrollY},
-};
-
-struct CheckBoxControl {
-    int id;
-    std::uint8_t Globals::*field;
-};
-constexpr CheckBoxControl kCheckBoxes[] = {
-    {kIdRealityInteg, &Globals::FlagRealityInteg}, {kIdShowSelect, &Globals::FlagShowSelect},
-    {kIdOutputAlpha, &Globals::FlagOutputAlpha},   {kIdBlueLogic, &Globals::FlagBlueLogic},
-    {kIdOrgPhoto, &Globals::FlagOrgPhoto},
-};
-static_assert(std::size(kSliders) + std::size(kCheckBoxes) == kParameterCount,
-              "every parameter has its control");
+constexpr ScrollBar kScrollBars[] = {{kIdScrollX, &Globals::previewScrollX},
+                                     {kIdScrollY, &Globals::previewScrollY}};
 
 // Catches all exceptions, since none may leave a window procedure. The dialog stays open.
 void Compose(Globals* globals) {
@@ -116,17 +102,19 @@ void RefitPreview(Globals* globals, HWND window) {
 }
 
 void SetUpControls(const Globals* globals, HWND window) {
-    for (const SliderControl& slider : kSliders) {
-        SendDlgItemMessageA(window, slider.id, TBM_SETRANGEMAX, TRUE, kSliderMaximum);
-        SendDlgItemMessageA(window, slider.id, TBM_SETPOS, TRUE, globals->*slider.field);
+    for (int i = 0; i < kSliderCount; ++i) {
+        SendDlgItemMessageA(window, kSliderIds[i], TBM_SETRANGEMAX, TRUE, kSliderMaximum);
+        SendDlgItemMessageA(window, kSliderIds[i], TBM_SETPOS, TRUE, globals->*kSliderFields[i]);
     }
     // The position of the zoom slider is never set, on purpose: after Reset its thumb stays where it is.
     SendDlgItemMessageA(window, kIdZoom, TBM_SETRANGEMAX, TRUE, kPercentMaximum);
-    for (const SliderControl& bar : kScrollBars) {
+    for (const ScrollBar& bar : kScrollBars) {
         SendDlgItemMessageA(window, bar.id, SBM_SETRANGE, 0, kPercentMaximum);
         SendDlgItemMessageA(window, bar.id, SBM_SETPOS, globals->*bar.field, TRUE);
     }
-    for (const CheckBoxControl& box : kCheckBoxes) CheckDlgButton(window, box.id, globals->*box.field);
+    for (int i = 0; i < kCheckBoxCount; ++i) {
+        CheckDlgButton(window, kCheckBoxIds[i], globals->*kFlagFields[i]);
+    }
 }
 
 void SetUpDialog(Globals* globals, HWND window) {
@@ -202,7 +190,7 @@ INT_PTR OnPaint(Globals* globals, HWND window) {
 }
 
 // Reacts to dragging and dropping the thumb only: arrows and troughs do nothing, on purpose.
-void OnThumbMoved(Globals* globals, HWND window, const SliderControl& bar, WPARAM wParam) {
+void OnThumbMoved(Globals* globals, HWND window, const ScrollBar& bar, WPARAM wParam) {
     const int code = LOWORD(wParam);
     if (code != SB_THUMBPOSITION && code != SB_THUMBTRACK) return;
     globals->*bar.field = static_cast<std::int16_t>(HIWORD(wParam));
@@ -214,24 +202,25 @@ void OnThumbMoved(Globals* globals, HWND window, const SliderControl& bar, WPARA
 INT_PTR OnScroll(Globals* globals, HWND window, WPARAM wParam, HWND sender) {
     const auto sentBy = [&](int id) { return sender != nullptr && sender == GetDlgItem(window, id); };
     const auto position = [&] { return static_cast<std::int32_t>(SendMessageA(sender, TBM_GETPOS, 0, 0)); };
-    for (const SliderControl& slider : kSliders) {
-        if (sentBy(slider.id)) globals->*slider.field = position();
+    for (int i = 0; i < kSliderCount; ++i) {
+        if (sentBy(kSliderIds[i])) globals->*kSliderFields[i] = position();
     }
     if (sentBy(kIdZoom)) {
         globals->previewZoom = position();
         gDialog.pending.refit = true;
     }
-    for (const SliderControl& bar : kScrollBars) {
+    for (const ScrollBar& bar : kScrollBars) {
         if (sentBy(bar.id)) OnThumbMoved(globals, window, bar, wParam);
     }
     Recompose(globals);
     return TRUE;
 }
 
-INT_PTR ToggleCheckBox(Globals* globals, HWND window, const CheckBoxControl& box) {
-    globals->*box.field = globals->*box.field == 0;
-    CheckDlgButton(window, box.id, globals->*box.field);
-    if (box.id == kIdBlueLogic) gDialog.pending.analyse = true;
+INT_PTR ToggleCheckBox(Globals* globals, HWND window, int box) {
+    std::uint8_t& flag = globals->*kFlagFields[box];
+    flag = flag == 0;
+    CheckDlgButton(window, kCheckBoxIds[box], flag);
+    if (kCheckBoxIds[box] == kIdBlueLogic) gDialog.pending.analyse = true;
     Recompose(globals);
     return FALSE;
 }
@@ -253,8 +242,8 @@ INT_PTR RequestEnd(Globals* globals, int button) {
 INT_PTR OnCommand(Globals* globals, HWND window, WPARAM wParam) {
     if (HIWORD(wParam) != BN_CLICKED) return TRUE;
     const int id = LOWORD(wParam);
-    for (const CheckBoxControl& box : kCheckBoxes) {
-        if (id == box.id) return ToggleCheckBox(globals, window, box);
+    for (int box = 0; box < kCheckBoxCount; ++box) {
+        if (id == kCheckBoxIds[box]) return ToggleCheckBox(globals, window, box);
     }
     switch (id) {
         case kIdReset:
