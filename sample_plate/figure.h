@@ -1,24 +1,23 @@
-// The person on the demonstration plate: solid shapes, seen along the z axis.
+// The person on the sample plate: solid shapes, viewed along the z axis.
 //
-// Lengths are in units of the picture's height; x runs to the right from the picture's middle, y down from
-// its top, z towards the viewer.
+// Lengths are in picture heights: x to the right from the centre, y down from the top, z towards the viewer.
 #pragma once
 
-#include "sample_plate/grid.h"
-#include "sample_plate/numbers.h"
+#include "sample_plate/lookup_grid.h"
+#include "sample_plate/vectors.h"
 
 namespace sample_plate {
 
-// What a line of sight meets of one part of the figure.
-struct Sight {
-    float clearance;  // distance by which it passes the part; negative inside its outline
-    Vec3 normal;      // of the surface met; towards the viewer when nothing is met
-    float light;      // 0 to 1: how much of the main light gets there
+// Where a line of sight meets one part of the figure.
+struct SurfaceHit {
+    float distance;  // smallest distance from the part; negative inside its outline
+    Vec3 normal;     // of the surface; towards the viewer when none is met
+    float light;     // 0 to 1: the share of the main light that reaches the surface
 };
 
-// A sight between two others.
-inline Sight Mix(const Sight& a, const Sight& b, float t) {
-    return {Mix(a.clearance, b.clearance, t), Mix(a.normal, b.normal, t), Mix(a.light, b.light, t)};
+// Interpolates.
+inline SurfaceHit Mix(const SurfaceHit& a, const SurfaceHit& b, float t) {
+    return {Mix(a.distance, b.distance, t), Mix(a.normal, b.normal, t), Mix(a.light, b.light, t)};
 }
 
 enum Part { kBackHair, kSkin, kCloth, kPartCount };
@@ -26,20 +25,20 @@ enum Part { kBackHair, kSkin, kCloth, kPartCount };
 // The direction towards the main light.
 Vec3 MainLight();
 
-// The figure measured on a grid of sight lines; between them its shapes are smooth enough to be interpolated.
+// The figure on a grid of lines of sight, for interpolation.
 struct FigureMaps {
     GridShape shape;
-    GridValues<Sight> parts[kPartCount];
-    GridValues<float> outline;  // clearance of the whole figure
+    GridValues<SurfaceHit> parts[kPartCount];
+    GridValues<float> outline;  // distance from the whole figure
 };
 
-// Measures a picture of the given size; `aspect` is its width by its height.
-FigureMaps MeasureFigure(int height, float aspect);
+// For a picture of the given height in pixels and aspect ratio (width / height).
+FigureMaps TraceFigure(int height, float aspect);
 
-Sight SightAt(const FigureMaps& maps, Part part, Vec2 at);
-float OutlineAt(const FigureMaps& maps, Vec2 at);
+SurfaceHit SurfaceAt(const FigureMaps& maps, Part part, Vec2 at);
+float OutlineDistanceAt(const FigureMaps& maps, Vec2 at);
 
-// Clearance of the waving hand's flat shape, in the posture of `time` between 0 and 1.
-float HandClearance(Vec2 at, float time);
+// Distance from the flat shape of the waving hand at `time`, 0 to 1 within the exposure.
+float HandDistance(Vec2 at, float time);
 
 }  // namespace sample_plate

@@ -1,5 +1,4 @@
-// Rows shared out to the machine's cores. The order is free, so what is done for a row must depend on nothing
-// that another row writes.
+// Calls work(row) for each row on all cores, in any order. Rows must not depend on each other.
 #pragma once
 
 #include <algorithm>

@@ -1,14 +1,15 @@
 #include "sample_plate/sample_plate.h"
 
+#include "sample_plate/noise.h"
 #include "sample_plate/parallel.h"
-#include "sample_plate/subject.h"
+#include "sample_plate/shading.h"
 #include "sample_plate/surroundings.h"
 
 namespace sample_plate {
 
 namespace {
 
-// The camera's curve (that of sRGB) as a table over its own square root, which spreads the dark end.
+// The camera's curve, which is the sRGB curve, as a table over the square root of light.
 struct CameraCurve {
     static constexpr int kSteps = 4096;
     float encoded[kSteps + 2];
@@ -21,10 +22,10 @@ struct CameraCurve {
         }
     }
 
-    // light to the power of 5/12 = 1/2.4, by operations that are the same everywhere.
+    // light to the power of 5/12 = 1/2.4, with operations that are the same everywhere.
     static double TwelfthRootOfFifth(double light) {
         const double fourth = std::sqrt(std::sqrt(light));
-        const double fifth = fourth * light;  // light^(5/4), whose cube root is wanted
+        const double fifth = fourth * light;  // light^(5/4); the loop computes its cube root
         double root = std::sqrt(light);
         for (int i = 0; i < 40; ++i) root -= (root * root * root - fifth) / (3 * root * root);
         return root;
@@ -37,12 +38,11 @@ struct CameraCurve {
     }
 };
 
-std::uint16_t Sample(float value, float largest) {
+std::uint16_t Quantise(float value, float largest) {
     return static_cast<std::uint16_t>(Clamp01(value) * largest + 0.5f);
 }
 
-// Shot noise grows with the light, read noise does not; some of it is shared by neighbours, as after the
-// interpolation of a colour mosaic.
+// Shot noise grows with light, read noise is constant. Neighbours share a part of both, as after demosaicing.
 float SensorNoise(float light, int column, int row, std::uint32_t channel) {
     const auto x = static_cast<std::uint32_t>(column), y = static_cast<std::uint32_t>(row);
     const float own = Gaussian(Hash(x, y, 900 + channel));
@@ -50,18 +50,18 @@ float SensorNoise(float light, int column, int row, std::uint32_t channel) {
     return (0.85f * own + 0.5f * shared) * std::sqrt(0.00009f * light + 0.0000012f);
 }
 
-void Put(images::Picture& picture, std::size_t at, Vec3 light, const CameraCurve& curve) {
+void StorePixel(images::Picture& picture, std::size_t at, Vec3 light, const CameraCurve& curve) {
     const auto largest = static_cast<float>(images::LargestSample(picture.depth));
-    picture.colour[0][at] = Sample(curve(light.x), largest);
-    picture.colour[1][at] = Sample(curve(light.y), largest);
-    picture.colour[2][at] = Sample(curve(light.z), largest);
+    picture.colour[0][at] = Quantise(curve(light.x), largest);
+    picture.colour[1][at] = Quantise(curve(light.y), largest);
+    picture.colour[2][at] = Quantise(curve(light.z), largest);
 }
 
 }  // namespace
 
 SamplePlate RenderSamplePlate(const PlateOptions& options) {
     if (options.width < 16 || options.height < 16)
-        throw images::PictureError("a plate has at least 16 by 16 pixels");
+        throw images::PictureError("a sample plate has at least 16 by 16 pixels");
     SamplePlate plate;
     plate.photo = images::MakePicture(options.width, options.height, options.depth, 3, false);
     plate.background = plate.photo;
@@ -70,9 +70,9 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
         plate.alpha = images::MakePicture(options.width, options.height, options.depth, 1, false);
     }
     static const CameraCurve kCurve;
-    const Subject subject = PrepareSubject(options.width, options.height);
-    const Surroundings surroundings = MeasureSurroundings(
-        options.height, static_cast<float>(options.width) / static_cast<float>(options.height), subject.maps,
+    const Figure figure = PrepareFigure(options.width, options.height);
+    const Surroundings surroundings = PrepareSurroundings(
+        options.height, static_cast<float>(options.width) / static_cast<float>(options.height), figure.maps,
         options.isBlue);
     const Vec3 spill = SpillColour(options.isBlue);
     const float scale = 1 / static_cast<float>(options.height);
@@ -84,18 +84,18 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
                 (static_cast<float>(column) + 0.5f - static_cast<float>(options.width) * 0.5f) * scale,
                 (static_cast<float>(row) + 0.5f) * scale};
             const std::size_t at = static_cast<std::size_t>(row) * options.width + column;
-            const Seen seen = SubjectAt(subject, column, row);
-            Vec3 photo = seen.light + spill * seen.spill;
-            if (seen.alpha < 1) photo = photo + BackdropAt(surroundings, p) * (1 - seen.alpha);
+            const ShadedPoint point = ShadeFigure(figure, column, row);
+            Vec3 photo = point.light + spill * point.spill;
+            if (point.alpha < 1) photo = photo + BackdropAt(surroundings, p) * (1 - point.alpha);
             photo.x += SensorNoise(photo.x, column, row, 0);
             photo.y += SensorNoise(photo.y, column, row, 1);
             photo.z += SensorNoise(photo.z, column, row, 2);
-            Put(plate.photo, at, photo, kCurve);
+            StorePixel(plate.photo, at, photo, kCurve);
             const Vec3 landscape = LandscapeAt(surroundings, p);
-            Put(plate.background, at, landscape, kCurve);
+            StorePixel(plate.background, at, landscape, kCurve);
             if (!options.withTruth) continue;
-            Put(plate.composite, at, seen.light + landscape * (1 - seen.alpha), kCurve);
-            plate.alpha.colour[0][at] = Sample(seen.alpha, largest);
+            StorePixel(plate.composite, at, point.light + landscape * (1 - point.alpha), kCurve);
+            plate.alpha.colour[0][at] = Quantise(point.alpha, largest);
         }
     });
     return plate;

@@ -1,10 +1,9 @@
-// The demonstration plate: a studio photograph before a green or blue backdrop, a landscape to set it on, and
-// the truth about it, rendered from nothing. The same options give the same pictures on every machine.
+// Renders the sample plate: a studio photograph with a green or blue backdrop, a landscape as its new
+// background, and the ground truth. The same options give the same pictures on every machine.
 //
-// The scene holds what makes keying hard: an unevenly lit, wrinkled backdrop with the figure's shadow and the
-// sensor's noise on it, skin, hair strands thinner than a pixel, a veil, grey and black cloth, a white shirt,
-// light that the backdrop throws on all of them, and a hand blurred by its own motion. Light adds up before
-// the camera's curve is applied, as in a camera.
+// The scene has what makes keying hard: an unevenly lit, wrinkled backdrop with shadow and sensor noise,
+// skin, hair thinner than a pixel, a veil, grey and black cloth, a white shirt, spill, and a hand with motion
+// blur. Light is summed before the camera's curve is applied, as in a camera.
 #pragma once
 
 #include "images/picture.h"
@@ -16,16 +15,17 @@ struct PlateOptions {
     int height = 1600;  // pixels, at least 16
     int depth = 16;     // 8 or 16
     bool isBlue = false;
-    bool withTruth = true;  // false: photo and background only
+    bool withTruth = true;  // false: only photo and background
 };
 
 struct SamplePlate {
     images::Picture photo;
     images::Picture background;
-    images::Picture alpha;      // grey: how much of each pixel is figure; without noise
-    images::Picture composite;  // the figure before the background, without spill and noise
+    images::Picture alpha;      // grey: the figure's coverage of each pixel, without noise
+    images::Picture composite;  // the figure over the background, without spill and noise
 };
 
+// Throws images::PictureError for a size below 16 by 16.
 SamplePlate RenderSamplePlate(const PlateOptions& options);
 
 }  // namespace sample_plate

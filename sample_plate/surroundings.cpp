@@ -1,5 +1,7 @@
 #include "sample_plate/surroundings.h"
 
+#include "sample_plate/noise.h"
+
 namespace sample_plate {
 
 namespace {
@@ -7,7 +9,7 @@ namespace {
 constexpr Vec3 kGreenCloth{0.048f, 0.330f, 0.062f};
 constexpr Vec3 kBlueCloth{0.040f, 0.085f, 0.400f};
 
-// Height of the cloth: long folds that fall from the upper edge, and creases from being packed.
+// Height of the cloth: long vertical folds, and creases from packing.
 float ClothHeight(Vec2 at) {
     const float bend = Turbulence(at.x * 1.1f + 3, at.y * 0.7f, 2, 5);
     const float folds = Turbulence((at.x + 0.25f * bend + 0.06f * at.y) * 5.5f, at.y * 0.75f, 3, 21);
@@ -24,23 +26,23 @@ float ClothHeight(Vec2 at) {
     return 0.16f * folds + 0.15f * bulge + creases * 0.10f;
 }
 
-// A blurred copy of the figure's outline, away from the light.
+// The figure's shadow: its outline, blurred and shifted away from the light.
 float ShadowAt(Vec2 at, const FigureMaps& maps) {
-    const float near = OutlineAt(maps, {at.x - 0.13f, at.y - 0.085f});
-    const float far = OutlineAt(maps, {at.x - 0.16f, at.y - 0.11f});
+    const float near = OutlineDistanceAt(maps, {at.x - 0.13f, at.y - 0.085f});
+    const float far = OutlineDistanceAt(maps, {at.x - 0.16f, at.y - 0.11f});
     return 1 - 0.34f * SmoothStep(0.10f, -0.05f, near) - 0.14f * SmoothStep(0.16f, -0.06f, far);
 }
 
-// The light on the cloth, and how far it turns away from the lamp.
+// x: the light on the cloth, y: 0 to 1, how far it faces away from the lamp.
 Vec2 ClothLightAt(Vec2 at, const FigureMaps& maps) {
     constexpr float kStep = 0.004f;
     const float here = ClothHeight(at);
     const float slopeX = (ClothHeight({at.x + kStep, at.y}) - here) / kStep;
     const float slopeY = (ClothHeight({at.x, at.y + kStep}) - here) / kStep;
-    const Vec3 normal = Normal({-slopeX * 0.5f, -slopeY * 0.5f, 1});
+    const Vec3 normal = Normalized({-slopeX * 0.5f, -slopeY * 0.5f, 1});
     const float facing = Clamp01(Dot(normal, MainLight())) / MainLight().z;
 
-    // One lamp from the left above, a weaker one from the right, and the lens' own fall-off.
+    // A lamp from the upper left, a weaker one from the right, and the lens's fall-off.
     const float dx = at.x + 0.35f, dy = at.y - 0.30f;
     const float lamp = 1 / (1 + 0.55f * (dx * dx + dy * dy));
     const float fill = 0.16f / (1 + 2 * ((at.x - 0.7f) * (at.x - 0.7f) + (at.y - 0.8f) * (at.y - 0.8f)));
@@ -52,11 +54,11 @@ Vec2 ClothLightAt(Vec2 at, const FigureMaps& maps) {
 }  // namespace
 
 Vec3 BackdropAt(const Surroundings& surroundings, Vec2 at) {
-    const Vec2 cloth =
-        Between(surroundings.backdrop, surroundings.backdropShape, CellAt(surroundings.backdropShape, at));
+    const Vec2 cloth = Interpolate(surroundings.backdrop, surroundings.backdropShape,
+                                   CellAt(surroundings.backdropShape, at));
     const float weave = 1 + 0.05f * (Noise(at.x * 900, at.y * 900, 77) - 0.5f) +
                         0.03f * (Noise(at.x * 260, at.y * 1900, 78) - 0.5f);
-    // Where the folds turn away, a little of the room's neutral light shows on the cloth's nap.
+    // Where folds face away, the cloth's nap reflects a little neutral light.
     const Vec3 nap = Vec3{0.012f, 0.012f, 0.013f} * (1 + 2 * cloth.y);
     return (surroundings.isBlue ? kBlueCloth : kGreenCloth) * (cloth.x * weave) + nap;
 }
@@ -67,7 +69,7 @@ Vec3 SpillColour(bool isBlue) {
 
 namespace {
 
-// Height of a mountain chain's edge above the horizon.
+// Height of a mountain chain above the horizon.
 float Ridge(float x, float roughness, std::uint32_t seed) {
     return Turbulence(x * roughness, 0.5f, 6, seed);
 }
@@ -86,7 +88,7 @@ Vec3 SkyAt(Vec2 at) {
 }
 
 Vec3 MeadowAt(Vec2 at) {
-    // Tall grass that stands out of focus: broad patches that close up towards the horizon.
+    // Tall grass out of focus: broad patches that shrink towards the horizon.
     const float depth = 1 / (at.y - 0.545f);
     const float broad = Turbulence(at.x * depth * 0.5f, depth * 1.5f, 4, 401);
     const float blades = Turbulence(at.x * depth * 7, depth * 6, 3, 431);
@@ -97,13 +99,13 @@ Vec3 MeadowAt(Vec2 at) {
     return Mix(grass * light, Vec3{0.34f, 0.36f, 0.36f}, 0.30f * (1 - nearness) * (1 - nearness));
 }
 
-// Rock and snow of a chain; `below` is the distance under its edge.
+// Rock and snow of a chain; `below` is the distance below its edge.
 Vec3 MountainAt(Vec2 at, float below, float edge, std::uint32_t seed) {
     const auto relief = [seed](float x, float y) {
         return Turbulence(x * 9 + y * 4, y * 7 - x * 3, 5, seed);
     };
     const float here = relief(at.x, at.y);
-    // Lit from the left, where the evening sun stands.
+    // Lit from the left by the evening sun.
     const float slope = Clamp01(0.5f + 14 * (relief(at.x + 0.004f, at.y + 0.001f) - here) / 0.9f);
     const float snowLine = 0.10f * Turbulence(at.x * 20, at.y * 8, 3, seed + 60);
     const float snow = SmoothStep(0.030f, 0.0f, below - snowLine) * SmoothStep(0.43f, 0.34f, edge);
@@ -126,7 +128,7 @@ Vec3 ViewAt(Vec2 at) {
         Mix(Vec3{0.36f, 0.44f, 0.58f}, Vec3{0.66f, 0.58f, 0.50f}, SmoothStep(0.5f, -0.7f, at.x));
     for (const Chain& chain : kChains) {
         const float edge = chain.base - chain.height * (Ridge(at.x, chain.roughness, chain.seed) - 0.35f);
-        // The lens is focused on the figure, so far edges are soft.
+        // Soft edges: the lens is focused on the figure.
         const float cover = SmoothStep(-0.0022f, 0.0022f, at.y - edge);
         if (cover <= 0) continue;
         const float distance = chain.haze + 0.35f * Clamp01((at.y - edge) / 0.2f);
@@ -142,22 +144,22 @@ Vec3 ViewAt(Vec2 at) {
 
 }  // namespace
 
-Surroundings MeasureSurroundings(int height, float aspect, const FigureMaps& maps, bool isBlue) {
-    // Folds are broad, and the landscape is out of focus: beyond these rows there is nothing finer to see.
+Surroundings PrepareSurroundings(int height, float aspect, const FigureMaps& maps, bool isBlue) {
+    // Folds are broad and the landscape is out of focus: finer grids show no difference.
     constexpr int kBackdropRows = 720, kLandscapeRows = 1440;
     Surroundings surroundings;
     surroundings.isBlue = isBlue;
     surroundings.backdropShape = MakeGridShape(std::min(kBackdropRows, height), aspect);
     surroundings.landscapeShape = MakeGridShape(std::min(kLandscapeRows, height), aspect);
     surroundings.backdrop =
-        MeasureGrid<Vec2>(surroundings.backdropShape, [&maps](Vec2 at) { return ClothLightAt(at, maps); });
-    surroundings.landscape = MeasureGrid<Vec3>(surroundings.landscapeShape, ViewAt);
+        FillGrid<Vec2>(surroundings.backdropShape, [&maps](Vec2 at) { return ClothLightAt(at, maps); });
+    surroundings.landscape = FillGrid<Vec3>(surroundings.landscapeShape, ViewAt);
     return surroundings;
 }
 
 Vec3 LandscapeAt(const Surroundings& surroundings, Vec2 at) {
-    return Between(surroundings.landscape, surroundings.landscapeShape,
-                   CellAt(surroundings.landscapeShape, at));
+    return Interpolate(surroundings.landscape, surroundings.landscapeShape,
+                       CellAt(surroundings.landscapeShape, at));
 }
 
 }  // namespace sample_plate

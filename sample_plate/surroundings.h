@@ -1,26 +1,26 @@
-// What stands behind the figure: the studio's backdrop, and the landscape that is to replace it. Colours are
-// linear light, 1 the brightest that the plate can hold; places are those of figure.h.
+// The studio's backdrop, and the landscape that replaces it. Colours are linear light with 1 as white; points
+// are in the coordinates of figure.h.
 #pragma once
 
 #include "sample_plate/figure.h"
-#include "sample_plate/numbers.h"
+#include "sample_plate/vectors.h"
 
 namespace sample_plate {
 
 struct Surroundings {
     GridShape backdropShape, landscapeShape;
-    GridValues<Vec2> backdrop;  // x: the light on the cloth, y: how far it turns away from the lamp
+    GridValues<Vec2> backdrop;  // x: the light on the cloth, y: 0 to 1, how far it faces away from the lamp
     GridValues<Vec3> landscape;
     bool isBlue;
 };
 
-// For a picture of the given height in pixels and aspect (width by height).
-Surroundings MeasureSurroundings(int height, float aspect, const FigureMaps& maps, bool isBlue);
+// For a picture of the given height in pixels and aspect ratio (width / height).
+Surroundings PrepareSurroundings(int height, float aspect, const FigureMaps& maps, bool isBlue);
 
-// The cloth of the backdrop with its folds, its uneven light and the figure's shadow on it.
+// The backdrop's cloth with folds, uneven light and the figure's shadow.
 Vec3 BackdropAt(const Surroundings& surroundings, Vec2 at);
 
-// The light that the backdrop throws on what stands before it.
+// The backdrop's light on the figure.
 Vec3 SpillColour(bool isBlue);
 
 Vec3 LandscapeAt(const Surroundings& surroundings, Vec2 at);

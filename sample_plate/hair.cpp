@@ -1,17 +1,19 @@
-#include "sample_plate/strands.h"
+#include "sample_plate/hair.h"
+
+#include "sample_plate/noise.h"
 
 namespace sample_plate {
 
 namespace {
 
-constexpr float kStrandWidth = 0.00022f;  // of the picture's height; about 0.15 mm on a person
+constexpr float kStrandWidth = 0.00022f;  // in picture heights; about 0.15 mm
 constexpr Vec2 kWindowFrom{-0.34f, 0.10f}, kWindowTo{0.34f, 0.86f};
 
-// A cubic curve with its own waviness.
+// A cubic Bezier curve with a wave added.
 struct Strand {
     Vec2 points[4];
     float wave, waveCount, phase;
-    float width;  // of the picture's height
+    float width;  // in picture heights
     float tone;
 };
 
@@ -27,9 +29,8 @@ Vec2 PointOf(const Strand& strand, float t) {
     return {p.x + swing, p.y + swing * 0.3f};
 }
 
-// Adds coverage `amount` at a place in pixels, shared among the four nearest pixels; what is there already
-// lets through only its rest.
-void Dab(HairBuffer& buffer, float x, float y, float amount, float tone) {
+// Composites coverage `amount` at a position in pixels over the four nearest pixels.
+void AddCoverage(HairBuffer& buffer, float x, float y, float amount, float tone) {
     const float fx = std::floor(x - 0.5f), fy = std::floor(y - 0.5f);
     const int ix = static_cast<int>(fx) - buffer.left, iy = static_cast<int>(fy) - buffer.top;
     if (ix < 0 || iy < 0 || ix + 1 >= buffer.width || iy + 1 >= buffer.height) return;
@@ -39,13 +40,12 @@ void Dab(HairBuffer& buffer, float x, float y, float amount, float tone) {
     const std::size_t places[4] = {at, at + 1, at + buffer.width, at + buffer.width + 1};
     for (int i = 0; i < 4; ++i) {
         const float cover = std::min(1.0f, shares[i] * amount);
-        // A later strand lies above the earlier ones.
         buffer.coverage[places[i]] = buffer.coverage[places[i]] * (1 - cover) + cover;
         buffer.tone[places[i]] = buffer.tone[places[i]] * (1 - cover) + cover * tone;
     }
 }
 
-// The sheen: hair is bright where it runs across the light's direction, as it does on the crown.
+// The brightness: hair shines where it runs across the light's direction, as on the crown.
 float ToneAlong(const Strand& strand, Vec2 p, Vec2 direction) {
     const float length = std::sqrt(direction.x * direction.x + direction.y * direction.y) + 1e-9f;
     const float across =
@@ -55,7 +55,7 @@ float ToneAlong(const Strand& strand, Vec2 p, Vec2 direction) {
     return strand.tone * (0.45f + 0.75f * side + 0.5f * across + 0.9f * crown * side);
 }
 
-void Draw(HairBuffer& buffer, const Strand& strand, int width, int height) {
+void DrawStrand(HairBuffer& buffer, const Strand& strand, int width, int height) {
     const float scale = static_cast<float>(height);
     float reach = 0;
     for (int i = 0; i < 3; ++i) {
@@ -70,70 +70,69 @@ void Draw(HairBuffer& buffer, const Strand& strand, int width, int height) {
         const Vec2 p = PointOf(strand, t);
         const Vec2 direction{p.x - last.x, p.y - last.y};
         const float length = std::sqrt(direction.x * direction.x + direction.y * direction.y) * scale;
-        const float thickness = strand.width * scale * (1 - 0.6f * t * t);  // it tapers to its tip
+        const float thickness = strand.width * scale * (1 - 0.6f * t * t);  // thinner towards the tip
         const float tone = ToneAlong(strand, p, direction);
         const float x = p.x * scale + static_cast<float>(width) * 0.5f, y = p.y * scale;
         // A strand wider than a pixel is several lines side by side.
         const int lines = std::max(1, static_cast<int>(std::ceil(thickness)));
         for (int line = 0; line < lines; ++line) {
             const float shift = static_cast<float>(line) - static_cast<float>(lines - 1) * 0.5f;
-            Dab(buffer, x + shift, y, thickness / static_cast<float>(lines) * length, tone);
+            AddCoverage(buffer, x + shift, y, thickness / static_cast<float>(lines) * length, tone);
         }
         last = p;
     }
 }
 
-// Hair combed from a parting down one side; `side` is -1 or 1. Strands lie in locks that wave and shine
-// together.
-Strand CombedStrand(Dice& dice, float side, float spread) {
+// Hair combed down from the parting; `side` is -1 or 1. The strands of a lock share wave and brightness.
+Strand CombedStrand(Random& random, float side, float spread) {
     Strand strand{};
-    const float depth = dice.Roll();  // 0: hugs the face, 1: outermost
+    const float depth = random.Next();  // 0: next to the face, 1: outermost
     const auto lock = static_cast<std::uint32_t>(depth * 26) + (side < 0 ? 100u : 0u);
-    strand.points[0] = {0.012f + dice.Roll(-0.010f, 0.010f),
-                        0.196f - 0.006f * depth + dice.Roll(-0.004f, 0.006f)};
+    strand.points[0] = {0.012f + random.Next(-0.010f, 0.010f),
+                        0.196f - 0.006f * depth + random.Next(-0.004f, 0.006f)};
     strand.points[1] = {side * Mix(0.055f, 0.074f, depth), Mix(0.200f, 0.160f, depth)};
     strand.points[2] = {side * Mix(0.072f, 0.120f, depth), Mix(0.300f, 0.235f, depth)};
-    const float length = dice.Roll(0.46f, 0.66f);
-    strand.points[3] = {side * (Mix(0.070f, 0.125f, depth) + dice.Roll(-1, 1) * spread), length};
-    strand.wave = 0.004f + 0.012f * Uniform(lock, 1, 7) + dice.Roll(0, 0.003f);
-    strand.waveCount = 1.3f + 0.9f * Uniform(lock, 2, 7) + dice.Roll(0, 0.2f);
-    strand.phase = Uniform(lock, 3, 7) + dice.Roll(0, 0.12f);
-    strand.width = kStrandWidth * dice.Roll(0.8f, 1.6f);
-    strand.tone = (0.45f + 0.75f * Uniform(lock, 4, 7)) * dice.Roll(0.55f, 1.35f);
+    const float length = random.Next(0.46f, 0.66f);
+    strand.points[3] = {side * (Mix(0.070f, 0.125f, depth) + random.Next(-1, 1) * spread), length};
+    strand.wave = 0.004f + 0.012f * Uniform(lock, 1, 7) + random.Next(0, 0.003f);
+    strand.waveCount = 1.3f + 0.9f * Uniform(lock, 2, 7) + random.Next(0, 0.2f);
+    strand.phase = Uniform(lock, 3, 7) + random.Next(0, 0.12f);
+    strand.width = kStrandWidth * random.Next(0.8f, 1.6f);
+    strand.tone = (0.45f + 0.75f * Uniform(lock, 4, 7)) * random.Next(0.55f, 1.35f);
     return strand;
 }
 
-// A single hair that stands away from the rest.
-Strand LooseStrand(Dice& dice) {
-    const float side = dice.Roll() < 0.5f ? -1.0f : 1.0f;
-    Strand strand = CombedStrand(dice, side, 0.02f);
-    const float height = dice.Roll(0.14f, 0.62f);
-    const float away = dice.Roll();
-    strand.points[1] = {side * dice.Roll(0.05f, 0.09f), dice.Roll(0.150f, 0.20f)};
-    strand.points[2] = {side * dice.Roll(0.10f, 0.15f), Mix(0.20f, height, 0.6f)};
-    strand.points[3] = {side * (0.115f + 0.13f * away * away), height + dice.Roll(-0.02f, 0.05f)};
+// A single hair away from the others.
+Strand LooseStrand(Random& random) {
+    const float side = random.Next() < 0.5f ? -1.0f : 1.0f;
+    Strand strand = CombedStrand(random, side, 0.02f);
+    const float height = random.Next(0.14f, 0.62f);
+    const float away = random.Next();
+    strand.points[1] = {side * random.Next(0.05f, 0.09f), random.Next(0.150f, 0.20f)};
+    strand.points[2] = {side * random.Next(0.10f, 0.15f), Mix(0.20f, height, 0.6f)};
+    strand.points[3] = {side * (0.115f + 0.13f * away * away), height + random.Next(-0.02f, 0.05f)};
     strand.wave *= 1.8f;
-    strand.width = kStrandWidth * dice.Roll(0.6f, 1.1f);
-    strand.tone = dice.Roll(0.8f, 1.5f);
+    strand.width = kStrandWidth * random.Next(0.6f, 1.1f);
+    strand.tone = random.Next(0.8f, 1.5f);
     return strand;
 }
 
-// A short hair on the crown, rising against the backdrop.
-Strand CrownStrand(Dice& dice) {
+// A short hair that rises from the crown before the backdrop.
+Strand CrownStrand(Random& random) {
     Strand strand{};
-    const float x = dice.Roll(-0.085f, 0.085f);
+    const float x = random.Next(-0.085f, 0.085f);
     const float y = 0.172f + 5.0f * x * x;
-    const float rise = 0.003f + 0.034f * dice.Roll() * dice.Roll(),
-                lean = dice.Roll(-0.045f, 0.045f) + x * 0.3f;
+    const float rise = 0.003f + 0.034f * random.Next() * random.Next(),
+                lean = random.Next(-0.045f, 0.045f) + x * 0.3f;
     strand.points[0] = {x, y + 0.02f};
     strand.points[1] = {x + lean * 0.2f, y - rise * 0.5f};
     strand.points[2] = {x + lean * 0.6f, y - rise};
     strand.points[3] = {x + lean, y - rise * 0.6f};
-    strand.wave = dice.Roll(0.0f, 0.004f);
+    strand.wave = random.Next(0.0f, 0.004f);
     strand.waveCount = 1.5f;
-    strand.phase = dice.Roll();
-    strand.width = kStrandWidth * dice.Roll(0.6f, 1.0f);
-    strand.tone = dice.Roll(0.5f, 1.2f);
+    strand.phase = random.Next();
+    strand.width = kStrandWidth * random.Next(0.6f, 1.0f);
+    strand.tone = random.Next(0.5f, 1.2f);
     return strand;
 }
 
@@ -153,13 +152,14 @@ HairBuffer DrawHair(HairLayer layer, int width, int height) {
     buffer.tone.assign(count, 0);
 
     const bool behind = layer == HairLayer::kBehind;
-    Dice dice{behind ? 11u : 29u};
+    Random random{behind ? 11u : 29u};
     const int combed = behind ? 5000 : 9000;
     for (int i = 0; i < combed; ++i) {
-        Draw(buffer, CombedStrand(dice, i % 2 == 0 ? -1.0f : 1.0f, behind ? 0.045f : 0.022f), width, height);
+        DrawStrand(buffer, CombedStrand(random, i % 2 == 0 ? -1.0f : 1.0f, behind ? 0.045f : 0.022f), width,
+                   height);
     }
-    for (int i = 0; i < (behind ? 300 : 60); ++i) Draw(buffer, LooseStrand(dice), width, height);
-    for (int i = 0; i < (behind ? 190 : 0); ++i) Draw(buffer, CrownStrand(dice), width, height);
+    for (int i = 0; i < (behind ? 300 : 60); ++i) DrawStrand(buffer, LooseStrand(random), width, height);
+    for (int i = 0; i < (behind ? 190 : 0); ++i) DrawStrand(buffer, CrownStrand(random), width, height);
     return buffer;
 }
 

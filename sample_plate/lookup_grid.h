@@ -1,21 +1,21 @@
-// Values measured on a grid of places over the picture, and looked up between them: what is smooth costs the
-// same for a picture of any size.
+// Smooth values, computed on a grid over the picture and interpolated: the cost does not grow with the
+// picture.
 #pragma once
 
 #include <vector>
 
-#include "sample_plate/numbers.h"
 #include "sample_plate/parallel.h"
+#include "sample_plate/vectors.h"
 
 namespace sample_plate {
 
 struct GridShape {
     int columns = 0, rows = 0;
-    float step = 0;  // between two places, in picture heights
-    float left = 0;  // x of the first column; the first row lies at y 0
+    float step = 0;  // distance of two points, in picture heights
+    float left = 0;  // x of the first column; the first row is at y 0
 };
 
-// A grid over a picture of the given aspect (width by height), with `rows` rows to its height.
+// A grid over a picture of the given aspect ratio (width / height) with `rows` rows per picture height.
 inline GridShape MakeGridShape(int rows, float aspect) {
     const float step = 1 / static_cast<float>(rows);
     return {static_cast<int>(aspect / step) + 2, rows + 2, step, -aspect / 2};
@@ -24,9 +24,9 @@ inline GridShape MakeGridShape(int rows, float aspect) {
 template <typename Value>
 using GridValues = std::vector<Value>;
 
-// Measures each place, rows shared among the cores.
+// Computes measure(point) for each point, on all cores.
 template <typename Value, typename Measure>
-GridValues<Value> MeasureGrid(const GridShape& shape, const Measure& measure) {
+GridValues<Value> FillGrid(const GridShape& shape, const Measure& measure) {
     GridValues<Value> values(static_cast<std::size_t>(shape.columns) * static_cast<std::size_t>(shape.rows));
     ForEachRow(shape.rows, [&](int row) {
         for (int column = 0; column < shape.columns; ++column) {
@@ -39,7 +39,7 @@ GridValues<Value> MeasureGrid(const GridShape& shape, const Measure& measure) {
     return values;
 }
 
-// The four places around a point, and how far it lies between them.
+// The grid cell around a point, and the point's position in it, 0 to 1.
 struct GridCell {
     std::size_t at;
     float fx, fy;
@@ -56,7 +56,7 @@ inline GridCell CellAt(const GridShape& shape, Vec2 at) {
 }
 
 template <typename Value>
-Value Between(const GridValues<Value>& values, const GridShape& shape, const GridCell& cell) {
+Value Interpolate(const GridValues<Value>& values, const GridShape& shape, const GridCell& cell) {
     const Value* v = values.data() + cell.at;
     return Mix(Mix(v[0], v[1], cell.fx), Mix(v[shape.columns], v[shape.columns + 1], cell.fx), cell.fy);
 }
