@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "images/picture_io.h"
+#include "images/picture_file.h"
 #include "images/resample.h"
 #include "sample_plate/sample_plate.h"
 
@@ -88,8 +88,8 @@ std::vector<std::uint8_t> DocumentPlane(const images::Plane& plane, int depth) {
 // A photograph from a file, scaled to the size.
 Picture FromFile(const std::string& path, int width, int height, int depth) {
     Picture picture = images::ReadPicture(path);
-    images::MakeColour(picture);
-    images::Flatten(picture);
+    images::ConvertToRgb(picture);
+    images::FlattenOnWhite(picture);
     images::ChangeDepth(picture, depth);
     return images::FitPicture(picture, width, height, images::Fit::kCover);
 }

@@ -168,7 +168,7 @@ Measured RunInHost(Prepared& p, bool blendEdges) {
     options.moveHandles = false;
     const host::HostPtr host = host::CreateHost(options);
     Measured measured{0, kHashStart, std::int64_t{p.layers.width} * p.layers.height, {}};
-    host::GiveDescriptor(*host, DefaultParameters(blendEdges));
+    host::SetDescriptor(*host, DefaultParameters(blendEdges));
     host::OpenDocument(*host, document);
     OSErr result = host::CallSelector(*host, PluginMain, filterSelectorParameters);
     if (result == noErr) result = host::CallSelector(*host, PluginMain, filterSelectorPrepare);

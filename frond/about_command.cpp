@@ -1,8 +1,8 @@
-// frond about: what the filter says of itself.
+// frond about: shows the filter's About box.
 #include <CLI/CLI.hpp>
 
-#include "frond/frond.h"
-#include "frond/main_window.h"
+#include "frond/command.h"
+#include "frond/owner_window.h"
 #include "frond/session.h"
 
 namespace frond {
@@ -13,11 +13,11 @@ std::string gModule;
 
 ExitCode RunAbout() {
     RequireWindows();
-    const std::filesystem::path module = FindModule(PathOf(gModule));
-    const MainWindow window = OpenMainWindow(kProgramName);
+    const std::filesystem::path module = FindModule(PathFromUtf8(gModule));
+    const OwnerWindow window = OpenOwnerWindow(kProgramName);
     host::HostOptions options;
     options.mainWindow = window.get();
-    options.browseUrl = [](const char* url) { return OpenPage(url) ? SPErr{noErr} : SPErr{-1}; };
+    options.browseUrl = [](const char* url) { return OpenWebPage(url) ? SPErr{noErr} : SPErr{-1}; };
     Session session;
     StartSession(session, module, std::move(options));
     host::ShowAbout(*session.host, session.module->pluginMain);
@@ -31,9 +31,10 @@ ExitCode RunAbout() {
 
 Command AddAboutCommand(CLI::App& app) {
     CLI::App* about = app.add_subcommand("about", "Show the filter's About box (on Windows)");
-    about->add_option("--module", gModule, "The filter module, if it does not lie beside the program")
+    about->add_option("--module", gModule, "The filter module; default: the one beside the program")
         ->type_name("FILE");
-    about->footer("Exit codes: 0; 2 (command line, or no Windows), 5 (no module), 6 (the filter failed).");
+    about->footer(
+        "Exit codes: 0; 2 (command line, or not on Windows), 5 (no module), 6 (the filter failed).");
     return {about, RunAbout};
 }
 

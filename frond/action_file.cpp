@@ -2,10 +2,10 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "frond/frond.h"
+#include "frond/command.h"
 #include "frond/parameters.h"
 #include "images/atomic_file.h"
-#include "images/picture_check.h"
+#include "images/text.h"
 
 namespace frond {
 
@@ -15,7 +15,7 @@ using Json = nlohmann::ordered_json;
 
 constexpr char kActionName[] = "Twin Plate Rig";
 
-std::int32_t ValueOf(const ParameterInfo& info, const Json& value, const std::string& file) {
+std::int32_t ParseValue(const ParameterInfo& info, const Json& value, const std::string& file) {
     if (info.isFlag) {
         if (value.is_boolean()) return value.get<bool>() ? 1 : 0;
         throw Failure(kBadUsage, file + ": \"" + info.name + "\" must be true or false");
@@ -25,36 +25,35 @@ std::int32_t ValueOf(const ParameterInfo& info, const Json& value, const std::st
     const bool fits = value.is_number_unsigned()
                           ? value.get<std::uint64_t>() <= std::uint64_t{kMost}
                           : value.is_number_integer() && value.get<std::int64_t>() >= kLeast;
-    if (!fits) throw Failure(kBadUsage, file + ": \"" + info.name + "\" must be a whole number of 32 bits");
+    if (!fits) throw Failure(kBadUsage, file + ": \"" + info.name + "\" must be a 32-bit integer");
     return static_cast<std::int32_t>(value.get<std::int64_t>());
 }
 
-Json Parsed(const std::vector<std::uint8_t>& bytes, const std::string& file) {
+Json ParseJson(const std::vector<std::uint8_t>& bytes, const std::string& file) {
     try {
         return Json::parse(bytes.begin(), bytes.end());
-    } catch (const Json::exception& error) {  // of its syntax, or a number beyond all doubles
-        // The library's text begins with an error number of its own, in brackets.
-        const std::string text = images::OneLine(error.what());
+    } catch (const Json::exception& error) {  // a syntax error, or a number out of the range of double
+        // The library's message starts with an error number in brackets.
+        const std::string text = images::ToSingleLine(error.what());
         const std::size_t end = text.find("] ");
         throw Failure(kBadUsage,
-                      file + ": is no action: " + text.substr(end == std::string::npos ? 0 : end + 2));
+                      file + ": is not an action: " + text.substr(end == std::string::npos ? 0 : end + 2));
     }
 }
 
 }  // namespace
 
 ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::string& file) {
-    const Json action = Parsed(bytes, file);
+    const Json action = ParseJson(bytes, file);
     if (!action.is_object() || !action.contains("parameters") || !action["parameters"].is_object()) {
-        throw Failure(kBadUsage, file + ": is no action: it has no object \"parameters\"");
+        throw Failure(kBadUsage, file + ": is not an action: it has no object \"parameters\"");
     }
     for (const auto& [key, value] : action.items()) {
         if (key == "parameters") continue;
         if (key != "action")
-            throw Failure(kBadUsage, file + ": unknown key \"" + images::OneLine(key) + "\"");
+            throw Failure(kBadUsage, file + ": unknown key \"" + images::ToSingleLine(key) + "\"");
         if (value != kActionName) {
-            throw Failure(kBadUsage,
-                          file + ": is an action of another filter, not of \"" + kActionName + "\"");
+            throw Failure(kBadUsage, file + ": is an action of another filter than \"" + kActionName + "\"");
         }
     }
     ParameterValues values;
@@ -63,22 +62,22 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
             std::find_if(std::begin(kParameters), std::end(kParameters),
                          [&name = key](const ParameterInfo& entry) { return entry.name == name; });
         if (info == std::end(kParameters)) {
-            throw Failure(kBadUsage, file + ": unknown parameter \"" + images::OneLine(key) + "\"");
+            throw Failure(kBadUsage, file + ": unknown parameter \"" + images::ToSingleLine(key) + "\"");
         }
-        values[static_cast<std::size_t>(info - kParameters)] = ValueOf(*info, value, file);
+        values[static_cast<std::size_t>(info - kParameters)] = ParseValue(*info, value, file);
     }
     return values;
 }
 
 ParameterValues ReadAction(const std::filesystem::path& path) {
     try {
-        return ParseAction(images::ReadWholeFile(path), images::DisplayName(path));
+        return ParseAction(images::ReadFileBytes(path), images::DisplayName(path));
     } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }
 }
 
-std::string ActionText(const ParameterValues& values) {
+std::string FormatAction(const ParameterValues& values) {
     Json parameters = Json::object();
     for (std::size_t i = 0; i < values.size(); ++i) {
         const std::int32_t value = values[i].value_or(kParameters[i].defaultValue);
@@ -92,11 +91,11 @@ std::string ActionText(const ParameterValues& values) {
 }
 
 void WriteAction(const std::filesystem::path& path, const ParameterValues& values) {
-    const std::string text = ActionText(values);
+    const std::string text = FormatAction(values);
     try {
-        images::WriteWholeFile(path, text.data(), text.size(), &gStopAsked);
+        images::WriteFileAtomically(path, text.data(), text.size(), &gInterrupted);
     } catch (const images::PictureError& error) {
-        throw Failure(gStopAsked ? kInterrupted : kBadOutput, error.what());
+        throw Failure(gInterrupted ? kInterrupted : kBadOutput, error.what());
     }
 }
 

@@ -1,11 +1,10 @@
-// frond compare: how far two pictures are apart.
+// frond compare: the difference of two pictures.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 
-#include "frond/frond.h"
-#include "images/atomic_file.h"
+#include "frond/command.h"
 
 namespace frond {
 
@@ -18,7 +17,7 @@ struct Options {
 
 Options gOptions;
 
-// What --alpha compares: the alpha channel, or a grey picture that holds it.
+// The plane that --alpha compares: the alpha channel, or the grey plane of a picture without alpha.
 std::vector<images::Plane> AlphaOf(images::Picture& picture, const std::string& name) {
     if (!picture.alpha.empty()) return {std::move(picture.alpha)};
     if (picture.colour.size() == 1) return {std::move(picture.colour[0])};
@@ -26,7 +25,7 @@ std::vector<images::Plane> AlphaOf(images::Picture& picture, const std::string& 
 }
 
 struct Difference {
-    double meanAbsolute;  // of the full range, 0 to 1
+    double meanAbsolute;  // 0 to 1
     double meanSquare;
 };
 
@@ -50,12 +49,12 @@ void RequireSameSize(const images::Picture& a, const images::Picture& b, const s
                                  std::to_string(a.height));
 }
 
-// The soft band is where the true alpha lies strictly between these.
+// The soft band: pixels whose true alpha is strictly between these.
 constexpr double kBandFrom = 0.02, kBandTo = 0.98;
 
-// The samples of the planes at the band's pixels alone.
-std::vector<images::Plane> InBand(const std::vector<images::Plane>& planes, const images::Plane& alpha,
-                                  int alphaDepth) {
+// The planes' samples at the pixels of the soft band.
+std::vector<images::Plane> SamplesInBand(const std::vector<images::Plane>& planes, const images::Plane& alpha,
+                                         int alphaDepth) {
     const double largest = images::LargestSample(alphaDepth);
     std::vector<images::Plane> inside(planes.size());
     for (std::size_t k = 0; k < alpha.size(); ++k) {
@@ -66,8 +65,8 @@ std::vector<images::Plane> InBand(const std::vector<images::Plane>& planes, cons
     return inside;
 }
 
-// The mean by which the backdrop's channel stands further above the other two in `a` than in `b`; 0 to 1.
-double BackdropLeft(const std::vector<images::Plane>& a, const std::vector<images::Plane>& b, int depth) {
+// The mean excess of the backdrop's channel over the other two in `a`, less that in `b`; 0 to 1.
+double SpillExcess(const std::vector<images::Plane>& a, const std::vector<images::Plane>& b, int depth) {
     const std::size_t key = gOptions.isBlue ? 2 : 1, other = gOptions.isBlue ? 1 : 2;
     const auto excess = [&](const std::vector<images::Plane>& planes, std::size_t k) {
         return std::max(0, int{planes[key][k]} - std::max(planes[0][k], planes[other][k]));
@@ -79,24 +78,25 @@ double BackdropLeft(const std::vector<images::Plane>& a, const std::vector<image
 
 void PrintBand(const images::Picture& like, const std::vector<images::Plane>& a,
                const std::vector<images::Plane>& b) {
-    images::Picture truth = Read(PathOf(gOptions.band));
+    images::Picture truth = ReadInputPicture(PathFromUtf8(gOptions.band));
     RequireSameSize(like, truth, gOptions.band);
     const std::size_t pixels = images::PixelCount(truth);
     const int truthDepth = truth.depth;
     const images::Plane alpha = std::move(AlphaOf(truth, gOptions.band)[0]);
-    const std::vector<images::Plane> bandA = InBand(a, alpha, truthDepth),
-                                     bandB = InBand(b, alpha, truthDepth);
+    const std::vector<images::Plane> bandA = SamplesInBand(a, alpha, truthDepth),
+                                     bandB = SamplesInBand(b, alpha, truthDepth);
     if (bandA[0].empty()) throw Failure(kBadInput, gOptions.band + ": has no half-transparent pixel");
     std::printf("soft band            %.2f %% of the pixels\n",
                 100.0 * static_cast<double>(bandA[0].size()) / static_cast<double>(pixels));
     std::printf("  mean absolute error  %.4f of 255\n", Compare(bandA, bandB, like.depth).meanAbsolute * 255);
     if (bandA.size() < 3) return;
     std::printf("  %s left %s  %.4f of 255\n", gOptions.isBlue ? "blue" : "green",
-                gOptions.isBlue ? "         " : "        ", BackdropLeft(bandA, bandB, like.depth) * 255);
+                gOptions.isBlue ? "         " : "        ", SpillExcess(bandA, bandB, like.depth) * 255);
 }
 
 ExitCode RunCompare() {
-    images::Picture a = Read(PathOf(gOptions.a)), b = Read(PathOf(gOptions.b));
+    images::Picture a = ReadInputPicture(PathFromUtf8(gOptions.a)),
+                    b = ReadInputPicture(PathFromUtf8(gOptions.b));
     RequireSameSize(a, b, gOptions.b);
     if (a.depth != b.depth) {
         images::ChangeDepth(a, 16);
@@ -108,8 +108,8 @@ ExitCode RunCompare() {
         planesB = AlphaOf(b, gOptions.b);
     } else {
         if (a.colour.size() != b.colour.size()) {
-            images::MakeColour(a);
-            images::MakeColour(b);
+            images::ConvertToRgb(a);
+            images::ConvertToRgb(b);
         }
         planesA = std::move(a.colour);
         planesB = std::move(b.colour);
@@ -129,19 +129,20 @@ ExitCode RunCompare() {
 
 Command AddCompareCommand(CLI::App& app) {
     CLI::App* compare =
-        app.add_subcommand("compare", "Mean absolute error and PSNR of two pictures of one size");
+        app.add_subcommand("compare", "Print mean absolute error and PSNR of two pictures of the same size");
     compare->add_option("A", gOptions.a, "A picture")->required();
-    compare->add_option("B", gOptions.b, "The other")->required();
-    compare->add_flag("--alpha", gOptions.alpha, "Compare alpha channels; a grey picture counts as one");
+    compare->add_option("B", gOptions.b, "The other picture")->required();
+    compare->add_flag("--alpha", gOptions.alpha,
+                      "Compare the alpha channels; a grey picture counts as alpha");
     CLI::Option* band =
         compare
             ->add_option("--band", gOptions.band,
-                         "The true alpha; also measure where it is half-transparent (0.02 to 0.98)")
+                         "The true alpha: also measure where it is half-transparent (0.02 to 0.98)")
             ->type_name("ALPHA");
     compare->add_flag("--blue", gOptions.isBlue, "With --band: the backdrop was blue")->needs(band);
     compare->footer(
-        "Colour is compared as stored, alpha aside. Pictures of 8 and of 16 bits may be mixed.\n"
-        "Exit codes: 0, 2 (command line), 3 (cannot be read or of another size).");
+        "Compares colour as stored, without alpha. One picture can have 8 bits and the other 16.\n"
+        "Exit codes: 0, 2 (command line), 3 (a picture cannot be read, or the sizes differ).");
     return {compare, RunCompare};
 }
 

@@ -1,11 +1,11 @@
-// frond info: what a filter module tells a host about itself.
+// frond info: prints a filter module's property list and terminology.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "frond/describe_module.h"
-#include "frond/frond.h"
+#include "frond/command.h"
+#include "frond/module_description.h"
 #include "frond/pe_resources.h"
-#include "images/atomic_file.h"
+#include "images/text.h"
 
 namespace frond {
 
@@ -14,7 +14,7 @@ namespace {
 std::string gModule;
 
 ExitCode RunInfo() {
-    const std::filesystem::path path = PathOf(gModule);
+    const std::filesystem::path path = PathFromUtf8(gModule);
     const PeFile file = ReadPeFile(path);
     std::string list, terminology;
     try {
@@ -24,13 +24,13 @@ ExitCode RunInfo() {
             if (resource.type == "AETE")
                 terminology += "Terminology" + id + DescribeTerminology(resource.data);
         }
-    } catch (const OutOfBytes&) {
+    } catch (const UnexpectedEnd&) {
         throw Failure(kNoModule,
-                      images::DisplayName(path) + ": its property list or terminology ends too early");
+                      images::DisplayName(path) + ": its property list or terminology is truncated");
     }
     if (list.empty())
         throw Failure(kNoModule,
-                      images::DisplayName(path) + ": has no property list, so it is no filter module");
+                      images::DisplayName(path) + ": has no property list, so it is not a filter module");
     std::printf("%s: for %s\n%s%s", images::DisplayName(path.filename()).c_str(), file.machine.c_str(),
                 list.c_str(), terminology.c_str());
     return kDone;
@@ -39,9 +39,9 @@ ExitCode RunInfo() {
 }  // namespace
 
 Command AddInfoCommand(CLI::App& app) {
-    CLI::App* info = app.add_subcommand("info", "The property list and terminology of a .8bf in words");
-    info->add_option("MODULE", gModule, "A filter module for Windows, of 32 or 64 bits")->required();
-    info->footer("Exit codes: 0, 2 (command line), 3 (cannot be read), 5 (no filter module).");
+    CLI::App* info = app.add_subcommand("info", "Print the property list and terminology of a .8bf file");
+    info->add_option("MODULE", gModule, "A filter module for Windows, 32-bit or 64-bit")->required();
+    info->footer("Exit codes: 0, 2 (command line), 3 (cannot be read), 5 (not a filter module).");
     return {info, RunInfo};
 }
 

@@ -1,14 +1,15 @@
-// frond key: photographs through the filter.
+// frond key: keys photographs with the filter.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <set>
 #include <vector>
 
-#include "frond/frond.h"
+#include "frond/command.h"
 #include "frond/keying.h"
-#include "frond/main_window.h"
-#include "images/atomic_file.h"
-#include "images/picture_io.h"
+#include "frond/owner_window.h"
+#include "images/picture_file.h"
+#include "images/resample.h"
+#include "images/text.h"
 
 namespace frond {
 
@@ -25,9 +26,9 @@ struct Options {
     ParameterValues parameters;
 };
 
-Options gOptions;  // what the command line said
+Options gOptions;  // from the command line
 
-// One photograph and what becomes of it; an empty path: not wanted.
+// One photograph and its results; an empty path: no such result.
 struct Task {
     fs::path photo, out, matte;
 };
@@ -37,50 +38,51 @@ bool IsFolder(const fs::path& path) {
     return fs::is_directory(path, ignored);
 }
 
-// Whether the name given for results means a folder: several photographs need one, it is there, or the name
-// ends in a slash or has no ending and is not there.
-bool MeansFolder(const std::string& target) {
+// Whether the target for results is a folder: there are several photographs, or the folder exists, or the
+// name ends in a slash, or it has no extension and does not exist.
+bool IsFolderTarget(const std::string& target) {
     if (target.empty()) return false;
-    const fs::path path = PathOf(target);
+    const fs::path path = PathFromUtf8(target);
     std::error_code ignored;
     return gOptions.photos.size() > 1 || IsFolder(path) || !path.has_filename() ||
            (!path.has_extension() && !fs::exists(path, ignored));
 }
 
-// The file for one photograph: `target` itself, or, where that is a folder, a file of the photograph's name.
-fs::path FileFor(const std::string& target, bool inFolder, const fs::path& photo) {
+// The result's path for one photograph: `target`, or a file with the photograph's name in the folder
+// `target`.
+fs::path TargetFor(const std::string& target, bool inFolder, const fs::path& photo) {
     if (target.empty()) return {};
-    const fs::path path = PathOf(target);
+    const fs::path path = PathFromUtf8(target);
     return inFolder ? path / (photo.stem() += "." + gOptions.format) : path;
 }
 
-void RequireFolder(const fs::path& path) {
+void CreateFolder(const fs::path& path) {
     std::error_code failure;
     fs::create_directories(path, failure);
     if (!IsFolder(path)) {
-        throw Failure(kBadOutput, images::DisplayName(path) + ": is no folder and cannot be made one");
+        throw Failure(kBadOutput, images::DisplayName(path) + ": is not a folder and cannot be created");
     }
 }
 
-// Two names of one file, also through links.
+// Follows symbolic links.
 bool IsSameFile(const fs::path& a, const fs::path& b) {
     std::error_code ignored;
     return fs::equivalent(a, b, ignored) ||
            fs::weakly_canonical(a, ignored) == fs::weakly_canonical(b, ignored);
 }
 
-// No result may take the place of an input or of another result.
+// Throws when a result would overwrite an input or another result.
 void RequireDistinctFiles(const std::vector<Task>& tasks) {
     std::vector<fs::path> inputs, results;
-    for (const std::string& text : gOptions.photos) inputs.push_back(PathOf(text));
+    for (const std::string& text : gOptions.photos) inputs.push_back(PathFromUtf8(text));
     for (const std::string& text : {gOptions.over, gOptions.selection, gOptions.action}) {
-        if (!text.empty()) inputs.push_back(PathOf(text));
+        if (!text.empty()) inputs.push_back(PathFromUtf8(text));
     }
     for (const Task& task : tasks) {
         if (!task.out.empty()) results.push_back(task.out);
         if (!task.matte.empty()) results.push_back(task.matte);
     }
-    if (!gOptions.record.empty()) results.push_back(PathOf(gOptions.record));
+    if (!gOptions.record.empty()) results.push_back(PathFromUtf8(gOptions.record));
     for (std::size_t i = 0; i < results.size(); ++i) {
         for (const fs::path& input : inputs) {
             if (IsSameFile(results[i], input)) {
@@ -97,48 +99,48 @@ void RequireDistinctFiles(const std::vector<Task>& tasks) {
     }
 }
 
-void RequireRoomForAlpha(const fs::path& out, const ParameterValues& parameters) {
+void RequireAlphaSupport(const fs::path& out, const ParameterValues& parameters) {
     if (out.empty() || ValueOrDefault(parameters, "FlagOutputAlpha") == 0 || images::FormatOf(out).holdsAlpha)
         return;
-    throw Failure(kBadUsage, images::DisplayName(out) + ": JPEG holds no transparency; use .png or .tif");
+    throw Failure(kBadUsage, images::DisplayName(out) + ": JPEG has no transparency; use .png or .tif");
 }
 
-// Everything that can be known to be wrong before work begins.
+// Checks everything that can be checked before the first photograph is read.
 std::vector<Task> PlanTasks(const ParameterValues& parameters) {
     if (gOptions.out.empty() && gOptions.matte.empty())
-        throw Failure(kBadUsage, "say with -o where the result goes");
+        throw Failure(kBadUsage, "give the result's path with -o");
     if (gOptions.dialog && gOptions.out.empty())
-        throw Failure(kBadUsage, "say with -o where the dialog's result goes");
-    const bool outInFolder = MeansFolder(gOptions.out), matteInFolder = MeansFolder(gOptions.matte);
+        throw Failure(kBadUsage, "--dialog needs the result's path, with -o");
+    const bool outInFolder = IsFolderTarget(gOptions.out), matteInFolder = IsFolderTarget(gOptions.matte);
     std::vector<Task> tasks;
     for (const std::string& text : gOptions.photos) {
-        const fs::path photo = PathOf(text);
-        tasks.push_back({photo, FileFor(gOptions.out, outInFolder, photo),
-                         FileFor(gOptions.matte, matteInFolder, photo)});
+        const fs::path photo = PathFromUtf8(text);
+        tasks.push_back({photo, TargetFor(gOptions.out, outInFolder, photo),
+                         TargetFor(gOptions.matte, matteInFolder, photo)});
     }
     for (const Task& task : tasks) {
         if (task.out.empty() || outInFolder) continue;
-        RequireWritableName(task.out);
+        RequireWritablePath(task.out);
     }
-    RequireRoomForAlpha(tasks[0].out, parameters);
-    if (!gOptions.matte.empty() && !matteInFolder) RequireWritableName(tasks[0].matte);
+    RequireAlphaSupport(tasks[0].out, parameters);
+    if (!gOptions.matte.empty() && !matteInFolder) RequireWritablePath(tasks[0].matte);
     RequireDistinctFiles(tasks);
-    if (!gOptions.out.empty() && outInFolder) RequireFolder(PathOf(gOptions.out));
-    if (!gOptions.matte.empty() && matteInFolder) RequireFolder(PathOf(gOptions.matte));
+    if (!gOptions.out.empty() && outInFolder) CreateFolder(PathFromUtf8(gOptions.out));
+    if (!gOptions.matte.empty() && matteInFolder) CreateFolder(PathFromUtf8(gOptions.matte));
     return tasks;
 }
 
 host::HostOptions MakeHostOptions(ProgressBar& bar) {
     host::HostOptions options;
-    options.abortRequested = [] { return gStopAsked.load(); };
+    options.abortRequested = [] { return gInterrupted.load(); };
     options.progress = [&bar](std::int32_t done, std::int32_t total) {
-        Advance(bar, done, total);
+        ShowProgress(bar, done, total);
         if (gOptions.dialog) PumpMessages();
     };
     options.displayed = [](const host::DisplayCall&) {};
     if (gOptions.trace) {
         options.trace = [&bar](const std::string& line) {
-            Clear(bar);
+            ClearProgress(bar);
             std::fprintf(stderr, "%s\n", line.c_str());
         };
     }
@@ -154,29 +156,30 @@ KeySettings ReadSettings(const ParameterValues& parameters) {
                    : gOptions.fit == "stretch" ? images::Fit::kStretch
                                                : images::Fit::kNone;
     if (!gOptions.over.empty()) {
-        settings.background = Read(PathOf(gOptions.over));
+        settings.background = ReadInputPicture(PathFromUtf8(gOptions.over));
         settings.backgroundName = gOptions.over;
     }
     if (!gOptions.selection.empty()) {
-        settings.selection = Read(PathOf(gOptions.selection));
+        settings.selection = ReadInputPicture(PathFromUtf8(gOptions.selection));
         settings.selectionName = gOptions.selection;
     }
     return settings;
 }
 
 void RunTask(Session& session, const KeySettings& settings, const Task& task, ParameterValues& recorded) {
-    const Keyed keyed = KeyPhotograph(session, settings, task.photo, !task.out.empty(), !task.matte.empty());
+    const KeyingResult keyed =
+        KeyPhotograph(session, settings, task.photo, !task.out.empty(), !task.matte.empty());
     if (!keyed.warning.empty() && !gOptions.quiet) PrintError(keyed.warning);
-    if (gStopAsked) throw Failure(kInterrupted, "interrupted");
-    RequireRoomForAlpha(task.out, keyed.recorded);
-    if (!task.out.empty()) Write(task.out, keyed.result);
-    // A photograph has both of its results or none.
-    if (!task.matte.empty()) Write(task.matte, keyed.matte, !task.out.empty());
+    if (gInterrupted) throw Failure(kInterrupted, "interrupted");
+    RequireAlphaSupport(task.out, keyed.recorded);
+    if (!task.out.empty()) WriteResult(task.out, keyed.result);
+    // Writes both results of a photograph or none: an interrupt does not stop the second.
+    if (!task.matte.empty()) WriteResult(task.matte, keyed.matte, !task.out.empty());
     recorded = keyed.recorded;
 }
 
-// The last line of a run that ends before all photographs had their turn.
-std::string ClosingLine(const Failure& failure, const Task& task, std::size_t done, std::size_t count) {
+// The last line of a run that ends before the last photograph.
+std::string DescribeFailure(const Failure& failure, const Task& task, std::size_t done, std::size_t count) {
     const bool interrupted = failure.code == kInterrupted;
     std::string line = failure.what();
     if (count == 1) return interrupted ? line + "; nothing was written" : line;
@@ -184,55 +187,56 @@ std::string ClosingLine(const Failure& failure, const Task& task, std::size_t do
     return line + "; " + std::to_string(done) + " of " + std::to_string(count) + " photographs written";
 }
 
-// A picture that fails does not keep the others from their turn; the first failure's code is the program's.
+// A failed photograph does not stop the batch. Returns the code of the first failure.
 ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vector<Task>& tasks,
-                  ProgressBar& bar, const MainWindow& window) {
+                  ProgressBar& bar, const OwnerWindow& window) {
     ExitCode code = kDone;
     std::size_t done = 0;
     ParameterValues recorded;
     for (const Task& task : tasks) {
-        Begin(bar, images::DisplayName(task.photo.filename()));
-        if (window) SetTitle(window, images::DisplayName(task.photo.filename()) + " - " + kProgramName);
+        StartProgress(bar, images::DisplayName(task.photo.filename()));
+        if (window) SetWindowTitle(window, images::DisplayName(task.photo.filename()) + " - " + kProgramName);
         try {
             RunTask(session, settings, task, recorded);
             ++done;
         } catch (const Failure& failure) {
-            Clear(bar);
+            ClearProgress(bar);
             if (failure.endsBatch) {
                 const bool isFirst = code == kDone || failure.code == kInterrupted;
-                throw Failure(isFirst ? failure.code : code, ClosingLine(failure, task, done, tasks.size()));
+                throw Failure(isFirst ? failure.code : code,
+                              DescribeFailure(failure, task, done, tasks.size()));
             }
             PrintError(failure.code == kRunFailed ? images::DisplayName(task.photo) + ": " + failure.what()
                                                   : failure.what());
             if (code == kDone) code = failure.code;
         } catch (const std::bad_alloc&) {
-            Clear(bar);
+            ClearProgress(bar);
             PrintError(images::DisplayName(task.photo) + ": not enough memory");
             if (code == kDone) code = kRunFailed;
         }
     }
-    if (done > 0 && !gOptions.record.empty()) WriteAction(PathOf(gOptions.record), recorded);
+    if (done > 0 && !gOptions.record.empty()) WriteAction(PathFromUtf8(gOptions.record), recorded);
     return code;
 }
 
 ExitCode RunKey() {
-    WatchForInterrupts();
+    InstallInterruptHandlers();
     if (gOptions.dialog) RequireWindows();
     ParameterValues parameters;
-    if (!gOptions.action.empty()) parameters = ReadAction(PathOf(gOptions.action));
-    Overlay(parameters, gOptions.parameters);
+    if (!gOptions.action.empty()) parameters = ReadAction(PathFromUtf8(gOptions.action));
+    MergeParameters(parameters, gOptions.parameters);
     const std::vector<Task> tasks = PlanTasks(parameters);
     const bool hidesMatte = ValueOrDefault(parameters, "FlagShowSelect") != 0 &&
                             ValueOrDefault(parameters, "FlagRealityInteg") != 0;
     if (hidesMatte && !gOptions.out.empty() && !gOptions.dialog && !gOptions.quiet)
-        PrintError("--show-matte needs --no-blend; the photograph is written as it is");
-    const fs::path module = FindModule(PathOf(gOptions.module));
+        PrintError("--show-matte needs --no-blend; the photograph is written unchanged");
+    const fs::path module = FindModule(PathFromUtf8(gOptions.module));
     const KeySettings settings = ReadSettings(parameters);
     ProgressBar bar(gOptions.quiet || gOptions.trace);
-    MainWindow window;
+    OwnerWindow window;
     host::HostOptions options = MakeHostOptions(bar);
     if (gOptions.dialog) {
-        window = OpenMainWindow(kProgramName);
+        window = OpenOwnerWindow(kProgramName);
         options.mainWindow = window.get();
         options.keepDisplays = false;
     }
@@ -242,44 +246,44 @@ ExitCode RunKey() {
 }
 
 constexpr char kFooter[] =
-    "Exit codes: 0 done; 2 the command line or an action is wrong; 3 a file to read is missing, damaged or\n"
-    "unsuitable; 4 a result could not be written; 5 no module; 6 the filter failed; 130 interrupted. Of "
-    "several\n"
-    "photographs, the first failure counts, and the others go on; a full disk or an interrupt ends the run, "
-    "and\n"
-    "the last line tells how many photographs were written.";
+    "Exit codes: 0 done; 2 wrong command line or action; 3 an input is missing, damaged or unsuitable;\n"
+    "4 a result could not be written; 5 no module; 6 the filter failed; 130 interrupted. A failed "
+    "photograph\n"
+    "does not stop the batch; the exit code is that of the first failure. A full disk or an interrupt ends "
+    "the\n"
+    "run; its last line has the number of photographs written.";
 
 }  // namespace
 
 Command AddKeyCommand(CLI::App& app) {
     CLI::App* key =
-        app.add_subcommand("key", "Remove the backdrop of photographs and set them on a background");
+        app.add_subcommand("key", "Remove the backdrop of photographs and put them over a background");
     Options& o = gOptions;
     key->add_option("PHOTO", o.photos, "The photographs")->required();
-    key->add_option("--over", o.over, "The picture that becomes the background")->type_name("BACKGROUND");
+    key->add_option("--over", o.over, "The new background")->type_name("BACKGROUND");
     key->add_option("-o,--out", o.out,
-                    "The result: .png, .tif or .jpg; without an ending, or for several photographs, a folder")
+                    "The result: .png, .tif or .jpg; a folder without extension or for several photographs")
         ->type_name("OUT");
-    key->add_option("--matte", o.matte, "Also write the matte, as a grey picture; a folder as with --out")
+    key->add_option("--matte", o.matte, "Also write the matte as a grey picture; a folder as for --out")
         ->type_name("FILE");
-    key->add_option("--format", o.format, "Ending of the files in a folder: png, tif or jpg")
+    key->add_option("--format", o.format, "Format of the files in a folder: png, tif or jpg")
         ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg"}));
-    key->add_option("--depth", o.depth, "Bits per channel to work with, 8 or 16; default: the photograph's")
+    key->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
-    key->add_option("--fit", o.fit, "How the background meets the photograph's size; default: cover it")
+    key->add_option("--fit", o.fit,
+                    "How to fit the background to the photograph: cover, stretch or none; default: cover")
         ->check(CLI::IsMember({"cover", "stretch", "none"}));
     key->add_option("--selection", o.selection,
-                    "Grey picture of the photograph's size; where it is black, nothing changes")
+                    "Grey picture of the photograph's size; black areas stay unchanged")
         ->type_name("MASK");
-    key->add_option("--action", o.action,
-                    "Take the parameters from this file; options given here come on top")
+    key->add_option("--action", o.action, "Read the parameters from this file; options override it")
         ->type_name("FILE");
     key->add_option("--record", o.record, "Write the parameters of the run to this file")->type_name("FILE");
-    key->add_option("--module", o.module, "The filter module, if it does not lie beside the program")
+    key->add_option("--module", o.module, "The filter module; default: the one beside the program")
         ->type_name("FILE");
-    key->add_flag("--dialog", o.dialog, "Let the filter's dialog decide on the parameters (on Windows)");
-    key->add_flag("--quiet", o.quiet, "No progress bar and no warnings");
-    key->add_flag("--trace", o.trace, "Print every call between the filter and its host on standard error");
+    key->add_flag("--dialog", o.dialog, "Choose the parameters in the filter's dialog (on Windows)");
+    key->add_flag("--quiet", o.quiet, "Show no progress bar and no warnings");
+    key->add_flag("--trace", o.trace, "Print each call between filter and host on standard error");
     AddParameterOptions(*key, o.parameters);
     key->footer(kFooter);
     return {key, RunKey};

@@ -2,21 +2,22 @@
 
 #include <cstring>
 
-#include "frond/frond.h"
-#include "images/atomic_file.h"
-#include "images/colour.h"
-#include "images/picture_io.h"
+#include "frond/command.h"
+#include "images/colour_profile.h"
+#include "images/picture_file.h"
+#include "images/resample.h"
+#include "images/text.h"
 
 namespace frond {
 
 namespace {
 
-// The two layers of a run, of one size and depth.
-struct Plate {
+// The two layers of a run, of the same size and depth.
+struct Layers {
     images::Picture photo, background;
 };
 
-images::LayeredPicture ReadLayers(const std::filesystem::path& path) {
+images::LayeredPicture ReadLayeredFile(const std::filesystem::path& path) {
     try {
         return images::ReadLayeredPicture(path);
     } catch (const images::PictureError& error) {
@@ -28,7 +29,7 @@ std::string SizeText(const images::Picture& picture) {
     return std::to_string(picture.width) + "x" + std::to_string(picture.height);
 }
 
-// A profile says of what colours it speaks: one for grey has no meaning for a picture turned into RGB.
+// Removes a profile that is not for RGB, since the picture is RGB now. Its header names its colour space.
 void DropGreyProfile(images::Picture& picture) {
     constexpr std::size_t kColourSpaceAt = 16;
     if (picture.profile.size() < kColourSpaceAt + 4 ||
@@ -37,48 +38,48 @@ void DropGreyProfile(images::Picture& picture) {
     }
 }
 
-Plate ReadPlate(const KeySettings& settings, const std::filesystem::path& path) {
-    images::LayeredPicture file = ReadLayers(path);
-    Plate plate;
-    plate.photo = std::move(file.merged);
-    const int width = plate.photo.width, height = plate.photo.height;
+Layers ReadLayers(const KeySettings& settings, const std::filesystem::path& path) {
+    images::LayeredPicture file = ReadLayeredFile(path);
+    Layers layers;
+    layers.photo = std::move(file.merged);
+    const int width = layers.photo.width, height = layers.photo.height;
     if (settings.background.width > 0) {
-        plate.background = images::FitPicture(settings.background, width, height, settings.fit);
+        layers.background = images::FitPicture(settings.background, width, height, settings.fit);
     } else if (file.layers.size() == 2) {
         images::Picture upper = images::PlaceOnCanvas(file.layers[1], width, height);
-        upper.profile = plate.photo.profile;
-        upper.resolutionX = plate.photo.resolutionX;
-        upper.resolutionY = plate.photo.resolutionY;
-        upper.resolutionUnit = plate.photo.resolutionUnit;
-        plate.photo = std::move(upper);
-        plate.background = images::PlaceOnCanvas(file.layers[0], width, height);
-        plate.background.profile = plate.photo.profile;
+        upper.profile = layers.photo.profile;
+        upper.resolutionX = layers.photo.resolutionX;
+        upper.resolutionY = layers.photo.resolutionY;
+        upper.resolutionUnit = layers.photo.resolutionUnit;
+        layers.photo = std::move(upper);
+        layers.background = images::PlaceOnCanvas(file.layers[0], width, height);
+        layers.background.profile = layers.photo.profile;
     } else if (ValueOrDefault(settings.parameters, "FlagOutputAlpha") != 0) {
-        plate.background = images::MakePicture(width, height, plate.photo.depth, 3, false);
+        layers.background = images::MakePicture(width, height, layers.photo.depth, 3, false);
     } else {
         throw Failure(kBadUsage, images::DisplayName(path) +
                                      ": has no background; give one with --over, or use --transparent");
     }
-    const int depth = settings.depth != 0 ? settings.depth : plate.photo.depth;
-    for (images::Picture* picture : {&plate.photo, &plate.background}) {
-        images::MakeColour(*picture);
+    const int depth = settings.depth != 0 ? settings.depth : layers.photo.depth;
+    for (images::Picture* picture : {&layers.photo, &layers.background}) {
+        images::ConvertToRgb(*picture);
         images::ChangeDepth(*picture, depth);
     }
-    DropGreyProfile(plate.photo);
-    DropGreyProfile(plate.background);
-    images::Flatten(plate.background);
-    return plate;
+    DropGreyProfile(layers.photo);
+    DropGreyProfile(layers.background);
+    images::FlattenOnWhite(layers.background);
+    return layers;
 }
 
-// Where both pictures say what their values mean, the background is brought to the photograph's profile. What
-// has none is taken as it stands. False when the conversion cannot be done.
-bool MatchColours(Plate& plate) {
-    const bool bothSay = !plate.photo.profile.empty() && !plate.background.profile.empty();
-    if (!bothSay || plate.background.profile == plate.photo.profile) return true;
-    return images::ConvertColours(plate.background, plate.photo.profile);
+// Converts the background to the photograph's profile when both have one. Returns false when that is
+// impossible.
+bool ConvertBackground(Layers& layers) {
+    const bool bothHaveOne = !layers.photo.profile.empty() && !layers.background.profile.empty();
+    if (!bothHaveOne || layers.background.profile == layers.photo.profile) return true;
+    return images::ConvertToProfile(layers.background, layers.photo.profile);
 }
 
-// A mask's values as bytes; a coloured mask counts by its brightness.
+// The selection's values, 0 to 255; a colour mask is reduced to its brightness. Empty without a selection.
 images::Plane SelectionFor(const KeySettings& settings, const images::Picture& photo) {
     if (settings.selection.width == 0) return {};
     images::Picture mask = settings.selection;
@@ -96,8 +97,8 @@ images::Plane SelectionFor(const KeySettings& settings, const images::Picture& p
     return bytes;
 }
 
-// The target layer over the background, as the host would show the document.
-void LayOver(images::Picture& layer, const images::Picture& background) {
+// Composites the target layer over the background, as a host displays the document.
+void CompositeOver(images::Picture& layer, const images::Picture& background) {
     const auto largest = static_cast<std::uint32_t>(images::LargestSample(layer.depth));
     for (std::size_t c = 0; c < layer.colour.size(); ++c) {
         images::Plane& plane = layer.colour[c];
@@ -112,12 +113,12 @@ void LayOver(images::Picture& layer, const images::Picture& background) {
     layer.alpha.clear();
 }
 
-// The parameters that write the matte alone, each pixel's at its own place.
-ParameterValues ForMatte(ParameterValues values) {
-    Set(values, "FlagOutputAlpha", 1);
-    Set(values, "FlagRealityInteg", 1);
-    Set(values, "FlagShowSelect", 0);
-    Set(values, "FlagOrgPhoto", 0);
+// The parameters with which the filter writes the matte alone.
+ParameterValues MatteParameters(ParameterValues values) {
+    SetValue(values, "FlagOutputAlpha", 1);
+    SetValue(values, "FlagRealityInteg", 1);
+    SetValue(values, "FlagShowSelect", 0);
+    SetValue(values, "FlagOrgPhoto", 0);
     return values;
 }
 
@@ -127,7 +128,7 @@ bool IsMatteRun(const ParameterValues& values) {
            ValueOrDefault(values, "FlagOrgPhoto") == 0;
 }
 
-images::Picture GreyOf(images::Plane plane, const images::Picture& like) {
+images::Picture MakeGrey(images::Plane plane, const images::Picture& like) {
     images::Picture grey;
     grey.width = like.width;
     grey.height = like.height;
@@ -141,34 +142,35 @@ images::Picture GreyOf(images::Plane plane, const images::Picture& like) {
 
 }  // namespace
 
-Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
-                    bool wantsResult, bool wantsMatte) {
-    Plate plate = ReadPlate(settings, path);
-    const images::Plane selection = SelectionFor(settings, plate.photo);
-    KeyJob job{&plate.photo, &plate.background, &selection, settings.parameters, settings.withDialog};
-    Keyed keyed;
-    if (!MatchColours(plate)) {
+KeyingResult KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
+                           bool wantsResult, bool wantsMatte) {
+    Layers layers = ReadLayers(settings, path);
+    const images::Plane selection = SelectionFor(settings, layers.photo);
+    RunInput job{&layers.photo, &layers.background, &selection, settings.parameters, settings.withDialog};
+    KeyingResult keyed;
+    if (!ConvertBackground(layers)) {
         keyed.warning = settings.backgroundName +
-                        ": its colour profile cannot be converted to the photograph's; its values are taken "
-                        "as they stand";
+                        ": its colour profile cannot be converted to the photograph's; its values are "
+                        "used unchanged";
     }
     if (wantsResult || IsMatteRun(settings.parameters)) {
-        KeyResult run = RunModule(session, job);
+        RunOutput run = RunModule(session, job);
         keyed.recorded = run.parameters;
-        if (wantsMatte && IsMatteRun(run.parameters)) keyed.matte = GreyOf(run.layer.alpha, plate.photo);
+        if (wantsMatte && IsMatteRun(run.parameters)) keyed.matte = MakeGrey(run.layer.alpha, layers.photo);
         keyed.result = std::move(run.layer);
-        if (ValueOrDefault(run.parameters, "FlagOutputAlpha") == 0) LayOver(keyed.result, plate.background);
-        keyed.result.profile = plate.photo.profile;
-        keyed.result.resolutionX = plate.photo.resolutionX;
-        keyed.result.resolutionY = plate.photo.resolutionY;
-        keyed.result.resolutionUnit = plate.photo.resolutionUnit;
+        if (ValueOrDefault(run.parameters, "FlagOutputAlpha") == 0)
+            CompositeOver(keyed.result, layers.background);
+        keyed.result.profile = layers.photo.profile;
+        keyed.result.resolutionX = layers.photo.resolutionX;
+        keyed.result.resolutionY = layers.photo.resolutionY;
+        keyed.result.resolutionUnit = layers.photo.resolutionUnit;
     }
     if (wantsMatte && keyed.matte.width == 0) {
-        job.parameters = ForMatte(settings.withDialog ? keyed.recorded : settings.parameters);
+        job.parameters = MatteParameters(settings.withDialog ? keyed.recorded : settings.parameters);
         job.withDialog = false;
-        KeyResult run = RunModule(session, job);
+        RunOutput run = RunModule(session, job);
         if (!wantsResult) keyed.recorded = run.parameters;
-        keyed.matte = GreyOf(std::move(run.layer.alpha), plate.photo);
+        keyed.matte = MakeGrey(std::move(run.layer.alpha), layers.photo);
     }
     return keyed;
 }

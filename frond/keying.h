@@ -1,4 +1,4 @@
-// From a photograph's file to a keyed picture.
+// Keys a photograph file.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace frond {
 
-// What all photographs of one command have in common. A picture of no width: not given.
+// What all photographs of a command share. A picture of width 0: not given.
 struct KeySettings {
     images::Picture background;
     std::string backgroundName;
@@ -21,19 +21,18 @@ struct KeySettings {
     bool withDialog = false;
 };
 
-struct Keyed {
-    images::Picture
-        result;  // the target layer as a host shows it over the background; with alpha when it was asked for
-    images::Picture matte;  // grey: the opacity that the filter gives the photograph
-    ParameterValues recorded;
-    std::string warning;  // one line, or empty
+struct KeyingResult {
+    images::Picture result;    // the layer over the background; the layer with alpha for "FlagOutputAlpha"
+    images::Picture matte;     // grey: the opacity that the filter computes
+    ParameterValues recorded;  // by the module
+    std::string warning;       // one line, or empty
 };
 
-// Keys one photograph. A layered file of two or more layers is keyed over its own lowest layer when no
-// background is given. The result keeps the photograph's profile and resolution. The matte is the alpha of a
-// run of its own with "FlagOutputAlpha", unless the result's run was such a run itself. With the dialog,
-// which comes with the result's run, both take the parameters that the user leaves. Throws Failure.
-Keyed KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
-                    bool wantsResult, bool wantsMatte);
+// Keys one photograph. Without a background, a file of two or more layers is keyed over its lowest layer. The
+// result has the photograph's profile and resolution. The matte is the alpha of a second run with
+// "FlagOutputAlpha", unless the result's run has the same parameters. The dialog opens in the result's run,
+// and both runs use the parameters that the user chose. Throws Failure.
+KeyingResult KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
+                           bool wantsResult, bool wantsMatte);
 
 }  // namespace frond

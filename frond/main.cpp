@@ -1,10 +1,10 @@
-// frond: the filter on the command line.
+// frond: the filter as a command-line program.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <new>
 
-#include "frond/frond.h"
-#include "images/picture_check.h"
+#include "frond/command.h"
+#include "images/text.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -16,7 +16,7 @@ namespace {
 
 using namespace frond;
 
-// The command line in UTF-8, last argument first, as the parser takes it.
+// The arguments in UTF-8, last one first, as the parser expects them.
 std::vector<std::string> Arguments(int count, char** texts) {
     std::vector<std::string> arguments;
 #ifdef _WIN32
@@ -34,25 +34,24 @@ std::vector<std::string> Arguments(int count, char** texts) {
 }
 
 int Run(int count, char** texts) {
-    CLI::App app(
-        "Keys photographs taken before a green or blue backdrop, with the filter \"Twin Plate Rig...\".",
-        kProgramName);
+    CLI::App app("Removes the green or blue backdrop of photographs with the filter \"Twin Plate Rig...\".",
+                 kProgramName);
     app.set_version_flag("--version", std::string("frond ") + FROND_VERSION);
     app.require_subcommand(0, 1);
-    app.footer("frond COMMAND --help tells more about a command.");
+    app.footer("See frond COMMAND --help for a command's options.");
     const Command commands[] = {AddKeyCommand(app), AddSampleCommand(app), AddCompareCommand(app),
                                 AddInfoCommand(app), AddAboutCommand(app)};
     try {
         app.parse(Arguments(count, texts));
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
-        PrintError(images::OneLine(error.what()) + "; see frond --help");
+        PrintError(images::ToSingleLine(error.what()) + "; see frond --help");
         return kBadUsage;
     }
     for (const Command& command : commands) {
         if (command.app->parsed()) return command.run();
     }
-    PrintError("say what to do: key, sample, compare, info or about; see frond --help");
+    PrintError("give a command: key, sample, compare, info or about; see frond --help");
     return kBadUsage;
 }
 
@@ -67,7 +66,7 @@ int main(int count, char** texts) {
     } catch (const std::bad_alloc&) {
         PrintError("not enough memory");
     } catch (const std::exception& error) {
-        PrintError(std::string("internal error: ") + images::OneLine(error.what()));
+        PrintError(std::string("internal error: ") + images::ToSingleLine(error.what()));
     }
     return kRunFailed;
 }

@@ -1,8 +1,8 @@
 #include <cstdlib>
 
-#include "frond/frond.h"
+#include "frond/command.h"
 #include "frond/session.h"
-#include "images/atomic_file.h"
+#include "images/text.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -36,7 +36,7 @@ fs::path ProgramPath() {
     std::error_code failure;
     fs::path path = fs::read_symlink("/proc/self/exe", failure);
     if (!failure) return path;
-    // Without /proc, as in a bare chroot, there is the name that the program was started by.
+    // Without /proc, as in a chroot: the name by which the program was started.
     return fs::canonical(reinterpret_cast<const char*>(getauxval(AT_EXECFN)), failure);
 }
 
@@ -46,7 +46,7 @@ fs::path FromEnvironment() {
 }
 #endif
 
-fs::path Existing(const fs::path& path, const char* origin) {
+fs::path RequireModule(const fs::path& path, const char* origin) {
     std::error_code ignored;
     if (fs::is_regular_file(path, ignored)) return path;
     throw Failure(kNoModule, images::DisplayName(path) + ": no such module (" + origin + ")");
@@ -55,16 +55,17 @@ fs::path Existing(const fs::path& path, const char* origin) {
 }  // namespace
 
 fs::path FindModule(const fs::path& given) {
-    if (!given.empty()) return Existing(given, "--module");
+    if (!given.empty()) return RequireModule(given, "--module");
     const fs::path fromEnvironment = FromEnvironment();
-    if (!fromEnvironment.empty()) return Existing(fromEnvironment, "FROND_MODULE");
+    if (!fromEnvironment.empty()) return RequireModule(fromEnvironment, "FROND_MODULE");
     const fs::path folder = ProgramPath().parent_path();
     for (const fs::path& place : {folder, folder / FROND_MODULE_FROM_PROGRAM}) {
         std::error_code ignored;
         if (fs::is_regular_file(place / kModuleFile, ignored)) return place / kModuleFile;
     }
-    throw Failure(kNoModule, std::string(kModuleFile) +
-                                 ": not found beside the program; say where with --module or FROND_MODULE");
+    throw Failure(kNoModule,
+                  std::string(kModuleFile) +
+                      ": not found beside the program; give its path with --module or FROND_MODULE");
 }
 
 }  // namespace frond

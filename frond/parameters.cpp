@@ -7,15 +7,15 @@ namespace frond {
 
 namespace {
 
-// The short names, the negative ones headed by '!', and what --help says.
-struct Wording {
-    const char* aliases;
+// An option's short names, negative ones with '!', and its text in --help.
+struct OptionText {
+    const char* names;
     const char* help;
 };
 
 // In the order of kParameters.
-constexpr Wording kWordings[] = {
-    {"--remove-green", "how far from the backdrop's colour a spot may be and still go"},
+constexpr OptionText kOptionTexts[] = {
+    {"--remove-green", "how far a colour may be from the backdrop's and still be removed"},
     {"--restore-black", "how strongly dark areas are kept"},
     {"--alter-green", "how much of the backdrop's colour may remain in half-transparent areas"},
     {"--select-transparency", "how solid half-transparent areas become; higher is more solid"},
@@ -27,14 +27,15 @@ constexpr Wording kWordings[] = {
     {"--blue", "the backdrop is blue"},
     {"--original", "leave the photograph unkeyed"},
 };
-constexpr char kGroup[] = "The filter's parameters (sliders run from 0 to 200 in its dialog)";
-static_assert(sizeof(kWordings) / sizeof(kWordings[0]) == kParameterCount, "every parameter has its words");
+constexpr char kGroup[] = "The filter's parameters (sliders go from 0 to 200 in its dialog)";
+static_assert(sizeof(kOptionTexts) / sizeof(kOptionTexts[0]) == kParameterCount,
+              "every parameter has a text");
 
-void AddFlag(CLI::App& app, const std::string& name, const Wording& wording,
+void AddFlag(CLI::App& app, const std::string& name, const OptionText& text,
              std::optional<std::int32_t>& value) {
-    const std::string names = "--" + name + "," + wording.aliases + ",!--no-" + name;
+    const std::string names = "--" + name + "," + text.names + ",!--no-" + name;
     app.add_flag_function(
-           names, [&value](std::int64_t count) { value = count > 0; }, wording.help)
+           names, [&value](std::int64_t count) { value = count > 0; }, text.help)
         ->group(kGroup);
 }
 
@@ -45,25 +46,25 @@ void AddParameterOptions(CLI::App& app, ParameterValues& values) {
         const ParameterInfo& info = kParameters[i];
         std::optional<std::int32_t>& value = values[static_cast<std::size_t>(i)];
         if (info.isFlag) {
-            AddFlag(app, info.name, kWordings[i], value);
+            AddFlag(app, info.name, kOptionTexts[i], value);
             continue;
         }
         app.add_option_function<std::int32_t>(
-               std::string("--") + info.name + "," + kWordings[i].aliases,
+               std::string("--") + info.name + "," + kOptionTexts[i].names,
                [&value](const std::int32_t& given) { value = given; },
-               std::string(kWordings[i].help) + "; default " + std::to_string(info.defaultValue))
+               std::string(kOptionTexts[i].help) + "; default " + std::to_string(info.defaultValue))
             ->type_name("N")
             ->group(kGroup);
     }
 }
 
-void Overlay(ParameterValues& values, const ParameterValues& over) {
+void MergeParameters(ParameterValues& values, const ParameterValues& over) {
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (over[i]) values[i] = over[i];
     }
 }
 
-host::Descriptor DescriptorOf(const ParameterValues& values) {
+host::Descriptor ToDescriptor(const ParameterValues& values) {
     host::Descriptor descriptor;
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (!values[i]) continue;
@@ -73,7 +74,7 @@ host::Descriptor DescriptorOf(const ParameterValues& values) {
     return descriptor;
 }
 
-ParameterValues ValuesOf(const host::Descriptor& descriptor) {
+ParameterValues FromDescriptor(const host::Descriptor& descriptor) {
     ParameterValues values;
     for (const host::DescriptorItem& item : descriptor) {
         for (std::size_t i = 0; i < values.size(); ++i) {
@@ -98,7 +99,7 @@ std::int32_t ValueOrDefault(const ParameterValues& values, const char* name) {
     return values[i].value_or(kParameters[i].defaultValue);
 }
 
-void Set(ParameterValues& values, const char* name, std::int32_t value) {
+void SetValue(ParameterValues& values, const char* name, std::int32_t value) {
     values[IndexOf(name)] = value;
 }
 

@@ -1,5 +1,4 @@
-// The filter's parameters on the command line and in action files, on their way to the descriptor that
-// the host hands to the module.
+// The filter's parameters: options of the command line, action files, and the host's descriptors.
 #pragma once
 
 #include <array>
@@ -22,29 +21,29 @@ using filter::kParameterCount;
 using filter::kParameters;
 using filter::ParameterInfo;
 
-// In the order of kParameters; what was not given stays empty, and the filter takes its default.
+// In the order of kParameters. Empty: not given; the filter uses its default.
 using ParameterValues = std::array<std::optional<std::int32_t>, kParameterCount>;
 
-// Adds an option for each parameter, under its scripting name and a short one. The values appear in `values`
-// when the command line is parsed; it must outlive the parsing.
+// Adds an option for each parameter, with its scripting name and a short name. Parsing the command line
+// stores the values in `values`, which must outlive it.
 void AddParameterOptions(CLI::App& app, ParameterValues& values);
 
-// What stands in `over` replaces what stands in `values`.
-void Overlay(ParameterValues& values, const ParameterValues& over);
+// Replaces values by those given in `over`.
+void MergeParameters(ParameterValues& values, const ParameterValues& over);
 
-host::Descriptor DescriptorOf(const ParameterValues& values);
-ParameterValues ValuesOf(const host::Descriptor& descriptor);
+host::Descriptor ToDescriptor(const ParameterValues& values);
+ParameterValues FromDescriptor(const host::Descriptor& descriptor);
 
-// The value that a run will use.
+// The value that a run uses, by the parameter's scripting name.
 std::int32_t ValueOrDefault(const ParameterValues& values, const char* name);
-void Set(ParameterValues& values, const char* name, std::int32_t value);
+void SetValue(ParameterValues& values, const char* name, std::int32_t value);
 
-// An action file: a JSON object { "action": "Twin Plate Rig", "parameters": { NAME: VALUE ... } }. Names are
-// the scripting names; sliders are whole numbers of 32 bits, flags true or false. A parameter that is left
-// out keeps its default; any other key, name or kind of value is a Failure. Writing puts all there.
+// An action file is a JSON object { "action": "Twin Plate Rig", "parameters": { NAME: VALUE ... } } with
+// scripting names. Sliders are 32-bit integers, flags true or false. A missing parameter has its default; any
+// other key, name or type of value throws Failure kBadUsage. Writing stores all parameters.
 ParameterValues ReadAction(const std::filesystem::path& path);
 ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::string& file);
 void WriteAction(const std::filesystem::path& path, const ParameterValues& values);
-std::string ActionText(const ParameterValues& values);
+std::string FormatAction(const ParameterValues& values);
 
 }  // namespace frond

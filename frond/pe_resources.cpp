@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cctype>
 
-#include "frond/frond.h"
+#include "frond/command.h"
 #include "images/atomic_file.h"
+#include "images/text.h"
 
 namespace frond {
 
@@ -17,7 +18,7 @@ struct Section {
     std::uint32_t address, size, fileOffset;
 };
 
-// A file of the format with what is needed to find things in it.
+// A parsed PE file.
 struct Image {
     const Bytes* bytes;
     std::vector<Section> sections;
@@ -30,10 +31,10 @@ std::size_t FileOffset(const Image& image, std::uint32_t address) {
             return address - section.address + section.fileOffset;
         }
     }
-    throw OutOfBytes();
+    throw UnexpectedEnd();
 }
 
-// A name in the tree: 16-bit characters behind their count.
+// A name in the resource tree: the number of characters, then 16-bit characters.
 std::string NameAt(const Image& image, std::uint32_t offset) {
     ByteReader reader{image.bytes, image.resources + offset};
     const std::uint32_t length = reader.Take16();
@@ -68,7 +69,7 @@ Bytes DataAt(const Image& image, std::uint32_t offset) {
     return Bytes(text.begin(), text.end());
 }
 
-// The tree has three levels: type, name, language. Of several languages the first counts.
+// The resource tree has three levels: type, name, language. Only the first language is read.
 std::vector<PeResource> ResourcesOf(const Image& image) {
     std::vector<PeResource> resources;
     if (image.resources == 0) return resources;
@@ -97,7 +98,7 @@ std::string MachineText(std::uint32_t machine) {
         case 0xaa64:
             return "64-bit Windows (ARM)";
         default:
-            return "an unknown kind of Windows machine";
+            return "an unknown Windows machine";
     }
 }
 
@@ -106,7 +107,7 @@ PeFile Parse(const Bytes& bytes) {
     PeFile file;
     reader.at = 0x3c;
     reader.at = reader.Take32();
-    if (reader.Take32() != 0x00004550) throw OutOfBytes();  // "PE", two zero bytes
+    if (reader.Take32() != 0x00004550) throw UnexpectedEnd();  // "PE", two zero bytes
     file.machine = MachineText(reader.Take16());
     const std::uint32_t sectionCount = reader.Take16();
     reader.at += 12;
@@ -138,18 +139,18 @@ PeFile Parse(const Bytes& bytes) {
 
 PeFile ParsePeFile(const Bytes& bytes, const std::string& file) {
     if (bytes.size() < 64 || bytes[0] != 'M' || bytes[1] != 'Z') {
-        throw Failure(kNoModule, file + ": is no Windows module");
+        throw Failure(kNoModule, file + ": is not a Windows module");
     }
     try {
         return Parse(bytes);
-    } catch (const OutOfBytes&) {
-        throw Failure(kNoModule, file + ": is no Windows module, or a damaged one");
+    } catch (const UnexpectedEnd&) {
+        throw Failure(kNoModule, file + ": is not a Windows module, or is damaged");
     }
 }
 
 PeFile ReadPeFile(const std::filesystem::path& path) {
     try {
-        return ParsePeFile(images::ReadWholeFile(path), images::DisplayName(path));
+        return ParsePeFile(images::ReadFileBytes(path), images::DisplayName(path));
     } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }

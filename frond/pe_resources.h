@@ -1,11 +1,11 @@
-// The resources of a Windows module, read from its file on any platform.
+// Reads the resources of a Windows module (a PE file) on any platform.
 #pragma once
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
-#include "frond/bytes.h"
+#include "frond/byte_reader.h"
 
 namespace frond {
 
@@ -17,11 +17,11 @@ struct PeResource {
 
 struct PeFile {
     int bits;             // 32 or 64
-    std::string machine;  // in words
+    std::string machine;  // a description
     std::vector<PeResource> resources;
 };
 
-// Throws Failure kBadInput for a file that cannot be read, kNoModule for one that is no Windows module.
+// Throw Failure kBadInput for a file that cannot be read, kNoModule for a file that is not a Windows module.
 PeFile ReadPeFile(const std::filesystem::path& path);
 PeFile ParsePeFile(const Bytes& bytes, const std::string& file);
 

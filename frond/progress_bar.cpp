@@ -15,7 +15,7 @@ namespace frond {
 
 namespace {
 
-constexpr int kBarWidth = 40, kLeastBar = 5, kLabelWidth = 20, kUsualColumns = 80;
+constexpr int kBarWidth = 40, kMinBarWidth = 5, kLabelWidth = 20, kDefaultColumns = 80;
 
 bool IsTerminal() {
 #ifdef _WIN32
@@ -34,11 +34,12 @@ int TerminalColumns() {
     winsize size{};
     const int columns = ioctl(fileno(stderr), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 #endif
-    return columns > 0 ? columns : kUsualColumns;
+    return columns > 0 ? columns : kDefaultColumns;
 }
 
-// As much of the text's beginning as the columns hold. From U+1000 on a character may take two of them.
-std::string Shortened(const std::string& text, int columns) {
+// The start of the text that fits the columns. Counts two columns for characters from U+1000, which may be
+// wide.
+std::string TruncateToColumns(const std::string& text, int columns) {
     std::size_t end = 0;
     while (end < text.size()) {
         columns -= static_cast<unsigned char>(text[end]) < 0xE1 ? 1 : 2;
@@ -49,18 +50,18 @@ std::string Shortened(const std::string& text, int columns) {
     return text.substr(0, end);
 }
 
-// The bar leaves the label some columns and the last column free, where a terminal would wrap.
+// Leaves columns for the label, and the last column free, where terminals wrap.
 std::string Line(int percent, const std::string& label, int columns) {
     const int bar = std::min(kBarWidth, columns - 1 - 7 - 1 - kLabelWidth);
     std::string line;
-    if (bar >= kLeastBar) {
+    if (bar >= kMinBarWidth) {
         line = "[" + std::string(static_cast<std::size_t>(percent * bar / 100), '#');
         line.resize(static_cast<std::size_t>(bar) + 1, '.');
         line += "] ";
     }
     const std::string number = std::to_string(percent);
     line += std::string(3 - number.size(), ' ') + number + "% ";
-    return Shortened(line + label, columns - 1);
+    return TruncateToColumns(line + label, columns - 1);
 }
 
 }  // namespace
@@ -68,16 +69,16 @@ std::string Line(int percent, const std::string& label, int columns) {
 ProgressBar::ProgressBar(bool quiet) : isShown(!quiet && IsTerminal()) {}
 
 ProgressBar::~ProgressBar() {
-    Clear(*this);
+    ClearProgress(*this);
 }
 
-void Begin(ProgressBar& bar, const std::string& label) {
-    Clear(bar);
+void StartProgress(ProgressBar& bar, const std::string& label) {
+    ClearProgress(bar);
     bar.label = label;
-    Advance(bar, 0, 1);
+    ShowProgress(bar, 0, 1);
 }
 
-void Advance(ProgressBar& bar, std::int32_t done, std::int32_t total) {
+void ShowProgress(ProgressBar& bar, std::int32_t done, std::int32_t total) {
     if (!bar.isShown || total <= 0) return;
     const int percent = static_cast<int>(std::clamp<std::int64_t>(std::int64_t{done} * 100 / total, 0, 100));
     if (percent == bar.lastPercent) return;
@@ -86,7 +87,7 @@ void Advance(ProgressBar& bar, std::int32_t done, std::int32_t total) {
     std::fflush(stderr);
 }
 
-void Clear(ProgressBar& bar) {
+void ClearProgress(ProgressBar& bar) {
     if (!bar.isShown || bar.lastPercent < 0) return;
     const std::string blank(static_cast<std::size_t>(TerminalColumns() - 1), ' ');
     std::fprintf(stderr, "\r%s\r", blank.c_str());

@@ -1,4 +1,4 @@
-// A bar on the terminal; nothing where standard error is no terminal.
+// A progress bar on standard error if that is a terminal; else nothing.
 #pragma once
 
 #include <cstdint>
@@ -7,19 +7,19 @@
 namespace frond {
 
 struct ProgressBar {
-    bool isShown;       // standard error is a terminal, and nobody asked for quiet
-    std::string label;  // of the picture at work
+    bool isShown;       // standard error is a terminal, and not --quiet
+    std::string label;  // the picture's name
     int lastPercent = -1;
 
     explicit ProgressBar(bool quiet);
-    ~ProgressBar();  // leaves a clean line
+    ~ProgressBar();  // clears the line
 };
 
-// Starts again at 0 for the next picture.
-void Begin(ProgressBar& bar, const std::string& label);
-void Advance(ProgressBar& bar, std::int32_t done, std::int32_t total);
+// Starts at 0 for the next picture.
+void StartProgress(ProgressBar& bar, const std::string& label);
+void ShowProgress(ProgressBar& bar, std::int32_t done, std::int32_t total);
 
-// Takes the bar off the line, so that a message can stand there.
-void Clear(ProgressBar& bar);
+// Clears the line before a message.
+void ClearProgress(ProgressBar& bar);
 
 }  // namespace frond

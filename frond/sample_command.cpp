@@ -1,10 +1,9 @@
-// frond sample: the demonstration plate.
+// frond sample: renders the sample plate.
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "frond/frond.h"
-#include "images/atomic_file.h"
-#include "images/picture_io.h"
+#include "frond/command.h"
+#include "images/text.h"
 #include "sample_plate/sample_plate.h"
 
 namespace frond {
@@ -28,7 +27,7 @@ void ParseSize(const std::string& text, sample_plate::PlateOptions& plate) {
     const auto fits = [](int side) { return side >= kSmallest && side <= kLargest; };
     if (!isWhole || !fits(plate.width) || !fits(plate.height)) {
         throw Failure(kBadUsage,
-                      "--size: \"" + text + "\" is no size; write WIDTHxHEIGHT, each from 16 to 30000");
+                      "--size: \"" + text + "\" is not a size; use WIDTHxHEIGHT, each from 16 to 30000");
     }
 }
 
@@ -37,19 +36,20 @@ ExitCode RunSample() {
     options.depth = gOptions.depth;
     options.isBlue = gOptions.isBlue;
     ParseSize(gOptions.size, options);
-    const std::filesystem::path folder = PathOf(gOptions.folder);
+    const std::filesystem::path folder = PathFromUtf8(gOptions.folder);
     std::error_code failure;
     std::filesystem::create_directories(folder, failure);
     if (!std::filesystem::is_directory(folder, failure)) {
-        throw Failure(kBadOutput, images::DisplayName(folder) + ": is no folder and cannot be made one");
+        throw Failure(kBadOutput, images::DisplayName(folder) + ": is not a folder and cannot be created");
     }
-    WatchForInterrupts();
+    InstallInterruptHandlers();
     const sample_plate::SamplePlate plate = sample_plate::RenderSamplePlate(options);
     const std::pair<const char*, const images::Picture*> pictures[] = {{"photo", &plate.photo},
                                                                        {"background", &plate.background},
                                                                        {"alpha", &plate.alpha},
                                                                        {"composite", &plate.composite}};
-    for (const auto& [name, picture] : pictures) Write(folder / (name + ("." + gOptions.format)), *picture);
+    for (const auto& [name, picture] : pictures)
+        WriteResult(folder / (name + ("." + gOptions.format)), *picture);
     return kDone;
 }
 
@@ -57,19 +57,18 @@ ExitCode RunSample() {
 
 Command AddSampleCommand(CLI::App& app) {
     CLI::App* sample =
-        app.add_subcommand("sample", "Render a demonstration plate: photo, background, alpha, composite");
+        app.add_subcommand("sample", "Render a sample plate: photo, background, alpha, composite");
     Options& o = gOptions;
-    sample->add_option("DIR", o.folder, "Folder for the four pictures; made if it is not there")->required();
+    sample->add_option("DIR", o.folder, "Folder for the four pictures; created if needed")->required();
     sample->add_option("--size", o.size, "WIDTHxHEIGHT in pixels; default 2400x1600")->type_name("SIZE");
     sample->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default 8")
         ->check(CLI::IsMember({8, 16}));
-    sample->add_option("--format", o.format, "Ending of the files: png or tif")
+    sample->add_option("--format", o.format, "Format of the files: png or tif")
         ->check(CLI::IsMember({"png", "tif"}));
-    sample->add_flag("--blue", o.isBlue, "A blue backdrop instead of a green one");
+    sample->add_flag("--blue", o.isBlue, "Use a blue backdrop instead of a green one");
     sample->footer(
-        "composite is what a perfect key gives, and alpha its matte. The same options give the same "
-        "pictures\n"
-        "everywhere. Exit codes: 0, 2 (command line), 4 (cannot be written), 130.");
+        "composite is the perfect key, alpha its matte. The same options give the same pictures everywhere.\n"
+        "Exit codes: 0, 2 (command line), 4 (cannot be written), 130 (interrupted).");
     return {sample, RunSample};
 }
 

@@ -2,8 +2,7 @@
 
 #include <cstring>
 
-#include "frond/frond.h"
-#include "images/atomic_file.h"
+#include "frond/command.h"
 
 namespace frond {
 
@@ -53,8 +52,8 @@ host::Layer LayerOf(const images::Picture& picture, const char* name) {
     return layer;
 }
 
-// The filter tests the selection byte by byte at every depth, one byte to a pixel from the plane's start. In
-// a 16-bit document the plane is therefore packed: bytes in its first half, so that each pixel meets its own.
+// The filter reads one selection byte per pixel at every depth. In a 16-bit document the bytes are therefore
+// in the first half of the plane.
 host::Channel SelectionOf(const images::Plane& selection, int depth) {
     host::Channel channel;
     channel.bytes.assign(selection.size() * static_cast<std::size_t>(depth / 8), 255);
@@ -64,12 +63,12 @@ host::Channel SelectionOf(const images::Plane& selection, int depth) {
     return channel;
 }
 
-host::Document DocumentOf(const KeyJob& job) {
+host::Document DocumentOf(const RunInput& job) {
     const images::Picture& photo = *job.photo;
     host::Document document = host::MakeDocument(photo.width, photo.height, photo.depth);
     document.layers.push_back(LayerOf(*job.background, "Background"));
     document.layers.push_back(LayerOf(photo, "Photograph"));
-    // A layer above the lowest always has transparency, also when it is opaque.
+    // Layers above the lowest have transparency, even when they are opaque.
     document.layers[1].transparency =
         photo.alpha.empty() ? host::MakeChannel(document, photo.depth == 8 ? 255 : host::kHostMaxSample16)
                             : ChannelOf(photo.alpha, photo.depth);
@@ -85,18 +84,18 @@ std::string ErrorText(OSErr code) {
         case userCanceledErr:
             return "cancelled";
         case errPlugInHostInsufficient:
-            return "the filter misses a service of the host";
+            return "the host lacks a service that the filter needs";
         default:
-            return "the filter reports error " + std::to_string(code);
+            return "the filter reported error " + std::to_string(code);
     }
 }
 
 }  // namespace
 
-KeyResult RunModule(Session& session, const KeyJob& job) {
+RunOutput RunModule(Session& session, const RunInput& job) {
     host::Host& host = *session.host;
     host::Document document = DocumentOf(job);
-    host::GiveDescriptor(host, DescriptorOf(job.parameters));
+    host::SetDescriptor(host, ToDescriptor(job.parameters));
     host::ClearReport(host);
     host::OptionsOf(host).playInfo = job.withDialog ? plugInDialogDisplay : plugInDialogDontDisplay;
     const host::RunResult run =
@@ -104,14 +103,14 @@ KeyResult RunModule(Session& session, const KeyJob& job) {
                         job.withDialog ? host::AskForParameters::kYes : host::AskForParameters::kNo);
     const bool cancelled = job.withDialog && run.result == userCanceledErr;
     if (cancelled) throw Failure(kInterrupted, "cancelled");
-    if (gStopAsked || host::ReportOf(host).aborted) throw Failure(kInterrupted, "interrupted");
+    if (gInterrupted || host::ReportOf(host).aborted) throw Failure(kInterrupted, "interrupted");
     if (run.result != noErr) throw Failure(kRunFailed, ErrorText(run.result));
     for (const host::Violation& violation : host::ReportOf(host).violations) {
-        // The dialog's Reset gives up the buffers of before, by design; the host frees them.
+        // Intended: the dialog's Reset loses its earlier buffers; the host frees them.
         if (job.withDialog && violation.kind == host::ViolationKind::kLeak) continue;
         throw Failure(kRunFailed, "internal error: " + violation.text);
     }
-    KeyResult result;
+    RunOutput result;
     result.layer = images::MakePicture(0, 0, document.depth, 0, false);
     result.layer.width = job.photo->width;
     result.layer.height = job.photo->height;
@@ -120,7 +119,7 @@ KeyResult RunModule(Session& session, const KeyJob& job) {
         channel = {};
     }
     result.layer.alpha = PlaneOf(*document.layers[1].transparency, document.depth);
-    result.parameters = ValuesOf(host::KeptDescriptor(host).value_or(host::Descriptor{}));
+    result.parameters = FromDescriptor(host::StoredDescriptor(host).value_or(host::Descriptor{}));
     return result;
 }
 

@@ -1,4 +1,4 @@
-// The module at work: loaded into the stand-in host, run on one document after the other.
+// Loads the module into the stand-in host and runs it on documents.
 #pragma once
 
 #include <filesystem>
@@ -19,35 +19,35 @@ struct Session {
     Session() = default;
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
-    ~Session();  // the module goes before its host, which listens to its farewell
+    ~Session();  // unloads the module before its host, which its last calls need
 };
 
-// Where the module is looked for, in this order: `given` (--module), the environment variable FROND_MODULE,
-// the program's own folder, the module's folder of an installation. The first two are taken at their word.
-// Throws Failure kNoModule.
+// Returns the first of: `given` (--module), the environment variable FROND_MODULE, the module in the
+// program's folder, the module in an installation's module folder. Throws Failure kNoModule when the chosen
+// file is missing.
 std::filesystem::path FindModule(const std::filesystem::path& given);
 
-// Loads the module into the host that was made. Throws Failure kNoModule.
+// Creates the host and loads the module. Throws Failure kNoModule.
 void StartSession(Session& session, const std::filesystem::path& module, host::HostOptions options);
 
-// One run's document: the photograph on the upper layer, the background under it. Both are colour pictures of
-// one size and depth; the photograph may have alpha, the background must not. `selection` is empty or holds a
-// byte's value (0..255) per pixel: where it is 0, the photograph stays as it is.
-struct KeyJob {
+// The document of a run: the photograph on the upper layer, the background below. Both are RGB pictures of
+// the same size and depth. The photograph may have alpha, the background must not. `selection` is empty or
+// has a value (0..255) per pixel: where it is 0, the photograph stays unchanged.
+struct RunInput {
     const images::Picture* photo;
     const images::Picture* background;
     const images::Plane* selection;
     ParameterValues parameters;
-    bool withDialog;  // the user decides on the parameters; Windows alone
+    bool withDialog;  // the user chooses the parameters; only on Windows
 };
 
-struct KeyResult {
-    images::Picture layer;       // the target layer after the run: colour and alpha
-    ParameterValues parameters;  // as the module recorded them, all of them
+struct RunOutput {
+    images::Picture layer;       // the photograph's layer after the run, with alpha
+    ParameterValues parameters;  // all, as recorded by the module
 };
 
-// Throws Failure kRunFailed when the module reports an error or broke the host's rules, kInterrupted when the
-// run was aborted, or cancelled in the dialog.
-KeyResult RunModule(Session& session, const KeyJob& job);
+// Throws Failure kRunFailed when the module reports an error or breaks a rule of the host, kInterrupted when
+// the run was aborted or cancelled in the dialog.
+RunOutput RunModule(Session& session, const RunInput& job);
 
 }  // namespace frond

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "frond/frond.h"
+#include "frond/command.h"
 #include "frond/parameters.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         for (std::size_t i = 0; i < values.size(); ++i) {
             if (!values[i]) values[i] = filter::kParameters[i].defaultValue;
         }
-        const std::string text = frond::ActionText(values);
+        const std::string text = frond::FormatAction(values);
         if (frond::ParseAction({text.begin(), text.end()}, "action.json") != values) std::abort();
     } catch (const frond::Failure& failure) {
         const std::string line = failure.what();

@@ -254,7 +254,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::uint32_t runs = draws.Between(1, 2);
     for (std::uint32_t i = 0; i < runs; ++i) {
         host::Document document = DrawDocument(&draws);
-        if (Half(&draws)) host::GiveDescriptor(*host, DrawDescriptor(&draws));
+        if (Half(&draws)) host::SetDescriptor(*host, DrawDescriptor(&draws));
         switch (draws.Below(4)) {
             case 0:
                 PlayPreview(*host, document, &draws);

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "frond/describe_module.h"
-#include "frond/frond.h"
+#include "frond/command.h"
+#include "frond/module_description.h"
 #include "frond/pe_resources.h"
-#include "images/picture_check.h"
 #include "images/picture_metadata.h"
+#include "images/picture_validation.h"
 #include "images/resample.h"
 #include "tests/support/compare_variants.h"
 
@@ -18,17 +18,17 @@ using test_support::Random;
 
 void CheckFile(const Bytes& file) {
     try {
-        images::CheckPictureBytes(file, "picture");
+        images::ValidatePictureBytes(file, "picture");
     } catch (const images::PictureError&) {
     }
-    const Bytes profile = images::JpegProfile(file);
-    const int orientation = images::OrientationIn(file);
+    const Bytes profile = images::ReadJpegProfile(file);
+    const int orientation = images::ReadWebpOrientation(file);
     if (orientation < 1 || orientation > 8) std::abort();
     Bytes embedded = file;
     const Bytes other(300, 7);
-    if (!images::EmbedProfile(embedded, other) && embedded != file) std::abort();
+    if (!images::EmbedJpegProfile(embedded, other) && embedded != file) std::abort();
     // An embedded profile is found again if there was no other.
-    if (embedded != file && profile.empty() && file[0] == 0xFF && images::JpegProfile(embedded) != other)
+    if (embedded != file && profile.empty() && file[0] == 0xFF && images::ReadJpegProfile(embedded) != other)
         std::abort();
 }
 
@@ -39,7 +39,7 @@ void CheckModule(const Bytes& file) {
             if (resource.type == "AETE") frond::DescribeTerminology(resource.data);
         }
     } catch (const frond::Failure&) {
-    } catch (const frond::OutOfBytes&) {
+    } catch (const frond::UnexpectedEnd&) {
     }
 }
 
@@ -47,7 +47,7 @@ template <class Describe>
 void CheckDescription(Describe describe, const Bytes& bytes) {
     try {
         describe(bytes);
-    } catch (const frond::OutOfBytes&) {
+    } catch (const frond::UnexpectedEnd&) {
     }
 }
 
@@ -69,8 +69,8 @@ void CheckConversions(Random draws) {
     constexpr images::Fit kFits[] = {images::Fit::kCover, images::Fit::kStretch, images::Fit::kNone};
     const int w = draws.Between(1, 90), h = draws.Between(1, 90);
     images::Picture fitted = images::FitPicture(picture, w, h, kFits[draws.Below(3)]);
-    images::Flatten(fitted);
-    images::MakeColour(fitted);
+    images::FlattenOnWhite(fitted);
+    images::ConvertToRgb(fitted);
     if (fitted.width != w || fitted.height != h || fitted.colour.size() != 3) std::abort();
     const int largest = images::LargestSample(fitted.depth);
     for (const images::Plane& plane : fitted.colour) {

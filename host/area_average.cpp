@@ -9,15 +9,15 @@ namespace host {
 namespace {
 
 // The part of a line of `source` samples that destination sample `index` of `count` covers. In units of
-// 1/count of a sample it is the whole range from index * source to (index + 1) * source, so that all weights
-// are whole numbers and those of one destination sample sum to `source`.
+// 1/count of a sample this is the range from index * source to (index + 1) * source. All weights are
+// integers; those of one destination sample sum to `source`.
 struct Span {
-    std::int64_t first, last;  // first and last source sample touched
-    std::int64_t firstWeight,
-        lastWeight;  // every sample between weighs `count`; lastWeight 0 if first is last
+    std::int64_t first, last;  // source samples
+    // The samples between have the weight `count`. lastWeight is 0 if first is last.
+    std::int64_t firstWeight, lastWeight;
 };
 
-Span SpanOf(std::int64_t index, std::int64_t count, std::int64_t source) {
+Span SpanFor(std::int64_t index, std::int64_t count, std::int64_t source) {
     const std::int64_t begin = index * source;
     const std::int64_t end = begin + source;
     Span span;
@@ -51,16 +51,16 @@ void Scale(const SourcePixels<Sample>& source, const ScaledTarget& target) {
     std::vector<Span> columns;
     columns.reserve(static_cast<std::size_t>(target.deliveredColumns));
     for (std::int64_t x = 0; x < target.deliveredColumns; ++x) {
-        columns.push_back(SpanOf(target.firstColumn + x, target.columns, source.columns));
+        columns.push_back(SpanFor(target.firstColumn + x, target.columns, source.columns));
     }
-    // 16-bit samples over documents of 2^47 pixels stay within 64 bits.
+    // The sums fit 64 bits for 16-bit samples and up to 2^47 pixels.
     const std::uint64_t total =
         static_cast<std::uint64_t>(source.rows) * static_cast<std::uint64_t>(source.columns);
     const std::uint64_t innerColumn = static_cast<std::uint64_t>(target.columns);
     std::vector<std::uint64_t> sums(columns.size());
 
     for (std::int64_t y = 0; y < target.deliveredRows; ++y) {
-        const Span rows = SpanOf(target.firstRow + y, target.rows, source.rows);
+        const Span rows = SpanFor(target.firstRow + y, target.rows, source.rows);
         std::fill(sums.begin(), sums.end(), 0);
         for (std::int64_t row = rows.first; row <= rows.last; ++row) {
             const std::int64_t weight = row == rows.first  ? rows.firstWeight

@@ -1,4 +1,4 @@
-// The suite broker.
+// The basic suite: acquires and releases suites, allocates blocks.
 #include <algorithm>
 #include <cstring>
 
@@ -28,9 +28,9 @@ SPErr AcquireSuite(const char* name, std::int32_t version, const void** suite) {
         ReportViolation(*host, ViolationKind::kBadArgument, "AcquireSuite: null argument");
         return kServiceFailed;
     }
-    // A failed acquisition leaves the caller's pointer as it is.
+    // A failed call leaves the caller's pointer unchanged.
     const void* found =
-        FailsNow(*host, HostCall::kAcquireSuite) ? nullptr : FindSuite(host->options, name, version);
+        ShouldFail(*host, HostCall::kAcquireSuite) ? nullptr : FindSuite(host->options, name, version);
     const SPErr result = found != nullptr ? noErr : kServiceFailed;
     if (found != nullptr) {
         *suite = found;
@@ -58,9 +58,9 @@ Boolean IsEqual(const char* first, const char* second) {
     return first != nullptr && second != nullptr && std::strcmp(first, second) == 0;
 }
 
-std::uint8_t* MakeBlock(Host& host, std::size_t size) {
+std::uint8_t* AllocateBlockBytes(Host& host, std::size_t size) {
     const int id = host.blocksMade + 1;
-    std::uint8_t* bytes = MakeGuarded(host.memory, BlockKind::kBlock, id, size, host.options.fillByte);
+    std::uint8_t* bytes = AllocateGuarded(host.memory, BlockKind::kBlock, id, size, host.options.fillByte);
     if (bytes != nullptr) host.blocksMade = id;
     return bytes;
 }
@@ -74,15 +74,15 @@ SPErr AllocateBlock(std::size_t size, void** block) {
     }
     *block = nullptr;
     SPErr result = memFullErr;
-    if (!FailsNow(*host, HostCall::kAllocateBlock)) {
-        if (!host->options.allocateBlockGivesNull) *block = MakeBlock(*host, size);
+    if (!ShouldFail(*host, HostCall::kAllocateBlock)) {
+        if (!host->options.allocateBlockGivesNull) *block = AllocateBlockBytes(*host, size);
         if (*block != nullptr || host->options.allocateBlockGivesNull) result = noErr;
     }
     Trace(*host, "AllocateBlock ", size, " -> ", result, ' ', NameOfAddress(host->memory, *block));
     return result;
 }
 
-// A null block is legal and nothing, as with the language's own release operators.
+// Freeing null does nothing, like `delete`.
 SPErr FreeBlock(void* address) {
     Host* host = EnterService();
     if (host == nullptr) return kServiceFailed;
@@ -91,10 +91,10 @@ SPErr FreeBlock(void* address) {
     const GuardedBlock* block = FindGuarded(host->memory, BlockKind::kBlock, address);
     if (block == nullptr) {
         ReportViolation(*host, ViolationKind::kBadPointer,
-                        "FreeBlock: ", NameOfAddress(host->memory, address), " is no block");
+                        "FreeBlock: ", NameOfAddress(host->memory, address), " is not a block");
         return kServiceFailed;
     }
-    Retire(*host, *block);
+    ReleaseBlock(*host, *block);
     return noErr;
 }
 

@@ -1,4 +1,4 @@
-// The buffer suite: the large memory.
+// The buffer suite: large memory.
 #include <algorithm>
 
 #include "host/host_state.h"
@@ -13,9 +13,9 @@ void* New(std::uint32_t* requestedSize, std::uint32_t minimumSize) {
     const std::string requested = requestedSize == nullptr ? "null" : std::to_string(*requestedSize);
     const std::uint32_t size = requestedSize == nullptr ? minimumSize : std::max(*requestedSize, minimumSize);
     std::uint8_t* bytes = nullptr;
-    if (!FailsNow(*host, HostCall::kNewBuffer)) {
+    if (!ShouldFail(*host, HostCall::kNewBuffer)) {
         const int id = host->buffersMade + 1;
-        bytes = MakeGuarded(host->memory, BlockKind::kBuffer, id, size, host->options.fillByte);
+        bytes = AllocateGuarded(host->memory, BlockKind::kBuffer, id, size, host->options.fillByte);
         if (bytes != nullptr) host->buffersMade = id;
     }
     if (requestedSize != nullptr) *requestedSize = bytes != nullptr ? size : 0;
@@ -34,10 +34,10 @@ void Dispose(void** address) {
     const GuardedBlock* buffer = FindGuarded(host->memory, BlockKind::kBuffer, *address);
     if (buffer == nullptr) {
         ReportViolation(*host, ViolationKind::kBadPointer, "Dispose: ", NameOfAddress(host->memory, *address),
-                        " is no buffer");
+                        " is not a buffer");
         return;
     }
-    Retire(*host, *buffer);
+    ReleaseBlock(*host, *buffer);
     if (host->options.disposeClearsPointer) *address = nullptr;
 }
 

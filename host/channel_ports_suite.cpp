@@ -1,4 +1,4 @@
-// The channel ports suite: how the module reads and writes the open document.
+// The channel ports suite: reads and writes the open document.
 #include <cstring>
 
 #include "host/area_average.h"
@@ -11,16 +11,16 @@ namespace {
 
 std::string MemoryText(const Host& host, const PixelMemoryDesc* memory) {
     if (memory == nullptr) return "null";
-    return Joined(NameOfAddress(host.memory, memory->data), " row ", memory->rowBits, " col ",
+    return Concat(NameOfAddress(host.memory, memory->data), " row ", memory->rowBits, " col ",
                   memory->colBits, " offset ", memory->bitOffset, " depth ", memory->depth);
 }
 
 std::string PortText(const Port& port) {
-    return Joined("port ", port.id, ' ', port.name);
+    return Concat("port ", port.id, ' ', port.name);
 }
 
-// The samples of a rectangle of `rows` by `columns` in the module's memory.
-std::string HashText(const PixelArea& area, std::int64_t rows, std::int64_t columns) {
+// Hashes `rows` by `columns` samples in the module's memory.
+std::string HashSamples(const PixelArea& area, std::int64_t rows, std::int64_t columns) {
     ByteHash hash;
     for (std::int64_t y = 0; y < rows; ++y) {
         const auto* sample = static_cast<const std::uint8_t*>(area.data) + y * area.rowBytes;
@@ -28,11 +28,11 @@ std::string HashText(const PixelArea& area, std::int64_t rows, std::int64_t colu
             hash.Add(sample, static_cast<std::size_t>(area.sampleBytes));
         }
     }
-    return Joined(std::hex, hash.value);
+    return Concat(std::hex, hash.value);
 }
 
-// Copies between the channel and the module's memory, in either direction, over the rectangle `inside`, whose
-// place in the memory is given by the rectangle that was asked for.
+// Copies the rectangle `inside` between the channel and the module's memory. `area` is the memory of the
+// rectangle `asked`, which contains `inside`.
 void CopySamples(const Document& document, Channel& channel, const VRect& asked, const VRect& inside,
                  const PixelArea& area, bool toChannel) {
     const std::int64_t sampleBytes = area.sampleBytes;
@@ -40,21 +40,21 @@ void CopySamples(const Document& document, Channel& channel, const VRect& asked,
     const bool contiguous = area.columnBytes == sampleBytes;
     std::uint8_t* memory = static_cast<std::uint8_t*>(const_cast<void*>(area.data));
     for (std::int32_t y = inside.top; y < inside.bottom; ++y) {
-        std::uint8_t* outside = memory + (y - std::int64_t{asked.top}) * area.rowBytes +
-                                (inside.left - std::int64_t{asked.left}) * area.columnBytes;
+        std::uint8_t* module = memory + (y - std::int64_t{asked.top}) * area.rowBytes +
+                               (inside.left - std::int64_t{asked.left}) * area.columnBytes;
         std::uint8_t* own =
             channel.bytes.data() + ((y - std::int64_t{document.bounds.top}) * WidthOf(document.bounds) +
                                     (inside.left - document.bounds.left)) *
                                        sampleBytes;
-        const std::int64_t pieces = contiguous ? 1 : columns;
+        const std::int64_t copies = contiguous ? 1 : columns;
         const auto bytes = static_cast<std::size_t>(contiguous ? columns * sampleBytes : sampleBytes);
-        for (std::int64_t i = 0; i < pieces; ++i, own += bytes, outside += area.columnBytes) {
-            std::memcpy(toChannel ? own : outside, toChannel ? outside : own, bytes);
+        for (std::int64_t i = 0; i < copies; ++i, own += bytes, module += area.columnBytes) {
+            std::memcpy(toChannel ? own : module, toChannel ? module : own, bytes);
         }
     }
 }
 
-// Both directions of a plain transfer.
+// An unscaled transfer in either direction.
 SPErr Transfer(const char* call, HostCall kind, PIChannelPort key, VRect* rect, const PixelMemoryDesc* memory,
                bool toChannel) {
     Host* host = EnterService();
@@ -68,16 +68,17 @@ SPErr Transfer(const char* call, HostCall kind, PIChannelPort key, VRect* rect, 
         ReportViolation(*host, ViolationKind::kBadPort, call, ": port ", port->id, " is for ",
                         toChannel ? "reading" : "writing");
     } else if (!(toChannel ? port->channel->writable : port->channel->readable)) {
-        ReportViolation(*host, ViolationKind::kBadPort, call, ": port ", port->id, " said that it cannot");
+        ReportViolation(*host, ViolationKind::kBadPort, call, ": port ", port->id, " is not ",
+                        toChannel ? "writable" : "readable");
     } else if (RequireRectangle(*host, call, rect, &inside) &&
                RequireMemory(*host, call, *port->channel, memory, HeightOf(asked), WidthOf(asked), &area) &&
-               !FailsNow(*host, kind)) {
+               !ShouldFail(*host, kind)) {
         CopySamples(*host->openDocument, *port->channel, asked, inside, area, toChannel);
         *rect = inside;
         result = noErr;
     }
     if (!host->options.trace) return result;
-    const std::string hash = result == noErr ? ' ' + HashText(area, HeightOf(asked), WidthOf(asked)) : "";
+    const std::string hash = result == noErr ? ' ' + HashSamples(area, HeightOf(asked), WidthOf(asked)) : "";
     Trace(*host, call, ' ', PortText(*port), ' ', RectText(asked), ' ', MemoryText(*host, memory), " -> ",
           result, result == noErr ? ' ' + RectText(*rect) : "", hash);
     return result;
@@ -106,14 +107,14 @@ void ScaleChannel(const Document& document, const Channel& channel, const VRect&
     ScaleByArea(SourcePixels<Sample>{samples + offset, width, HeightOf(source), WidthOf(source)}, target);
 }
 
-// The checks of a scaled read, in the order of its arguments. The destination of the scaling stands in
-// coordinates of its own, and the rectangle to read is a part of it.
+// Checks the arguments of a scaled read in their order. The destination rectangle has its own coordinates and
+// contains the rectangle to read.
 bool PrepareScaledRead(Host& host, const Port& port, const VRect* rect, const PSScaling* scaling,
                        const PixelMemoryDesc* memory, VRect* source, ScaledTarget* target) {
     constexpr const char* kCall = "ReadScaledPixels";
     if (port.forWriting || !port.channel->readable) {
         ReportViolation(host, ViolationKind::kBadPort, kCall, ": port ", port.id,
-                        port.forWriting ? " is for writing" : " said that it cannot");
+                        port.forWriting ? " is for writing" : " is not readable");
         return false;
     }
     if (rect == nullptr || scaling == nullptr) {
@@ -123,7 +124,7 @@ bool PrepareScaledRead(Host& host, const Port& port, const VRect* rect, const PS
     const VRect& destination = scaling->destinationRect;
     if (IsEmpty(*rect) || !Contains(destination, *rect)) {
         ReportViolation(host, ViolationKind::kBadRectangle, kCall, ": ", RectText(*rect),
-                        " is no part of the destination ", RectText(destination));
+                        " is not inside the destination ", RectText(destination));
         return false;
     }
     PixelArea area{};
@@ -153,7 +154,7 @@ SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
     VRect source{};
     ScaledTarget target{};
     if (PrepareScaledRead(*host, *port, rect, scaling, memory, &source, &target) &&
-        !FailsNow(*host, HostCall::kReadScaledPixels)) {
+        !ShouldFail(*host, HostCall::kReadScaledPixels)) {
         if (host->options.shrinkScaledReads) {
             rect->bottom -= target.deliveredRows > 1;
             rect->right -= target.deliveredColumns > 1;
@@ -175,9 +176,9 @@ SPErr ReadScaledPixels(PIChannelPort key, VRect* rect, const PSScaling* scaling,
     return result;
 }
 
-// CanRead and CanWrite: a port of the other direction can not. Any value but 0 means yes, and a host may give
-// another than 1.
-SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answer, bool aboutWriting) {
+// CanRead and CanWrite. A port for the other direction answers 0. Yes is 255, since modules must accept any
+// value but 0.
+SPErr QueryPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answer, bool aboutWriting) {
     Host* host = EnterService();
     Port* port = host == nullptr ? nullptr : RequirePort(*host, call, key);
     if (port == nullptr) return kServiceFailed;
@@ -185,7 +186,7 @@ SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answe
         ReportViolation(*host, ViolationKind::kBadArgument, call, ": null argument");
         return kServiceFailed;
     }
-    if (FailsNow(*host, kind)) {
+    if (ShouldFail(*host, kind)) {
         Trace(*host, call, ' ', PortText(*port), " -> ", kServiceFailed);
         return kServiceFailed;
     }
@@ -196,11 +197,11 @@ SPErr AskPort(const char* call, HostCall kind, PIChannelPort key, Boolean* answe
 }
 
 SPErr CanRead(PIChannelPort key, Boolean* answer) {
-    return AskPort("CanRead", HostCall::kCanRead, key, answer, false);
+    return QueryPort("CanRead", HostCall::kCanRead, key, answer, false);
 }
 
 SPErr CanWrite(PIChannelPort key, Boolean* answer) {
-    return AskPort("CanWrite", HostCall::kCanWrite, key, answer, true);
+    return QueryPort("CanWrite", HostCall::kCanWrite, key, answer, true);
 }
 
 }  // namespace

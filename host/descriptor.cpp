@@ -6,15 +6,15 @@ namespace host {
 
 namespace {
 
-// The block: the mark, the number of items, then key, type and value of each; 32-bit words all.
-constexpr std::uint32_t kMark = FourCC("dscr");
+// A block has 32-bit words: the signature, the number of items, then key, type and value of each item.
+constexpr std::uint32_t kSignature = FourCC("dscr");
 constexpr std::size_t kHeaderWords = 2;
 constexpr std::size_t kItemWords = 3;
 
 }  // namespace
 
 std::vector<std::uint8_t> EncodeDescriptor(const Descriptor& descriptor) {
-    std::vector<std::uint32_t> words = {kMark, static_cast<std::uint32_t>(descriptor.size())};
+    std::vector<std::uint32_t> words = {kSignature, static_cast<std::uint32_t>(descriptor.size())};
     for (const DescriptorItem& item : descriptor) {
         words.push_back(item.key);
         words.push_back(item.type);
@@ -29,7 +29,7 @@ std::optional<Descriptor> DecodeDescriptor(const void* block, std::size_t size) 
     std::vector<std::uint32_t> words(size / sizeof(std::uint32_t));
     if (words.size() < kHeaderWords || size % sizeof words[0] != 0) return std::nullopt;
     std::memcpy(words.data(), block, size);
-    if (words[0] != kMark || (words.size() - kHeaderWords) % kItemWords != 0 ||
+    if (words[0] != kSignature || (words.size() - kHeaderWords) % kItemWords != 0 ||
         words[1] != (words.size() - kHeaderWords) / kItemWords) {
         return std::nullopt;
     }

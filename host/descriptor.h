@@ -1,4 +1,4 @@
-// A run's recorded parameters, as the host keeps them: a list of keys, types and values behind a handle.
+// A descriptor: a run's recorded parameters as a list of keys, types and values.
 #pragma once
 
 #include <cstddef>
@@ -16,23 +16,23 @@ constexpr FourCharCode kTypeBoolean = FourCC("bool");
 
 struct DescriptorItem {
     FourCharCode key = 0;
-    FourCharCode type = 0;   // kTypeInteger, kTypeBoolean, or another type, whose value no service gives
-    std::int32_t value = 0;  // of a flag: 0 or 1
+    FourCharCode type = 0;  // kTypeInteger, kTypeBoolean, or another type, whose value the module cannot read
+    std::int32_t value = 0;  // 0 or 1 for kTypeBoolean
 };
 
 inline bool operator==(const DescriptorItem& a, const DescriptorItem& b) {
     return a.key == b.key && a.type == b.type && a.value == b.value;
 }
 
-// A parameter list, in the order of recording.
+// In the order of recording.
 using Descriptor = std::vector<DescriptorItem>;
 
-// The block that stands behind a descriptor's handle, and back. A block that this host did not write gives
-// nothing.
+// Convert to and from the block of a descriptor's handle. Decoding returns nothing for a block that this host
+// did not write.
 std::vector<std::uint8_t> EncodeDescriptor(const Descriptor& descriptor);
 std::optional<Descriptor> DecodeDescriptor(const void* block, std::size_t size);
 
-// The four characters of a code, those that do not print as dots.
+// A code's four characters, with a dot for each unprintable one.
 std::string CodeText(FourCharCode code);
 
 }  // namespace host

@@ -1,4 +1,4 @@
-// The descriptor services: reading the parameters of a recorded run, and recording those of this one.
+// The descriptor services: read the parameters of a recorded run, and record those of this run.
 #include <cstring>
 #include <optional>
 
@@ -9,7 +9,7 @@ namespace host {
 namespace {
 
 constexpr const char* kOpenRead = "openReadDescriptorProc";
-constexpr int kMostKeys = 64;  // more expected keys than this is an array without an end
+constexpr int kMaxKeys = 64;  // the array of expected keys is not terminated if it is longer
 constexpr FourCharCode kKeyFound = FourCC("null");
 
 template <typename Key, typename Token>
@@ -24,22 +24,22 @@ Token* RequireToken(Host& host, const char* call, std::map<Key, std::unique_ptr<
 std::optional<Descriptor> ReadHandle(const Host& host, Handle handle) {
     const HandleRecord* record = FindHandle(host, handle);
     if (record == nullptr) return std::nullopt;
-    return DecodeDescriptor(record->address, GuardedAround(host.memory, record->address)->size);
+    return DecodeDescriptor(record->address, FindContaining(host.memory, record->address)->size);
 }
 
-// Hosts write into the caller's array, though the interface calls it constant: a key that was found becomes
-// 'null' there.
+// Replaces a found key by 'null' in the caller's array, as hosts do, although the interface declares it
+// constant.
 void MarkFound(const ReadToken& token, FourCharCode found) {
-    for (int i = 0; token.expected != nullptr && i < kMostKeys && token.expected[i] != 0; ++i) {
+    for (int i = 0; token.expected != nullptr && i < kMaxKeys && token.expected[i] != 0; ++i) {
         if (token.expected[i] == found) token.expected[i] = kKeyFound;
     }
 }
 
-// The array of expected keys, which ends with 0, in words.
+// The expected keys as text.
 std::string KeysText(Host& host, const FourCharCode* keys) {
     if (keys == nullptr) return " keys null";
     std::string text = " keys";
-    for (int i = 0; i < kMostKeys; ++i) {
+    for (int i = 0; i < kMaxKeys; ++i) {
         if (keys[i] == 0) return text + " 0";
         text += ' ' + CodeText(keys[i]);
     }
@@ -55,8 +55,8 @@ PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
         std::optional<Descriptor> items = ReadHandle(*host, handle);
         if (!items) {
             ReportViolation(*host, ViolationKind::kBadHandle, kOpenRead, ": ", HandleText(*host, handle),
-                            " is no descriptor");
-        } else if (!FailsNow(*host, HostCall::kOpenReadDescriptor)) {
+                            " is not a descriptor");
+        } else if (!ShouldFail(*host, HostCall::kOpenReadDescriptor)) {
             token = std::make_unique<ReadToken>();
             token->id = ++host->tokensMade;
             token->source = handle;
@@ -66,10 +66,10 @@ PIReadDescriptor OpenRead(Handle handle, const FourCharCode* expectedKeys) {
     const std::string keys = KeysText(*host, expectedKeys);
     if (token && expectedKeys != nullptr) {
         token->expected = const_cast<FourCharCode*>(expectedKeys);
-        for (int i = 0; i < kMostKeys && expectedKeys[i] != 0; ++i) token->missing.insert(expectedKeys[i]);
+        for (int i = 0; i < kMaxKeys && expectedKeys[i] != 0; ++i) token->missing.insert(expectedKeys[i]);
     }
     Trace(*host, kOpenRead, ' ', HandleText(*host, handle), keys, " -> ",
-          token ? Joined("token ", token->id) : "null");
+          token ? Concat("token ", token->id) : "null");
     if (!token) return nullptr;
     const auto key = reinterpret_cast<PIReadDescriptor>(token.get());
     host->readTokens.emplace(key, std::move(token));
@@ -99,7 +99,7 @@ Boolean GetKey(PIReadDescriptor key, FourCharCode* itemKey, FourCharCode* type, 
     return 1;
 }
 
-// The value of the item that getKey named last, once. Of another type than asked for it stays unread.
+// Returns the value of the item that getKey returned last, once. Fails if the item has another type.
 template <typename Value>
 OSErr GetValue(const char* call, PIReadDescriptor key, Value* value, FourCharCode type) {
     Host* host = EnterService();
@@ -110,13 +110,13 @@ OSErr GetValue(const char* call, PIReadDescriptor key, Value* value, FourCharCod
         return kServiceFailed;
     }
     if (!token->valuePending) {
-        ReportViolation(*host, ViolationKind::kBadToken, call, ": token ", token->id, " has named no key");
+        ReportViolation(*host, ViolationKind::kBadToken, call, ": token ", token->id, " has no current key");
         return kServiceFailed;
     }
     token->valuePending = false;
     const DescriptorItem& item = token->items[token->next - 1];
     OSErr result = item.type == type ? noErr : kWrongDescriptorType;
-    if (FailsNow(*host, HostCall::kGetValue)) result = kServiceFailed;
+    if (ShouldFail(*host, HostCall::kGetValue)) result = kServiceFailed;
     if (result == noErr) *value = static_cast<Value>(item.value);
     Trace(*host, call, " token ", token->id, " -> ", result,
           result == noErr ? ' ' + std::to_string(item.value) : "");
@@ -131,7 +131,7 @@ OSErr GetBoolean(PIReadDescriptor key, Boolean* value) {
     return GetValue("getBooleanProc", key, value, kTypeBoolean);
 }
 
-// Expected keys that never came give errMissingParameter, which is no failure to the module.
+// Returns errMissingParameter if expected keys are missing, which the module does not treat as an error.
 OSErr CloseRead(PIReadDescriptor key) {
     Host* host = EnterService();
     ReadToken* token =
@@ -139,7 +139,7 @@ OSErr CloseRead(PIReadDescriptor key) {
     if (token == nullptr) return kServiceFailed;
     OSErr result = token->missing.empty() ? noErr : errMissingParameter;
     if (host->options.closeReadCode != noErr) result = host->options.closeReadCode;
-    if (FailsNow(*host, HostCall::kCloseReadDescriptor)) result = kServiceFailed;
+    if (ShouldFail(*host, HostCall::kCloseReadDescriptor)) result = kServiceFailed;
     Trace(*host, "closeReadDescriptorProc token ", token->id, " -> ", result);
     host->readTokens.erase(key);
     return result;
@@ -148,7 +148,7 @@ OSErr CloseRead(PIReadDescriptor key) {
 PIWriteDescriptor OpenWrite() {
     Host* host = EnterService();
     if (host == nullptr) return nullptr;
-    if (FailsNow(*host, HostCall::kOpenWriteDescriptor)) {
+    if (ShouldFail(*host, HostCall::kOpenWriteDescriptor)) {
         Trace(*host, "openWriteDescriptorProc -> null");
         return nullptr;
     }
@@ -165,7 +165,7 @@ OSErr PutValue(const char* call, PIWriteDescriptor key, const DescriptorItem& it
     WriteToken* token = host == nullptr ? nullptr : RequireToken(*host, call, host->writeTokens, key);
     if (token == nullptr) return kServiceFailed;
     OSErr result = noErr;
-    if (FailsNow(*host, HostCall::kPutValue)) {
+    if (ShouldFail(*host, HostCall::kPutValue)) {
         result = kServiceFailed;
     } else {
         for (const DescriptorItem& earlier : token->items) {
@@ -198,7 +198,7 @@ OSErr CloseWrite(PIWriteDescriptor key, Handle* handle) {
     if (handle == nullptr) {
         ReportViolation(*host, ViolationKind::kBadArgument, "closeWriteDescriptorProc: null argument");
         result = kServiceFailed;
-    } else if (FailsNow(*host, HostCall::kCloseWriteDescriptor)) {
+    } else if (ShouldFail(*host, HostCall::kCloseWriteDescriptor)) {
         result = kServiceFailed;
     } else {
         made = HandleOfDescriptor(*host, token->items);
@@ -247,17 +247,17 @@ Handle HandleOfDescriptor(Host& host, const Descriptor& descriptor) {
     return handle;
 }
 
-void DropDescriptor(Host& host) {
-    if (FindHandle(host, host.descriptor) != nullptr) DropHandle(host, host.descriptor);
+void RemoveDescriptor(Host& host) {
+    if (FindHandle(host, host.descriptor) != nullptr) FreeHandle(host, host.descriptor);
     host.descriptor = nullptr;
 }
 
-void GiveDescriptor(Host& host, const Descriptor& descriptor) {
-    DropDescriptor(host);
+void SetDescriptor(Host& host, const Descriptor& descriptor) {
+    RemoveDescriptor(host);
     host.descriptor = HandleOfDescriptor(host, descriptor);
 }
 
-std::optional<Descriptor> KeptDescriptor(const Host& host) {
+std::optional<Descriptor> StoredDescriptor(const Host& host) {
     return ReadHandle(host, host.descriptor);
 }
 

@@ -1,4 +1,4 @@
-// displayPixels: takes down what the module shows, and paints it where there is a device to paint to.
+// displayPixels: records what the module displays, and paints it to a given device context.
 #include <cstring>
 
 #include "host/host_state.h"
@@ -11,7 +11,7 @@ namespace {
 constexpr std::int32_t kMapVersion = 2;
 constexpr std::int64_t kLargestSide = 32767;
 
-// The planes of the map, rows by columns of bytes each, without padding.
+// Appends rows by columns of bytes, without padding.
 void CopyPlane(const std::uint8_t* from, const PixelArea& area, std::vector<std::uint8_t>& to) {
     for (std::int64_t y = 0; y < area.rows; ++y) {
         const std::uint8_t* row = from + y * area.rowBytes;
@@ -19,21 +19,22 @@ void CopyPlane(const std::uint8_t* from, const PixelArea& area, std::vector<std:
     }
 }
 
-// False, without a violation, for a map that shows nothing: a document of more than 32767 pixels a side makes
-// the module's 16-bit rectangle wrap, and a failed allocation leaves it without pixels. Both are meant.
-bool ShowsSomething(const PSPixelMap& map) {
+// Returns false, without a violation, for a map without pixels. This is intended: a document of more than
+// 32767 pixels a side makes the module's 16-bit rectangle wrap, and a failed allocation leaves a map without
+// pixels.
+bool HasPixels(const PSPixelMap& map) {
     const std::int64_t rows = std::int64_t{map.bounds.bottom} - map.bounds.top;
     const std::int64_t columns = std::int64_t{map.bounds.right} - map.bounds.left;
     return rows > 0 && columns > 0 && rows <= kLargestSide && columns <= kLargestSide &&
            map.baseAddr != nullptr;
 }
 
-bool MapIsSound(Host& host, const PSPixelMap& map, const VRect& source) {
+bool IsValidMap(Host& host, const PSPixelMap& map, const VRect& source) {
     const auto refuse = [&](const char* reason) {
         ReportViolation(host, ViolationKind::kBadMemory, "displayPixels: ", reason);
         return false;
     };
-    if (map.version < 1 || map.version > kMapVersion) return refuse("an unknown version of the map");
+    if (map.version < 1 || map.version > kMapVersion) return refuse("the map's version is unknown");
     if (map.imageMode != plugInModeRGBColor) return refuse("the map's mode is not RGB");
     if (source.top < map.bounds.top || source.left < map.bounds.left || source.bottom > map.bounds.bottom ||
         source.right > map.bounds.right) {
@@ -41,7 +42,7 @@ bool MapIsSound(Host& host, const PSPixelMap& map, const VRect& source) {
     }
     if (map.masks != nullptr && map.masks->maskData != nullptr &&
         map.masks->maskDescription != kSimplePSMask) {
-        return refuse("the mask is no simple one");
+        return refuse("the mask is not a simple one");
     }
     return true;
 }
@@ -53,11 +54,11 @@ bool CopyPixels(Host& host, const PSPixelMap& map, DisplayCall* shown) {
     for (int plane = 0; plane < 3; ++plane) {
         const PixelArea area = {
             base + plane * std::int64_t{map.planeBytes}, rows, columns, map.rowBytes, map.colBytes, 1};
-        // The first plane's block must hold the others too.
+        // One block must contain all planes.
         const std::int64_t reach =
             plane * std::int64_t{map.planeBytes} + (rows - 1) * map.rowBytes + (columns - 1) * map.colBytes;
-        if (!AreaFits(host, "displayPixels", {base, 2, 1, reach, 1, 1}) ||
-            !AreaFits(host, "displayPixels", area)) {
+        if (!RequireArea(host, "displayPixels", {base, 2, 1, reach, 1, 1}) ||
+            !RequireArea(host, "displayPixels", area)) {
             return false;
         }
         CopyPlane(static_cast<const std::uint8_t*>(area.data), area, shown->pixels);
@@ -65,9 +66,9 @@ bool CopyPixels(Host& host, const PSPixelMap& map, DisplayCall* shown) {
     if (map.masks == nullptr) return true;
     shown->mask = *map.masks;
     const auto* maskData = static_cast<const std::uint8_t*>(map.masks->maskData);
-    if (maskData == nullptr) return true;  // its allocation alone may have failed: shown without it
+    if (maskData == nullptr) return true;  // its allocation may have failed; displayed without a mask
     const PixelArea area = {maskData, rows, columns, map.masks->rowBytes, map.masks->colBytes, 1};
-    if (!AreaFits(host, "displayPixels", area)) return false;
+    if (!RequireArea(host, "displayPixels", area)) return false;
     CopyPlane(maskData, area, shown->maskBytes);
     return true;
 }
@@ -89,8 +90,8 @@ OSErr DisplayPixels(const PSPixelMap* map, const VRect* sourceRect, std::int32_t
     shown.column = column;
     shown.context = context;
     OSErr result = kServiceFailed;
-    if (ShowsSomething(*map) && MapIsSound(*host, *map, *sourceRect) && CopyPixels(*host, *map, &shown) &&
-        !FailsNow(*host, HostCall::kDisplayPixels)) {
+    if (HasPixels(*map) && IsValidMap(*host, *map, *sourceRect) && CopyPixels(*host, *map, &shown) &&
+        !ShouldFail(*host, HostCall::kDisplayPixels)) {
         if (context != nullptr) PaintDisplay(shown);
         result = noErr;
     }

@@ -25,9 +25,9 @@ std::size_t OffsetOf(const Document& document, const Channel& channel, std::int3
            SampleBytes(document, channel);
 }
 
-std::string FaultOfLayer(const Document& document, const Layer& layer) {
+std::string ValidateLayer(const Document& document, const Layer& layer) {
     const std::string name = "layer \"" + layer.name + "\"";
-    if (layer.colour.size() < 3) return name + " has less than three colour channels";
+    if (layer.colour.size() < 3) return name + " has fewer than three colour channels";
     for (const Channel& channel : layer.colour) {
         if (!HasRightSize(document, channel)) return name + " has a colour channel of the wrong size";
     }
@@ -96,13 +96,13 @@ std::string ValidateDocument(const Document& document) {
     if (flatTarget && !document.flat) return "the target is the flat picture, and there is none";
     if (!flatTarget && (document.targetLayer < 0 ||
                         static_cast<std::size_t>(document.targetLayer) >= document.layers.size())) {
-        return "the target is no layer of the document";
+        return "the target is not a layer of the document";
     }
     for (const Layer& layer : document.layers) {
-        if (std::string fault = FaultOfLayer(document, layer); !fault.empty()) return fault;
+        if (std::string fault = ValidateLayer(document, layer); !fault.empty()) return fault;
     }
     if (document.flat) {
-        if (std::string fault = FaultOfLayer(document, *document.flat); !fault.empty()) return fault;
+        if (std::string fault = ValidateLayer(document, *document.flat); !fault.empty()) return fault;
     }
     if (document.selection && !HasRightSize(document, *document.selection)) {
         return "the selection has the wrong size";

@@ -1,16 +1,16 @@
-// The records that describe an open document to the module, and its ports.
+// Builds the records that describe an open document to the module, and its ports.
 #include "host/host_state.h"
 
 namespace host {
 
 namespace {
 
-class RecordMaker {
+class RecordBuilder {
   public:
-    RecordMaker(Host& host, Document& document, DocumentRecords& records)
+    RecordBuilder(Host& host, Document& document, DocumentRecords& records)
         : host_(host), document_(document), records_(records) {}
 
-    // A port to read, and one to write where the channel belongs to the target.
+    // Adds a read port, and a write port if the channel belongs to the target.
     ReadChannelDesc* Describe(Channel& channel, std::int16_t type, const char* name, bool isTarget) {
         auto record = std::make_unique<ReadChannelDesc>();
         *record = {};
@@ -46,7 +46,7 @@ class RecordMaker {
         return first;
     }
 
-    // What the names of the following ports begin with.
+    // The prefix of the following ports' names.
     void SetOwner(std::string owner) { owner_ = std::move(owner); }
 
     ReadLayerDesc* DescribeLayers() {
@@ -91,7 +91,7 @@ class RecordMaker {
 
 std::unique_ptr<DocumentRecords> DescribeDocument(Host& host, Document& document) {
     auto records = std::make_unique<DocumentRecords>();
-    RecordMaker maker(host, document, *records);
+    RecordBuilder maker(host, document, *records);
     ReadImageDocumentDesc& record = records->document;
     record.maxVersion = 2;
     record.imageMode = document.depth == 8 ? plugInModeRGBColor : plugInModeRGB48;

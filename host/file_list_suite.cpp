@@ -1,4 +1,4 @@
-// The GetFileList suite, of which one operation counts: showing a page.
+// The GetFileList suite, of which only BrowseUrl is implemented.
 #include "host/host_state.h"
 
 namespace host {
@@ -13,7 +13,7 @@ SPErr BrowseUrl(const char* url) {
         return kServiceFailed;
     }
     SPErr result = kServiceFailed;
-    if (!FailsNow(*host, HostCall::kBrowseUrl)) {
+    if (!ShouldFail(*host, HostCall::kBrowseUrl)) {
         host->report.urls.push_back(url);
         result = host->options.browseUrl ? host->options.browseUrl(url) : SPErr{noErr};
     }

@@ -11,14 +11,13 @@ namespace {
 
 constexpr std::size_t kGuardBytes = 64;
 constexpr std::uint8_t kGuardByte = 0xE7;
-constexpr std::uint8_t kRetiredByte = 0xDB;
+constexpr std::uint8_t kFreedByte = 0xDB;
 
 std::uintptr_t AddressOf(const void* pointer) {
     return reinterpret_cast<std::uintptr_t>(pointer);
 }
 
-// The first byte, and each one equal to the one before it: a whole picture's plane is looked through this
-// way.
+// Compares the bytes with each other by memcmp, since blocks are as large as a picture's plane.
 bool AllBytesAre(const std::uint8_t* first, std::size_t count, std::uint8_t value) {
     return count == 0 || (*first == value && std::memcmp(first, first + 1, count - 1) == 0);
 }
@@ -39,8 +38,8 @@ std::uint8_t* BytesOf(const GuardedBlock& block) {
     return block.storage.get() + kGuardBytes;
 }
 
-std::uint8_t* MakeGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size,
-                          std::uint8_t fill) {
+std::uint8_t* AllocateGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size,
+                              std::uint8_t fill) {
     if (size > SIZE_MAX - 2 * kGuardBytes) return nullptr;
     GuardedBlock block;
     block.kind = kind;
@@ -61,7 +60,7 @@ const GuardedBlock* FindGuarded(const GuardedMemory& memory, BlockKind kind, con
     return found != memory.live.end() && found->second.kind == kind ? &found->second : nullptr;
 }
 
-const GuardedBlock* GuardedAround(const GuardedMemory& memory, const void* address) {
+const GuardedBlock* FindContaining(const GuardedMemory& memory, const void* address) {
     auto next = memory.live.upper_bound(AddressOf(address));
     if (next == memory.live.begin()) return nullptr;
     const GuardedBlock& block = std::prev(next)->second;
@@ -78,16 +77,15 @@ bool GuardsIntact(const GuardedBlock& block) {
            AllBytesAre(BytesOf(block) + block.size, kGuardBytes, kGuardByte);
 }
 
-int RetireGuarded(GuardedMemory& memory, const void* address, std::size_t limit) {
+int QuarantineBlock(GuardedMemory& memory, const void* address, std::size_t limit) {
     const auto found = memory.live.find(AddressOf(address));
     GuardedBlock block = std::move(found->second);
     memory.live.erase(found);
-    // A block that would push out everything else, itself included, goes at once: a large picture's planes
-    // cost no time here.
+    // A block larger than the quarantine is freed at once, which saves time for large pictures.
     if (block.size > limit) return 0;
-    // Hurt guards were the live block's affair; from here on only late writes count.
+    // The caller has checked the guards; from here on, changes are writes to freed memory.
     FillGuards(block);
-    std::memset(BytesOf(block), kRetiredByte, block.size);
+    std::memset(BytesOf(block), kFreedByte, block.size);
     memory.quarantinedBytes += block.size;
     memory.quarantine.push_back(std::move(block));
     return DrainQuarantine(memory, limit);
@@ -97,13 +95,13 @@ int DrainQuarantine(GuardedMemory& memory, std::size_t limit) {
     int damaged = 0;
     const auto drop = [&] {
         const GuardedBlock& oldest = memory.quarantine.front();
-        if (!AllBytesAre(BytesOf(oldest), oldest.size, kRetiredByte) || !GuardsIntact(oldest)) ++damaged;
+        if (!AllBytesAre(BytesOf(oldest), oldest.size, kFreedByte) || !GuardsIntact(oldest)) ++damaged;
         memory.quarantinedBytes -= oldest.size;
         memory.quarantine.pop_front();
     };
     while (memory.quarantinedBytes > limit) drop();
     if (limit == 0) {
-        while (!memory.quarantine.empty()) drop();  // blocks of no bytes
+        while (!memory.quarantine.empty()) drop();  // empty blocks
     }
     return damaged;
 }
@@ -122,7 +120,7 @@ const char* NameOfKind(BlockKind kind) {
 
 std::string NameOfAddress(const GuardedMemory& memory, const void* address) {
     if (address == nullptr) return "null";
-    const GuardedBlock* block = GuardedAround(memory, address);
+    const GuardedBlock* block = FindContaining(memory, address);
     if (block == nullptr) return IsQuarantined(memory, address) ? "freed memory" : "other memory";
     std::string name = std::string(NameOfKind(block->kind)) + ' ' + std::to_string(block->id);
     const std::uintptr_t offset = AddressOf(address) - AddressOf(BytesOf(*block));

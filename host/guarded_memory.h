@@ -1,5 +1,5 @@
-// Memory that the host hands out: every block lies between two guards, is filled with a chosen byte, and
-// stays behind for a while after it was given back, so that late writes show.
+// The host's memory for the module. Every block is between two guards and is filled with a given byte. Freed
+// blocks stay in quarantine for a time, where later writes are detected.
 #pragma once
 
 #include <cstddef>
@@ -15,40 +15,41 @@ enum class BlockKind { kHandle, kBuffer, kBlock };
 
 struct GuardedBlock {
     BlockKind kind = BlockKind::kBlock;
-    int id = 0;  // counted from 1 in each kind; a handle's block bears the handle's number
+    int id = 0;  // counted from 1 for each kind; a handle's block has the handle's number
     std::size_t size = 0;
     bool leakReported = false;
-    std::unique_ptr<std::uint8_t[]> storage;  // guard, the user's bytes, guard
+    std::unique_ptr<std::uint8_t[]> storage;  // guard, user bytes, guard
 };
 
 struct GuardedMemory {
-    std::map<std::uintptr_t, GuardedBlock> live;  // by the user's address
+    std::map<std::uintptr_t, GuardedBlock> live;  // by address of the user bytes
     std::deque<GuardedBlock> quarantine;          // oldest first
     std::size_t quarantinedBytes = 0;
 };
 
-// The first of the user's bytes, aligned for any type.
+// The first user byte, aligned for any type.
 std::uint8_t* BytesOf(const GuardedBlock& block);
 
-// A new block of the size; null when the process has no memory.
-std::uint8_t* MakeGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size, std::uint8_t fill);
+// Returns the first user byte of a new block; null without memory.
+std::uint8_t* AllocateGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size,
+                              std::uint8_t fill);
 
-// The live block that begins at the address; null when there is none of that kind.
+// The live block of that kind that starts at the address, or null.
 const GuardedBlock* FindGuarded(const GuardedMemory& memory, BlockKind kind, const void* address);
 
-// The live block that the address lies in or just behind, of any kind; null for other memory.
-const GuardedBlock* GuardedAround(const GuardedMemory& memory, const void* address);
+// The live block of any kind that contains the address or ends at it; null for other memory.
+const GuardedBlock* FindContaining(const GuardedMemory& memory, const void* address);
 
-// Whether the address lies in memory that was given back and is still held back.
+// Whether the address is in a freed block that is still in quarantine.
 bool IsQuarantined(const GuardedMemory& memory, const void* address);
 
 bool GuardsIntact(const GuardedBlock& block);
 
-// Ends the block that begins at the address. It stays in quarantine while `limit` bytes of younger blocks do
-// not push it out. Gives how many blocks were written to after their end, as far as it shows now.
-int RetireGuarded(GuardedMemory& memory, const void* address, std::size_t limit);
+// Moves the block that starts at the address to the quarantine, which keeps the newest `limit` bytes. Returns
+// how many of the blocks that leave it were written to after they were freed.
+int QuarantineBlock(GuardedMemory& memory, const void* address, std::size_t limit);
 
-// Empties the quarantine down to `limit` bytes; gives the number of blocks that were written to in it.
+// Reduces the quarantine to `limit` bytes. Returns how many of the removed blocks were written to in it.
 int DrainQuarantine(GuardedMemory& memory, std::size_t limit);
 
 // "buffer 3", "block 1+16", "null" or "other memory".

@@ -1,5 +1,5 @@
-// The handle services. An unlocked handle's block moves whenever it may, so that a pointer kept from before
-// is found out.
+// The handle services. The block of an unlocked handle moves whenever the interface allows it. This detects
+// pointers that were kept too long.
 #include <cstring>
 
 #include "host/host_state.h"
@@ -12,7 +12,7 @@ const GuardedBlock& BlockOf(const Host& host, const HandleRecord& record) {
     return *FindGuarded(host.memory, BlockKind::kHandle, record.address);
 }
 
-// A disposed handle of this host, for the wording only.
+// The record of a live or disposed handle, for messages.
 const HandleRecord* FindRecord(const Host& host, Handle handle) {
     const auto found = host.handles.find(handle);
     return found == host.handles.end() ? nullptr : found->second.get();
@@ -25,14 +25,14 @@ HandleRecord* RequireHandle(Host& host, const char* call, Handle handle) {
     return record;
 }
 
-// Puts the block at another address. It stays where it is without memory.
+// Moves the block to another address. Does nothing without memory.
 void Relocate(Host& host, HandleRecord& record) {
     const GuardedBlock& old = BlockOf(host, record);
     std::uint8_t* moved =
-        MakeGuarded(host.memory, BlockKind::kHandle, record.id, old.size, host.options.fillByte);
+        AllocateGuarded(host.memory, BlockKind::kHandle, record.id, old.size, host.options.fillByte);
     if (moved == nullptr) return;
     std::memcpy(moved, BytesOf(old), old.size);
-    Retire(host, old);
+    ReleaseBlock(host, old);
     record.address = reinterpret_cast<char*>(moved);
 }
 
@@ -43,7 +43,7 @@ Handle NewHandle(std::int32_t size) {
         ReportViolation(*host, ViolationKind::kBadArgument, "NewHandle: a size of ", size);
         return nullptr;
     }
-    const bool fails = FailsNow(*host, HostCall::kNewHandle);
+    const bool fails = ShouldFail(*host, HostCall::kNewHandle);
     Handle handle = fails ? nullptr : MakeHandle(*host, static_cast<std::size_t>(size));
     if (handle != nullptr) MoveUnlockedHandles(*host);
     Trace(*host, "NewHandle ", size, " -> ", HandleText(*host, handle));
@@ -65,7 +65,7 @@ void DisposeHandle(Handle handle) {
                             " is a descriptor being read by reader ", reader->id);
         }
     }
-    DropHandle(*host, handle);
+    FreeHandle(*host, handle);
 }
 
 char* LockHandle(Handle handle, Boolean moveHigh) {
@@ -73,7 +73,7 @@ char* LockHandle(Handle handle, Boolean moveHigh) {
     HandleRecord* record = host == nullptr ? nullptr : RequireHandle(*host, "LockHandle", handle);
     if (record == nullptr) return nullptr;
     char* address = nullptr;
-    if (!FailsNow(*host, HostCall::kLockHandle)) {
+    if (!ShouldFail(*host, HostCall::kLockHandle)) {
         MoveUnlockedHandles(*host);
         ++record->locks;
         address = record->address;
@@ -115,7 +115,7 @@ Handle MakeHandle(Host& host, std::size_t size) {
     auto record = std::make_unique<HandleRecord>();
     record->id = host.handlesMade + 1;
     std::uint8_t* bytes =
-        MakeGuarded(host.memory, BlockKind::kHandle, record->id, size, host.options.fillByte);
+        AllocateGuarded(host.memory, BlockKind::kHandle, record->id, size, host.options.fillByte);
     if (bytes == nullptr) return nullptr;
     ++host.handlesMade;
     record->address = reinterpret_cast<char*>(bytes);
@@ -124,9 +124,9 @@ Handle MakeHandle(Host& host, std::size_t size) {
     return handle;
 }
 
-void DropHandle(Host& host, Handle handle) {
+void FreeHandle(Host& host, Handle handle) {
     HandleRecord& record = *host.handles.at(handle);
-    Retire(host, BlockOf(host, record));
+    ReleaseBlock(host, BlockOf(host, record));
     record.address = nullptr;
     host.disposedHandles.push_back(handle);
     if (host.disposedHandles.size() <= kRememberedHandles) return;
@@ -138,7 +138,7 @@ HandleRecord* FindHandle(const Host& host, Handle handle) {
     const auto found = host.handles.find(handle);
     if (found == host.handles.end()) return nullptr;
     HandleRecord* record = found->second.get();
-    // The module can reach the master pointer; a changed one makes the handle unknown.
+    // The module can change the master pointer; the handle is then unknown.
     return FindGuarded(host.memory, BlockKind::kHandle, record->address) != nullptr ? record : nullptr;
 }
 
@@ -154,7 +154,7 @@ std::string HandleText(const Host& host, Handle handle) {
     if (handle == nullptr) return "null";
     const HandleRecord* record = FindRecord(host, handle);
     if (record == nullptr) return "unknown handle";
-    return Joined(record->address == nullptr ? "disposed handle " : "handle ", record->id);
+    return Concat(record->address == nullptr ? "disposed handle " : "handle ", record->id);
 }
 
 }  // namespace host

@@ -1,20 +1,19 @@
-// The stand-in host: offers the services that the module asks of its host, walks it through a filter run, and
-// watches what it does with them.
+// The stand-in host: provides the services that the module needs, runs the module as a filter, and checks its
+// calls.
 //
-// It is strict. Whatever the interface forbids or leaves undefined (a second free, a handle it never made, an
-// unlock without a lock, a write past a block, a rectangle outside the document, a port used the wrong way
-// round, a token used after its closing, a buffer kept past the run ...) is recorded as a violation, and
-// answered as harmlessly as can be, so that the run goes on.
+// It is strict. Anything that the interface forbids or leaves undefined is recorded as a violation: a double
+// free, an unknown handle, an unlock without a lock, a write past a block, a rectangle outside the document,
+// a port used in the wrong direction, a closed token, a buffer kept after the run. The run continues.
 //
-// The host's callbacks carry no context, so a process has one host at a time, the current one; it is not safe
-// for threads, and calls from another thread than the one that runs the module are violations too.
+// The host's callbacks have no context argument, so a process has one host at a time, the current one. It is
+// not thread-safe; a call from a thread that does not run the module is a violation.
 //
-// Usual course:
+// Use:
 //     HostPtr host = CreateHost(options);
-//     ModulePtr module = OpenModule(path, &error);       // or any PluginMainProc, for logic linked in
+//     ModulePtr module = OpenModule(path, &error);       // or any PluginMainProc
 //     RunResult run = RunFilter(*host, module->pluginMain, document, AskForParameters::kNo);
-//     CloseHost(*host);                                  // drops what the host kept for the module
-//     module.reset();                                    // unloads, while the host still is there to listen
+//     CloseHost(*host);                                  // frees what the host kept for the module
+//     module.reset();                                    // unloads while the host exists
 //     for (const Violation& v : ReportOf(*host).violations) ...
 #pragma once
 
@@ -31,23 +30,23 @@
 
 namespace host {
 
-// ---- Findings ---------------------------------------------------------------------------------------------
+// ---- Violations -------------------------------------------------------------------------------------------
 
 enum class ViolationKind {
     kBadHandle,     // unknown, foreign or disposed handle
     kBadPointer,    // unknown, foreign or disposed buffer or block
-    kLocking,       // unlock without lock, resized or disposed while locked, left locked after a call
-    kOverrun,       // guard bytes round a block were changed
-    kUseAfterFree,  // memory was written or named after it was given back
-    kLeak,          // kept past the end of a run or of the host
+    kLocking,       // unlocked without a lock, disposed while locked, or still locked after a call
+    kOverrun,       // a block's guard bytes were changed
+    kUseAfterFree,  // memory was written or passed after it was freed
+    kLeak,          // not freed at the end of a run or of the host
     kBadMemory,     // a PixelMemoryDesc or pixel map that does not fit its buffer or its channel
     kBadRectangle,  // outside the document, or empty
-    kBadPort,       // unknown port, or reading and writing exchanged
-    kBadToken,      // unknown or closed descriptor token, or an illegal order of calls on it
-    kBadArgument,   // null or senseless arguments elsewhere
+    kBadPort,       // unknown port, or wrong direction
+    kBadToken,      // unknown or closed descriptor token, or a wrong order of calls
+    kBadArgument,   // other null or invalid arguments
     kSuite,         // released without being acquired
     kThread,        // called from a thread that does not run the module
-    kCall,          // the module broke the rules of the walk: left an exception, asked for tiles
+    kCall,          // the module threw, asked for tiles, or called an unavailable service
 };
 
 struct Violation {
@@ -55,10 +54,10 @@ struct Violation {
     std::string text;  // one line
 };
 
-// A displayPixels call: the record's numbers and copies of the bytes that it pointed to.
+// A displayPixels call, with copies of the pixels.
 struct DisplayCall {
-    PSPixelMap map;      // baseAddr and masks are the module's and no longer valid; whether null still counts
-    PSPixelMask mask{};  // the first mask, if there was one
+    PSPixelMap map;      // baseAddr and masks are dangling, except for being null or not
+    PSPixelMask mask{};  // the first mask, if any
     VRect sourceRect;
     std::int32_t row = 0, column = 0;
     void* context = nullptr;
@@ -66,7 +65,7 @@ struct DisplayCall {
     std::vector<std::uint8_t> maskBytes;  // one plane; empty without a mask
 };
 
-// The calls that can fail, for fault injection.
+// The calls that fault injection can make fail.
 enum class HostCall {
     kNewHandle,
     kLockHandle,
@@ -91,65 +90,63 @@ enum class HostCall {
 struct HostReport {
     std::vector<Violation> violations;
     std::vector<DisplayCall> displays;                            // see HostOptions::keepDisplays
-    std::vector<std::string> urls;                                // given to BrowseUrl
+    std::vector<std::string> urls;                                // passed to BrowseUrl
     std::vector<std::pair<std::int32_t, std::int32_t>> progress;  // done, total
     int abortCalls = 0;
-    int fallibleCalls = 0;           // since the host was made; see HostOptions::failAt
-    std::vector<HostCall> failures;  // the calls that were made to fail
-    bool aborted = false;            // abortProc has said true
+    int fallibleCalls = 0;           // since the host was created; see HostOptions::failAt
+    std::vector<HostCall> failures;  // injected failures
+    bool aborted = false;            // abortProc has returned true
 };
 
 // ---- Options ----------------------------------------------------------------------------------------------
 
 struct HostOptions {
-    // What the module meets.
+    // What the module receives.
     void* mainWindow = nullptr;  // the first field of platformData; an HWND on Windows
     std::int16_t playInfo = plugInDialogDontDisplay;
     bool offersDisplayPixels = true;
 
-    // Answers. Where none is given: never abort, ignore progress, record the page and report success.
+    // Callbacks. Defaults: never abort, ignore progress, BrowseUrl succeeds.
     std::function<bool()> abortRequested;
     std::function<void(std::int32_t done, std::int32_t total)> progress;
     std::function<SPErr(const char* url)> browseUrl;
-    std::function<void(const DisplayCall&)> displayed;  // called at each displayPixels, after the painting
-    bool keepDisplays = true;  // false: HostReport::displays holds the last call only
+    std::function<void(const DisplayCall&)> displayed;  // called by each displayPixels, after it has painted
+    bool keepDisplays = true;                           // false: HostReport::displays has only the last call
 
-    // One line for each call of the module to the host and of the host to the module, without its line end:
-    // the arguments as they were given, " -> ", and the answer. Handles, buffers, blocks, ports and tokens
-    // are named by small numbers in the order in which they were made, and pixels by a hash of their samples,
-    // so that the traces of two platforms can be compared.
+    // Receives one line, without line end, for each call between module and host: the arguments, " -> ", and
+    // the result. Handles, buffers, blocks, ports and tokens have numbers in the order of their creation, and
+    // pixels a hash: traces are the same on all platforms.
     std::function<void(const std::string& line)> trace;
 
     // Memory. New blocks are filled with fillByte.
     std::uint8_t fillByte = 0xA5;
-    bool moveHandles = true;  // an unlocked handle's block moves at every lock, creation and call
-    std::size_t quarantineBytes = 16u << 20;  // how much freed memory is held back to catch late writes
+    bool moveHandles = true;  // the blocks of unlocked handles move at every lock, creation and call
+    std::size_t quarantineBytes = 16u << 20;  // freed memory that is kept to detect writes to it
 
-    // What Dispose of the buffer suite leaves in the caller's pointer: null, or what stood there.
+    // Whether the buffer suite's Dispose sets the caller's pointer to null.
     bool disposeClearsPointer = true;
 
-    // Faults. Calls are counted from 1 since the host was made, over all that HostCall lists; 0 stands for
-    // none.
-    int failAt = 0;  // this one call of all fails
+    // Faults. Calls of all kinds in HostCall are counted from 1 since the host was created; 0: none.
+    int failAt = 0;  // this call fails
     bool failKindEnabled = false;
     HostCall failKind = HostCall::kNewHandle;
-    int failKindAt = 0;  // with failKindEnabled: the call of this number of that kind; 0: all of them
-    int abortAt = 0;     // this call of abortProc, and all later ones, say true
+    int failKindAt = 0;  // with failKindEnabled: this call of that kind fails; 0: all of them
+    int abortAt = 0;     // this call of abortProc and all later ones return true
     std::vector<std::string> missingSuites;  // by name
-    bool allocateBlockGivesNull = false;     // AllocateBlock reports success and a null block
-    bool shrinkScaledReads = false;          // ReadScaledPixels delivers one row and column less than asked
-    OSErr closeReadCode = noErr;             // given by closeReadDescriptorProc when not 0
-    OSErr closeWriteCode = noErr;            // likewise; the descriptor is handed over all the same
+    bool allocateBlockGivesNull = false;     // AllocateBlock returns success and a null block
+    bool shrinkScaledReads = false;  // ReadScaledPixels delivers one row and one column less than requested
+    OSErr closeReadCode = noErr;     // the result of closeReadDescriptorProc if not 0
+    OSErr closeWriteCode = noErr;    // of closeWriteDescriptorProc, which still returns the descriptor
     std::int16_t handleProcsVersion = kHandleProcsVersion;
     std::int16_t numHandleProcs = kHandleProcsCount;
-    bool descriptorsUsable = true;  // false: the record of the descriptor procs is too new
+    bool descriptorsUsable = true;  // false: the version of the descriptor procs is too new
 
-    // Last touch to the FilterRecord before each call; the procs records that it points to are made anew for
-    // each call and may be changed too.
+    // Changes the FilterRecord before each call. The records that it points to are new for each call and may
+    // be changed.
     std::function<void(FilterRecord&)> adjustRecord;
 };
 
-// A hash of bytes, for a trace to tell one picture from another.
+// A 32-bit FNV-1a hash for traces.
 struct ByteHash {
     std::uint32_t value = 2166136261u;
 
@@ -168,55 +165,55 @@ struct HostDeleter {
 
 using HostPtr = std::unique_ptr<Host, HostDeleter>;
 
-// Makes the current host. Throws std::logic_error when there is one already.
+// Creates the current host. Throws std::logic_error when the process has one.
 HostPtr CreateHost(HostOptions options = {});
 
-// The options may be changed between two calls into the module.
+// Options may be changed between calls into the module.
 HostOptions& OptionsOf(Host& host);
 const HostReport& ReportOf(const Host& host);
 
-// Forgets all that the report holds, counts included.
+// Clears the report and its counts.
 void ClearReport(Host& host);
 
-// All violations, one a line; empty when there are none.
+// All violations, one per line.
 std::string ViolationText(const Host& host);
 
 enum class AskForParameters { kNo, kYes };
 
 struct RunResult {
     OSErr result = noErr;           // of the last selector called
-    std::int16_t lastSelector = 0;  // 5 when the run went through
+    std::int16_t lastSelector = 0;  // filterSelectorFinish after a complete run
 };
 
-// Walks the module through one run on the document: selector 1 if asked for, then 2, 3 and 5; a result other
-// than 0 ends the run. The data word, the parameters and the descriptor stay with the host for the next run.
-// At the end no buffer and no block may be left. The document is changed in place; throws
-// std::invalid_argument when ValidateDocument finds one.
+// Runs the module on the document: selectors 1 (only with kYes), 2, 3 and 5. A result other than 0 ends the
+// run. The host keeps the data word, the parameters and the descriptor for the next run. Buffers and blocks
+// that are left at the end are violations. Changes the document in place. Throws std::invalid_argument for an
+// invalid document (ValidateDocument).
 RunResult RunFilter(Host& host, PluginMainProc pluginMain, Document& document, AskForParameters ask);
 
-// One run in single steps: OpenDocument, any number of calls, EndRun, which makes the checks of a run's end.
-// Each call passes a FilterRecord and a result cell at another address than the call before. CallSelector
-// gives what the module left in the result cell, which holds kUnwrittenResult at its head.
+// A run in single steps: OpenDocument, any number of calls, EndRun, which makes the final checks.
+// FilterRecord and result have other addresses in each call. The result is kUnwrittenResult before the call;
+// CallSelector returns it after the call.
 constexpr OSErr kUnwrittenResult = 0x5555;
 void OpenDocument(Host& host, Document& document);
 OSErr CallSelector(Host& host, PluginMainProc pluginMain, std::int16_t selector);
 void EndRun(Host& host);
 
-// Selector 0.
+// Calls selector 0, which shows the About box.
 void ShowAbout(Host& host, PluginMainProc pluginMain);
 
-// Drops the data word, the parameters and the descriptor, as at the host's end, and reports whatever handle,
-// buffer or block is left and whatever guard was hurt. The module may be unloaded afterwards.
+// Frees the data word, the parameters and the descriptor, and reports remaining handles, buffers and blocks,
+// and damaged guards. The module may be unloaded afterwards.
 void CloseHost(Host& host);
 
 // ---- What the host keeps for the module -------------------------------------------------------------------
 
-// Replaces the descriptor that the next run finds; an empty list is a descriptor without keys.
-void GiveDescriptor(Host& host, const Descriptor& descriptor);
-void DropDescriptor(Host& host);
+// Replaces the descriptor for the next run; an empty list is a descriptor without keys.
+void SetDescriptor(Host& host, const Descriptor& descriptor);
+void RemoveDescriptor(Host& host);
 
-// The descriptor that the host holds now; nothing when there is none.
-std::optional<Descriptor> KeptDescriptor(const Host& host);
+// The current descriptor, if any.
+std::optional<Descriptor> StoredDescriptor(const Host& host);
 
 std::intptr_t DataWord(const Host& host);
 Handle ParametersHandle(const Host& host);
@@ -227,11 +224,11 @@ struct LiveCounts {
 
 LiveCounts CountLive(const Host& host);
 
-// The broker itself, of the life of the process, for logic that is tested outside a call.
+// The basic suite, for tests outside a call. Valid for the life of the process.
 SPBasicSuite* BasicSuite();
 
-// The record that the next call would pass, without a call: for parts of the logic that are tested by
-// themselves. Needs an open document; valid until EndRun.
+// Returns the record of the next call without a call, for tests of single functions. Needs an open document.
+// Valid until EndRun.
 FilterRecord* PrepareRecord(Host& host);
 
 }  // namespace host

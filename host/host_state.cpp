@@ -1,4 +1,4 @@
-// The current host: creation, counting of calls, findings and trace.
+// The current host: creation, counts of calls, violations and trace.
 #include "host/host_state.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ Host* gCurrentHost = nullptr;
 }  // namespace
 
 HostPtr CreateHost(HostOptions options) {
-    if (gCurrentHost != nullptr) throw std::logic_error("there is a host in this process already");
+    if (gCurrentHost != nullptr) throw std::logic_error("the process already has a host");
     HostPtr host(new Host);
     host->options = std::move(options);
     gCurrentHost = host.get();
@@ -68,12 +68,12 @@ Host* EnterService() {
     Host* host = gCurrentHost;
     if (host != nullptr && host->insideModule && std::this_thread::get_id() != host->moduleThread) {
         ReportViolation(*host, ViolationKind::kThread,
-                        "a service was called from another thread than the module's");
+                        "a service was called from a thread that does not run the module");
     }
     return host;
 }
 
-bool FailsNow(Host& host, HostCall call) {
+bool ShouldFail(Host& host, HostCall call) {
     const int number = ++host.report.fallibleCalls;
     const int numberOfKind = ++host.callsOfKind[static_cast<std::size_t>(call)];
     const HostOptions& options = host.options;
@@ -95,15 +95,15 @@ void AddTrace(Host& host, const std::string& line) {
 }
 
 std::string RectText(const VRect& rect) {
-    return Joined('(', rect.top, ' ', rect.left, ' ', rect.bottom, ' ', rect.right, ')');
+    return Concat('(', rect.top, ' ', rect.left, ' ', rect.bottom, ' ', rect.right, ')');
 }
 
-void Retire(Host& host, const GuardedBlock& block) {
+void ReleaseBlock(Host& host, const GuardedBlock& block) {
     if (!GuardsIntact(block)) {
         ReportViolation(host, ViolationKind::kOverrun, NameOfKind(block.kind), ' ', block.id, " of ",
                         block.size, " bytes was written past its ends");
     }
-    const int late = RetireGuarded(host.memory, BytesOf(block), host.options.quarantineBytes);
+    const int late = QuarantineBlock(host.memory, BytesOf(block), host.options.quarantineBytes);
     if (late > 0) ReportViolation(host, ViolationKind::kUseAfterFree, "freed memory was written to");
 }
 
@@ -119,12 +119,12 @@ void CheckAllMemory(Host& host) {
     }
 }
 
-bool AreaFits(Host& host, const char* call, const PixelArea& area) {
+bool RequireArea(Host& host, const char* call, const PixelArea& area) {
     if (area.rows <= 0 || area.columns <= 0) return true;
-    const GuardedBlock* block = GuardedAround(host.memory, area.data);
+    const GuardedBlock* block = FindContaining(host.memory, area.data);
     if (block == nullptr) {
         if (!IsQuarantined(host.memory, area.data)) return true;
-        ReportViolation(host, ViolationKind::kUseAfterFree, call, ": the memory named was given back before");
+        ReportViolation(host, ViolationKind::kUseAfterFree, call, ": the memory was freed before");
         return false;
     }
     const std::int64_t first = static_cast<const std::uint8_t*>(area.data) - BytesOf(*block);

@@ -1,5 +1,5 @@
-// The host from within: its state, and what every service does first (find the current host, count the call,
-// perhaps fail) and last (leave a line in the trace).
+// The host's state, and what every service does: find the current host, count the call, fail on request,
+// write the trace.
 #pragma once
 
 #include <array>
@@ -17,16 +17,16 @@
 
 namespace host {
 
-// What services answer when no published code says it better.
+// The services' results where no published code fits.
 constexpr SPErr kServiceFailed = -1;
 constexpr OSErr kWrongDescriptorType = -1700;
 
-// How many disposed handles the host remembers.
+// The number of disposed handles that the host remembers.
 constexpr std::size_t kRememberedHandles = 1000;
 
-// The master pointer of a handle, at the address that is the handle. Records of disposed handles stay for
-// long, so that an old handle is not taken for a new one; the word behind the pointer tells a handle of this
-// host.
+// A handle is the address of its record's master pointer. Records of disposed handles are kept: a new handle
+// must not have the address of a recently disposed one. The tag follows the pointer and marks the host's
+// handles.
 struct HandleRecord {
     char* address = nullptr;  // null once disposed
     std::uint32_t tag = FourCC("frnd");
@@ -46,10 +46,10 @@ struct ReadToken {
     int id = 0;
     Handle source = nullptr;
     Descriptor items;
-    std::size_t next = 0;              // item that getKey gives next
-    bool valuePending = false;         // the item before `next` was named and its value not yet fetched
-    FourCharCode* expected = nullptr;  // the module's array, which ends with 0
-    std::set<FourCharCode> missing;    // expected and not yet seen
+    std::size_t next = 0;              // the item that getKey returns next
+    bool valuePending = false;         // getKey returned the item before `next`, whose value is not read yet
+    FourCharCode* expected = nullptr;  // the module's array, terminated by 0
+    std::set<FourCharCode> missing;    // expected keys not found yet
 };
 
 struct WriteToken {
@@ -57,7 +57,7 @@ struct WriteToken {
     Descriptor items;
 };
 
-// The document as the module sees it; built when it is opened, gone at the end of the run.
+// The open document's records and ports for the module.
 struct DocumentRecords {
     ReadImageDocumentDesc document{};
     std::vector<std::unique_ptr<ReadLayerDesc>> layers;
@@ -65,7 +65,7 @@ struct DocumentRecords {
     std::map<PIChannelPort, std::unique_ptr<Port>> ports;
 };
 
-// What one call into the module passes; made anew for each.
+// The records of one call into the module.
 struct CallRecords {
     FilterRecord filter;
     HandleProcs handleProcs;
@@ -85,13 +85,14 @@ struct Host {
     std::map<Handle, std::unique_ptr<HandleRecord>> handles;
     std::deque<Handle> disposedHandles;  // oldest first
     int handlesMade = 0, buffersMade = 0, blocksMade = 0, portsMade = 0, tokensMade = 0;
-    std::map<std::string, int> acquired;  // suites by name, how often
+    std::map<std::string, int> acquired;  // count by suite name
     std::map<PIReadDescriptor, std::unique_ptr<ReadToken>> readTokens;
     std::map<PIWriteDescriptor, std::unique_ptr<WriteToken>> writeTokens;
 
     Document* openDocument = nullptr;
     std::unique_ptr<DocumentRecords> records;
-    std::unique_ptr<CallRecords> call, previousCall;  // the previous one stays, so that addresses differ
+    // The previous call's records are kept: the next call's have another address.
+    std::unique_ptr<CallRecords> call, previousCall;
     bool insideModule = false;
     std::thread::id moduleThread;
 
@@ -102,18 +103,18 @@ struct Host {
     std::int16_t recordInfo = 0;
 };
 
-// The current host at the head of a service; null when there is none, and the service then does nothing but
-// fail. Watches the thread.
+// Returns the current host at the start of a service, and checks the thread. Null without a host; the service
+// then fails.
 Host* EnterService();
 
-// Counts a call that can fail, and says whether it is to.
-bool FailsNow(Host& host, HostCall call);
+// Counts a call and returns whether it must fail.
+bool ShouldFail(Host& host, HostCall call);
 
 void AddViolation(Host& host, ViolationKind kind, const std::string& text);
 void AddTrace(Host& host, const std::string& line);
 
 template <typename... Parts>
-std::string Joined(const Parts&... parts) {
+std::string Concat(const Parts&... parts) {
     std::ostringstream line;
     (line << ... << parts);
     return line.str();
@@ -121,38 +122,39 @@ std::string Joined(const Parts&... parts) {
 
 template <typename... Parts>
 void Trace(Host& host, const Parts&... parts) {
-    if (host.options.trace) AddTrace(host, Joined(parts...));
+    if (host.options.trace) AddTrace(host, Concat(parts...));
 }
 
 template <typename... Parts>
 void ReportViolation(Host& host, ViolationKind kind, const Parts&... parts) {
-    AddViolation(host, kind, Joined(parts...));
+    AddViolation(host, kind, Concat(parts...));
 }
 
-// Fills the slots that the module has no use for: a call of one fails and is a violation.
+// For services that the module does not use: fails and records a violation.
 template <typename Result, typename... Arguments>
 Result NotOffered(Arguments...) {
     Host* host = EnterService();
     if (host != nullptr)
-        ReportViolation(*host, ViolationKind::kCall, "a service was called that this host lacks");
+        ReportViolation(*host, ViolationKind::kCall,
+                        "the module called a service that this host does not have");
     return static_cast<Result>(kServiceFailed);
 }
 
 std::string RectText(const VRect& rect);
 
-// ---- Memory (host_state.cpp) ------------------------------------------------------------------------------
+// ---- Memory ----------------------------------------------------------------------------------------------
 
-// Ends a block after a look at its guards; reports what it finds under the block's name.
-void Retire(Host& host, const GuardedBlock& block);
+// Frees a block after a check of its guards.
+void ReleaseBlock(Host& host, const GuardedBlock& block);
 
-// Reports hurt guards of all live blocks, and late writes into the quarantine, which is emptied.
+// Checks the guards of all live blocks; checks and empties the quarantine.
 void CheckAllMemory(Host& host);
 
 // ---- Handles (handle_procs.cpp) ---------------------------------------------------------------------------
 
 void FillHandleProcs(const HostOptions& options, HandleProcs* procs);
 Handle MakeHandle(Host& host, std::size_t size);            // null without memory
-void DropHandle(Host& host, Handle handle);                 // a live one
+void FreeHandle(Host& host, Handle handle);                 // must be live
 HandleRecord* FindHandle(const Host& host, Handle handle);  // null unless it is a live handle of this host
 void MoveUnlockedHandles(Host& host);
 std::string HandleText(const Host& host, Handle handle);
@@ -173,15 +175,15 @@ Handle HandleOfDescriptor(Host& host, const Descriptor& descriptor);
 OSErr DisplayPixels(const PSPixelMap* map, const VRect* sourceRect, std::int32_t row, std::int32_t column,
                     void* context);
 
-// The rows, columns and distances of pixels that the module names, in bytes.
+// Pixels in the module's memory; strides in bytes.
 struct PixelArea {
     const void* data;
     std::int64_t rows, columns;
     std::int64_t rowBytes, columnBytes, sampleBytes;
 };
 
-// Whether all samples lie in the block that the data points into; a violation under the call's name if not.
-// Memory that is not the host's passes.
-bool AreaFits(Host& host, const char* call, const PixelArea& area);
+// Returns whether all samples are inside the block that `data` points into; records a violation if not.
+// Accepts memory that is not the host's.
+bool RequireArea(Host& host, const char* call, const PixelArea& area);
 
 }  // namespace host

@@ -44,9 +44,9 @@ std::wstring FullPath(const std::wstring& path) {
 
 std::string LastErrorText() {
     const DWORD code = GetLastError();
-    if (code == ERROR_BAD_EXE_FORMAT) return "not a module for this kind of process";
-    if (code == ERROR_MOD_NOT_FOUND) return "a library that it needs is missing";
-    return "the system refuses it with error " + std::to_string(code);
+    if (code == ERROR_BAD_EXE_FORMAT) return "not a module for a process of this architecture";
+    if (code == ERROR_MOD_NOT_FOUND) return "a required library is missing";
+    return "error " + std::to_string(code);
 }
 
 bool FileExists(const std::wstring& path) {
@@ -54,7 +54,7 @@ bool FileExists(const std::wstring& path) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-// Opens the library; says why not. A full path keeps the system from searching elsewhere.
+// Opens the library, or stores the reason. A full path avoids a search by the system.
 void* OpenLibrary(const std::string& path, std::string* reason) {
     const std::wstring full = FullPath(Wide(path));
     if (!FileExists(full)) {
@@ -86,7 +86,7 @@ void* OpenLibrary(const std::string& path, std::string* reason) {
     void* library = dlopen(full.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         *reason = dlerror();
-        const std::string prefix = full.string() + ": ";  // the caller names the file
+        const std::string prefix = full.string() + ": ";  // the caller adds the path
         if (reason->compare(0, prefix.size(), prefix) == 0) reason->erase(0, prefix.size());
     }
     return library;
@@ -118,7 +118,7 @@ ModulePtr OpenModule(const std::string& path, std::string* error) {
     }
     ModulePtr module(new Module{library, FindEntry(library)});
     if (module->pluginMain == nullptr) {
-        *error = "cannot use the module " + path + ": it has no entry point " + kEntryPoint;
+        *error = "cannot use the module " + path + ": no entry point " + kEntryPoint;
         return nullptr;
     }
     return module;

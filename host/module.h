@@ -1,4 +1,4 @@
-// Loading and unloading of the module.
+// Loads and unloads the module.
 #pragma once
 
 #include <memory>
@@ -17,12 +17,11 @@ struct ModuleCloser {
     void operator()(Module* module) const;
 };
 
-// Unloads when it goes. The host must outlive it: the module hands its suites back as it is unloaded.
+// Unloads the module in its destructor. The host must outlive it: the module releases its suites then.
 using ModulePtr = std::unique_ptr<Module, ModuleCloser>;
 
-// Loads the library at the path (UTF-8; relative to the working directory, never searched for) and finds its
-// entry point. Gives null and says in error, in one line, what went wrong: no such file, no library for this
-// kind of process, or no entry point in it.
+// Loads the library at the path (UTF-8, relative to the working directory, without a search) and finds its
+// entry point. On failure returns null and stores one line in *error.
 ModulePtr OpenModule(const std::string& path, std::string* error);
 
 }  // namespace host

@@ -24,7 +24,7 @@ std::vector<std::uint32_t> ComposeDisplay(const DisplayCall& shown) {
             const std::size_t i = static_cast<std::size_t>(y) * width + static_cast<std::size_t>(x);
             const std::uint32_t mask = shown.maskBytes.empty() ? 255 : shown.maskBytes[i];
             const std::uint32_t square =
-                (x / kCheckSide + y / kCheckSide) % 2 == 0 ? kLightSquare : kDarkSquare;
+                (x / kCheckerSize + y / kCheckerSize) % 2 == 0 ? kLightSquare : kDarkSquare;
             std::uint32_t pixel = 0;
             for (std::size_t c = 0; c < 3; ++c) {
                 const std::uint32_t sample = shown.pixels[c * plane + i];

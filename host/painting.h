@@ -1,4 +1,4 @@
-// Putting a displayed map on the screen.
+// Paints a displayed pixel map.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,12 @@
 
 namespace host {
 
-// The source rectangle of the map as rows of 32-bit pixels from the top, 0x00RRGGBB. Where the mask is not
-// full, a checkerboard shows through in proportion; its squares are kCheckSide pixels wide and stand still
-// against the map.
-constexpr std::int32_t kCheckSide = 8;
+// Returns the map's source rectangle as rows of 32-bit pixels, 0x00RRGGBB, top row first. Composites it with
+// the mask as alpha over a checkerboard, whose squares of kCheckerSize pixels are aligned to the map.
+constexpr std::int32_t kCheckerSize = 8;
 std::vector<std::uint32_t> ComposeDisplay(const DisplayCall& shown);
 
-// Paints into the device context of the call. Does nothing where there is no Win32.
+// Paints to the call's device context. Does nothing on other systems than Windows.
 void PaintDisplay(const DisplayCall& shown);
 
 }  // namespace host

@@ -39,9 +39,9 @@ bool RequireMemory(Host& host, const char* call, const Channel& channel, const P
         return false;
     };
     if (memory == nullptr || memory->data == nullptr) return refuse("no memory given");
-    if (memory->depth != depth) return refuse("the memory has another depth than the channel");
+    if (memory->depth != depth) return refuse("the memory's depth is not the channel's");
     if (memory->rowBits % 8 != 0 || memory->colBits % 8 != 0 || memory->bitOffset % 8 != 0) {
-        return refuse("samples do not stand at whole bytes");
+        return refuse("samples are not at whole bytes");
     }
     if (memory->bitOffset < 0 || memory->colBits < depth) return refuse("samples overlap");
     if (memory->rowBits < (columns - 1) * memory->colBits + depth) return refuse("rows overlap");
@@ -51,7 +51,7 @@ bool RequireMemory(Host& host, const char* call, const Channel& channel, const P
     area->rowBytes = memory->rowBits / 8;
     area->columnBytes = memory->colBits / 8;
     area->sampleBytes = depth / 8;
-    return AreaFits(host, call, *area);
+    return RequireArea(host, call, *area);
 }
 
 bool RequireRectangle(Host& host, const char* call, const VRect* rect, VRect* inside) {
@@ -66,7 +66,7 @@ bool RequireRectangle(Host& host, const char* call, const VRect* rect, VRect* in
                           : WidthOf(*rect) <= WidthOf(bounds) && HeightOf(*rect) <= HeightOf(bounds);
     if (!fits) {
         ReportViolation(host, ViolationKind::kBadRectangle, call, ": ", RectText(*rect),
-                        " leaves the document's ", RectText(bounds));
+                        " is not inside the document's ", RectText(bounds));
         return false;
     }
     *inside = Intersection(*rect, bounds);
@@ -78,7 +78,7 @@ bool RequireSource(Host& host, const VRect& asked, VRect* source) {
     const VRect& bounds = host.openDocument->bounds;
     if (asked.right < asked.left || asked.bottom < asked.top || !Contains(bounds, asked)) {
         ReportViolation(host, ViolationKind::kBadRectangle, "ReadScaledPixels: the source ", RectText(asked),
-                        " leaves the document's ", RectText(bounds));
+                        " is not inside the document's ", RectText(bounds));
         return false;
     }
     *source = asked;

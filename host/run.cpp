@@ -1,4 +1,4 @@
-// The walk: one call into the module after the other, and the checks after each and at the end.
+// Runs the module: the calls, the checks after each call, and the checks at the end.
 #include <algorithm>
 #include <cstring>
 #include <iomanip>
@@ -10,9 +10,9 @@ namespace host {
 
 namespace {
 
-constexpr std::int32_t kMemoryOnOffer = 0x40000000;  // bytes; the same on every machine
+constexpr std::int32_t kReportedMemory = 0x40000000;  // bytes
 
-Boolean AskAbort() {
+Boolean AnswerAbort() {
     Host* host = EnterService();
     if (host == nullptr) return 0;
     HostReport& report = host->report;
@@ -25,7 +25,7 @@ Boolean AskAbort() {
     return stop;
 }
 
-void ReportProgress(std::int32_t done, std::int32_t total) {
+void RecordProgress(std::int32_t done, std::int32_t total) {
     Host* host = EnterService();
     if (host == nullptr) return;
     host->report.progress.emplace_back(done, total);
@@ -33,7 +33,7 @@ void ReportProgress(std::int32_t done, std::int32_t total) {
     if (host->options.progress) host->options.progress(done, total);
 }
 
-std::int16_t Cut16(std::int32_t value) {
+std::int16_t Clamp16(std::int32_t value) {
     return static_cast<std::int16_t>(std::clamp(value, -32768, 32767));
 }
 
@@ -43,13 +43,13 @@ std::int16_t FilterCaseOf(const ReadImageDocumentDesc& document) {
                                      (document.selection != nullptr));
 }
 
-// The fields that tell of the document.
+// The fields that describe the document.
 void FillDocumentFields(const ReadImageDocumentDesc& document, FilterRecord* record) {
     const std::int32_t width = WidthOf(document.bounds);
     const std::int32_t height = HeightOf(document.bounds);
-    record->imageSize = record->wholeSize = {Cut16(height), Cut16(width)};
+    record->imageSize = record->wholeSize = {Clamp16(height), Clamp16(width)};
     record->planes = document.targetTransparency != nullptr ? 4 : 3;
-    record->filterRect = {0, 0, Cut16(height), Cut16(width)};
+    record->filterRect = {0, 0, Clamp16(height), Clamp16(width)};
     record->background = {65535, 65535, 65535};
     record->imageMode = static_cast<std::int16_t>(document.imageMode);
     record->imageHRes = document.hResolution;
@@ -76,10 +76,10 @@ std::unique_ptr<CallRecords> MakeCallRecords(Host& host) {
 
     FilterRecord& record = call->filter;
     FillDocumentFields(host.records->document, &record);
-    record.abortProc = AskAbort;
-    record.progressProc = ReportProgress;
+    record.abortProc = AnswerAbort;
+    record.progressProc = RecordProgress;
     record.parameters = host.parameters;
-    record.maxSpace = record.bufferSpace = kMemoryOnOffer;
+    record.maxSpace = record.bufferSpace = kReportedMemory;
     record.hostSig = FourCC("frnd");
     record.platformData = &call->platformData;
     record.displayPixels = host.options.offersDisplayPixels ? DisplayPixels : nullptr;
@@ -91,8 +91,9 @@ std::unique_ptr<CallRecords> MakeCallRecords(Host& host) {
     return call;
 }
 
-// The call before the last one goes, the last one's memory is spoilt, and the new one stands elsewhere.
-FilterRecord* RenewCall(Host& host) {
+// Makes the records of the next call, at another address than the last. Overwrites the last call's memory,
+// which detects pointers kept by the module, and frees the memory of the call before it.
+FilterRecord* BeginCall(Host& host) {
     if (host.openDocument == nullptr) throw std::logic_error("no document is open");
     std::unique_ptr<CallRecords> fresh = MakeCallRecords(host);
     if (host.call != nullptr) std::memset(static_cast<void*>(host.call.get()), 0xDB, sizeof *host.call);
@@ -101,7 +102,7 @@ FilterRecord* RenewCall(Host& host) {
     return &host.call->filter;
 }
 
-bool HandlesAreTheHosts(const CallRecords& call) {
+bool UsesHostHandles(const CallRecords& call) {
     const HandleProcs* procs = call.filter.handleProcs;
     return procs != nullptr && procs->handleProcsVersion == kHandleProcsVersion &&
            procs->numHandleProcs >= kHandleProcsCount;
@@ -112,9 +113,9 @@ void CheckKeptHandle(Host& host, const char* name, Handle handle) {
     ReportViolation(host, ViolationKind::kBadHandle, name, " holds ", HandleText(host, handle));
 }
 
-// After a call everything is unlocked and closed, and the host's tile loop has nothing to do.
+// After a call all handles are unlocked, all tokens closed, and no tiles requested.
 void CheckAfterCall(Host& host, const CallRecords& call) {
-    if (HandlesAreTheHosts(call)) {
+    if (UsesHostHandles(call)) {
         CheckKeptHandle(host, "the data word", reinterpret_cast<Handle>(host.dataWord));
         CheckKeptHandle(host, "FilterRecord.parameters", host.parameters);
         CheckKeptHandle(host, "the descriptor's field", host.descriptor);
@@ -138,16 +139,16 @@ void CheckAfterCall(Host& host, const CallRecords& call) {
     }
 }
 
-// What the host keeps for the module after a call.
-std::string KeptText(const Host& host) {
+// What the host keeps for the module, as text.
+std::string KeptStateText(const Host& host) {
     std::string parameters;
     const HandleRecord* record = FindHandle(host, host.parameters);
-    const GuardedBlock* block = record == nullptr ? nullptr : GuardedAround(host.memory, record->address);
+    const GuardedBlock* block = record == nullptr ? nullptr : FindContaining(host.memory, record->address);
     for (std::size_t i = 0; block != nullptr && i < block->size; ++i) {
         parameters +=
-            Joined(i % 4 == 0 ? " " : "", std::hex, std::setw(2), std::setfill('0'), int{BytesOf(*block)[i]});
+            Concat(i % 4 == 0 ? " " : "", std::hex, std::setw(2), std::setfill('0'), int{BytesOf(*block)[i]});
     }
-    return Joined("data ", HandleText(host, reinterpret_cast<Handle>(host.dataWord)), ", parameters ",
+    return Concat("data ", HandleText(host, reinterpret_cast<Handle>(host.dataWord)), ", parameters ",
                   HandleText(host, host.parameters), parameters, ", descriptor ",
                   HandleText(host, host.descriptor), ", recordInfo ", host.recordInfo);
 }
@@ -156,19 +157,19 @@ std::string ResultText(OSErr result) {
     return result == kUnwrittenResult ? "unwritten" : std::to_string(result);
 }
 
-// Calls, and keeps what no exception may do.
-void Enter(Host& host, PluginMainProc pluginMain, std::int16_t selector, void* block, OSErr* result) {
+// Calls the module. An exception is a violation.
+void CallModule(Host& host, PluginMainProc pluginMain, std::int16_t selector, void* block, OSErr* result) {
     host.insideModule = true;
     host.moduleThread = std::this_thread::get_id();
     try {
         pluginMain(selector, block, &host.dataWord, result);
     } catch (...) {
-        ReportViolation(host, ViolationKind::kCall, "an exception left the module at selector ", selector);
+        ReportViolation(host, ViolationKind::kCall, "the module threw an exception at selector ", selector);
     }
     host.insideModule = false;
 }
 
-// In the order of their making, so that two runs report alike.
+// Reports in the order of creation, which is the same in each run.
 void ReportLeaks(Host& host, const char* when) {
     std::map<std::pair<std::string, int>, std::size_t> leaks;  // sizes by kind and number
     for (auto& [address, block] : host.memory.live) {
@@ -181,7 +182,7 @@ void ReportLeaks(Host& host, const char* when) {
                           handle == reinterpret_cast<Handle>(host.dataWord);
         if (record->address == nullptr || kept || record->leakReported) continue;
         record->leakReported = true;
-        leaks[{"handle", record->id}] = GuardedAround(host.memory, record->address)->size;
+        leaks[{"handle", record->id}] = FindContaining(host.memory, record->address)->size;
     }
     for (const auto& [name, size] : leaks) {
         ReportViolation(host, ViolationKind::kLeak, name.first, ' ', name.second, " of ", size,
@@ -192,7 +193,7 @@ void ReportLeaks(Host& host, const char* when) {
 }  // namespace
 
 void OpenDocument(Host& host, Document& document) {
-    if (host.openDocument != nullptr) throw std::logic_error("a document is open already");
+    if (host.openDocument != nullptr) throw std::logic_error("a document is already open");
     const std::string fault = ValidateDocument(document);
     if (!fault.empty()) throw std::invalid_argument(fault);
     host.openDocument = &document;
@@ -200,19 +201,19 @@ void OpenDocument(Host& host, Document& document) {
 }
 
 FilterRecord* PrepareRecord(Host& host) {
-    return RenewCall(host);
+    return BeginCall(host);
 }
 
 OSErr CallSelector(Host& host, PluginMainProc pluginMain, std::int16_t selector) {
-    FilterRecord* record = RenewCall(host);
+    FilterRecord* record = BeginCall(host);
     CallRecords& call = *host.call;
     MoveUnlockedHandles(host);
     Trace(host, "> PluginMain ", selector);
-    Enter(host, pluginMain, selector, record, &call.result);
+    CallModule(host, pluginMain, selector, record, &call.result);
     host.parameters = record->parameters;
     host.descriptor = call.descriptorParameters.descriptor;
     host.recordInfo = call.descriptorParameters.recordInfo;
-    Trace(host, "< PluginMain ", selector, " -> ", ResultText(call.result), ", ", KeptText(host));
+    Trace(host, "< PluginMain ", selector, " -> ", ResultText(call.result), ", ", KeptStateText(host));
     CheckAfterCall(host, call);
     return call.result;
 }
@@ -247,19 +248,18 @@ void ShowAbout(Host& host, PluginMainProc pluginMain) {
     record.sSPBasic = BasicSuite();
     OSErr result = kUnwrittenResult;
     Trace(host, "> PluginMain 0");
-    Enter(host, pluginMain, filterSelectorAbout, &record, &result);
+    CallModule(host, pluginMain, filterSelectorAbout, &record, &result);
     Trace(host, "< PluginMain 0 -> ", ResultText(result), ", data ",
           HandleText(host, reinterpret_cast<Handle>(host.dataWord)));
-    if (result != kUnwrittenResult)
-        ReportViolation(host, ViolationKind::kCall, "About wrote the result cell");
+    if (result != kUnwrittenResult) ReportViolation(host, ViolationKind::kCall, "About wrote the result");
 }
 
 void CloseHost(Host& host) {
     if (host.openDocument != nullptr) EndRun(host);
-    DropDescriptor(host);
-    if (FindHandle(host, host.parameters) != nullptr) DropHandle(host, host.parameters);
+    RemoveDescriptor(host);
+    if (FindHandle(host, host.parameters) != nullptr) FreeHandle(host, host.parameters);
     const Handle data = reinterpret_cast<Handle>(host.dataWord);
-    if (FindHandle(host, data) != nullptr) DropHandle(host, data);
+    if (FindHandle(host, data) != nullptr) FreeHandle(host, data);
     host.parameters = nullptr;
     host.dataWord = 0;
     CheckAllMemory(host);

@@ -15,57 +15,9 @@
 #include <unistd.h>
 #endif
 
+#include "images/text.h"
+
 namespace images {
-
-namespace {
-
-// The bytes of the character of UTF-8 at this place; 0 when there is none.
-std::size_t CharacterSize(const std::string& text, std::size_t at) {
-    const auto byte = [&](std::size_t i) {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
-    };
-    const int lead = byte(at);
-    const std::size_t size = lead < 0x80                   ? 1
-                             : lead >= 0xC2 && lead < 0xE0 ? 2
-                             : lead >= 0xE0 && lead < 0xF0 ? 3
-                             : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                           : 0;
-    for (std::size_t i = 1; i < size; ++i) {
-        if ((byte(at + i) & 0xC0) != 0x80) return 0;
-    }
-    return size;
-}
-
-// Terminals obey the controls below 0x20, 0x7F, and those from U+0080 to U+009F.
-bool IsControl(const std::string& text, std::size_t at) {
-    const auto first = static_cast<unsigned char>(text[at]);
-    return first < 0x20 || first == 0x7F ||
-           (first == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0);
-}
-
-}  // namespace
-
-std::string Printable(const std::string& text) {
-    std::string result;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t size = CharacterSize(text, at);
-        if (size > 0 && !IsControl(text, at)) {
-            result.append(text, at, size);
-            at += size;
-            continue;
-        }
-        char escape[8];
-        std::snprintf(escape, sizeof escape, "\\x%02X",
-                      static_cast<unsigned>(static_cast<unsigned char>(text[at])));
-        result += text[at] == '\n' ? "\\n" : text[at] == '\t' ? "\\t" : escape;
-        ++at;
-    }
-    return result;
-}
-
-std::string DisplayName(const std::filesystem::path& path) {
-    return Printable(path.u8string());
-}
 
 bool IsSpecialFile(const std::filesystem::path& path) {
     std::error_code ignored;
@@ -74,7 +26,7 @@ bool IsSpecialFile(const std::filesystem::path& path) {
 
 namespace {
 
-constexpr std::size_t kPiece = std::size_t{4} << 20;  // bytes written between two looks at the stop flag
+constexpr std::size_t kChunkBytes = std::size_t{4} << 20;  // bytes between two tests of the stop flag
 
 #ifdef _WIN32
 std::FILE* OpenToRead(const std::filesystem::path& path) {
@@ -89,10 +41,10 @@ std::FILE* OpenSpecial(const std::filesystem::path& path) {
 std::FILE* OpenUnnamed(const std::filesystem::path&) {
     return nullptr;
 }
-bool GiveName(std::FILE*, const std::filesystem::path&) {
+bool LinkToName(std::FILE*, const std::filesystem::path&) {
     return false;
 }
-bool Settle(std::FILE* file) {
+bool FlushToDisk(std::FILE* file) {
     return std::fflush(file) == 0 && _commit(_fileno(file)) == 0;
 }
 #else
@@ -110,8 +62,8 @@ std::string OpenFileName(int file) {
     return "/proc/self/fd/" + std::to_string(file);
 }
 
-// A file in the folder without a name, which the system drops however the process ends. Null where the file
-// system has no such files, or where there is no /proc, without which it could get no name later.
+// Opens an unnamed file in the folder: the system deletes it when the process ends. Null when the file system
+// has no such files, or without /proc, which LinkToName needs.
 std::FILE* OpenUnnamed(const std::filesystem::path& folder) {
     const int file = open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
     if (file < 0) return nullptr;
@@ -120,81 +72,81 @@ std::FILE* OpenUnnamed(const std::filesystem::path& folder) {
     return stream;
 }
 
-// False where a file of that name is there already.
-bool GiveName(std::FILE* file, const std::filesystem::path& name) {
+// Returns false when a file of that name exists.
+bool LinkToName(std::FILE* file, const std::filesystem::path& name) {
     const std::string source = OpenFileName(fileno(file));
     return linkat(AT_FDCWD, source.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 
-// Some file systems cannot sync; only a real write error counts.
-bool Settle(std::FILE* file) {
+// A file system without fsync is not an error.
+bool FlushToDisk(std::FILE* file) {
     return std::fflush(file) == 0 && (fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP);
 }
 #endif
 
-std::string Reason(int error) {
+std::string ErrorText(int error) {
     return std::generic_category().message(error);
 }
 
-// A name beside the target that no other process takes, on this machine or on another that shares the folder.
-std::filesystem::path PassingName(const std::filesystem::path& target) {
+// A random name in the target's folder: machines that share the folder must not choose the same one.
+std::filesystem::path TemporaryName(const std::filesystem::path& target) {
     std::random_device random;
     std::string name = ".";
     for (int i = 0; i < 16; ++i) name += "0123456789abcdef"[random() % 16];
     return target.parent_path() / (name + ".frond-part");
 }
 
-bool IsFull(const std::error_code& code) {
+bool IsDiskFull(const std::error_code& code) {
 #ifdef EDQUOT
     if (code == std::error_code(EDQUOT, std::generic_category())) return true;
 #endif
     return code == std::errc::no_space_on_device;
 }
 
-[[noreturn]] void ThrowUnwritten(const std::filesystem::path& path, const std::error_code& code) {
+[[noreturn]] void ThrowWriteError(const std::filesystem::path& path, const std::error_code& code) {
     const std::string line = DisplayName(path) + ": cannot be written: " + code.message();
-    if (IsFull(code)) throw DiskFull(line);
+    if (IsDiskFull(code)) throw DiskFull(line);
     throw PictureError(line);
 }
 
-[[noreturn]] void ThrowUnwritten(const std::filesystem::path& path) {
-    ThrowUnwritten(path, std::error_code(errno, std::generic_category()));
+[[noreturn]] void ThrowWriteError(const std::filesystem::path& path) {
+    ThrowWriteError(path, std::error_code(errno, std::generic_category()));
 }
 
-void WriteAll(std::FILE* stream, const std::filesystem::path& path, const void* bytes, std::size_t size,
-              const std::atomic<bool>* stop) {
+void WriteChunks(std::FILE* stream, const std::filesystem::path& path, const void* bytes, std::size_t size,
+                 const std::atomic<bool>* stop) {
     const auto* from = static_cast<const char*>(bytes);
     for (std::size_t done = 0; done < size;) {
-        if (stop != nullptr && *stop) throw PictureError(DisplayName(path) + ": not written, stopped");
-        const std::size_t piece = std::min(kPiece, size - done);
-        if (std::fwrite(from + done, 1, piece, stream) != piece) ThrowUnwritten(path);
-        done += piece;
+        if (stop != nullptr && *stop) throw PictureError(DisplayName(path) + ": not written, interrupted");
+        const std::size_t chunk = std::min(kChunkBytes, size - done);
+        if (std::fwrite(from + done, 1, chunk, stream) != chunk) ThrowWriteError(path);
+        done += chunk;
     }
-    if (!Settle(stream)) ThrowUnwritten(path);
-    if (stop != nullptr && *stop) throw PictureError(DisplayName(path) + ": not written, stopped");
+    if (!FlushToDisk(stream)) ThrowWriteError(path);
+    if (stop != nullptr && *stop) throw PictureError(DisplayName(path) + ": not written, interrupted");
 }
 
-// Into a pipe or a device, which takes the bytes itself.
-void WriteThrough(const std::filesystem::path& path, const void* bytes, std::size_t size,
-                  const std::atomic<bool>* stop) {
+// Writes to a pipe or a device.
+void WriteToSpecialFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
+                        const std::atomic<bool>* stop) {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(OpenSpecial(path), std::fclose);
-    if (stream == nullptr) ThrowUnwritten(path);
-    WriteAll(stream.get(), path, bytes, size, stop);
+    if (stream == nullptr) ThrowWriteError(path);
+    WriteChunks(stream.get(), path, bytes, size, stop);
 }
 
-// A file in the making. It has no name where the system allows that, else a passing one, and goes away with
-// its owner unless it is kept.
+// A file during its write: unnamed where the system supports that, else with a temporary name. The destructor
+// deletes it unless Commit was called.
 struct TemporaryFile {
-    std::filesystem::path target, path;  // an empty path: no name
+    std::filesystem::path target, path;  // `path` is empty for an unnamed file
     std::FILE* stream;
 
     explicit TemporaryFile(const std::filesystem::path& theTarget)
         : target(theTarget), stream(OpenUnnamed(theTarget.parent_path())) {
         if (stream != nullptr) return;
-        path = PassingName(target);
+        path = TemporaryName(target);
         errno = 0;
         stream = OpenNew(path);
-        if (stream == nullptr) ThrowUnwritten(target);
+        if (stream == nullptr) ThrowWriteError(target);
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -204,38 +156,38 @@ struct TemporaryFile {
         if (!path.empty()) std::filesystem::remove(path, ignored);
     }
 
-    // To be called when all is on the disk.
-    void Keep() {
+    // Gives the file its name. All bytes must be on the disk.
+    void Commit() {
         if (path.empty()) {
-            if (GiveName(stream, target)) return;
-            // Only a file with a name can take another's place.
-            path = PassingName(target);
-            if (!GiveName(stream, path)) ThrowUnwritten(target);
+            if (LinkToName(stream, target)) return;
+            // Only a named file can replace another one.
+            path = TemporaryName(target);
+            if (!LinkToName(stream, path)) ThrowWriteError(target);
         }
         const int closed = std::fclose(stream);
         stream = nullptr;
-        if (closed != 0) ThrowUnwritten(target);
+        if (closed != 0) ThrowWriteError(target);
         std::error_code failure;
         std::filesystem::rename(path, target, failure);
-        if (failure) ThrowUnwritten(target, failure);
+        if (failure) ThrowWriteError(target, failure);
         path.clear();
     }
 };
 
 }  // namespace
 
-void WriteWholeFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
-                    const std::atomic<bool>* stop) {
-    if (IsSpecialFile(path)) return WriteThrough(path, bytes, size, stop);
-    // A link stays, and the file that it names is the one to replace.
-    std::error_code noLink;
-    const std::filesystem::path target = std::filesystem::canonical(path, noLink);
-    TemporaryFile file(noLink ? path : target);
-    WriteAll(file.stream, path, bytes, size, stop);
-    file.Keep();
+void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, std::size_t size,
+                         const std::atomic<bool>* stop) {
+    if (IsSpecialFile(path)) return WriteToSpecialFile(path, bytes, size, stop);
+    // Replaces the target of a symbolic link.
+    std::error_code missing;
+    const std::filesystem::path target = std::filesystem::canonical(path, missing);
+    TemporaryFile file(missing ? path : target);
+    WriteChunks(file.stream, path, bytes, size, stop);
+    file.Commit();
 }
 
-std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path) {
+std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path) {
     std::error_code failure;
     const std::filesystem::file_status status = std::filesystem::status(path, failure);
     if (status.type() == std::filesystem::file_type::not_found) {
@@ -245,17 +197,17 @@ std::vector<std::uint8_t> ReadWholeFile(const std::filesystem::path& path) {
         throw PictureError(DisplayName(path) + ": is a folder, not a file");
     errno = 0;
     std::FILE* stream = OpenToRead(path);
-    if (stream == nullptr) throw PictureError(DisplayName(path) + ": cannot be opened: " + Reason(errno));
+    if (stream == nullptr) throw PictureError(DisplayName(path) + ": cannot be opened: " + ErrorText(errno));
     std::vector<std::uint8_t> bytes;
-    std::size_t got = 0;
+    std::size_t count = 0;
     do {
-        bytes.resize(bytes.size() + kPiece);
-        got = std::fread(bytes.data() + bytes.size() - kPiece, 1, kPiece, stream);
-        bytes.resize(bytes.size() - kPiece + got);
-    } while (got == kPiece);
+        bytes.resize(bytes.size() + kChunkBytes);
+        count = std::fread(bytes.data() + bytes.size() - kChunkBytes, 1, kChunkBytes, stream);
+        bytes.resize(bytes.size() - kChunkBytes + count);
+    } while (count == kChunkBytes);
     const bool failed = std::ferror(stream) != 0;
     std::fclose(stream);
-    if (failed) throw PictureError(DisplayName(path) + ": cannot be read: " + Reason(errno));
+    if (failed) throw PictureError(DisplayName(path) + ": cannot be read: " + ErrorText(errno));
     return bytes;
 }
 

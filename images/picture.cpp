@@ -1,6 +1,9 @@
 #include "images/picture.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
 
 namespace images {
 
@@ -34,13 +37,13 @@ void ChangeDepth(Picture& picture, int depth) {
     picture.depth = depth;
 }
 
-void MakeColour(Picture& picture) {
+void ConvertToRgb(Picture& picture) {
     if (picture.colour.size() == 1) picture.colour.assign(3, Plane(picture.colour[0]));
 }
 
 namespace {
 
-void CopyPart(const Picture& layer, const Plane& from, Plane& to, int width, int height) {
+void CopyOverlap(const Picture& layer, const Plane& from, Plane& to, int width, int height) {
     const int left = std::max(0, layer.offsetX);
     const int right = std::min(width, layer.offsetX + layer.width);
     const int top = std::max(0, layer.offsetY);
@@ -64,12 +67,66 @@ Picture PlaceOnCanvas(const Picture& layer, int width, int height) {
     canvas.offsetX = canvas.offsetY = 0;
     for (std::size_t i = 0; i < layer.colour.size(); ++i) {
         canvas.colour[i].assign(PixelCount(canvas), white);
-        CopyPart(layer, layer.colour[i], canvas.colour[i], width, height);
+        CopyOverlap(layer, layer.colour[i], canvas.colour[i], width, height);
     }
     canvas.alpha.assign(PixelCount(canvas), 0);
     const Plane opaque(layer.alpha.empty() ? PixelCount(layer) : 0, white);
-    CopyPart(layer, layer.alpha.empty() ? opaque : layer.alpha, canvas.alpha, width, height);
+    CopyOverlap(layer, layer.alpha.empty() ? opaque : layer.alpha, canvas.alpha, width, height);
     return canvas;
+}
+
+namespace {
+
+// How the oriented picture reads the stored one.
+struct Orientation {
+    bool swapsAxes, fromRight, fromBottom;  // the last two are sides of the stored picture
+};
+
+constexpr std::array<Orientation, 9> kOrientations = {{{false, false, false},
+                                                       {false, false, false},
+                                                       {false, true, false},
+                                                       {false, true, true},
+                                                       {false, false, true},
+                                                       {true, false, false},
+                                                       {true, false, true},
+                                                       {true, true, true},
+                                                       {true, true, false}}};
+
+Plane Oriented(const Plane& plane, int width, int height, const Orientation& orientation) {
+    Plane result(plane.size());
+    const int targetWidth = orientation.swapsAxes ? height : width;
+    const int targetHeight = orientation.swapsAxes ? width : height;
+    std::size_t at = 0;
+    for (int y = 0; y < targetHeight; ++y) {
+        for (int x = 0; x < targetWidth; ++x) {
+            const int alongX = orientation.swapsAxes ? y : x;
+            const int alongY = orientation.swapsAxes ? x : y;
+            const int sourceX = orientation.fromRight ? width - 1 - alongX : alongX;
+            const int sourceY = orientation.fromBottom ? height - 1 - alongY : alongY;
+            result[at++] = plane[static_cast<std::size_t>(sourceY) * width + sourceX];
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+Picture ApplyOrientation(Picture picture, int orientation) {
+    if (orientation < 2 || orientation > 8) return picture;
+    const Orientation& o = kOrientations[static_cast<std::size_t>(orientation)];
+    for (Plane& plane : picture.colour) plane = Oriented(plane, picture.width, picture.height, o);
+    if (!picture.alpha.empty()) picture.alpha = Oriented(picture.alpha, picture.width, picture.height, o);
+    if (o.swapsAxes) {
+        std::swap(picture.width, picture.height);
+        std::swap(picture.resolutionX, picture.resolutionY);
+    }
+    return picture;
+}
+
+double RoundResolution(double pixelsPerInch) {
+    constexpr double kPerMetre = 0.0254;  // one pixel per metre, in pixels per inch
+    const double whole = std::round(pixelsPerInch);
+    return std::fabs(pixelsPerInch - whole) < kPerMetre ? whole : pixelsPerInch;
 }
 
 }  // namespace images

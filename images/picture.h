@@ -1,7 +1,6 @@
-// A picture in memory, as it came from a file or goes to one.
+// A picture in memory.
 //
-// Samples are planar and always stored in 16 bits; `depth` says what they mean: 0..255 at 8, 0..65535 at 16.
-// The host's documents count differently at 16 bits (0..32768): the two conversions stand at the end.
+// Samples are planar and have 16-bit storage. `depth` is their scale: 0..255 at 8, 0..65535 at 16.
 #pragma once
 
 #include <cstdint>
@@ -16,30 +15,30 @@ using Plane = std::vector<std::uint16_t>;  // width * height samples, row-major,
 enum class ResolutionUnit { kNone, kInch, kCentimetre };
 
 struct Picture {
-    int width = 0;   // pixels, at least 1 in a picture that was read
+    int width = 0;   // pixels
     int height = 0;  // pixels
     int depth = 8;   // bits per sample: 8 or 16
 
     std::vector<Plane> colour;  // three planes (red, green, blue) or one (grey)
-    Plane alpha;                // empty: opaque. Colour is never multiplied by it (straight alpha).
+    Plane alpha;                // empty: opaque. Colour is not multiplied by it (straight alpha).
 
-    std::vector<std::uint8_t> profile;  // ICC profile, as the file had it; empty: none
-    double resolutionX = 0;             // pixels per unit; 0: not known
+    std::vector<std::uint8_t> profile;  // ICC profile; empty: none
+    double resolutionX = 0;             // pixels per unit; 0: unknown
     double resolutionY = 0;
     ResolutionUnit resolutionUnit = ResolutionUnit::kNone;
 
-    // Where a layer lies on its document's canvas: its upper left corner, which may lie outside.
+    // The upper left corner of a layer on its document's canvas; can be outside the canvas.
     int offsetX = 0;
     int offsetY = 0;
 };
 
-// What a file of layers holds: the canvas and its two lowest layers, bottom first. A plain picture has none.
+// A layered file: the merged picture and its two lowest layers, bottom first. Other files have no layers.
 struct LayeredPicture {
-    Picture merged;               // what the file shows
-    std::vector<Picture> layers;  // at most two, each with its offset
+    Picture merged;               // all layers, composited by the program that wrote the file
+    std::vector<Picture> layers;  // at most two
 };
 
-// Every failure of this folder's own code towards the user: one clear line without a full stop.
+// An error for the user: one line without a full stop.
 struct PictureError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -52,25 +51,30 @@ inline int LargestSample(int depth) {
     return depth == 8 ? 255 : 65535;
 }
 
-// An all-black picture (sample 0) of the given shape; opaque when it has alpha.
+// A black picture of the given size in pixels; opaque when it has alpha. `colours` is 3 or 1.
 Picture MakePicture(int width, int height, int depth, int colours, bool withAlpha);
 
-// Changes the depth: 8 to 16 bits by 257, so that both ends meet; 16 to 8 rounded to nearest.
+// Changes the depth: 8 to 16 bits multiplies by 257; 16 to 8 divides and rounds to nearest.
 void ChangeDepth(Picture& picture, int depth);
 
-// Grey becomes three equal planes; a picture that has three stays as it is.
-void MakeColour(Picture& picture);
+// Makes three equal planes of a grey plane; leaves an RGB picture unchanged.
+void ConvertToRgb(Picture& picture);
 
-// Lays a picture with its offset on a canvas of the given size: outside it is white and transparent, as a
-// host shows the empty part of a layer. The result always has alpha, and no offset.
+// Places a picture with its offset on a white, transparent canvas, as a host shows the empty part of a layer.
+// The result has alpha and no offset.
 Picture PlaceOnCanvas(const Picture& layer, int width, int height);
 
-// Samples of 16-bit files (0..65535) and of the host's 16-bit documents (0..32768), rounded to nearest. A
-// document's sample survives the way through a file, with one exception that is meant: 32767 is the largest
-// value that the filter writes by itself, so both it and 32768 are full (65535), and a white or opaque pixel
-// comes out white or opaque. Whatever lies above counts as full too (the filter fills alpha with 65535).
-constexpr std::uint16_t kDocumentMaximum16 = 32768;
+// Rotates and mirrors by an EXIF orientation, 1 to 8; any other value leaves the picture unchanged.
+Picture ApplyOrientation(Picture picture, int orientation);
 
+// Rounds a resolution in pixels per inch that is within one pixel per metre of a whole number: PNG stores
+// pixels per metre, so 300 per inch are read as 299.9994.
+double RoundResolution(double pixelsPerInch);
+
+// Convert between the samples of 16-bit files (0..65535) and of the host's 16-bit documents (0..32768),
+// rounded to nearest. A document's sample is unchanged after a conversion to a file and back, with one
+// intended exception: 32767 and above become full (65535). The filter computes at most 32767, and a white or
+// opaque pixel must stay white or opaque; it also fills alpha with 65535.
 constexpr std::uint16_t ToDocument16(std::uint16_t fileSample) {
     return static_cast<std::uint16_t>((fileSample * 32768u + 32767u) / 65535u);
 }

@@ -1,4 +1,4 @@
-// Reading picture files through OpenImageIO.
+// Reads picture files with OpenImageIO.
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
@@ -6,9 +6,10 @@
 #include <memory>
 
 #include "images/atomic_file.h"
-#include "images/picture_check.h"
-#include "images/picture_io.h"
+#include "images/picture_file.h"
 #include "images/picture_metadata.h"
+#include "images/picture_validation.h"
+#include "images/text.h"
 
 namespace images {
 
@@ -18,7 +19,7 @@ using OIIO::ImageInput;
 using OIIO::ImageSpec;
 using OIIO::TypeDesc;
 
-// Which channel of the file is which; -1: not there.
+// The channels' indices in the file; -1 when missing.
 struct ChannelMap {
     int colour[3] = {-1, -1, -1};
     int colours = 0;
@@ -30,10 +31,10 @@ int ChannelNamed(const ImageSpec& spec, const char* name) {
     return at == spec.channelnames.end() ? -1 : static_cast<int>(at - spec.channelnames.begin());
 }
 
-// By the channels' names, since a rendered picture may carry any number of others beside these.
+// Uses the channels' names, since a rendered picture can have any number of other channels.
 ChannelMap MapChannels(const ImageSpec& spec) {
     ChannelMap map;
-    // The reader of GIF files names a channel beyond the last one.
+    // OpenImageIO's GIF reader reports an alpha channel after the last channel.
     const bool isThere = spec.alpha_channel >= 0 && spec.alpha_channel < spec.nchannels;
     map.alpha = isThere ? spec.alpha_channel : ChannelNamed(spec, "A");
     const char* const names[] = {"R", "G", "B"};
@@ -48,7 +49,7 @@ ChannelMap MapChannels(const ImageSpec& spec) {
     return map;
 }
 
-void RefuseOtherColours(const ImageSpec& spec, const std::string& name) {
+void RequireRgbOrGrey(const ImageSpec& spec, const std::string& name) {
     for (const char* attribute : {"tiff:ColorSpace", "jpeg:ColorSpace", "psd:ColorSpace"}) {
         const std::string space = spec.get_string_attribute(attribute);
         if (space == "CMYK" || space == "YCbCrK" || space == "color separated") {
@@ -61,7 +62,7 @@ void RefuseOtherColours(const ImageSpec& spec, const std::string& name) {
     }
 }
 
-// The sRGB curve over linear light.
+// The sRGB transfer curve.
 float EncodeLinear(float linear) {
     return linear <= 0.0031308f ? linear * 12.92f : 1.055f * std::pow(linear, 1 / 2.4f) - 0.055f;
 }
@@ -70,10 +71,10 @@ std::uint16_t Quantise(float value) {
     return static_cast<std::uint16_t>(std::lround(std::min(1.0f, std::max(0.0f, value)) * 65535));  // NaN: 0
 }
 
-// Interleaved floating-point samples into planes of 16 bits: colour multiplied by alpha is divided again, and
-// linear light takes the sRGB curve.
-void SeparateFloat(const std::vector<float>& samples, int channels, const ChannelMap& map, bool multiplied,
-                   bool linear, Picture& picture) {
+// Splits interleaved floating-point samples into planes of 16 bits. Divides premultiplied colour by alpha,
+// and encodes linear light with the sRGB curve.
+void DeinterleaveFloats(const std::vector<float>& samples, int channels, const ChannelMap& map,
+                        bool multiplied, bool linear, Picture& picture) {
     for (std::size_t i = 0; i < PixelCount(picture); ++i) {
         const float* pixel = samples.data() + i * channels;
         const float alpha = map.alpha >= 0 ? pixel[map.alpha] : 1;
@@ -86,10 +87,10 @@ void SeparateFloat(const std::vector<float>& samples, int channels, const Channe
     }
 }
 
-// The same for integers, which are the picture's samples as they stand.
+// The same for integers, which keep their scale.
 template <typename Sample>
-void SeparateIntegers(const std::vector<Sample>& samples, int channels, const ChannelMap& map,
-                      bool multiplied, Picture& picture) {
+void DeinterleaveIntegers(const std::vector<Sample>& samples, int channels, const ChannelMap& map,
+                          bool multiplied, Picture& picture) {
     const std::uint32_t largest = static_cast<std::uint32_t>(LargestSample(picture.depth));
     for (std::size_t i = 0; i < PixelCount(picture); ++i) {
         const Sample* pixel = samples.data() + i * channels;
@@ -108,7 +109,7 @@ std::vector<Sample> ReadSamples(ImageInput& input, int subimage, const ImageSpec
                                 const std::string& name) {
     std::vector<Sample> samples(spec.image_pixels() * spec.nchannels);
     if (!input.read_image(subimage, 0, 0, spec.nchannels, type, samples.data()) || input.has_error()) {
-        throw PictureError(name + ": is damaged or cut short: " + OneLine(input.geterror()));
+        throw PictureError(name + ": is damaged or cut short: " + ToSingleLine(input.geterror()));
     }
     return samples;
 }
@@ -117,13 +118,13 @@ void ReadResolution(const ImageSpec& spec, Picture& picture) {
     const std::string unit = spec.get_string_attribute("ResolutionUnit");
     const float x = spec.get_float_attribute("XResolution");
     const float y = spec.get_float_attribute("YResolution", x);
-    if (x < 1 || y < 1) return;  // some writers leave a zero, or next to it
+    if (x < 1 || y < 1) return;  // some writers store 0 or a value near it
     picture.resolutionX = x;
     picture.resolutionY = y;
     if (unit == "in" || unit == "inch") {
         picture.resolutionUnit = ResolutionUnit::kInch;
-        picture.resolutionX = TidyResolution(x);
-        picture.resolutionY = TidyResolution(y);
+        picture.resolutionX = RoundResolution(x);
+        picture.resolutionY = RoundResolution(y);
     }
     if (unit == "cm") picture.resolutionUnit = ResolutionUnit::kCentimetre;
     if (unit == "m") {
@@ -140,35 +141,35 @@ void ReadProfile(const ImageSpec& spec, Picture& picture) {
     picture.profile.assign(bytes, bytes + profile->datasize());
 }
 
-// Whether alpha is straight. These readers give it so without a word.
-bool IsStraight(const ImageSpec& spec, const std::string& format) {
+// Whether alpha is straight. The readers listed return straight alpha without setting the attribute.
+bool HasStraightAlpha(const ImageSpec& spec, const std::string& format) {
     if (spec.get_int_attribute("oiio:UnassociatedAlpha") != 0) return true;
-    const char* const silent[] = {"bmp", "dds", "heif", "ico", "jpeg2000", "psd"};
-    return std::find(std::begin(silent), std::end(silent), format) != std::end(silent);
+    const char* const straight[] = {"bmp", "dds", "heif", "ico", "jpeg2000", "psd"};
+    return std::find(std::begin(straight), std::end(straight), format) != std::end(straight);
 }
 
 Picture ReadSubimage(ImageInput& input, int subimage, const std::string& name) {
     const ImageSpec spec = input.spec_dimensions(subimage).nchannels > 0 ? input.spec(subimage) : ImageSpec();
-    if (spec.width < 1 || spec.height < 1) throw PictureError(name + ": holds no pixels");
-    if (spec.deep || spec.depth > 1) throw PictureError(name + ": is no flat picture");
-    RefuseOtherColours(spec, name);
+    if (spec.width < 1 || spec.height < 1) throw PictureError(name + ": has no pixels");
+    if (spec.deep || spec.depth > 1) throw PictureError(name + ": is not a flat picture");
+    RequireRgbOrGrey(spec, name);
     const ChannelMap map = MapChannels(spec);
-    if (map.colours == 0) throw PictureError(name + ": has neither red, green and blue nor grey");
+    if (map.colours == 0) throw PictureError(name + ": has neither RGB nor grey channels");
 
     const bool isFloat = spec.format.is_floating_point();
     const int depth = !isFloat && spec.format.size() == 1 ? 8 : 16;
     Picture picture = MakePicture(spec.width, spec.height, depth, map.colours, map.alpha >= 0);
-    const bool multiplied = map.alpha >= 0 && !IsStraight(spec, input.format_name());
+    const bool multiplied = map.alpha >= 0 && !HasStraightAlpha(spec, input.format_name());
     const bool linear = OIIO::Strutil::iequals(spec.get_string_attribute("oiio:ColorSpace"), "linear");
     if (isFloat) {
-        SeparateFloat(ReadSamples<float>(input, subimage, spec, TypeDesc::FLOAT, name), spec.nchannels, map,
-                      multiplied, linear, picture);
+        DeinterleaveFloats(ReadSamples<float>(input, subimage, spec, TypeDesc::FLOAT, name), spec.nchannels,
+                           map, multiplied, linear, picture);
     } else if (depth == 8) {
-        SeparateIntegers(ReadSamples<std::uint8_t>(input, subimage, spec, TypeDesc::UINT8, name),
-                         spec.nchannels, map, multiplied, picture);
+        DeinterleaveIntegers(ReadSamples<std::uint8_t>(input, subimage, spec, TypeDesc::UINT8, name),
+                             spec.nchannels, map, multiplied, picture);
     } else {
-        SeparateIntegers(ReadSamples<std::uint16_t>(input, subimage, spec, TypeDesc::UINT16, name),
-                         spec.nchannels, map, multiplied, picture);
+        DeinterleaveIntegers(ReadSamples<std::uint16_t>(input, subimage, spec, TypeDesc::UINT16, name),
+                             spec.nchannels, map, multiplied, picture);
     }
     ReadProfile(spec, picture);
     ReadResolution(spec, picture);
@@ -177,19 +178,19 @@ Picture ReadSubimage(ImageInput& input, int subimage, const std::string& name) {
     return picture;
 }
 
-std::unique_ptr<ImageInput> Open(const std::filesystem::path& path) {
+std::unique_ptr<ImageInput> OpenPicture(const std::filesystem::path& path) {
     const std::string name = DisplayName(path);
-    CheckPictureFile(path);
+    ValidatePictureFile(path);
     ImageSpec hints;
     hints.attribute("oiio:UnassociatedAlpha", 1);
     std::unique_ptr<ImageInput> input = ImageInput::open(path.string(), &hints);
     if (input == nullptr) {
-        throw PictureError(name + ": cannot be read as a picture: " + OneLine(OIIO::geterror()));
+        throw PictureError(name + ": cannot be read as a picture: " + ToSingleLine(OIIO::geterror()));
     }
     return input;
 }
 
-// An icon's file holds one picture in several sizes; any other file's first picture is the one.
+// The picture to read: the largest of an icon, which has one picture in several sizes; else the first.
 int MainSubimage(ImageInput& input) {
     int best = 0;
     if (std::string(input.format_name()) != "ico") return best;
@@ -199,11 +200,11 @@ int MainSubimage(ImageInput& input) {
     return best;
 }
 
-Picture ReadFlat(ImageInput& input, const std::string& name) {
+Picture ReadMerged(ImageInput& input, const std::string& name) {
     const int subimage = MainSubimage(input);
     Picture picture = ReadSubimage(input, subimage, name);
     const ImageSpec spec = input.spec(subimage);
-    // A rendered picture may cover only a part of its frame, or more than it.
+    // A rendered picture's data window can differ from its display window.
     if (picture.offsetX != 0 || picture.offsetY != 0 || spec.full_width != spec.width ||
         spec.full_height != spec.height) {
         picture = PlaceOnCanvas(picture, spec.full_width, spec.full_height);
@@ -214,26 +215,27 @@ Picture ReadFlat(ImageInput& input, const std::string& name) {
 }  // namespace
 
 Picture ReadPicture(const std::filesystem::path& path) {
-    const std::unique_ptr<ImageInput> input = Open(path);
-    Picture picture = ReadFlat(*input, DisplayName(path));
+    const std::unique_ptr<ImageInput> input = OpenPicture(path);
+    Picture picture = ReadMerged(*input, DisplayName(path));
     const std::string format = input->format_name();
-    if (format == "jpeg") picture.profile = JpegProfile(ReadWholeFile(path));
-    if (format == "webp") picture = ApplyOrientation(std::move(picture), OrientationIn(ReadWholeFile(path)));
+    if (format == "jpeg") picture.profile = ReadJpegProfile(ReadFileBytes(path));
+    if (format == "webp")
+        picture = ApplyOrientation(std::move(picture), ReadWebpOrientation(ReadFileBytes(path)));
     return picture;
 }
 
 LayeredPicture ReadLayeredPicture(const std::filesystem::path& path) {
-    const std::unique_ptr<ImageInput> input = Open(path);
+    const std::unique_ptr<ImageInput> input = OpenPicture(path);
     LayeredPicture result;
     if (std::string(input->format_name()) != "psd") {
         result.merged = ReadPicture(path);
         return result;
     }
-    result.merged = ReadFlat(*input, DisplayName(path));
+    result.merged = ReadMerged(*input, DisplayName(path));
     for (int subimage = 1; subimage <= 2 && input->seek_subimage(subimage, 0); ++subimage) {
         const ImageSpec spec = input->spec_dimensions(subimage);
         if (spec.width < 1 || spec.height < 1) {
-            // An empty layer counts as a layer all the same: one transparent pixel stands for it.
+            // An empty layer is still a layer: it becomes one transparent pixel.
             Picture empty = MakePicture(1, 1, result.merged.depth, 3, true);
             empty.alpha[0] = 0;
             result.layers.push_back(std::move(empty));

@@ -1,11 +1,13 @@
-// Reading picture files through Windows' own imaging component: PNG, JPEG, TIFF, and whatever else it reads.
+// Reads picture files with the Windows Imaging Component (WIC): PNG, JPEG, TIFF and all other formats it
+// decodes.
 #include <algorithm>
 #include <cstring>
 
 #include "images/atomic_file.h"
-#include "images/picture_check.h"
-#include "images/picture_io.h"
+#include "images/picture_file.h"
 #include "images/picture_metadata.h"
+#include "images/picture_validation.h"
+#include "images/text.h"
 #include "images/wic.h"
 
 namespace images {
@@ -18,14 +20,14 @@ bool IsOneOf(const GUID& format, std::initializer_list<const GUID*> formats) {
 }
 
 bool PaletteHasAlpha(IWICBitmapSource* source) {
-    Com<IWICPalette> palette;
+    ComPtr<IWICPalette> palette;
     WINBOOL hasAlpha = FALSE;
     return SUCCEEDED(ImagingFactory()->CreatePalette(&palette)) &&
            SUCCEEDED(source->CopyPalette(palette.object)) && SUCCEEDED(palette->HasAlpha(&hasAlpha)) &&
            hasAlpha;
 }
 
-// How to read a picture stored in `format` without losing anything of it.
+// The layout that reads pixels of `format` without loss.
 PixelLayout LayoutFor(const GUID& format, IWICBitmapSource* source, const std::string& name) {
     if (IsOneOf(format, {&GUID_WICPixelFormat32bppCMYK, &GUID_WICPixelFormat64bppCMYK,
                          &GUID_WICPixelFormat40bppCMYKAlpha, &GUID_WICPixelFormat80bppCMYKAlpha})) {
@@ -56,21 +58,21 @@ PixelLayout LayoutFor(const GUID& format, IWICBitmapSource* source, const std::s
 }
 
 template <typename Sample>
-void Separate(const std::vector<std::uint8_t>& bytes, const PixelLayout& layout, Picture& picture) {
-    const int channels = ChannelsOf(layout);
+void Deinterleave(const std::vector<std::uint8_t>& bytes, const PixelLayout& layout, Picture& picture) {
+    const int channels = ChannelCount(layout);
     const auto at = [&bytes, channels](std::size_t pixel, int channel) {
         Sample sample;
         std::memcpy(&sample, &bytes[(pixel * channels + channel) * sizeof sample], sizeof sample);
         return sample;
     };
     for (std::size_t i = 0; i < PixelCount(picture); ++i) {
-        for (int c = 0; c < layout.colours; ++c) picture.colour[c][i] = at(i, PlaceOf(layout, c));
+        for (int c = 0; c < layout.colours; ++c) picture.colour[c][i] = at(i, ChannelIndex(layout, c));
         if (layout.hasAlpha) picture.alpha[i] = at(i, layout.colours);
     }
 }
 
 void ReadProfile(IWICBitmapFrameDecode* frame, Picture& picture) {
-    Com<IWICColorContext> context;
+    ComPtr<IWICColorContext> context;
     UINT count = 0;
     if (FAILED(ImagingFactory()->CreateColorContext(&context))) return;
     if (FAILED(frame->GetColorContexts(1, &context.object, &count)) || count == 0) return;
@@ -83,7 +85,7 @@ void ReadProfile(IWICBitmapFrameDecode* frame, Picture& picture) {
 }
 
 int ReadOrientation(IWICBitmapFrameDecode* frame) {
-    Com<IWICMetadataQueryReader> reader;
+    ComPtr<IWICMetadataQueryReader> reader;
     if (FAILED(frame->GetMetadataQueryReader(&reader))) return 1;
     for (const wchar_t* place : {L"/app1/ifd/{ushort=274}", L"/ifd/{ushort=274}"}) {
         PROPVARIANT value;
@@ -99,42 +101,42 @@ int ReadOrientation(IWICBitmapFrameDecode* frame) {
 Picture ReadFrame(IWICBitmapFrameDecode* frame, const std::string& name) {
     UINT width = 0, height = 0;
     WICPixelFormatGUID format;
-    Require(frame->GetSize(&width, &height), name + ": is damaged");
-    Require(frame->GetPixelFormat(&format), name + ": is damaged");
+    RequireSuccess(frame->GetSize(&width, &height), name + ": is damaged");
+    RequireSuccess(frame->GetPixelFormat(&format), name + ": is damaged");
     if (width == 0 || height == 0) throw PictureError(name + ": holds no pixels");
     const PixelLayout layout = LayoutFor(format, frame, name);
-    // What needs no conversion goes without: not every converter takes all that decoders give.
-    Com<IWICFormatConverter> converter;
+    ComPtr<IWICFormatConverter> converter;
     IWICBitmapSource* source = frame;
     if (!IsEqualGUID(format, *layout.format)) {
-        Require(ImagingFactory()->CreateFormatConverter(&converter), name + ": cannot be read");
-        Require(converter->Initialize(frame, *layout.format, WICBitmapDitherTypeNone, nullptr, 0,
-                                      WICBitmapPaletteTypeCustom),
-                name + ": holds pixels of an unknown kind");
+        RequireSuccess(ImagingFactory()->CreateFormatConverter(&converter), name + ": cannot be read");
+        RequireSuccess(converter->Initialize(frame, *layout.format, WICBitmapDitherTypeNone, nullptr, 0,
+                                             WICBitmapPaletteTypeCustom),
+                       name + ": holds pixels of an unknown kind");
         source = converter.object;
     }
     Picture picture = MakePicture(static_cast<int>(width), static_cast<int>(height), layout.depth,
                                   layout.colours, layout.hasAlpha);
-    const UINT rowBytes = width * static_cast<UINT>(ChannelsOf(layout) * layout.depth / 8);
+    const UINT rowBytes = width * static_cast<UINT>(ChannelCount(layout) * layout.depth / 8);
     std::vector<std::uint8_t> bytes(static_cast<std::size_t>(rowBytes) * height);
-    // Some 500 MB at a time at most, since the component counts in 32 bits.
+    // At most 512 MB at a time, since WIC counts bytes in 32 bits.
     const UINT rowsAtOnce = std::max(1u, (512u << 20) / rowBytes);
     for (UINT row = 0; row < height; row += rowsAtOnce) {
         const UINT rows = std::min(rowsAtOnce, height - row);
         const WICRect part{0, static_cast<INT>(row), static_cast<INT>(width), static_cast<INT>(rows)};
-        Require(source->CopyPixels(&part, rowBytes, rowBytes * rows,
-                                   &bytes[static_cast<std::size_t>(row) * rowBytes]),
-                name + ": is damaged or cut short");
+        RequireSuccess(source->CopyPixels(&part, rowBytes, rowBytes * rows,
+                                          &bytes[static_cast<std::size_t>(row) * rowBytes]),
+                       name + ": is damaged or cut short");
     }
     if (layout.depth == 8) {
-        Separate<std::uint8_t>(bytes, layout, picture);
+        Deinterleave<std::uint8_t>(bytes, layout, picture);
     } else {
-        Separate<std::uint16_t>(bytes, layout, picture);
+        Deinterleave<std::uint16_t>(bytes, layout, picture);
     }
     return picture;
 }
 
-// An icon's file holds one picture in several sizes.
+// The index of the frame to read: the largest of an icon, which has one picture in several sizes; else the
+// first.
 UINT LargestFrame(IWICBitmapDecoder* decoder) {
     GUID container;
     UINT count = 0, best = 0;
@@ -142,7 +144,7 @@ UINT LargestFrame(IWICBitmapDecoder* decoder) {
     if (!IsEqualGUID(container, GUID_ContainerFormatIco)) return 0;
     std::uint64_t most = 0;
     for (UINT i = 0; i < count; ++i) {
-        Com<IWICBitmapFrameDecode> frame;
+        ComPtr<IWICBitmapFrameDecode> frame;
         UINT width = 0, height = 0;
         if (FAILED(decoder->GetFrame(i, &frame)) || FAILED(frame->GetSize(&width, &height))) continue;
         if (std::uint64_t{width} * height <= most) continue;
@@ -154,41 +156,35 @@ UINT LargestFrame(IWICBitmapDecoder* decoder) {
 
 }  // namespace
 
-Picture DecodePicture(IStream* memory, const std::string& name, int& orientation) {
-    Com<IWICBitmapDecoder> decoder;
-    Com<IWICBitmapFrameDecode> frame;
-    Require(
-        ImagingFactory()->CreateDecoderFromStream(memory, nullptr, WICDecodeMetadataCacheOnDemand, &decoder),
-        name + ": cannot be read as a picture");
-    Require(decoder->GetFrame(LargestFrame(decoder.object), &frame), name + ": is damaged or cut short");
+Picture ReadPicture(const std::filesystem::path& path) {
+    const std::string name = DisplayName(path);
+    ValidatePictureFile(path);
+    std::vector<std::uint8_t> file = ReadFileBytes(path);
+    ComPtr<IWICStream> stream;
+    ComPtr<IWICBitmapDecoder> decoder;
+    ComPtr<IWICBitmapFrameDecode> frame;
+    RequireSuccess(ImagingFactory()->CreateStream(&stream), name + ": cannot be read");
+    RequireSuccess(stream->InitializeFromMemory(file.data(), static_cast<DWORD>(file.size())),
+                   name + ": cannot be read");
+    RequireSuccess(ImagingFactory()->CreateDecoderFromStream(stream.object, nullptr,
+                                                             WICDecodeMetadataCacheOnDemand, &decoder),
+                   name + ": cannot be read as a picture");
+    RequireSuccess(decoder->GetFrame(LargestFrame(decoder.object), &frame),
+                   name + ": is damaged or cut short");
     Picture picture = ReadFrame(frame.object, name);
     ReadProfile(frame.object, picture);
     double x = 0, y = 0;
     if (SUCCEEDED(frame->GetResolution(&x, &y)) && x >= 1 && y >= 1) {
-        picture.resolutionX = TidyResolution(x);
-        picture.resolutionY = TidyResolution(y);
+        picture.resolutionX = RoundResolution(x);
+        picture.resolutionY = RoundResolution(y);
         picture.resolutionUnit = ResolutionUnit::kInch;
     }
-    orientation = ReadOrientation(frame.object);
-    return picture;
-}
-
-Picture ReadPicture(const std::filesystem::path& path) {
-    const std::string name = DisplayName(path);
-    CheckPictureFile(path);
-    std::vector<std::uint8_t> file = ReadWholeFile(path);
-    Com<IWICStream> stream;
-    Require(ImagingFactory()->CreateStream(&stream), name + ": cannot be read");
-    Require(stream->InitializeFromMemory(file.data(), static_cast<DWORD>(file.size())),
-            name + ": cannot be read");
-    int orientation = 1;
-    Picture picture = DecodePicture(stream.object, name, orientation);
-    if (picture.profile.empty()) picture.profile = JpegProfile(file);
-    if (orientation == 1) orientation = OrientationIn(file);
+    int orientation = ReadOrientation(frame.object);
+    if (orientation == 1) orientation = ReadWebpOrientation(file);
     return ApplyOrientation(std::move(picture), orientation);
 }
 
-// The component knows no layers.
+// WIC has no layers.
 LayeredPicture ReadLayeredPicture(const std::filesystem::path& path) {
     return {ReadPicture(path), {}};
 }

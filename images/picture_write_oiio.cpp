@@ -1,13 +1,13 @@
-// Writing picture files through OpenImageIO.
+// Writes picture files with OpenImageIO.
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 
 #include <memory>
 
 #include "images/atomic_file.h"
-#include "images/picture_check.h"
-#include "images/picture_io.h"
+#include "images/picture_file.h"
 #include "images/picture_metadata.h"
+#include "images/text.h"
 
 namespace images {
 
@@ -17,7 +17,7 @@ using OIIO::ImageOutput;
 using OIIO::ImageSpec;
 using OIIO::TypeDesc;
 
-ImageSpec SpecOf(const Picture& picture, const PictureFormat& format, int depth, int channels) {
+ImageSpec MakeSpec(const Picture& picture, const PictureFormat& format, int depth, int channels) {
     ImageSpec spec(picture.width, picture.height, channels, depth == 8 ? TypeDesc::UINT8 : TypeDesc::UINT16);
     spec.alpha_channel = -1;
     if (channels == 2 || channels == 4) {
@@ -33,7 +33,7 @@ ImageSpec SpecOf(const Picture& picture, const PictureFormat& format, int depth,
         const char* const units[] = {"none", "in", "cm"};
         spec.attribute("XResolution", static_cast<float>(picture.resolutionX));
         spec.attribute("YResolution", static_cast<float>(picture.resolutionY));
-        // Writers work the vertical resolution out of this ratio, which to them is vertical by horizontal.
+        // OpenImageIO's writers compute the vertical resolution as horizontal times this ratio.
         spec.attribute("PixelAspectRatio", static_cast<float>(picture.resolutionY / picture.resolutionX));
         spec.attribute("ResolutionUnit", units[static_cast<int>(picture.resolutionUnit)]);
     }
@@ -41,7 +41,8 @@ ImageSpec SpecOf(const Picture& picture, const PictureFormat& format, int depth,
         spec.attribute("compression", "zip");
     } else {
         spec.attribute("compression", "jpeg:95");
-        spec.attribute("jpeg:subsampling", "4:4:4");  // a composite's coloured edges would suffer first
+        spec.attribute("jpeg:subsampling",
+                       "4:4:4");  // subsampling is most visible at the coloured edges of a composite
     }
     return spec;
 }
@@ -73,13 +74,13 @@ void WritePicture(const std::filesystem::path& path, const Picture& picture, con
     const int channels =
         static_cast<int>(picture.colour.size()) + (format.holdsAlpha && !picture.alpha.empty() ? 1 : 0);
     const std::unique_ptr<ImageOutput> output = ImageOutput::create(format.name);
-    // Encoding goes to memory, so that only a whole file ever meets the disk.
+    // Encodes to memory: only a complete file is written to the disk.
     std::vector<unsigned char> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
-    const ImageSpec spec = SpecOf(picture, format, picture.depth, channels);
+    const ImageSpec spec = MakeSpec(picture, format, picture.depth, channels);
     if (!output || !output->set_ioproxy(&memory) || !output->open(path.string(), spec)) {
-        throw PictureError(DisplayName(path) +
-                           ": cannot be encoded: " + OneLine(output ? output->geterror() : OIIO::geterror()));
+        throw PictureError(DisplayName(path) + ": cannot be encoded: " +
+                           ToSingleLine(output ? output->geterror() : OIIO::geterror()));
     }
     const bool written =
         picture.depth == 8
@@ -87,11 +88,11 @@ void WritePicture(const std::filesystem::path& path, const Picture& picture, con
             : output->write_image(TypeDesc::UINT16, Interleave<std::uint16_t>(picture, channels).data());
     const bool closed = output->close();
     if (!written || !closed) {
-        throw PictureError(DisplayName(path) + ": cannot be encoded: " + OneLine(output->geterror()));
+        throw PictureError(DisplayName(path) + ": cannot be encoded: " + ToSingleLine(output->geterror()));
     }
-    // The library mixes up a profile that takes more than one segment of a JPEG file.
-    if (!format.holds16) EmbedProfile(bytes, picture.profile);
-    WriteWholeFile(path, bytes.data(), bytes.size(), stop);
+    // OpenImageIO writes a wrong profile when it needs more than one JPEG segment.
+    if (!format.holds16) EmbedJpegProfile(bytes, picture.profile);
+    WriteFileAtomically(path, bytes.data(), bytes.size(), stop);
 }
 
 }  // namespace images

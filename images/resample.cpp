@@ -16,14 +16,14 @@ double Lanczos(double x) {
     return kLobes * std::sin(kPi * x) * std::sin(kPi * x / kLobes) / (kPi * kPi * x * x);
 }
 
-// The source samples that make up one target sample, and their weights, which sum up to 1.
+// The source samples of one target sample, and their weights, whose sum is 1.
 struct Taps {
     int first;
     std::vector<float> weights;
 };
 
-// For each of `count` target samples that show the stretch [from, from + length) of `size` source samples.
-// Beyond the ends the outermost sample goes on.
+// The taps of `count` target samples that cover [from, from + length) of `size` source samples. The outermost
+// samples are repeated beyond the ends.
 std::vector<Taps> MakeTaps(int size, int count, double from, double length) {
     const double ratio = length / count;           // source samples per target sample
     const double widening = std::max(1.0, ratio);  // a reduction needs a wider filter
@@ -45,11 +45,11 @@ std::vector<Taps> MakeTaps(int size, int count, double from, double length) {
     return all;
 }
 
-// Rows first, each to the new width; then columns, row of the target by row.
+// Scales the rows to the new width, then the columns.
 Plane ScalePlane(const Plane& plane, int width, const std::vector<Taps>& across,
                  const std::vector<Taps>& down, float largest) {
     const std::size_t columns = across.size();
-    // Only the rows that some target row needs are worked out.
+    // Skips rows that no target row needs.
     const int firstRow = down.front().first;
     const int lastRow = down.back().first + static_cast<int>(down.back().weights.size()) - 1;
     std::vector<float> rows(static_cast<std::size_t>(lastRow - firstRow + 1) * columns);
@@ -98,7 +98,7 @@ Picture Scaled(const Picture& picture, int width, int height, double left, doubl
     return result;
 }
 
-// The middle part of a picture, or the picture in the middle of black.
+// Crops or pads with black around the centre.
 Picture Centred(const Picture& picture, int width, int height) {
     Picture result =
         MakePicture(width, height, picture.depth, static_cast<int>(picture.colour.size()), false);
@@ -139,13 +139,13 @@ Picture FitPicture(const Picture& picture, int width, int height, Fit fit) {
     return result;
 }
 
-void Flatten(Picture& picture) {
+void FlattenOnWhite(Picture& picture) {
     if (picture.alpha.empty()) return;
     const auto largest = static_cast<std::uint32_t>(LargestSample(picture.depth));
     for (Plane& plane : picture.colour) {
         for (std::size_t i = 0; i < plane.size(); ++i) {
             const std::uint32_t alpha = picture.alpha[i];
-            // Up to 65535 * 65535 + 32767, which 32 bits hold.
+            // At most 65535 * 65535 + 32767: fits 32 bits.
             plane[i] = static_cast<std::uint16_t>(
                 (plane[i] * alpha + largest * (largest - alpha) + largest / 2) / largest);
         }

@@ -1,4 +1,4 @@
-// Pictures at another size.
+// Scaling and cropping to another size.
 #pragma once
 
 #include "images/picture.h"
@@ -7,13 +7,15 @@ namespace images {
 
 enum class Fit { kCover, kStretch, kNone };
 
-// A picture brought to the given size, in pixels. kCover: scaled evenly until it covers the size, what hangs
-// over cut off in equal parts; kStretch: scaled to it in each direction; kNone: unscaled, middle on middle,
-// what hangs over cut off and what is missing black. Scaling is by a three-lobed Lanczos filter, widened when
-// it reduces, on the samples as they stand. Alpha goes the same way.
+// Returns the picture at the given size in pixels, with its profile.
+//   kCover    scales both directions alike until the picture covers the size, and crops evenly
+//   kStretch  scales each direction separately
+//   kNone     does not scale: centres, crops evenly, and fills with black
+// Scaling uses a three-lobed Lanczos filter on the encoded samples, widened when it reduces. Alpha is scaled
+// alike.
 Picture FitPicture(const Picture& picture, int width, int height, Fit fit);
 
-// Lays the picture on white where it is transparent; the result has no alpha.
-void Flatten(Picture& picture);
+// Composites the picture over white; the result has no alpha.
+void FlattenOnWhite(Picture& picture);
 
 }  // namespace images

@@ -14,27 +14,27 @@ std::string CodeText(HRESULT code) {
 
 }  // namespace
 
-void Require(HRESULT code, const std::string& complaint) {
-    if (FAILED(code)) throw PictureError(complaint + ": " + CodeText(code));
+void RequireSuccess(HRESULT code, const std::string& error) {
+    if (FAILED(code)) throw PictureError(error + ": " + CodeText(code));
 }
 
 IWICImagingFactory* ImagingFactory() {
     static IWICImagingFactory* const factory = [] {
         IWICImagingFactory* made = nullptr;
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        Require(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                                 IID_IWICImagingFactory, reinterpret_cast<void**>(&made)),
-                "the system's imaging component is missing");
+        RequireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
+                                        IID_IWICImagingFactory, reinterpret_cast<void**>(&made)),
+                       "the Windows Imaging Component is missing");
         return made;
     }();
     return factory;
 }
 
-int ChannelsOf(const PixelLayout& layout) {
+int ChannelCount(const PixelLayout& layout) {
     return layout.colours + (layout.hasAlpha ? 1 : 0);
 }
 
-int PlaceOf(const PixelLayout& layout, int colour) {
+int ChannelIndex(const PixelLayout& layout, int colour) {
     return layout.isBgr ? 2 - colour : colour;
 }
 

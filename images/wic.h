@@ -1,5 +1,4 @@
-// What reading and writing pictures through Windows' own imaging component share. For picture_read_wic.cpp
-// and picture_write_wic.cpp alone.
+// What picture_read_wic.cpp and picture_write_wic.cpp share.
 #pragma once
 
 #include <windows.h>
@@ -12,28 +11,28 @@
 
 namespace images {
 
-// A reference to an object of the component, given back at the end.
+// Owns a reference to a COM object.
 template <typename Object>
-struct Com {
+struct ComPtr {
     Object* object = nullptr;
 
-    Com() = default;
-    Com(const Com&) = delete;
-    Com& operator=(const Com&) = delete;
-    ~Com() {
+    ComPtr() = default;
+    ComPtr(const ComPtr&) = delete;
+    ComPtr& operator=(const ComPtr&) = delete;
+    ~ComPtr() {
         if (object != nullptr) object->Release();
     }
     Object* operator->() const { return object; }
     Object** operator&() { return &object; }
 };
 
-// Throws PictureError, the complaint with the code in words, for a code that tells of a failure.
-void Require(HRESULT code, const std::string& complaint);
+// Throws PictureError with the text and the code when the code is a failure.
+void RequireSuccess(HRESULT code, const std::string& error);
 
-// One for the life of the process, on the thread that reads and writes pictures.
+// The process's factory, for the one thread that reads and writes pictures.
 IWICImagingFactory* ImagingFactory();
 
-// How the pixels of a picture lie in memory on their way from and to the component.
+// The interleaved pixel layouts that are exchanged with WIC.
 struct PixelLayout {
     const GUID* format;
     int depth;
@@ -49,13 +48,9 @@ constexpr PixelLayout kColour16{&GUID_WICPixelFormat48bppRGB, 16, 3, false, fals
 constexpr PixelLayout kAlpha8{&GUID_WICPixelFormat32bppBGRA, 8, 3, true, true};
 constexpr PixelLayout kAlpha16{&GUID_WICPixelFormat64bppRGBA, 16, 3, true, false};
 
-int ChannelsOf(const PixelLayout& layout);
+int ChannelCount(const PixelLayout& layout);
 
-// Which channel of a pixel holds the given colour.
-int PlaceOf(const PixelLayout& layout, int colour);
-
-// A picture file in memory, its place at the first byte; `name` is for complaints. Gives the orientation tag
-// too; the picture lies as it is stored.
-Picture DecodePicture(IStream* memory, const std::string& name, int& orientation);
+// The channel of a pixel that stores the colour: 0 red, 1 green, 2 blue.
+int ChannelIndex(const PixelLayout& layout, int colour);
 
 }  // namespace images

@@ -65,7 +65,7 @@ class HostTest : public testing::Test {
 TEST_F(HostTest, RefusesASecondHostAndAnInvalidDocument) {
     EXPECT_THROW(CreateHost(), std::logic_error);
     document_.targetLayer = 2;
-    EXPECT_EQ(ValidateDocument(document_), "the target is no layer of the document");
+    EXPECT_EQ(ValidateDocument(document_), "the target is not a layer of the document");
     EXPECT_THROW(OpenDocument(*host_, document_), std::invalid_argument);
 }
 
@@ -243,9 +243,9 @@ TEST_F(HostTest, ScalesEmptySourcesAndPartsOfTheDestination) {
 // ---- Descriptors ------------------------------------------------------------------------------------------
 
 TEST_F(HostTest, WatchesDescriptors) {
-    GiveDescriptor(*host_, {{FourCC("RGre"), kTypeInteger, -500},
-                            {FourCC("zzzz"), FourCC("TEXT"), 9},
-                            {FourCC("Blog"), kTypeBoolean, 1}});
+    SetDescriptor(*host_, {{FourCC("RGre"), kTypeInteger, -500},
+                           {FourCC("zzzz"), FourCC("TEXT"), 9},
+                           {FourCC("Blog"), kTypeBoolean, 1}});
     Run("a reader and a writer", [](FilterRecord& r) {
         PIDescriptorParameters& parameters = *r.descriptorParameters;
         const ReadDescriptorProcs& read = *parameters.readDescriptorProcs;
@@ -298,7 +298,7 @@ TEST_F(HostTest, RecordsAndComposesDisplayedPixels) {
     EXPECT_EQ(shown.pixels[2 * kPlane + 5], 2 * kPlane + 5);
     const std::vector<std::uint32_t> composed = ComposeDisplay(shown);
     EXPECT_EQ(composed[0], 0xFFFFFFu);
-    EXPECT_EQ(composed[kCheckSide], 0xCCCCCCu);
+    EXPECT_EQ(composed[kCheckerSize], 0xCCCCCCu);
     EXPECT_EQ(composed[kWidth + 1], 0x15518Du);  // 21, 81 and 141
     EXPECT_EQ(composed[kWidth + 2], 0xD0DCE8u);  // a fifth of 22, 82 and 142 over white
 }

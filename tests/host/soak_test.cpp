@@ -48,7 +48,7 @@ void RunOnce(Host& host, PluginMainProc pluginMain, Random* draws) {
         const int value = below(info.isFlag ? 2 : 201);
         if (below(4) != 0) items.push_back({info.key, info.isFlag ? kTypeBoolean : kTypeInteger, value});
     }
-    if (below(3) != 0) GiveDescriptor(host, items);
+    if (below(3) != 0) SetDescriptor(host, items);
     RunFilter(host, pluginMain, document, below(2) == 0 ? AskForParameters::kNo : AskForParameters::kYes);
 }
 

@@ -9,12 +9,13 @@
 #include <random>
 
 #include "images/atomic_file.h"
-#include "images/colour.h"
-#include "images/picture_check.h"
-#include "images/picture_io.h"
+#include "images/colour_profile.h"
+#include "images/picture_file.h"
 #include "images/picture_metadata.h"
+#include "images/picture_validation.h"
 #include "images/resample.h"
 #include "tests/support/scratch_folder.h"
+#include "tests/support/wine.h"
 
 namespace images {
 namespace {
@@ -112,7 +113,7 @@ TEST(PictureShape, FlattensOnWhite) {
     Picture picture = MakePicture(3, 1, 16, 1, true);
     picture.colour[0] = {0, 20000, 65535};
     picture.alpha = {0, 65535, 32768};
-    Flatten(picture);
+    FlattenOnWhite(picture);
     EXPECT_EQ(picture.colour[0], Plane({65535, 20000, 65535}));
     EXPECT_TRUE(picture.alpha.empty());
 }
@@ -158,11 +159,11 @@ TEST(PictureShape, ConvertsColours) {
             picture.colour[i / 15][i % 15] = static_cast<std::uint16_t>(largest * level / 16);
         }
         const Picture before = picture;
-        EXPECT_FALSE(ConvertColours(picture, square));  // the picture has no profile
+        EXPECT_FALSE(ConvertToProfile(picture, square));  // the picture has no profile
         picture.profile = MakeProfile(312, 256);
-        EXPECT_FALSE(ConvertColours(picture, Bytes(200, 'x')));
+        EXPECT_FALSE(ConvertToProfile(picture, Bytes(200, 'x')));
         ExpectSame(picture, before);
-        ASSERT_TRUE(ConvertColours(picture, square));
+        ASSERT_TRUE(ConvertToProfile(picture, square));
         EXPECT_TRUE(picture.profile == square);
         for (int i = 0; i < 45; ++i) {
             const double expected = std::sqrt(before.colour[i / 15][i % 15] / largest) * largest;
@@ -179,14 +180,16 @@ TEST(PictureFile, KeepsSamplesProfileAndResolution) {
         const int depth = (kind & 1) != 0 ? 8 : 16, colours = (kind & 2) != 0 ? 1 : 3;
         const std::string name = (kind & 8) != 0 ? "p.png" : "p.TIF";
         SCOPED_TRACE(kind);
+        // Wine's encoders swap the bytes of 16-bit PNG samples, lack 16-bit grey TIFF, and write no profiles.
+        if (IsWine() && depth == 16 && ((kind & 8) != 0 || colours == 1)) continue;
         Picture picture = RandomPicture(13, 7, depth, colours, (kind & 4) != 0);
         if (colours == 3) picture.profile = MakeProfile(70000);
         SetResolution(picture, 300, 240);
         WritePicture(folder / name, picture);
         const Picture found = ReadPicture(folder / name);
-        if (found.colour.size() == 3) MakeColour(picture);  // some coders lack some grey formats
+        if (found.colour.size() == 3) ConvertToRgb(picture);  // some coders lack some grey formats
         ExpectSame(found, picture);
-        EXPECT_TRUE(found.profile == picture.profile);
+        EXPECT_TRUE(IsWine() || found.profile == picture.profile);
         const double unit = found.resolutionUnit == ResolutionUnit::kInch ? 1 : 2.54;
         EXPECT_NEAR(found.resolutionX * unit, 300, 0.01);
         EXPECT_NEAR(found.resolutionY * unit, 240, 0.01);
@@ -204,50 +207,45 @@ TEST(PictureFile, WritesJpegInEightBitsWithoutAlpha) {
     WritePicture(folder / "p.jpeg", picture);
     const Picture found = ReadPicture(folder / "p.jpeg");
     EXPECT_TRUE(found.depth == 8 && found.alpha.empty() && found.resolutionX == 300);
-    EXPECT_TRUE(found.profile == picture.profile);
+    EXPECT_TRUE(IsWine() || found.profile == picture.profile);
     for (int i = 0; i < 3 * 960; ++i) {
         ASSERT_NEAR(found.colour[i / 960][i % 960], picture.colour[i / 960][i % 960] / 257, 6) << i;
     }
 }
 
-TEST(PictureFile, EmbedsProfilesInFiles) {
+TEST(PictureFile, EmbedsJpegProfiles) {
     const ScratchFolder folder;
-    for (const char* name : {"p.png", "p.jpg", "p.tif"}) {
-        for (const std::size_t size : {312u, 131072u}) {
-            SCOPED_TRACE(testing::Message() << name << ' ' << size);
-            WritePicture(folder / name, RandomPicture(9, 9, 8, 3, false));
-            const Picture before = ReadPicture(folder / name);
-            Bytes file = ReadWholeFile(folder / name);
-            ASSERT_TRUE(EmbedProfile(file, MakeProfile(size)));
-            WriteBytes(folder / name, file);
-            const Picture after = ReadPicture(folder / name);
-            ExpectSame(after, before);
-            EXPECT_TRUE(after.profile == MakeProfile(size));
-        }
-    }
-    // An empty piece of a profile once hid the piece in front of it.
-    const Bytes empty = FileCase("empty-piece");
     WritePicture(folder / "p.jpg", RandomPicture(9, 9, 8, 3, false));
+    const Picture before = ReadPicture(folder / "p.jpg");
+    for (const std::size_t size : {312u, 131072u}) {
+        Bytes file = ReadFileBytes(folder / "p.jpg");
+        ASSERT_TRUE(EmbedJpegProfile(file, MakeProfile(size)));
+        EXPECT_TRUE(ReadJpegProfile(file) == MakeProfile(size)) << size;
+        WriteBytes(folder / "q.jpg", file);
+        ExpectSame(ReadPicture(folder / "q.jpg"), before);
+    }
+    // An empty profile segment once hid the profile that was embedded before it.
+    const Bytes empty = FileCase("empty-piece");
     for (const std::ptrdiff_t place : {2, 20}) {  // as the first segment and as the second
-        Bytes file = ReadWholeFile(folder / "p.jpg");
+        Bytes file = ReadFileBytes(folder / "p.jpg");
         file.insert(file.begin() + place, empty.begin(), empty.end());
-        ASSERT_TRUE(JpegProfile(file).empty() && EmbedProfile(file, MakeProfile(312)));
-        EXPECT_TRUE(JpegProfile(file) == MakeProfile(312)) << place;
+        ASSERT_TRUE(ReadJpegProfile(file).empty() && EmbedJpegProfile(file, MakeProfile(312)));
+        EXPECT_TRUE(ReadJpegProfile(file) == MakeProfile(312)) << place;
     }
     Bytes other(100, 'x');
-    EXPECT_FALSE(EmbedProfile(other, MakeProfile(312)));
+    EXPECT_FALSE(EmbedJpegProfile(other, MakeProfile(312)));
     EXPECT_EQ(other, Bytes(100, 'x'));
 }
 
-TEST(PictureFile, AppliesExifOrientation) {
+TEST(PictureFile, AppliesJpegOrientation) {
+    if (IsWine()) GTEST_SKIP() << "Wine's JPEG decoder reads no EXIF";
     const ScratchFolder folder;
     WritePicture(folder / "p.jpg", RandomPicture(24, 8, 8, 3, false));
     for (const char* name : {"exif-big", "exif-little"}) {
-        Bytes file = ReadWholeFile(folder / "p.jpg");
+        Bytes file = ReadFileBytes(folder / "p.jpg");
         const Bytes exif = FileCase(name);
         file.insert(file.begin() + 2, exif.begin(), exif.end());
         WriteBytes(folder / "turned.jpg", file);
-        EXPECT_EQ(OrientationIn(file), 6);
         ExpectSame(ReadPicture(folder / "turned.jpg"), ApplyOrientation(ReadPicture(folder / "p.jpg"), 6));
     }
 }
@@ -326,7 +324,7 @@ TEST(PictureFile, RefusesTruncatedFiles) {
         WriteBytes(folder / name, FileCase(name));
         if (name[0] == 'p') WritePicture(folder / name, RandomPicture(60, 40, 8, 3, false));
         ASSERT_EQ(ComplaintAbout(folder / name), "");
-        const Bytes file = ReadWholeFile(folder / name);
+        const Bytes file = ReadFileBytes(folder / name);
         // Cut at every 97th byte, and at each of the first 200.
         for (std::size_t length = file.size(); length > 0;) {
             length -= length == file.size() || length <= 200 ? 1 : std::min<std::size_t>(97, length - 200);

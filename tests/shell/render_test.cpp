@@ -77,7 +77,7 @@ TEST(RunFullRender, SurvivesTheFailureOfAnyCall) {
             options.fillByte = fill;
             HostPtr host = CreateHost(options);
             const auto runOn = [&host](Document& on) {
-                GiveDescriptor(*host, kItems);
+                SetDescriptor(*host, kItems);
                 return RunFilter(*host, PluginMain, on, AskForParameters::kYes).result;
             };
             Document document = original;

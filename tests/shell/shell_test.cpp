@@ -71,7 +71,7 @@ const std::map<std::string, void (*)(HostOptions&)> kHosts = {
 // Calls the entry point with each selector on one host with an open document.
 void CallSelectors(std::istream& selectors, RunSetup setup, Trace* trace) {
     const HostPtr host = CreateHost(trace->Listen(setup.options));
-    if (!setup.descriptor.empty()) GiveDescriptor(*host, setup.descriptor);
+    if (!setup.descriptor.empty()) SetDescriptor(*host, setup.descriptor);
     OpenDocument(*host, setup.document);
     for (std::int16_t selector; selectors >> selector;) {
         if (selector == filterSelectorAbout) {

@@ -136,7 +136,7 @@ inline void ChangeSetup(const std::string& word, std::istream& words, RunSetup* 
 // One run from the descriptor without a violation.
 inline RunResult RunStrictly(Document& document, HostOptions options = {}, const Descriptor& items = {}) {
     const HostPtr host = CreateHost(std::move(options));
-    if (!items.empty()) GiveDescriptor(*host, items);
+    if (!items.empty()) SetDescriptor(*host, items);
     const RunResult run = RunFilter(*host, PluginMain, document, AskForParameters::kNo);
     CloseHost(*host);
     EXPECT_EQ(ViolationText(*host), "");
@@ -149,7 +149,7 @@ struct TestShell {
     explicit TestShell(Document theDocument, HostOptions options = {}, const Descriptor& items = {})
         : document(std::move(theDocument)), host(CreateHost(std::move(options))) {
         OpenDocument(*host, document);
-        if (!items.empty()) GiveDescriptor(*host, items);
+        if (!items.empty()) SetDescriptor(*host, items);
         record = PrepareRecord(*host);
         gSPBasicSuite = record->sSPBasic;
         globals = AllocateGlobals(&result, record, record->handleProcs, sizeof(Globals), &data, ResetGlobals);

@@ -1,6 +1,6 @@
-#include "frond/main_window.h"
+#include "frond/owner_window.h"
 
-#include "frond/frond.h"
+#include "frond/command.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -17,16 +17,16 @@ namespace frond {
 namespace {
 
 constexpr wchar_t kClassName[] = L"FrondMainWindow";
-constexpr int kWidth = 1000, kHeight = 760;  // room for the filter's dialog on a small screen's scale
+constexpr int kWidth = 1000, kHeight = 760;  // larger than the filter's dialog
 
-LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+LRESULT CALLBACK OwnerWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
     if (message != WM_CLOSE) return DefWindowProcW(window, message, wParam, lParam);
-    gStopAsked = true;  // the window goes when the command ends
+    gInterrupted = true;  // the window is destroyed when the command ends
     return 0;
 }
 
 std::wstring Wide(const std::string& text) {
-    return PathOf(text).wstring();
+    return PathFromUtf8(text).wstring();
 }
 
 }  // namespace
@@ -37,14 +37,14 @@ void WindowDestroyer::operator()(void* window) const {
     DestroyWindow(static_cast<HWND>(window));
 }
 
-MainWindow OpenMainWindow(const std::string& title) {
+OwnerWindow OpenOwnerWindow(const std::string& title) {
     WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = MainWindowProc;
+    windowClass.lpfnWndProc = OwnerWindowProc;
     windowClass.hInstance = GetModuleHandleW(nullptr);
     windowClass.hCursor = LoadCursor(nullptr, IDC_ARROW);
     windowClass.hbrBackground = GetSysColorBrush(COLOR_APPWORKSPACE);
     windowClass.lpszClassName = kClassName;
-    RegisterClassW(&windowClass);  // fails harmlessly for a second window
+    RegisterClassW(&windowClass);  // may fail: the class exists after the first window
 
     RECT screen{};
     SystemParametersInfoW(SPI_GETWORKAREA, 0, &screen, 0);
@@ -54,14 +54,14 @@ MainWindow OpenMainWindow(const std::string& title) {
         CreateWindowExW(0, kClassName, Wide(title).c_str(), WS_OVERLAPPEDWINDOW,
                         (screen.left + screen.right - width) / 2, (screen.top + screen.bottom - height) / 2,
                         width, height, nullptr, nullptr, windowClass.hInstance, nullptr);
-    if (window == nullptr) throw Failure(kRunFailed, "the system opens no window");
+    if (window == nullptr) throw Failure(kRunFailed, "cannot open a window");
     ShowWindow(window, SW_SHOWNORMAL);
     SetForegroundWindow(window);
     UpdateWindow(window);
-    return MainWindow(window);
+    return OwnerWindow(window);
 }
 
-void SetTitle(const MainWindow& window, const std::string& title) {
+void SetWindowTitle(const OwnerWindow& window, const std::string& title) {
     SetWindowTextW(static_cast<HWND>(window.get()), Wide(title).c_str());
 }
 
@@ -73,8 +73,8 @@ void PumpMessages() {
     }
 }
 
-bool OpenPage(const char* url) {
-    constexpr std::intptr_t kLastError = 32;  // values up to here are errors
+bool OpenWebPage(const char* url) {
+    constexpr std::intptr_t kLastError = 32;  // results up to this are errors
     const HINSTANCE answer =
         ShellExecuteW(nullptr, L"open", Wide(url).c_str(), nullptr, nullptr, SW_SHOWNORMAL);
     return reinterpret_cast<std::intptr_t>(answer) > kLastError;
@@ -83,21 +83,21 @@ bool OpenPage(const char* url) {
 #else
 
 void RequireWindows() {
-    throw Failure(kBadUsage, "the filter has windows on Windows alone");
+    throw Failure(kBadUsage, "the filter has windows only on Windows");
 }
 
 void WindowDestroyer::operator()(void*) const {}
 
-MainWindow OpenMainWindow(const std::string&) {
+OwnerWindow OpenOwnerWindow(const std::string&) {
     RequireWindows();
     return nullptr;
 }
 
-void SetTitle(const MainWindow&, const std::string&) {}
+void SetWindowTitle(const OwnerWindow&, const std::string&) {}
 
 void PumpMessages() {}
 
-bool OpenPage(const char*) {
+bool OpenWebPage(const char*) {
     return false;
 }
 

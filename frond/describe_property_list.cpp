@@ -1,6 +1,6 @@
 #include <cstdio>
 
-#include "frond/describe_module.h"
+#include "frond/module_description.h"
 
 namespace frond {
 
@@ -33,7 +33,7 @@ std::string KindText(const std::string& code) {
     return code == "8BFM" ? "filter (8BFM)" : code;
 }
 
-// Modes are numbered from the first byte's highest bit.
+// Mode 0 is the first byte's highest bit.
 std::string ModesText(const Bytes& value) {
     const char* const names[] = {"bitmap",        "grey",         "indexed colour", "RGB",          "CMYK",
                                  "HSL",           "HSB",          "multichannel",   "duotone",      "Lab",
@@ -84,8 +84,8 @@ std::string CasesText(const Bytes& value) {
 std::string DescribeProperty(const std::string& key, const Bytes& value) {
     ByteReader reader{&value};
     if (key == "kind") return Line("kind", KindText(TakeCode(reader)));
-    if (key == "name") return Line("menu item", "\"" + reader.TakeCounted() + "\"");
-    if (key == "catg") return Line("submenu", "\"" + reader.TakeCounted() + "\"");
+    if (key == "name") return Line("menu item", "\"" + reader.TakePascalString() + "\"");
+    if (key == "catg") return Line("submenu", "\"" + reader.TakePascalString() + "\"");
     if (key == "vers") {
         const std::uint32_t version = reader.Take32();
         return Line("interface", std::to_string(version >> 16) + "." + std::to_string(version & 0xffff));

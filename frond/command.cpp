@@ -1,41 +1,42 @@
-#include "frond/frond.h"
+#include "frond/command.h"
 
 #include <csignal>
 #include <cstdio>
 
 #include "images/atomic_file.h"
-#include "images/picture_io.h"
+#include "images/picture_file.h"
+#include "images/text.h"
 
 namespace frond {
 
-std::atomic<bool> gStopAsked{false};
+std::atomic<bool> gInterrupted{false};
 
 void PrintError(const std::string& line) {
-    std::fprintf(stderr, "%s: %s\n", kProgramName, images::Printable(line).c_str());
+    std::fprintf(stderr, "%s: %s\n", kProgramName, images::EscapeUnprintable(line).c_str());
 }
 
 namespace {
 
-extern "C" void NoteInterrupt(int signal) {
-    gStopAsked = true;
+extern "C" void OnInterrupt(int signal) {
+    gInterrupted = true;
     std::signal(signal, SIG_DFL);
 }
 
 }  // namespace
 
-void WatchForInterrupts() {
+void InstallInterruptHandlers() {
     static_assert(std::atomic<bool>::is_always_lock_free, "set from a signal handler");
-    std::signal(SIGINT, NoteInterrupt);
-    std::signal(SIGTERM, NoteInterrupt);
+    std::signal(SIGINT, OnInterrupt);
+    std::signal(SIGTERM, OnInterrupt);
 #ifdef SIGHUP
-    std::signal(SIGHUP, NoteInterrupt);
+    std::signal(SIGHUP, OnInterrupt);
 #endif
 #ifdef SIGPIPE
-    std::signal(SIGPIPE, SIG_IGN);  // a result's reader that goes away makes the write fail
+    std::signal(SIGPIPE, SIG_IGN);  // a closed pipe makes the write fail instead
 #endif
 }
 
-images::Picture Read(const std::filesystem::path& path) {
+images::Picture ReadInputPicture(const std::filesystem::path& path) {
     try {
         return images::ReadPicture(path);
     } catch (const images::PictureError& error) {
@@ -43,18 +44,18 @@ images::Picture Read(const std::filesystem::path& path) {
     }
 }
 
-void Write(const std::filesystem::path& path, const images::Picture& picture, bool toTheEnd) {
+void WriteResult(const std::filesystem::path& path, const images::Picture& picture, bool ignoreInterrupt) {
     try {
-        images::WritePicture(path, picture, toTheEnd ? nullptr : &gStopAsked);
+        images::WritePicture(path, picture, ignoreInterrupt ? nullptr : &gInterrupted);
     } catch (const images::DiskFull& error) {
         throw Failure(kBadOutput, error.what(), true);
     } catch (const images::PictureError& error) {
-        if (gStopAsked && !toTheEnd) throw Failure(kInterrupted, "interrupted");
+        if (gInterrupted && !ignoreInterrupt) throw Failure(kInterrupted, "interrupted");
         throw Failure(kBadOutput, error.what());
     }
 }
 
-void RequireWritableName(const std::filesystem::path& path) {
+void RequireWritablePath(const std::filesystem::path& path) {
     try {
         images::FormatOf(path);
     } catch (const images::PictureError& error) {
@@ -66,12 +67,12 @@ void RequireWritableName(const std::filesystem::path& path) {
     if (std::filesystem::is_directory(path, ignored))
         throw Failure(kBadUsage, images::DisplayName(path) + ": is a folder");
     if (!std::filesystem::is_directory(folder, ignored)) {
-        throw Failure(kBadOutput, images::DisplayName(path) + ": cannot be written: there is no folder " +
+        throw Failure(kBadOutput, images::DisplayName(path) + ": cannot be written: no folder " +
                                       images::DisplayName(folder));
     }
 }
 
-std::filesystem::path PathOf(const std::string& text) {
+std::filesystem::path PathFromUtf8(const std::string& text) {
     return std::filesystem::u8path(text);
 }
 

@@ -1,4 +1,4 @@
-// Little-endian numbers out of a block of bytes, each read checked against its end.
+// Reads little-endian numbers and text from a block of bytes. Each read is checked against the end.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,8 @@ namespace frond {
 
 using Bytes = std::vector<std::uint8_t>;
 
-struct OutOfBytes : std::runtime_error {
-    OutOfBytes() : std::runtime_error("ends too early") {}
+struct UnexpectedEnd : std::runtime_error {
+    UnexpectedEnd() : std::runtime_error("unexpected end") {}
 };
 
 struct ByteReader {
@@ -20,7 +20,7 @@ struct ByteReader {
 
     std::uint32_t Take(int count) {
         const auto size = static_cast<std::size_t>(count);
-        if (at > bytes->size() || bytes->size() - at < size) throw OutOfBytes();
+        if (at > bytes->size() || bytes->size() - at < size) throw UnexpectedEnd();
         std::uint32_t value = 0;
         for (int i = count - 1; i >= 0; --i) value = value << 8 | (*bytes)[at + static_cast<std::size_t>(i)];
         at += size;
@@ -30,13 +30,13 @@ struct ByteReader {
     std::uint32_t Take32() { return Take(4); }
 
     std::string TakeText(std::size_t length) {
-        if (at > bytes->size() || bytes->size() - at < length) throw OutOfBytes();
+        if (at > bytes->size() || bytes->size() - at < length) throw UnexpectedEnd();
         std::string text(bytes->begin() + static_cast<std::ptrdiff_t>(at),
                          bytes->begin() + static_cast<std::ptrdiff_t>(at + length));
         at += length;
         return text;
     }
-    std::string TakeCounted() { return TakeText(Take(1)); }  // a length byte, then the text
+    std::string TakePascalString() { return TakeText(Take(1)); }  // a length byte, then the text
 };
 
 }  // namespace frond

@@ -1,4 +1,4 @@
-#include "images/colour.h"
+#include "images/colour_profile.h"
 
 #include <memory>
 
@@ -16,14 +16,14 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A way from one profile to another for `count` colours of three 16-bit samples, red first, in place.
+// Converts colours of three 16-bit samples, red first, in place.
 struct Conversion {
     Conversion(const Bytes& from, const Bytes& to);
     ~Conversion();
     Conversion(const Conversion&) = delete;
     Conversion& operator=(const Conversion&) = delete;
 
-    bool IsPossible() const { return transform != nullptr; }
+    bool IsValid() const { return transform != nullptr; }
     bool Convert(std::uint16_t* colours, int count);
 
 #ifdef _WIN32
@@ -100,10 +100,10 @@ bool Conversion::Convert(std::uint16_t* colours, int count) {
 
 }  // namespace
 
-bool ConvertColours(Picture& picture, const Bytes& to) {
+bool ConvertToProfile(Picture& picture, const Bytes& to) {
     if (picture.colour.size() != 3 || picture.profile.empty() || to.empty()) return false;
     Conversion conversion(picture.profile, to);
-    if (!conversion.IsPossible()) return false;
+    if (!conversion.IsValid()) return false;
     Picture converted = picture;
     const std::uint32_t unit = picture.depth == 8 ? 257 : 1;
     std::vector<std::uint16_t> row(static_cast<std::size_t>(picture.width) * 3);

@@ -1,0 +1,26 @@
+#include "images/picture_file.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "images/atomic_file.h"
+#include "images/text.h"
+
+namespace images {
+
+PictureFormat FormatOf(const std::filesystem::path& path) {
+    std::string extension = path.extension().u8string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (extension == ".png") return {"PNG", true, true};
+    if (extension == ".tif" || extension == ".tiff") return {"TIFF", true, true};
+    if (extension == ".jpg" || extension == ".jpeg") return {"JPEG", false, false};
+    if (extension.empty() && IsSpecialFile(path)) return {"PNG", true, true};
+    throw PictureError(DisplayName(path) +
+                       (extension.empty()
+                            ? ": has no extension"
+                            : ": " + EscapeUnprintable(extension) + " files cannot be written") +
+                       "; use .png, .tif, .tiff, .jpg or .jpeg");
+}
+
+}  // namespace images
