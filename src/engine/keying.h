@@ -38,40 +38,41 @@
 
 namespace keying {
 
-// The user's parameters. Sliders are 0 to 200 in the dialog; the engine takes any number.
+// The user's parameters. Sliders are 0 to 200 in the dialog; the engine takes any number. The defaults are
+// the dialog's.
 struct Settings {
-    double backdropLevel = 100;  // percent of the measured backdrop
-    double removeBackdrop = 40;
-    double restoreDark = 20;
-    double alterGreen = 100;
-    double selectTransparency = 100;
-    double scaleTransparency = 70;
+    double backdropLevel = 100;       // percent of the measured backdrop
+    double removeBackdrop = 40;       // how far from the backdrop's colour a removed pixel may be
+    double restoreDark = 20;          // how strongly dark pixels of little colour are kept
+    double alterGreen = 100;          // how much of the backdrop's colour a mixed pixel keeps
+    double selectTransparency = 100;  // added to the alpha of mixed pixels: 100 adds nothing, 200 adds 1
+    double scaleTransparency = 70;    // contrast of the alpha of mixed pixels: 50 changes nothing
 
     bool blueBackdrop = false;
-    bool showPhoto = false;    // the top layer as it is, not keyed
-    bool showMatte = false;    // the matte in false colours
+    bool showPhoto = false;    // leave the top layer unkeyed
+    bool showMatte = false;    // show the matte in false colours; without blendEdges only
     bool blendEdges = true;    // smooth the edges of the composite; otherwise refine each row
-    bool outputAlpha = false;  // the foreground with transparency in place of a composite
+    bool outputAlpha = false;  // write the foreground and its transparency in place of a composite
 
-    bool fullSize = true;  // the refinement reaches 2 rows and columns; 1 in a reduced preview
+    bool fullSize = true;  // false in a reduced preview: the refinement reaches 1 row and column, not 2
 };
 
 // The picture: planes of width * height samples, one channel each, rows from the top without gaps. The caller
-// owns them. Samples have `depth` bytes: 1, or 2 in the machine's order and aligned to 2. They are 0 to
-// maxSample, which is 255 or, for 2 bytes, 32767 too; larger ones are limited where the passes say so. Planes
-// do not overlap.
+// owns them; they do not overlap. Samples have `depth` bytes: 1, or 2 in the machine's byte order and aligned
+// to 2. They are 0 to maxSample, which is 255, or with 2 bytes also 32767. Larger samples are allowed.
 struct Planes {
-    std::int32_t width = 0, height = 0;
+    std::int32_t width = 0, height = 0;  // 0 or more
     std::int32_t depth = 1;
     std::int32_t maxSample = 255;
 
-    const void *topR = nullptr, *topG = nullptr, *topB = nullptr;
-    const void* topA = nullptr;                                               // not read by MeasureBackdrop
-    const void *bottomR = nullptr, *bottomG = nullptr, *bottomB = nullptr;    // read by KeyPlanes alone
-    void *outR = nullptr, *outG = nullptr, *outB = nullptr, *outA = nullptr;  // not used by MeasureBackdrop
+    // The photograph with its alpha, the new background, and the result. MeasureBackdrop reads topR, topG and
+    // topB alone; BlendEdges uses the out planes alone.
+    const void *topR = nullptr, *topG = nullptr, *topB = nullptr, *topA = nullptr;
+    const void *bottomR = nullptr, *bottomG = nullptr, *bottomB = nullptr;
+    void *outR = nullptr, *outG = nullptr, *outB = nullptr, *outA = nullptr;
 
-    // Where a byte is 0, KeyPlanes puts the top layer's pixel back. width * height bytes are read at both
-    // depths, on purpose. Null: no selection.
+    // KeyPlanes puts the top layer's pixel back where a byte is 0. The first width * height bytes are read,
+    // at 2 bytes a sample too, on purpose. Null: no selection.
     const std::uint8_t* selection = nullptr;
 };
 
@@ -93,16 +94,16 @@ struct Backdrop {
     BackdropGrid grid;
 };
 
-// How KeyPlanes reports. `report` is called by the calling thread about every twentieth of the picture, with
-// the rows keyed so far and the height; true stops the run. It may throw. Null: no reports.
+// How KeyPlanes reports. It calls `report` on the caller's thread about every twentieth of the picture, with
+// the rows keyed so far and the height. true stops the run. Null: no reports.
 struct Progress {
     bool (*report)(void* context, std::int32_t rows, std::int32_t height) = nullptr;
     void* context = nullptr;
 };
 
-// Where KeyPlanes takes its seven ring planes from, 56 bytes a column each. Blocks are aligned to 4 bytes or
-// more. `allocate` gives null or throws when there is no memory; `release` gets each block once. Null: malloc
-// and free.
+// Where KeyPlanes takes the seven blocks of its ring from, 56 bytes a column each, aligned to 4 or more.
+// `allocate` gives null or throws when there is no memory; `release` gets each block once. With a null
+// `allocate` malloc and free serve; all other memory is theirs anyway.
 struct Memory {
     void* (*allocate)(void* context, std::size_t bytes) = nullptr;
     void (*release)(void* context, void* block) = nullptr;
@@ -111,9 +112,9 @@ struct Memory {
 
 enum class Status {
     kDone,
-    kStopped,    // by the progress report; rows not reached keep what the planes held
+    kStopped,    // by the report; the out rows that were not reached are as before
     kNoMemory,   // nothing is changed
-    kUnblended,  // no memory for the edge blending: the rest is done as far as a stop allowed
+    kUnblended,  // no memory for the edge blending; all else is done, up to the stop if there was one
 };
 
 struct KeyResult {
@@ -124,12 +125,13 @@ struct KeyResult {
 // Measures the backdrop over the top layer's colours.
 void MeasureBackdrop(const Planes& planes, bool blueBackdrop, Backdrop* backdrop);
 
-// Keys the top layer into the out planes. An exception of a callback passes through; all memory is released.
+// Keys the top layer into the out planes. outA is 255 in all bytes after blended edges; with outputAlpha it
+// is topA times the matte. An exception of a callback passes through, and all memory is released.
 KeyResult KeyPlanes(const Settings& settings, const Planes& planes, const Backdrop& backdrop,
                     const Progress& progress = {}, const Memory& memory = {});
 
-// The last pass of KeyPlanes alone: blends colours across the steps of outA and makes outA opaque. Without
-// memory for its working copies the colours stay and the status is kUnblended.
+// The last pass of KeyPlanes alone: blends outR, outG and outB across the steps of outA, and sets all bytes
+// of outA to 255. kUnblended: no memory for working copies, and the colours are as before.
 Status BlendEdges(const Planes& planes);
 
 }  // namespace keying
