@@ -180,14 +180,14 @@ inline DoubleMask FirstLanes(int n) {
 // smaller, rounds as the division does.
 template <int divisor>
 inline Doubles DivideBy(Doubles v) {
-    constexpr int power = divisor & -divisor, odd = divisor / power;
-    constexpr double inverse = 1.0 / odd;
-    const Doubles scaled = v * (1.0 / power);
-    const Doubles q = scaled * inverse;
+    constexpr int kPower = divisor & -divisor, kOdd = divisor / kPower;
+    constexpr double kInverse = 1.0 / kOdd;
+    const Doubles scaled = v * (1.0 / kPower);
+    const Doubles q = scaled * kInverse;
     const Raw<double>::Integers bits =
         reinterpret_cast<Raw<double>::Integers>(q.raw) & ~std::int64_t{0x7ffffff};
     const Doubles high = reinterpret_cast<Doubles::Vector>(bits), low = q - high;
-    return q + (scaled - high * odd - low * odd) * inverse;
+    return q + (scaled - high * kOdd - low * kOdd) * kInverse;
 }
 
 // k, what one 8-bit level measures in samples. It is a power of two, so that a product with its inverse is
