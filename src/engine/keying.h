@@ -12,7 +12,7 @@
 //   pass              scalar/            simd/              reads               writes
 //   MeasureBackdrop (measure_backdrop.cpp):
 //   hue and levels    levels.cpp         levels.cpp         top, three times    means
-//   backdrop grid     backdrop_grid.cpp  levels.cpp         top, means          grid
+//   backdrop grid     backdrop_grid.cpp  backdrop_grid.cpp  top, means          grid
 //   KeyPlanes, row by row from the top (key_planes.cpp):
 //   fetch             fetch_and_key.cpp  fetch_and_key.cpp  top and bottom      newest ring row, out colours
 //   keying            fetch_and_key.cpp  classify.h         newest ring row,    its foreground and alpha
@@ -20,7 +20,7 @@
 //     alpha search    alpha_search.cpp   alpha_search.h     one pixel
 //     corrections     corrections.cpp    corrections.h      one pixel
 //   then refinement   refinement.cpp     refinement.cpp     all ring rows       out row y - ringRadius,
-//     and pixel step  output.cpp         refinement.cpp                           in the same sweep
+//     and pixel step  output.cpp         output.h                                 in the same sweep
 //   or direct writer  output.cpp         output.h           newest ring row     out row y
 //   KeyPlanes, after the last row or after a stop:
 //   flush             output.cpp         none               last ring rows      last ringRadius out rows;

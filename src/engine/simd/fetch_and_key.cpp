@@ -193,7 +193,7 @@ void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t
     if (run.realityInteg) {
         RestoreSelection(run, planes, firstOfRow, run.width);
     } else if (y >= run.ring.ringRadius) {
-        RefineRow(run, planes, y);
+        WriteRefinedRow(run, planes, y);
         RestoreSelection(run, planes, firstOfRow - std::int64_t{run.ring.ringRadius} * run.width, run.width);
     }
 }

@@ -12,6 +12,51 @@
 
 namespace keying::FROND_VARIANT {
 
+struct Colours {
+    Doubles r, g, b;
+};
+
+// Brings `peak` down to M where it is above, and the others with it.
+static inline void RescaleBy(Doubles* peak, Doubles* other1, Doubles* other2, Doubles M) {
+    const DoubleMask over = *peak > M;
+    if (!Any(over)) return;
+    *other1 = Select(over, M * *other1 / *peak, *other1);
+    *other2 = Select(over, M * *other2 / *peak, *other2);
+    *peak = Select(over, M, *peak);
+}
+
+static inline void Rescale(Colours* comp, Doubles M) {
+    RescaleBy(&comp->g, &comp->r, &comp->b, M);
+    RescaleBy(&comp->r, &comp->g, &comp->b, M);
+    RescaleBy(&comp->b, &comp->g, &comp->r, M);
+}
+
+// newest: ring index of the newest row's cell under the first lane.
+static inline void LiftSoftEdges(const KeyRun& run, std::size_t newest, Colours* comp) {
+    const RowRing& ring = run.ring;
+    const Doubles a = Load(ring.ringAlpha + newest);
+    const DoubleMask soft = (a < kLiftBelow) & (a > kLiftAbove);
+    if (!Any(soft)) return;
+
+    const double k = run.levelScale;
+    const double liftBase = kLiftLevel * k;
+    const double weightG = run.blueLogic ? kLumaBlue : kLumaGreen;
+    const double weightB = run.blueLogic ? kLumaGreen : kLumaBlue;
+    const Doubles bgLuma = Load(ring.ringBottomB + newest) * weightB +
+                           Load(ring.ringBottomG + newest) * weightG +
+                           Load(ring.ringBottomR + newest) * kLumaRed;
+    const Doubles liftOffset = Max(Min(Truncate(liftBase - bgLuma), 0), -liftBase);
+
+    const Doubles q =
+        a * kLiftOwnShare + a * kLiftLumaShare * (liftBase * k + liftOffset) / (run.maxSample - liftBase * k);
+    const Doubles lift = (a / q - 1) * kLiftStrength * (1 - a);
+    Colours lifted{comp->r + lift, comp->g + lift, comp->b + lift};
+    Rescale(&lifted, run.maxSample);
+    comp->r = Select(soft, lifted.r, comp->r);
+    comp->g = Select(soft, lifted.g, comp->g);
+    comp->b = Select(soft, lifted.b, comp->b);
+}
+
 // The direct writer over a part of a span.
 template <class Sample>
 static inline void WriteSpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from,
@@ -107,8 +152,7 @@ static inline void RestoreSelection(const KeyRun& run, const PlaneView<Sample>& 
 template <class Sample>
 static inline void WidenSamples(const Sample* samples, int n, RingCell* cells) {
     int x = 0;
-    for (; x + kDoubles <= n; x += kDoubles)
-        Store(reinterpret_cast<double*>(cells + x), LoadDoubles(samples + x));
+    for (; x + kDoubles <= n; x += kDoubles) Store(cells + x, LoadDoubles(samples + x));
     for (; x < n; ++x) cells[x] = samples[x];
 }
 

@@ -16,7 +16,7 @@ void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t
 
 // Refines and writes picture row y - ringRadius, but for the selection.
 template <class Sample>
-void RefineRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
+void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
 
 template <class Sample>
 bool BlendColours(const PlaneView<Sample>& planes);

@@ -4,6 +4,7 @@
 #include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/scalar/output.h"
+#include "engine/simd/output.h"
 #include "engine/simd/passes.h"
 #include "engine/simd/refinement_window.h"
 #include "engine/simd/uniform_groups.h"
@@ -16,10 +17,6 @@ constexpr int kStreamRoom = kSpan + 2 * kDoubles + 8;
 // A narrower picture reads on into the next ring row, and the scalar reference refines it.
 constexpr std::int32_t kNarrowest = 16;
 
-struct Colours {
-    Doubles r, g, b;
-};
-
 // The refined colours of the pixels from x on. differences: the stream from entry x on.
 Colours RefinePixels(const KeyRun& run, const Window& window, std::int32_t x, const double* differences) {
     const RowRing& ring = run.ring;
@@ -27,10 +24,10 @@ Colours RefinePixels(const KeyRun& run, const Window& window, std::int32_t x, co
     Doubles sumDiff = 0;
     for (int i = 0; i <= 2 * window.radius; ++i) sumDiff = sumDiff + Load(differences + i);
 
-    const Doubles a = LoadCells(ring.ringAlpha, centre);
-    Colours comp{LoadCells(ring.ringFgR, centre) * a + (1 - a) * LoadCells(ring.ringBottomR, centre),
-                 LoadCells(ring.ringFgG, centre) * a + (1 - a) * LoadCells(ring.ringBottomG, centre),
-                 LoadCells(ring.ringFgB, centre) * a + (1 - a) * LoadCells(ring.ringBottomB, centre)};
+    const Doubles a = Load(ring.ringAlpha + centre);
+    Colours comp{Load(ring.ringFgR + centre) * a + (1 - a) * Load(ring.ringBottomR + centre),
+                 Load(ring.ringFgG + centre) * a + (1 - a) * Load(ring.ringBottomG + centre),
+                 Load(ring.ringFgB + centre) * a + (1 - a) * Load(ring.ringBottomB + centre)};
     const DoubleMask kept = (sumDiff < kKeptDifference) | (a > kKeptAlpha);
     if (Any(FirstLanes(run.width - x) & !kept)) {
         ColourStream stream;
@@ -46,50 +43,9 @@ Colours RefinePixels(const KeyRun& run, const Window& window, std::int32_t x, co
     return comp;
 }
 
-// Brings `peak` down to M where it is above, and the others with it.
-void RescaleBy(Doubles* peak, Doubles* other1, Doubles* other2, Doubles M) {
-    const DoubleMask over = *peak > M;
-    if (!Any(over)) return;
-    *other1 = Select(over, M * *other1 / *peak, *other1);
-    *other2 = Select(over, M * *other2 / *peak, *other2);
-    *peak = Select(over, M, *peak);
-}
-
-void Rescale(Colours* comp, Doubles M) {
-    RescaleBy(&comp->g, &comp->r, &comp->b, M);
-    RescaleBy(&comp->r, &comp->g, &comp->b, M);
-    RescaleBy(&comp->b, &comp->g, &comp->r, M);
-}
-
-// newest: ring index of the newest row's cell under the first lane.
-void LiftSoftEdges(const KeyRun& run, std::size_t newest, Colours* comp) {
-    const RowRing& ring = run.ring;
-    const Doubles a = LoadCells(ring.ringAlpha, newest);
-    const DoubleMask soft = (a < kLiftBelow) & (a > kLiftAbove);
-    if (!Any(soft)) return;
-
-    const double k = run.levelScale;
-    const double liftBase = kLiftLevel * k;
-    const double weightG = run.blueLogic ? kLumaBlue : kLumaGreen;
-    const double weightB = run.blueLogic ? kLumaGreen : kLumaBlue;
-    const Doubles bgLuma = LoadCells(ring.ringBottomB, newest) * weightB +
-                           LoadCells(ring.ringBottomG, newest) * weightG +
-                           LoadCells(ring.ringBottomR, newest) * kLumaRed;
-    const Doubles liftOffset = Max(Min(Truncate(liftBase - bgLuma), 0), -liftBase);
-
-    const Doubles q =
-        a * kLiftOwnShare + a * kLiftLumaShare * (liftBase * k + liftOffset) / (run.maxSample - liftBase * k);
-    const Doubles lift = (a / q - 1) * kLiftStrength * (1 - a);
-    Colours lifted{comp->r + lift, comp->g + lift, comp->b + lift};
-    Rescale(&lifted, run.maxSample);
-    comp->r = Select(soft, lifted.r, comp->r);
-    comp->g = Select(soft, lifted.g, comp->g);
-    comp->b = Select(soft, lifted.b, comp->b);
-}
-
 // Where every cell of the window has the same alpha, 0 or 1, the result is one of the layers unchanged.
 template <class Sample>
-void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, int from, int to, GroupKind kind) {
+void WriteUniformWindow(const KeyRun& run, const PlaneView<Sample>& row, int from, int to, GroupKind kind) {
     const Sample most = static_cast<Sample>(run.maxSample);
     const auto copy = [&](Sample* out, const Sample* layer) {
         for (int x = from; x < to; ++x) out[x] = layer[x] > most ? most : layer[x];
@@ -144,10 +100,10 @@ void RefineSpan(const KeyRun& run, const Window& window, const PlaneView<Sample>
         LiftSoftEdges(run, newest, &comp);
         Doubles alpha = LoadSamples(row.top.a + x, left);
         if (run.outputAlpha) {
-            comp = {LimitTo(LoadCells(ring.ringFgR, newest), kLeastVisible, run.maxSample),
-                    LimitTo(LoadCells(ring.ringFgG, newest), kLeastVisible, run.maxSample),
-                    LimitTo(LoadCells(ring.ringFgB, newest), kLeastVisible, run.maxSample)};
-            alpha = alpha * LoadCells(ring.ringAlpha, newest);
+            comp = {LimitTo(Load(ring.ringFgR + newest), kLeastVisible, run.maxSample),
+                    LimitTo(Load(ring.ringFgG + newest), kLeastVisible, run.maxSample),
+                    LimitTo(Load(ring.ringFgB + newest), kLeastVisible, run.maxSample)};
+            alpha = alpha * Load(ring.ringAlpha + newest);
         }
         StoreSamples(row.out.r + x, comp.r, left);
         StoreSamples(row.out.g + x, comp.g, left);
@@ -159,9 +115,9 @@ void RefineSpan(const KeyRun& run, const Window& window, const PlaneView<Sample>
 }  // namespace
 
 template <class Sample>
-void RefineRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
     if (run.width < kNarrowest) {
-        WriteRefinedRow(run, planes, y);
+        keying::WriteRefinedRow(run, planes, y);
         return;
     }
     const std::int64_t first = std::int64_t{y - run.ring.ringRadius} * run.width;
@@ -175,13 +131,13 @@ void RefineRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t 
             if (kind == kMixed) {
                 RefineSpan(run, window, row, x0 + from, to - from);
             } else {
-                WriteUniform(run, row, x0 + from, x0 + to, kind);
+                WriteUniformWindow(run, row, x0 + from, x0 + to, kind);
             }
         });
     }
 }
 
-template void RefineRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
-template void RefineRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
+template void WriteRefinedRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void WriteRefinedRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
 
 }  // namespace keying::FROND_VARIANT

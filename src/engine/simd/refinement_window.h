@@ -53,32 +53,28 @@ struct Columns {
     Doubles weight = 0, r = 0, g = 0, b = 0;
 };
 
-static inline Doubles LoadCells(const RingCell* cells, std::size_t i) {
-    return Load(reinterpret_cast<const double*>(cells + i));
-}
-
 static inline Doubles ColumnDifferences(const Window& window, std::size_t column, Doubles centreAlpha) {
     Doubles sum = 0;
     for (int i = 0; i < window.rows; ++i) {
-        sum = sum + Abs(LoadCells(window.ring->ringAlpha, window.row[i].first + column) - centreAlpha);
+        sum = sum + Abs(Load(window.ring->ringAlpha + window.row[i].first + column) - centreAlpha);
     }
     return sum;
 }
 
 static inline Columns ColumnSums(const Window& window, std::size_t column) {
     const RowRing& ring = *window.ring;
-    const Doubles bottomR = LoadCells(ring.ringBottomR, window.centre + column);
-    const Doubles bottomG = LoadCells(ring.ringBottomG, window.centre + column);
-    const Doubles bottomB = LoadCells(ring.ringBottomB, window.centre + column);
+    const Doubles bottomR = Load(ring.ringBottomR + window.centre + column);
+    const Doubles bottomG = Load(ring.ringBottomG + window.centre + column);
+    const Doubles bottomB = Load(ring.ringBottomB + window.centre + column);
     Columns sums;
     for (int i = 0; i < window.rows; ++i) {
         const std::size_t cell = window.row[i].first + column;
-        const Doubles a = LoadCells(ring.ringAlpha, cell);
+        const Doubles a = Load(ring.ringAlpha + cell);
         const Doubles w = (a * kAlphaWeight + 1) * window.row[i].tap;
         sums.weight = sums.weight + w;
-        sums.r = sums.r + (LoadCells(ring.ringFgR, cell) * a + bottomR * (1 - a)) * w;
-        sums.g = sums.g + (LoadCells(ring.ringFgG, cell) * a + bottomG * (1 - a)) * w;
-        sums.b = sums.b + (LoadCells(ring.ringFgB, cell) * a + bottomB * (1 - a)) * w;
+        sums.r = sums.r + (Load(ring.ringFgR + cell) * a + bottomR * (1 - a)) * w;
+        sums.g = sums.g + (Load(ring.ringFgG + cell) * a + bottomG * (1 - a)) * w;
+        sums.b = sums.b + (Load(ring.ringFgB + cell) * a + bottomB * (1 - a)) * w;
     }
     return sums;
 }
@@ -120,7 +116,7 @@ static inline void FillDifferences(const Window& window, std::int32_t x0, int n,
         }
         const std::size_t column = static_cast<std::size_t>(s - window.radius);
         const Doubles centreAlpha =
-            LoadCells(alpha, window.centre + column - static_cast<std::size_t>(window.radius));
+            Load(alpha + window.centre + column - static_cast<std::size_t>(window.radius));
         Store(stream + i, OnlyFirst(ColumnDifferences(window, column, centreAlpha), left));
     }
 }

@@ -93,7 +93,7 @@ static inline GroupKind* KindsOfRow(const KeyRun& run, std::int32_t slot) {
     return reinterpret_cast<GroupKind*>(run.groupKinds) + slot * GroupRoom(run.width);
 }
 
-// Calls visit(from, to, kind) for each stretch of groups of one kind.
+// Calls visit(from, to, kind) for each run of groups of one kind.
 template <class Visit>
 static inline void ForEachRun(const GroupKind* kinds, int n, Visit visit) {
     for (int from = 0; from < n;) {

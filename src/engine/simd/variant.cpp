@@ -8,13 +8,14 @@ namespace keying::FROND_VARIANT {
 namespace {
 
 template <class Sample>
-constexpr Passes<Sample> LanePasses() {
+constexpr Passes<Sample> VectorPasses() {
     return {MeasureLevels<Sample>, AddGridPixels<Sample>, ProcessRow<Sample>, BlendColours<Sample>};
 }
 
 }  // namespace
 
 extern const Variant kVariant;
-const Variant kVariant = {FROND_NAME(FROND_VARIANT), LanePasses<std::uint8_t>(), LanePasses<std::uint16_t>()};
+const Variant kVariant = {FROND_NAME(FROND_VARIANT), VectorPasses<std::uint8_t>(),
+                          VectorPasses<std::uint16_t>()};
 
 }  // namespace keying::FROND_VARIANT

@@ -6,10 +6,13 @@
 // number beside a vector is the same in every lane. Each lane computes what the scalar reference computes:
 // separate multiplications and additions in the written order, IEEE comparisons, correctly rounded roots.
 //
-// Arithmetic, minimum, maximum, root and absolute value are the compilers' vector extension. The headers of
-// the instruction sets hold the rest. Conversions are there because the extension leaves numbers out of range
-// undefined, and because GCC 12 converts samples one by one. Masks are there because the extension knows no
-// mask registers, and because its selection compares the mask with 0 first.
+// Arithmetic, minimum, maximum, root and absolute value are the compilers' vector extension: GCC 12 and Clang
+// make the same single instructions of them as of the instruction sets' own functions, and no stage of the
+// engine was measurably slower. The headers of the instruction sets hold the rest. Conversions are there
+// because the extension leaves numbers out of range undefined, and because GCC 12 converts samples one by
+// one. Masks and selection are there because the extension knows no mask registers, and because its selection
+// compares the mask with 0 first. A trial with the extension alone lost up to 8 % with AVX2 and 7 % with
+// AVX-512.
 #pragma once
 
 #include <immintrin.h>
