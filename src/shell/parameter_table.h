@@ -1,6 +1,6 @@
 // The parameters: scripting names, keys and defaults, in the order of the terminology resource, in which
-// descriptors are written too. The fields of Globals have the same names. "Adding a parameter" in
-// docs/architecture.md lists the other tables that have a row for each.
+// descriptors are written too. The fields of Globals have the same names. "Add a slider" in
+// CONTRIBUTING.md lists the other tables that have a row for each.
 #pragma once
 
 #include "hostapi/hostapi.h"
