@@ -24,7 +24,7 @@ struct Shape {
     }
 };
 
-// Planes as a host's document has them: one byte a sample, or two of 0 .. 32768.
+// Planes as a host's document has them: one byte per sample, or two with 0 .. 32768.
 struct Layers {
     int width, height;
     std::vector<std::uint8_t> photo[3];

@@ -30,7 +30,7 @@ double WorkDone() {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) * 1e-6;
 }
 
-constexpr int kStageRuns = 20;  // over which a stage's time is averaged
+constexpr int kStageRuns = 20;  // a stage's time is the mean of so many runs
 
 template <typename Stage>
 double TimeOf(Stage stage) {
@@ -153,7 +153,7 @@ void CloseDialog(Dialog& dialog) {
     host::CloseHost(*dialog.host);
 }
 
-// The preview holds what the engine left, pixel by pixel.
+// The preview must have the engine's pixels.
 bool IsSound(const Dialog& dialog) {
     const Globals& globals = dialog.globals;
     if (dialog.result != noErr || globals.previewPixels == nullptr) return false;
@@ -173,7 +173,7 @@ bool IsSound(const Dialog& dialog) {
 
 enum Action { kSlider, kZoom, kBlueLogic };
 
-// Megapixels, sides 3 : 2 or, with 0, two megapixels of just the area's shape, the costliest.
+// Megapixels of a picture of 3 by 2; 0: two megapixels in the shape of the area, the slowest case.
 void Compose(benchmark::State& state, Action action, int depth, bool selected) {
     const int megapixels = static_cast<int>(state.range(0));
     const double pixels = megapixels == 0 ? 2e6 : megapixels * 1e6;

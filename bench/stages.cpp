@@ -23,8 +23,8 @@ namespace {
 using namespace filter;
 using namespace test_support;
 
-// Seconds of processor time that this thread has had. The engine neither waits nor starts threads, so on an
-// idle machine this is the time of the clock, and on a busy one other programs' turns do not count.
+// Seconds of this thread's processor time. The engine neither waits nor starts threads, so this equals the
+// clock's time on an idle machine and does not include other programs on a busy one.
 double ThreadSeconds() {
     timespec now = {};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -38,7 +38,7 @@ double Seconds(Work work) {
     return ThreadSeconds() - start;
 }
 
-// What has been made for one shape, as far as it was asked for.
+// The data of one shape. Members are made when they are first needed.
 struct Prepared {
     Shape shape;
     Layers layers;
@@ -76,8 +76,7 @@ TestEngine& PictureEngine(Prepared& p) {
     return *p.picture;
 }
 
-// The scalar reference keys it, so that the stages that follow the keying start from the same planes in every
-// variant.
+// Keyed by the scalar reference, so later stages start from the same planes in every variant.
 TestEngine& KeyedEngine(Prepared& p) {
     if (!p.keyed) {
         TestEngine& engine = PictureEngine(p);

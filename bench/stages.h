@@ -1,15 +1,15 @@
-// The stages that are measured, each in a full-size run with parameters at their defaults.
+// The measured stages, each in a full-size run with default parameters.
 //
 //   stage       what runs                                                  on what
 //   run         selector 3, linked, in the stand-in host                   the two layers
 //   unblended   the same without edge blending: refined rows               the two layers
-//   engine      MeasureBackdrop and KeyPlanes                             planes of the two layers
+//   engine      MeasureBackdrop and KeyPlanes                              planes of the two layers
 //   analysis    MeasureBackdrop                                            planes of the two layers
 //   keying      fetch, search, corrections; foreground and matte written   planes of the two layers
 //   refinement  fetch, refinement and pixel step                           result of keying
 //   edges       edge blending                                              result of keying
 //
-// Refinement and edges take the matte as the top layer's transparency, at either depth.
+// Refinement and edges use the matte as the top layer's transparency, at both depths.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ struct Measured {
     std::string error;  // empty: it ran
 };
 
-// One run of one stage, by itself. The picture of the last call is kept. variant: one that runs here.
+// One run of one stage. The picture of the last call is kept. variant: one that runs on this machine.
 Measured RunStage(const std::string& stage, const std::string& variant, const Shape& shape);
 
 }  // namespace bench

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// Counters that every benchmark sets, per repetition.
+// The counter that every benchmark sets in each repetition.
 constexpr char kNanosecondsCounter[] = "ns/px";
 
 // Tables in Markdown, one for each shape of picture. The rows are stages and variants, the columns megapixels

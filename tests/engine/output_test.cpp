@@ -63,41 +63,4 @@ TEST(EngineFlush, AfterAStopWritesTheRingsRows) {
     EXPECT_EQ(engine.result.rows, 100);  // a flush counts as the end of the picture
 }
 
-void ExchangeGreenAndBlue(TestEngine* engine) {
-    engine->ExchangePlanes(kTopG, kTopB);
-    engine->ExchangePlanes(kBottomG, kBottomB);
-    engine->ExchangePlanes(kOutG, kOutB);
-}
-
-class EngineBlueBackdrop : public testing::TestWithParam<RunKind> {};
-INSTANTIATE_TEST_SUITE_P(Engine, EngineBlueBackdrop, testing::ValuesIn(kRunKinds));
-
-TEST_P(EngineBlueBackdrop, EqualsExchangedPlanes) {
-    // Shows the photo, since the search differs for a blue backdrop. The flush does not exchange channels, so
-    // its rows are not compared.
-    for (unsigned flags = 0; flags < kAllFlags; ++flags) {
-        if (!(flags & kBlue) || !(flags & kPhoto)) continue;
-        TestEngine blue(37, 23, GetParam()), exchanged(37, 23, GetParam());
-        for (TestEngine* engine : {&blue, &exchanged}) {
-            PaintScene(engine, Scene::kNoise, Random(flags));
-            engine->SetHasSelection(true);
-            // The lift of refined rows depends on the brightness of the picture's own channels.
-            if (!(flags & (kBlend | kTransparency))) engine->CopyPlane(kBottomB, kBottomG);
-        }
-        SetFlags(&blue, flags);
-        SetFlags(&exchanged, flags & ~kBlue);
-        ExchangeGreenAndBlue(&exchanged);
-        blue.AnalyseAndKey();
-        const std::vector<double> backdrop = NumbersOfBackdrop(blue.backdrop);
-        exchanged.AnalyseAndKey();
-        EXPECT_EQ(NumbersOfBackdrop(exchanged.backdrop), backdrop) << "flags " << flags;
-        ExchangeGreenAndBlue(&exchanged);
-        const std::int64_t flushed = flags & (kView | kBlend) ? 0 : 37 * (blue.settings.fullSize ? 2 : 1);
-        for (std::int64_t i = blue.Pixels() - flushed; i < blue.Pixels(); ++i) {
-            for (Plane plane : kOutputs) exchanged.Set(plane, i, blue.Get(plane, i));
-        }
-        EXPECT_EQ(FirstDifference(exchanged, blue), "") << "flags " << flags;
-    }
-}
-
 }  // namespace

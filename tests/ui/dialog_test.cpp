@@ -134,35 +134,6 @@ TEST(Dialog, CentresThePreviewInItsPlaceholder) {
 
 // ---- The About box ----------------------------------------------------------------------------------------
 
-// A line that does not fit wraps, and the last line is then cut off. A tenth of the width must stay free.
-TEST(AboutBox, FitsItsTextAtCommonResolutions) {
-    DialogRun about{HostOptions{}};
-    const HWND control = GetDlgItem(about.Window(), kIdAboutText);
-    const std::string text = TextOf(control);
-    const HDC context = GetDC(control);
-    for (const int dpi : {96, 120, 144, 192}) {
-        SCOPED_TRACE(dpi);
-        const HFONT font = CreateFontA(-MulDiv(8, dpi, 72), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0,
-                                       0, 0, 0, "MS Sans Serif");
-        const HGDIOBJ before = SelectObject(context, font);
-        // The units of a template are the mean width and the height of the letters.
-        SIZE letters{};
-        GetTextExtentPoint32A(context, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &letters);
-        const LONG width = MulDiv((letters.cx / 26 + 1) / 2, 148, 4), height = MulDiv(letters.cy, 83, 8);
-        std::istringstream lines(text);
-        LONG bottom = 0;
-        for (std::string line; std::getline(lines, line); bottom += letters.cy) {
-            SIZE size{};
-            GetTextExtentPoint32A(context, line.c_str(), static_cast<int>(line.size()), &size);
-            EXPECT_LE(size.cx * 11, width * 10) << line;
-        }
-        EXPECT_LE(bottom, height);
-        DeleteObject(SelectObject(context, before));
-    }
-    ReleaseDC(control, context);
-    PostMessageA(about.Window(), WM_LBUTTONDOWN, 0, MAKELPARAM(9, 9));
-}
-
 TEST(AboutBox, ShowsTheModuleAndOpensItsPage) {
     DialogRun about{HostOptions{}};
     ExpectOverItsOwner(about);
