@@ -247,11 +247,9 @@ ExitCode RunKey() {
 
 constexpr char kFooter[] =
     "Exit codes: 0 done; 2 wrong command line or action; 3 an input is missing, damaged or unsuitable;\n"
-    "4 a result could not be written; 5 no module; 6 the filter failed; 130 interrupted. A failed "
-    "photograph\n"
-    "does not stop the batch; the exit code is that of the first failure. A full disk or an interrupt ends "
-    "the\n"
-    "run; its last line has the number of photographs written.";
+    "4 a result could not be written; 5 no module; 6 the filter failed; 130 interrupted. A failed\n"
+    "photograph does not stop the batch; the exit code is that of the first failure. A full disk or an\n"
+    "interrupt ends the run; its last line has the number of photographs written.";
 
 }  // namespace
 
@@ -262,7 +260,7 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_option("PHOTO", o.photos, "The photographs")->required();
     key->add_option("--over", o.over, "The new background")->type_name("BACKGROUND");
     key->add_option("-o,--out", o.out,
-                    "The result: .png, .tif or .jpg; a folder without extension or for several photographs")
+                    "The result: .png, .tif or .jpg; or a folder (no extension, or several photographs)")
         ->type_name("OUT");
     key->add_option("--matte", o.matte, "Also write the matte as a grey picture; a folder as for --out")
         ->type_name("FILE");
