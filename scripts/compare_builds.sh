@@ -42,14 +42,15 @@ for round in $(seq "${ROUNDS:-5}"); do
     done
 done
 
-# A line of frond_bench: stage/picture/size/depth/variant: 12.34 ns a pixel
+# A line of frond_bench: stage/picture/size/depth/variant: 12.34 ns per pixel (in older revisions: a pixel)
 awk -F ': ' '
-    / ns a pixel$/ {
+    / ns (per|a) pixel$/ {
         build = FILENAME; sub(".*run.", "", build); sub("[.].*", "", build); time = $2 + 0
         if (!($1 in known)) { known[$1]; names[++count] = $1 }
         if (!((build, $1) in least) || time < least[build, $1]) least[build, $1] = time
     }
     END {
+        if (!count) { print "compare_builds.sh: frond_bench printed no times" > "/dev/stderr"; exit 1 }
         printf "%-44s %9s %9s %7s\n", "smallest ns/px", "A", "B", "B / A"
         for (i = 1; i <= count; ++i) {
             n = names[i]
