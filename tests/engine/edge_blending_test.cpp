@@ -37,24 +37,4 @@ TEST(EngineEdgeBlending, MatchesItsCases) {
     }
 }
 
-TEST(EngineEdgeBlending, ColumnsFollowTheRows) {
-    // Six columns of five rows, equal but for alpha: columns 3 to 5 are opaque from row 2 down. The rows
-    // 2 to 4 have candidates 2 and 3, and write columns 1 to 4.
-    constexpr int kColours[] = {12, 31, 47, 90, 10, 160};
-    TestEngine engine(6, 5, RunKind::kPreview8);
-    for (int i = 0; i < 30; ++i) {
-        engine.Set(kOutA, i, i % 6 >= 3 && i >= 12 ? 255 : 0);
-        engine.Set(kOutR, i, static_cast<std::uint16_t>(kColours[i % 6] + i / 6 * 16));
-    }
-    BlendEdges(&engine);
-    // Column 4: 10, 26 and then, after candidate 3, (42 + 2 * 192) / 3 = 142, 158, 174. Row 2 alone is a
-    // candidate: before (2 * 10 + 26) / 3 = 15.3, after (158 + 2 * 174) / 3 = 168.7. Column 1 is transparent
-    // in all rows: row 2 has the mean before candidate 2, (2 * 44 + 63) / 3.
-    const int column4[] = {10, 15, 92, 168, 174}, column1[] = {31, 47, 50, 66, 82};
-    for (int y = 0; y < 5; ++y) {
-        EXPECT_EQ(engine.Get(kOutR, y * 6 + 4), column4[y]) << "row " << y;
-        EXPECT_EQ(engine.Get(kOutR, y * 6 + 1), column1[y]) << "row " << y;
-    }
-}
-
 }  // namespace
