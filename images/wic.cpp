@@ -19,7 +19,7 @@ void RequireSuccess(HRESULT code, const std::string& error) {
 }
 
 IWICImagingFactory* ImagingFactory() {
-    static IWICImagingFactory* const factory = [] {
+    static IWICImagingFactory* const kFactory = [] {
         IWICImagingFactory* made = nullptr;
         CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
         RequireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
@@ -27,7 +27,7 @@ IWICImagingFactory* ImagingFactory() {
                        "the Windows Imaging Component is missing");
         return made;
     }();
-    return factory;
+    return kFactory;
 }
 
 int ChannelCount(const PixelLayout& layout) {

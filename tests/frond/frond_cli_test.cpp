@@ -58,8 +58,8 @@ std::string Contents(const std::filesystem::path& path) {
 
 // The sample plate, rendered once.
 const SamplePlate& Plate() {
-    static const SamplePlate plate = RenderSamplePlate({150, 100, 16, false, true});
-    return plate;
+    static const SamplePlate kPlate = RenderSamplePlate({150, 100, 16, false, true});
+    return kPlate;
 }
 
 class FrondProgram : public ::testing::Test {
@@ -83,10 +83,11 @@ class FrondProgram : public ::testing::Test {
 
     // Runs the program in the working folder. KEY keys the plate, @NAME is a file in the test's folder.
     ProgramRun Frond(const std::string& arguments) const {
-        static const std::regex key("KEY");
+        static const std::regex kKey("KEY");
         const std::filesystem::path here = std::filesystem::current_path();
         const std::filesystem::path out = here / "program-out.txt", err = here / "program-err.txt";
-        std::istringstream words(std::regex_replace(arguments, key, "key @photo.png --over @background.png"));
+        std::istringstream words(
+            std::regex_replace(arguments, kKey, "key @photo.png --over @background.png"));
         std::string line = Quoted(here / kProgram);
         for (std::string word; words >> word;) {
             line += ' ' + Quoted(word[0] == '@' ? folder / word.substr(1) : std::filesystem::u8path(word));

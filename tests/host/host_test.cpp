@@ -16,8 +16,8 @@ namespace {
 
 using namespace test_support;
 
-const PSBufferSuite& kBuffers = *BufferSuite();
-const PSChannelPortsSuite& kPorts = *ChannelPortsSuite();
+const PSBufferSuite& gBuffers = *BufferSuite();
+const PSChannelPortsSuite& gPorts = *ChannelPortsSuite();
 
 // A module's memory record for rows of `columns` samples from the address on.
 PixelMemoryDesc MemoryOf(void* data, std::int32_t columns, std::int32_t depth) {
@@ -39,7 +39,7 @@ class HostTest : public testing::Test {
     // Reads from the target's channel of the number.
     static SPErr Read(FilterRecord& r, int channel, const PixelMemoryDesc& memory, VRect rect) {
         const ReadChannelDesc* record = r.documentInfo->targetCompositeChannels;
-        return kPorts.ReadPixelsFromLevel((channel == 0 ? record : record->next)->port, 0, &rect, &memory);
+        return gPorts.ReadPixelsFromLevel((channel == 0 ? record : record->next)->port, 0, &rect, &memory);
     }
 
     // Gives the bottom of what was delivered; -1 where the host refuses.
@@ -48,7 +48,7 @@ class HostTest : public testing::Test {
         const PixelMemoryDesc memory = MemoryOf(plane, WidthOf(rect), depth);
         const PSScaling scaling = {source, destination};
         const PIChannelPort port = r.documentInfo->targetCompositeChannels->port;
-        return kPorts.ReadScaledPixels(port, &rect, &scaling, &memory) == noErr ? rect.bottom : -1;
+        return gPorts.ReadScaledPixels(port, &rect, &scaling, &memory) == noErr ? rect.bottom : -1;
     }
 
     const Channel& Red() const { return document_.layers[1].colour[0]; }
@@ -114,14 +114,14 @@ TEST_F(HostTest, WatchesMemory) {
         procs.unlockProc(&foreign);
     });
     Run("buffers", [](FilterRecord&) {
-        void* buffer = kBuffers.New(nullptr, 10);
+        void* buffer = gBuffers.New(nullptr, 10);
         void* same = buffer;
         EXPECT_EQ(static_cast<std::uint8_t*>(buffer)[9], 0xA5);
         static_cast<std::uint8_t*>(buffer)[10] = 1;
-        kBuffers.Dispose(&buffer);
+        gBuffers.Dispose(&buffer);
         EXPECT_EQ(buffer, nullptr);
-        kBuffers.Dispose(&same);
-        kBuffers.New(nullptr, 3);  // never disposed of
+        gBuffers.Dispose(&same);
+        gBuffers.New(nullptr, 3);  // never disposed of
     });
     Run("blocks and suites", [](FilterRecord& r) {
         void *block = nullptr, *own = nullptr;
@@ -151,17 +151,17 @@ TEST_F(HostTest, WatchesPorts) {
         const PixelMemoryDesc memory = MemoryOf(plane, 5, 8);
         VRect all = {0, 0, 4, 5};
         Boolean can = 1;
-        kPorts.CanRead(red->port, &can);
+        gPorts.CanRead(red->port, &can);
         for (const PIChannelPort port : {red->port, red->writePort, PIChannelPort{nullptr}})
-            EXPECT_NE(kPorts.ReadPixelsFromLevel(port, 0, &all, &memory), noErr);
+            EXPECT_NE(gPorts.ReadPixelsFromLevel(port, 0, &all, &memory), noErr);
         for (const PIChannelPort port : {red->port, r.documentInfo->targetTransparency->writePort})
-            EXPECT_NE(kPorts.WritePixelsToBaseLevel(port, &all, &memory), noErr);
-        EXPECT_NE(kPorts.CanRead(reinterpret_cast<PIChannelPort>(&document_), &can), noErr);
+            EXPECT_NE(gPorts.WritePixelsToBaseLevel(port, &all, &memory), noErr);
+        EXPECT_NE(gPorts.CanRead(reinterpret_cast<PIChannelPort>(&document_), &can), noErr);
     });
     target.colour[0].readable = true;
     Run("memory and rectangles that do not fit", [](FilterRecord& r) {
-        void* plane = kBuffers.New(nullptr, 19);  // one byte short
-        void* wide = kBuffers.New(nullptr, 200);
+        void* plane = gBuffers.New(nullptr, 19);  // one byte short
+        void* wide = gBuffers.New(nullptr, 200);
         const VRect all = {0, 0, 4, 5};
         Read(r, 1, MemoryOf(plane, 5, 8), all);
         Read(r, 1, MemoryOf(wide, 5, 16), all);  // wrong depth
@@ -174,9 +174,9 @@ TEST_F(HostTest, WatchesPorts) {
         Read(r, 1, MemoryOf(wide, 5, 8), {2, 2, 2, 4});
         ReadScaled(r, wide, 8, {0, 0, 5, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});
         ReadScaled(r, wide, 8, {2, 0, 1, 5}, {0, 0, 2, 3}, {0, 0, 2, 3});
-        kBuffers.Dispose(&plane);
+        gBuffers.Dispose(&plane);
         const PixelMemoryDesc freed = MemoryOf(wide, 5, 8);
-        kBuffers.Dispose(&wide);
+        gBuffers.Dispose(&wide);
         Read(r, 1, freed, all);
     });
     document_.bounds = {2, -1, 6, 4};
@@ -276,7 +276,7 @@ TEST_F(HostTest, WatchesDescriptors) {
 TEST_F(HostTest, RecordsAndComposesDisplayedPixels) {
     constexpr int kWidth = 20, kPlane = 3 * kWidth;
     Run("a map, a map that ends past its block, a map without pixels", [](FilterRecord& r) {
-        void* pixels = kBuffers.New(nullptr, 3 * kPlane);
+        void* pixels = gBuffers.New(nullptr, 3 * kPlane);
         std::uint8_t* const first = static_cast<std::uint8_t*>(pixels);
         std::iota(first, first + 3 * kPlane, std::uint8_t{0});
         std::uint8_t alpha[kPlane] = {};
@@ -291,7 +291,7 @@ TEST_F(HostTest, RecordsAndComposesDisplayedPixels) {
             r.displayPixels(&map, &map.bounds, 30, 40, nullptr);
             map.planeBytes = kPlane + 1;
         }
-        kBuffers.Dispose(&pixels);
+        gBuffers.Dispose(&pixels);
     });
     EXPECT_TRUE(MatchesTrace(trace_.text, "host/display"));
     const DisplayCall& shown = ReportOf(*host_).displays.at(0);

@@ -48,7 +48,7 @@ void WriteBytes(const std::filesystem::path& path, const Text& bytes) {
 
 // The file of that name in files.txt, whose first lines describe the notation; empty when there is none.
 inline Bytes FileCase(const std::string& name) {
-    static const std::regex word("#|(?:\"([^\"]*)\"|([0-9A-F]+))(?:\\*([0-9]+))?");
+    static const std::regex kWord("#|(?:\"([^\"]*)\"|([0-9A-F]+))(?:\\*([0-9]+))?");
     std::ifstream file("tests/support/files.txt");
     Bytes bytes;
     bool isInside = false;
@@ -57,7 +57,7 @@ inline Bytes FileCase(const std::string& name) {
             isInside = line == "== " + name;
             continue;
         }
-        for (std::sregex_iterator at(line.begin(), line.end(), word), end; isInside && at != end; ++at) {
+        for (std::sregex_iterator at(line.begin(), line.end(), kWord), end; isInside && at != end; ++at) {
             if (at->str() == "#") break;
             std::string text = at->str(1);
             const std::string digits = at->str(2);

@@ -8,7 +8,7 @@ namespace test_support {
 
 namespace {
 
-Trace* messageListener = nullptr;
+Trace* gMessageListener = nullptr;
 
 // NAME is FOLDER/TRACE.
 std::string PathOf(const std::string& name) {
@@ -19,7 +19,7 @@ std::string PathOf(const std::string& name) {
 }  // namespace
 
 Trace::~Trace() {
-    if (messageListener == this) messageListener = nullptr;
+    if (gMessageListener == this) gMessageListener = nullptr;
 }
 
 void Trace::Add(const std::string& line) {
@@ -40,7 +40,7 @@ void Trace::Begin(const std::string& title) {
 }
 
 HostOptions Trace::Listen(HostOptions options) {
-    messageListener = this;
+    gMessageListener = this;
     options.trace = [this](const std::string& line) { Add(line); };
     return options;
 }
@@ -68,6 +68,6 @@ testing::AssertionResult Trace::Follow(const std::string& name, const Command& c
 
 // Replaces the module's own, which would wait for a user.
 void filter::ShowMessage(const char* text, const char* caption) {
-    if (test_support::messageListener != nullptr)
-        test_support::messageListener->Add(std::string("message ") + caption + ": " + text);
+    if (test_support::gMessageListener != nullptr)
+        test_support::gMessageListener->Add(std::string("message ") + caption + ": " + text);
 }
