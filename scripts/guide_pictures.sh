@@ -87,13 +87,13 @@ oiiotool -q matte.png --ch 0,0,0 -o matte-colour.png
 strip transparency $whole 460 seen.png matte-colour.png
 
 # Faults, before and after the cure.
-strip mend-green-veil $veil 420 "" "--alter-green 80"
-strip mend-holes $head 420 "--restore-black 0" "--restore-black 20"
-strip mend-thin-hair $hair 420 "--remove-green 120" "--remove-green 20"
-strip mend-backdrop-left $whole 460 "--remove-green 10" "--remove-green 40"
-strip mend-purple $veil 420 "--alter-green 40" "--alter-green 90"
-strip mend-see-through $head 420 "--select-transparency 50" "--select-transparency 100"
-strip mend-veil-eaten $veil 420 "--remove-green 120" "--remove-green 40"
+strip fix-green-veil $veil 420 "" "--alter-green 80"
+strip fix-holes $head 420 "--restore-black 0" "--restore-black 20"
+strip fix-thin-hair $hair 420 "--remove-green 120" "--remove-green 20"
+strip fix-backdrop-left $whole 460 "--remove-green 10" "--remove-green 40"
+strip fix-purple $veil 420 "--alter-green 40" "--alter-green 90"
+strip fix-see-through $head 420 "--select-transparency 50" "--select-transparency 100"
+strip fix-veil-eaten $veil 420 "--remove-green 120" "--remove-green 40"
 # The same subject before a green without red and blue, mixed in linear light; then with every channel raised.
 oiiotool -q green/alpha.png --ch 0,0,0 -d float --mulc -1 --addc 1 -o rest.tif
 oiiotool -q green/composite.png -d float --colorconvert sRGB linear green/background.png -d float \
@@ -103,8 +103,8 @@ oiiotool -q pure.png --maxc 0.012 -d uint8 -o lifted.png
 for plate in pure lifted; do
     "$frond" key $plate.png --over green/background.png --quiet -o keyed-$plate.png
 done
-strip mend-patches 330x330+100+310 420 keyed-pure.png keyed-lifted.png
-strip mend-depth $bust 460 "--depth 16" "--depth 8"
+strip fix-patches 330x330+100+310 420 keyed-pure.png keyed-lifted.png
+strip fix-depth $bust 460 "--depth 16" "--depth 8"
 
 [ "$images" != "$committed" ] || exit 0
 status=0
