@@ -24,15 +24,8 @@ Trace::~Trace() {
 
 void Trace::Add(const std::string& line) {
     static const std::string kState = "NewHandle " + std::to_string(sizeof(filter::Globals)) + ' ';
-    static const std::string kFails = "the next call fails\n";
-    if (line.compare(0, kState.size(), kState) == 0) {
-        text += "NewHandle sizeof(Globals) " + line.substr(kState.size()) + '\n';
-    } else if (hasBlocks || line.find("eBlock ") == line.npos) {
-        text += line + '\n';
-    } else if (text.size() >= kFails.size() &&
-               text.compare(text.size() - kFails.size(), text.npos, kFails) == 0) {
-        text += line.substr(0, line.find(' ')) + '\n';
-    }
+    const bool isState = line.compare(0, kState.size(), kState) == 0;
+    text += (isState ? "NewHandle sizeof(Globals) " + line.substr(kState.size()) : line) + '\n';
 }
 
 void Trace::Begin(const std::string& title) {

@@ -22,10 +22,8 @@ struct Trace {
     ~Trace();
 
     std::string text;
-    bool hasBlocks = false;  // of the checked heap
 
-    // Appends a line of HostOptions::trace. Without hasBlocks, blocks of the checked heap are left out but
-    // for one that fails: they are the engine's affair. Sizes that differ between platforms become names.
+    // Appends a line of HostOptions::trace. Sizes that differ between platforms become names.
     void Add(const std::string& line);
     // A blank line and a title for what follows.
     void Begin(const std::string& title);
