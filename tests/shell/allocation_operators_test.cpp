@@ -50,6 +50,10 @@ void ExpectAllOperators(const char* name) {
     T *const one = new T, *const many = new T[3];
     T *const quiet = new (std::nothrow) T, *const quietMany = new (std::nothrow) T[3];
     Expect(gLive == 4 && gCheckedHeap.count == 4, name);
+    // Two signatures of four bytes and the object. A larger alignment needs space to move the object, and for
+    // the address of the block.
+    const std::size_t moved = alignof(T) > 4 ? alignof(T) + sizeof(void*) : 0;
+    Expect(static_cast<std::size_t>(gCheckedHeap.sizes[0]) == 4 + sizeof(T) + moved + 4, "a wrong size");
     for (T* address : {one, many, quiet, quietMany}) {
         if (alignof(T) > 4) Expect(reinterpret_cast<std::uintptr_t>(address) % alignof(T) == 0, "misaligned");
         Expect(*reinterpret_cast<unsigned char*>(address) == 0x41, "not filled by the checked heap");
