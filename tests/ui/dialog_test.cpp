@@ -134,6 +134,25 @@ TEST(Dialog, CentresThePreviewInItsPlaceholder) {
 
 // ---- The About box ----------------------------------------------------------------------------------------
 
+// A line that does not fit wraps, and the last line is then cut off. A tenth of the width must stay free.
+TEST(AboutBox, FitsItsTextAtCommonResolutions) {
+    DialogRun about{HostOptions{}};
+    const std::string text = TextOf(about.Control(kIdAboutText));
+    const HDC context = CreateCompatibleDC(nullptr);
+    for (const int dpi : {96, 120, 144, 192}) {
+        SelectObject(context, CreateFontA(-MulDiv(8, dpi, 72), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET,
+                                          0, 0, 0, 0, "MS Sans Serif"));
+        RECT lines{}, letters{};
+        DrawTextA(context, text.c_str(), -1, &lines, DT_CALCRECT);
+        DrawTextA(context, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", -1, &letters, DT_CALCRECT);
+        // The units of a template are a quarter of the letters' mean width and an eighth of their height.
+        EXPECT_LE(lines.right * 11, MulDiv((letters.right / 26 + 1) / 2, 148, 4) * 10) << dpi;
+        EXPECT_LE(lines.bottom, MulDiv(letters.bottom, 83, 8)) << dpi;
+        DeleteObject(SelectObject(context, GetStockObject(SYSTEM_FONT)));
+    }
+    DeleteDC(context);
+}
+
 TEST(AboutBox, ShowsTheModuleAndOpensItsPage) {
     DialogRun about{HostOptions{}};
     ExpectOverItsOwner(about);
