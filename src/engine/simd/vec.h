@@ -6,13 +6,18 @@
 // number beside a vector is the same in every lane. Each lane computes what the scalar reference computes:
 // separate multiplications and additions in the written order, IEEE comparisons, correctly rounded roots.
 //
-// Arithmetic, minimum, maximum, root and absolute value are the compilers' vector extension: GCC 12 and Clang
-// make the same single instructions of them as of the instruction sets' own functions, and no stage of the
-// engine was measurably slower. The headers of the instruction sets hold the rest. Conversions are there
-// because the extension leaves numbers out of range undefined, and because GCC 12 converts samples one by
-// one. Masks and selection are there because the extension knows no mask registers, and because its selection
-// compares the mask with 0 first. A trial with the extension alone lost up to 8 % with AVX2 and 7 % with
-// AVX-512.
+// Arithmetic, root and absolute value are the compilers' vector extension: GCC 12 and Clang make the same
+// single instructions of them as of the instruction sets' own functions. The headers of the instruction sets
+// hold the rest:
+//     Max, Min       the first argument where either is a NaN or both are equal. As a limit a NaN has no
+//                    effect, and as the limited value it passes through. GCC 12 makes two instructions of
+//                    a conditional expression that has a constant in it.
+//     <, &, Select   comparisons, masks and selection. The extension knows no mask registers, and with SSE2
+//                    GCC 12 takes some masks apart into scalars: keying took 13 % longer. With AVX2 it is
+//                    the extension that compares and combines masks, because GCC 12 compares the other
+//                    kind of mask with 0 again before it selects by it.
+//     conversions    the extension leaves numbers out of range undefined, and GCC 12 converts samples one
+//                    by one.
 #pragma once
 
 #include <immintrin.h>
@@ -48,31 +53,40 @@ struct Raw<float> {
 };
 
 template <class Number>
-struct Vec;
+struct Inverse;
 
 // One truth value for each lane.
 template <class Number>
 struct Mask {
 #if defined(__AVX512F__)
     using Type = typename Raw<Number>::Bits;
-#else
+#elif defined(__AVX2__)
     using Type = typename Raw<Number>::Integers;
+#else
+    using Type = typename Raw<Number>::Vector;
 #endif
     Type raw;
 
     friend Mask operator&(Mask a, Mask b) {
-        return {static_cast<Type>(a.raw & b.raw)};
+        return And(a, b);
     }
     friend Mask operator|(Mask a, Mask b) {
-        return {static_cast<Type>(a.raw | b.raw)};
+        return Or(a, b);
     }
-    friend Mask operator!(Mask m) {
-        return {static_cast<Type>(~m.raw)};
+    friend Mask operator&(Mask a, Inverse<Number> b) {
+        return AndNot(a, b.mask);
     }
-    // a where the mask is true, b elsewhere.
-    friend Vec<Number> Select(Mask m, Vec<Number> a, Vec<Number> b) {
-        return Blend(m, a, b);
+    friend Inverse<Number> operator!(Mask m) {
+        return {m};
     }
+};
+
+// What `!` makes of a mask, which makes `a & !b` one instruction.
+template <class Number>
+struct Inverse {
+    Mask<Number> mask;
+
+    operator Mask<Number>() const { return Not(mask); }
 };
 
 template <class Number>
@@ -94,9 +108,6 @@ struct Vec {
     friend Mask<Number> operator>(Vec a, Vec b) { return Less(b, a); }
     friend Mask<Number> operator>=(Vec a, Vec b) { return LessEqual(b, a); }
 
-    // A NaN on either side gives a: as a limit it has no effect, and as the limited value it passes through.
-    friend Vec Max(Vec a, Vec b) { return b.raw > a.raw ? b.raw : a.raw; }
-    friend Vec Min(Vec a, Vec b) { return b.raw < a.raw ? b.raw : a.raw; }
     friend Vec LimitTo(Vec v, Vec low, Vec high) { return Min(Max(v, low), high); }
 };
 
@@ -116,21 +127,6 @@ using FloatMask = Mask<float>;
 #endif
 
 namespace keying::FROND_VARIANT {
-
-#if !defined(__AVX512F__)
-template <class Number>
-inline Mask<Number> Less(Vec<Number> a, Vec<Number> b) {
-    return {a.raw < b.raw};
-}
-template <class Number>
-inline Mask<Number> LessEqual(Vec<Number> a, Vec<Number> b) {
-    return {a.raw <= b.raw};
-}
-template <class Number>
-inline Mask<Number> Equal(Vec<Number> a, Vec<Number> b) {
-    return {a.raw == b.raw};
-}
-#endif
 
 template <class Number>
 inline bool Any(Mask<Number> m) {

@@ -3,10 +3,50 @@
 
 namespace keying::FROND_VARIANT {
 
-inline Doubles Blend(DoubleMask m, Doubles a, Doubles b) {
+inline Doubles Max(Doubles a, Doubles b) {
+    return _mm256_max_pd(b.raw, a.raw);
+}
+inline Doubles Min(Doubles a, Doubles b) {
+    return _mm256_min_pd(b.raw, a.raw);
+}
+inline Floats Max(Floats a, Floats b) {
+    return _mm256_max_ps(b.raw, a.raw);
+}
+inline Floats Min(Floats a, Floats b) {
+    return _mm256_min_ps(b.raw, a.raw);
+}
+template <class Number>
+inline Mask<Number> Less(Vec<Number> a, Vec<Number> b) {
+    return {a.raw < b.raw};
+}
+template <class Number>
+inline Mask<Number> LessEqual(Vec<Number> a, Vec<Number> b) {
+    return {a.raw <= b.raw};
+}
+template <class Number>
+inline Mask<Number> Equal(Vec<Number> a, Vec<Number> b) {
+    return {a.raw == b.raw};
+}
+template <class Number>
+inline Mask<Number> And(Mask<Number> a, Mask<Number> b) {
+    return {a.raw & b.raw};
+}
+template <class Number>
+inline Mask<Number> Or(Mask<Number> a, Mask<Number> b) {
+    return {a.raw | b.raw};
+}
+template <class Number>
+inline Mask<Number> AndNot(Mask<Number> a, Mask<Number> b) {
+    return {a.raw & ~b.raw};
+}
+template <class Number>
+inline Mask<Number> Not(Mask<Number> m) {
+    return {~m.raw};
+}
+inline Doubles Select(DoubleMask m, Doubles a, Doubles b) {
     return _mm256_blendv_pd(b.raw, a.raw, reinterpret_cast<__m256d>(m.raw));
 }
-inline Floats Blend(FloatMask m, Floats a, Floats b) {
+inline Floats Select(FloatMask m, Floats a, Floats b) {
     return _mm256_blendv_ps(b.raw, a.raw, reinterpret_cast<__m256>(m.raw));
 }
 inline unsigned Bits(DoubleMask m) {

@@ -3,6 +3,18 @@
 
 namespace keying::FROND_VARIANT {
 
+inline Doubles Max(Doubles a, Doubles b) {
+    return _mm512_max_pd(b.raw, a.raw);
+}
+inline Doubles Min(Doubles a, Doubles b) {
+    return _mm512_min_pd(b.raw, a.raw);
+}
+inline Floats Max(Floats a, Floats b) {
+    return _mm512_max_ps(b.raw, a.raw);
+}
+inline Floats Min(Floats a, Floats b) {
+    return _mm512_min_ps(b.raw, a.raw);
+}
 inline DoubleMask Less(Doubles a, Doubles b) {
     return {_mm512_cmp_pd_mask(a.raw, b.raw, _CMP_LT_OQ)};
 }
@@ -18,10 +30,26 @@ inline FloatMask Less(Floats a, Floats b) {
 inline FloatMask LessEqual(Floats a, Floats b) {
     return {_mm512_cmp_ps_mask(a.raw, b.raw, _CMP_LE_OQ)};
 }
-inline Doubles Blend(DoubleMask m, Doubles a, Doubles b) {
+template <class Number>
+inline Mask<Number> And(Mask<Number> a, Mask<Number> b) {
+    return {static_cast<typename Mask<Number>::Type>(a.raw & b.raw)};
+}
+template <class Number>
+inline Mask<Number> Or(Mask<Number> a, Mask<Number> b) {
+    return {static_cast<typename Mask<Number>::Type>(a.raw | b.raw)};
+}
+template <class Number>
+inline Mask<Number> AndNot(Mask<Number> a, Mask<Number> b) {
+    return {static_cast<typename Mask<Number>::Type>(a.raw & ~b.raw)};
+}
+template <class Number>
+inline Mask<Number> Not(Mask<Number> m) {
+    return {static_cast<typename Mask<Number>::Type>(~m.raw)};
+}
+inline Doubles Select(DoubleMask m, Doubles a, Doubles b) {
     return _mm512_mask_blend_pd(m.raw, b.raw, a.raw);
 }
-inline Floats Blend(FloatMask m, Floats a, Floats b) {
+inline Floats Select(FloatMask m, Floats a, Floats b) {
     return _mm512_mask_blend_ps(m.raw, b.raw, a.raw);
 }
 template <class Number>

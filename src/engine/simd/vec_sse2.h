@@ -3,17 +3,68 @@
 
 namespace keying::FROND_VARIANT {
 
-template <class Number>
-inline Vec<Number> Blend(Mask<Number> m, Vec<Number> a, Vec<Number> b) {
-    using Integers = typename Raw<Number>::Integers;
-    return reinterpret_cast<typename Raw<Number>::Vector>((m.raw & reinterpret_cast<Integers>(a.raw)) |
-                                                          (~m.raw & reinterpret_cast<Integers>(b.raw)));
+inline Doubles Max(Doubles a, Doubles b) {
+    return _mm_max_pd(b.raw, a.raw);
+}
+inline Doubles Min(Doubles a, Doubles b) {
+    return _mm_min_pd(b.raw, a.raw);
+}
+inline Floats Max(Floats a, Floats b) {
+    return _mm_max_ps(b.raw, a.raw);
+}
+inline Floats Min(Floats a, Floats b) {
+    return _mm_min_ps(b.raw, a.raw);
+}
+inline DoubleMask Less(Doubles a, Doubles b) {
+    return {_mm_cmplt_pd(a.raw, b.raw)};
+}
+inline DoubleMask LessEqual(Doubles a, Doubles b) {
+    return {_mm_cmple_pd(a.raw, b.raw)};
+}
+inline DoubleMask Equal(Doubles a, Doubles b) {
+    return {_mm_cmpeq_pd(a.raw, b.raw)};
+}
+inline FloatMask Less(Floats a, Floats b) {
+    return {_mm_cmplt_ps(a.raw, b.raw)};
+}
+inline FloatMask LessEqual(Floats a, Floats b) {
+    return {_mm_cmple_ps(a.raw, b.raw)};
+}
+inline DoubleMask And(DoubleMask a, DoubleMask b) {
+    return {_mm_and_pd(a.raw, b.raw)};
+}
+inline DoubleMask Or(DoubleMask a, DoubleMask b) {
+    return {_mm_or_pd(a.raw, b.raw)};
+}
+inline DoubleMask AndNot(DoubleMask a, DoubleMask b) {
+    return {_mm_andnot_pd(b.raw, a.raw)};
+}
+inline DoubleMask Not(DoubleMask m) {
+    return {_mm_xor_pd(m.raw, _mm_castsi128_pd(_mm_set1_epi32(-1)))};
+}
+inline FloatMask And(FloatMask a, FloatMask b) {
+    return {_mm_and_ps(a.raw, b.raw)};
+}
+inline FloatMask Or(FloatMask a, FloatMask b) {
+    return {_mm_or_ps(a.raw, b.raw)};
+}
+inline FloatMask AndNot(FloatMask a, FloatMask b) {
+    return {_mm_andnot_ps(b.raw, a.raw)};
+}
+inline FloatMask Not(FloatMask m) {
+    return {_mm_xor_ps(m.raw, _mm_castsi128_ps(_mm_set1_epi32(-1)))};
+}
+inline Doubles Select(DoubleMask m, Doubles a, Doubles b) {
+    return _mm_or_pd(_mm_and_pd(m.raw, a.raw), _mm_andnot_pd(m.raw, b.raw));
+}
+inline Floats Select(FloatMask m, Floats a, Floats b) {
+    return _mm_or_ps(_mm_and_ps(m.raw, a.raw), _mm_andnot_ps(m.raw, b.raw));
 }
 inline unsigned Bits(DoubleMask m) {
-    return static_cast<unsigned>(_mm_movemask_pd(reinterpret_cast<__m128d>(m.raw)));
+    return static_cast<unsigned>(_mm_movemask_pd(m.raw));
 }
 inline unsigned Bits(FloatMask m) {
-    return static_cast<unsigned>(_mm_movemask_ps(reinterpret_cast<__m128>(m.raw)));
+    return static_cast<unsigned>(_mm_movemask_ps(m.raw));
 }
 inline void StorePacked(double* p, DoubleMask m, Doubles v) {
     _mm_storeu_pd(p, Bits(m) == 2 ? _mm_unpackhi_pd(v.raw, v.raw) : v.raw);
