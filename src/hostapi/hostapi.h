@@ -98,7 +98,7 @@ struct PSBufferSuite {
     std::uint32_t (*GetSpace)();
 };
 
-constexpr char kPSBufferSuite[] = "Photoshop Buffer Suite for Plug-ins";
+inline constexpr char kPSBufferSuite[] = "Photoshop Buffer Suite for Plug-ins";
 constexpr std::int32_t kPSBufferSuiteVersion = 1;
 
 using PIChannelPort = struct OpaqueChannelPort*;
@@ -135,7 +135,7 @@ struct PSChannelPortsSuite {
     SPErr (*Dispose)(PIChannelPort*);
 };
 
-constexpr char kPSChannelPortsSuite[] = "Photoshop ChannelPorts Suite for Plug-ins";
+inline constexpr char kPSChannelPortsSuite[] = "Photoshop ChannelPorts Suite for Plug-ins";
 constexpr std::int32_t kPSChannelPortsSuiteVersion = 2;
 
 struct PSGetFileListSuite {
@@ -150,7 +150,7 @@ struct PSGetFileListSuite {
     SPErr (*unused9)();
 };
 
-constexpr char kPSGetFileListSuite[] = "Photoshop GetFileList Suite for Plug-ins";
+inline constexpr char kPSGetFileListSuite[] = "Photoshop GetFileList Suite for Plug-ins";
 constexpr std::int32_t kPSGetFileListSuiteVersion = 4;
 
 // ---- Document ---------------------------------------------------------------------------------------------
