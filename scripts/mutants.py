@@ -9,7 +9,7 @@
 
 Each job works in its own copy under build/mutants and builds only what the fault changes. First the copy without a
 fault must pass. A test that fails, crashes or hangs has noticed the fault. Faults in src/shell and src/ui that the
-native tests do not notice are also tried with the dialog's tests under Wine. The whole list takes hours.
+native tests do not notice are also tried with the dialog's tests under Wine. The whole list takes about an hour.
 
 Exit code 1 when an entry does not apply or does not build, or when a fault survives without a reason in the list.
 """
