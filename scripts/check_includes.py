@@ -50,5 +50,6 @@ def FindCircles(file, way, done):
 done = set()
 for file in sorted(includes):
     FindCircles(file, [], done)
-print("\n".join(faults))
+for fault in faults:
+    print(fault)
 sys.exit(1 if faults else 0)
