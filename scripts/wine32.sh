@@ -26,7 +26,7 @@ unmanaged='mkdir -p "$WINEPREFIX" && { [ -e "$WINEPREFIX/unmanaged" ] || {
 if [ -e "$debian/ready" ]; then
     asRoot=
     # A user cannot stop what sudo runs, so timeout ends a program that hangs.
-    [ "$(id -u)" = 0 ] || asRoot="sudo -n timeout 600"
+    [ "$(id -u)" = 0 ] || asRoot="sudo -n timeout 3600"
     # Hard links, not mounts: nothing must be unmounted, and build/wine32 can be deleted safely.
     $asRoot mkdir -p "$debian$PWD" "$debian$project/build"
     $asRoot cp -alf "$project/build/win32" "$debian$project/build"

@@ -1,4 +1,5 @@
-// The edge blending as an operation: the pass of the active variant, and an opaque alpha plane.
+// The edge blending as an operation: the pass of the active variant, and an opaque alpha plane. At 16 bits
+// the opaque alpha is 65535, above the largest sample, on purpose.
 #include <cstring>
 
 #include "engine/keying.h"

@@ -60,7 +60,7 @@ constexpr int kStopDark = 5;    // levels
 constexpr int kStopLead = 20;   // levels: how far the key channel stays above the third channel
 constexpr int kStopSlack = 40;  // levels: how far it may fall below red, or below the third under blue logic
 constexpr int kAlterNeutral = 100;         // the SliderAlterGreen that shifts no lead
-constexpr int kEstimateWhite = 255;        // raw: the upper end of the first estimates
+constexpr int kEstimateWhite = 255;        // raw: the upper end of the first estimates and of their gain
 constexpr double kThirdSideFloor = 0.001;  // least alpha where the third channel is the stronger
 
 // Unmixing takes place between these alphas, exclusive.

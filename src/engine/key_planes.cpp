@@ -1,6 +1,7 @@
 // The row loop of the keying: each turn brings a row into the ring, keys it and writes a finished row.
 #include <cstdlib>
 
+#include "engine/constants.h"
 #include "engine/derived_limits.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
@@ -56,10 +57,10 @@ void PlaceColumns(std::int32_t width, GridColumns* columns) {
     while (cell < kGridSide - 1) columns->firstColumn[++cell] = width;
 }
 
-// Above 1 at 8 bits, larger for a darker backdrop. The 255 is a literal: at 16 bits the factor is a large
-// negative number, and the first estimates of alpha depend on it.
+// Above 1 at 8 bits, larger for a darker backdrop. kEstimateWhite does not scale with the depth: at 16 bits
+// the factor is a large negative number, and the first estimates of alpha depend on it.
 double DarkGain(const Backdrop& backdrop) {
-    return (1 - backdrop.meanG / 255) + 1;
+    return (1 - backdrop.meanG / kEstimateWhite) + 1;
 }
 
 KeyRun BeginRun(const Settings& settings, const Planes& planes, const Backdrop& backdrop) {

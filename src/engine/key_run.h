@@ -85,8 +85,8 @@ struct KeyRun {
     GridColumns columns;
     DerivedLimits limits;
     RowRing ring;
-    std::uint8_t*
-        groupKinds;  // kReservedRingRows rows of GroupRoom, 0 at the start; the vector variants' own
+    // kReservedRingRows rows of GroupRoom, 0 at the start. Only the vector variants use them.
+    std::uint8_t* groupKinds;
 };
 
 }  // namespace keying

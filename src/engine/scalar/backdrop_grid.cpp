@@ -38,4 +38,5 @@ void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Ba
 
 template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, BackdropGrid*);
 template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, BackdropGrid*);
+
 }  // namespace keying

@@ -1,10 +1,9 @@
 // Where the alpha plane steps across a fixed level, a short stretch of colour is replaced by a straight line
-// between the mean colours on both sides: along rows first, then along columns. It ends with an opaque alpha
-// plane.
+// between the mean colours on both sides: along rows first, then along columns.
 //
 // Colours are read from working copies and written to the output planes, so that within a pass nothing
-// written feeds a later mean; the last candidate to touch a pixel sets it. At 16 bits the fixed level is
-// near transparent and the opaque alpha is 65535, above the largest sample: both are kept on purpose.
+// written feeds a later mean. The last candidate to touch a pixel sets it. At 16 bits the fixed level is near
+// transparent, on purpose.
 #include <cstdlib>
 #include <cstring>
 
