@@ -2,8 +2,9 @@
 # Compares the speed of two builds: compare_builds.sh A B [option of frond_bench...]
 #
 # A and B are build folders, or git revisions, which are built in build/compare. Their frond_bench run in turn, A B A B,
-# ROUNDS times (environment; 5), each with one repetition. Prints the smallest nanoseconds a pixel of each stage in A and
-# in B, and B / A: under 1, B is faster. Without options: --size=2, every stage, variant and depth.
+# ROUNDS times (environment; 5), each with one repetition. Prints the smallest nanoseconds per pixel of each stage in A
+# and in B, and the median of the rounds' B / A: under 1, B is faster. The two runs of a round are neighbours in time, so
+# that the ratio holds on a machine whose speed changes. Without options: --size=2, every stage, variant and depth.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [ $# -ge 2 ] || {
@@ -45,16 +46,28 @@ done
 # A line of frond_bench: stage/picture/size/depth/variant: 12.34 ns per pixel (in older revisions: a pixel)
 awk -F ': ' '
     / ns (per|a) pixel$/ {
-        build = FILENAME; sub(".*run.", "", build); sub("[.].*", "", build); time = $2 + 0
+        n = split(FILENAME, part, "."); build = part[n - 1]; round = part[n]; time = $2 + 0
         if (!($1 in known)) { known[$1]; names[++count] = $1 }
         if (!((build, $1) in least) || time < least[build, $1]) least[build, $1] = time
+        times[build, $1, round] = time
+        if (round > rounds) rounds = round + 0
+    }
+    function MedianRatio(name,    round, n, i, j, ratio, sorted) {
+        for (round = 1; round <= rounds; ++round) {
+            if (!(("a", name, round) in times) || !(("b", name, round) in times)) continue
+            ratio = times["b", name, round] / times["a", name, round]
+            for (i = ++n; i > 1 && sorted[i - 1] > ratio; --i) sorted[i] = sorted[i - 1]
+            sorted[i] = ratio
+        }
+        j = int((n + 1) / 2)
+        return n % 2 ? sorted[j] : (sorted[j] + sorted[j + 1]) / 2
     }
     END {
         if (!count) { print "compare_builds.sh: frond_bench printed no times" > "/dev/stderr"; exit 1 }
-        printf "%-44s %9s %9s %7s\n", "smallest ns/px", "A", "B", "B / A"
+        printf "%-44s %9s %9s %7s\n", "smallest ns/px; median of B / A", "A", "B", "B / A"
         for (i = 1; i <= count; ++i) {
             n = names[i]
             if (("a", n) in least && ("b", n) in least)
-                printf "%-44s %9.2f %9.2f %7.3f\n", n, least["a", n], least["b", n], least["b", n] / least["a", n]
+                printf "%-44s %9.2f %9.2f %7.3f\n", n, least["a", n], least["b", n], MedianRatio(n)
         }
     }' "$work"/run.*

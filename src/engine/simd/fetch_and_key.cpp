@@ -98,13 +98,15 @@ void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
 template <class Sample>
 void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from, int to,
                   bool copyOut, Queues* queues, Span* span) {
+    // The stores of bytes may reach everything in memory, for all that the compiler knows.
+    const Doubles maxSample = run.maxSample;
     for (int x = from; x < to; x += kDoubles) {
         const std::int64_t i = first + x;
         const int left = to - x;
         Pixels p;
         p.R = LoadSamples(planes.top.r + i, left);
         p.G = LoadSamples(planes.top.g + i, left);
-        p.B = Min(LoadSamples(planes.top.b + i, left), run.maxSample);
+        p.B = Min(LoadSamples(planes.top.b + i, left), maxSample);
         p.G = Select(p.G == 0, 1, p.G);
         if (copyOut) {
             StoreSamples(planes.out.r + i, p.R, left);
@@ -112,7 +114,7 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64
             StoreSamples(planes.out.b + i, p.B, left);
         }
         const Doubles topAlpha = LoadSamples(planes.top.a + i, left);
-        p.alpha = All(topAlpha == run.maxSample) ? Doubles(1) : topAlpha / run.maxSample;
+        p.alpha = All(topAlpha == maxSample) ? Doubles(1) : topAlpha / maxSample;
         p.fgR = p.R;
         p.fgG = p.G;
         p.fgB = p.B;

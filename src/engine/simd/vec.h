@@ -148,13 +148,13 @@ inline Doubles Abs(Doubles v) {
 
 template <class Number>
 inline Vec<Number> Load(const Number* p) {
-    Vec<Number> v;
+    typename Vec<Number>::Vector v;
     std::memcpy(&v, p, sizeof v);
     return v;
 }
 template <class Number>
 inline void Store(Number* p, Vec<Number> v) {
-    std::memcpy(p, &v, sizeof v);
+    std::memcpy(p, &v.raw, sizeof v.raw);
 }
 
 // 0, 1, 2 and so on.
