@@ -23,4 +23,9 @@ PictureFormat FormatOf(const std::filesystem::path& path) {
                        "; use .png, .tif, .tiff, .jpg or .jpeg");
 }
 
+void WritePicture(const std::filesystem::path& path, const Picture& picture, const std::atomic<bool>* stop) {
+    const std::vector<std::uint8_t> bytes = EncodePicture(path, picture);
+    WriteFileAtomically(path, bytes.data(), bytes.size(), stop);
+}
+
 }  // namespace images

@@ -1,9 +1,13 @@
 // Reads and writes picture files: with OpenImageIO on Linux (picture_read_oiio.cpp, picture_write_oiio.cpp),
 // with the Windows Imaging Component on Windows (picture_read_wic.cpp, picture_write_wic.cpp).
+//
+// The functions may be called from several threads at once.
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
+#include <vector>
 
 #include "images/picture.h"
 
@@ -29,10 +33,13 @@ struct PictureFormat {
 // without an extension gets PNG. Throws PictureError for any other extension.
 PictureFormat FormatOf(const std::filesystem::path& path);
 
-// Writes a picture in the format of the path's extension, with profile and resolution. JPEG gets 8 bits and
-// no alpha. The file is replaced atomically (WriteFileAtomically). Throws PictureError when the file cannot
-// be written, DiskFull for a full disk, and PictureError when `stop` (may be null) becomes true during the
-// write.
+// Returns a picture as a complete file in the format of the path's extension, with profile and resolution.
+// JPEG gets 8 bits and no alpha. Throws PictureError.
+std::vector<std::uint8_t> EncodePicture(const std::filesystem::path& path, const Picture& picture);
+
+// Encodes the picture and replaces the file atomically (WriteFileAtomically). Throws PictureError when the
+// file cannot be written, DiskFull for a full disk, and PictureError when `stop` (may be null) becomes true
+// during the write.
 void WritePicture(const std::filesystem::path& path, const Picture& picture,
                   const std::atomic<bool>* stop = nullptr);
 

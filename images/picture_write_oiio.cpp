@@ -4,7 +4,6 @@
 
 #include <memory>
 
-#include "images/atomic_file.h"
 #include "images/picture_file.h"
 #include "images/picture_metadata.h"
 #include "images/text.h"
@@ -64,18 +63,17 @@ std::vector<Sample> Interleave(const Picture& picture, int channels) {
 
 }  // namespace
 
-void WritePicture(const std::filesystem::path& path, const Picture& picture, const std::atomic<bool>* stop) {
+std::vector<std::uint8_t> EncodePicture(const std::filesystem::path& path, const Picture& picture) {
     const PictureFormat format = FormatOf(path);
     if (!format.holds16 && picture.depth == 16) {
         Picture reduced = picture;
         ChangeDepth(reduced, 8);
-        return WritePicture(path, reduced, stop);
+        return EncodePicture(path, reduced);
     }
     const int channels =
         static_cast<int>(picture.colour.size()) + (format.holdsAlpha && !picture.alpha.empty() ? 1 : 0);
     const std::unique_ptr<ImageOutput> output = ImageOutput::create(format.name);
-    // Encodes to memory: only a complete file is written to the disk.
-    std::vector<unsigned char> bytes;
+    std::vector<std::uint8_t> bytes;
     OIIO::Filesystem::IOVecOutput memory(bytes);
     const ImageSpec spec = MakeSpec(picture, format, picture.depth, channels);
     if (!output || !output->set_ioproxy(&memory) || !output->open(path.string(), spec)) {
@@ -92,7 +90,7 @@ void WritePicture(const std::filesystem::path& path, const Picture& picture, con
     }
     // OpenImageIO writes a wrong profile when it needs more than one JPEG segment.
     if (!format.holds16) EmbedJpegProfile(bytes, picture.profile);
-    WriteFileAtomically(path, bytes.data(), bytes.size(), stop);
+    return bytes;
 }
 
 }  // namespace images

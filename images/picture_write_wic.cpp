@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "images/atomic_file.h"
 #include "images/picture_file.h"
 #include "images/text.h"
 #include "images/wic.h"
@@ -129,14 +128,13 @@ std::vector<std::uint8_t> Encode(const Picture& picture, const PictureFormat& fo
 
 }  // namespace
 
-void WritePicture(const std::filesystem::path& path, const Picture& given, const std::atomic<bool>* stop) {
+std::vector<std::uint8_t> EncodePicture(const std::filesystem::path& path, const Picture& given) {
     const PictureFormat format = FormatOf(path);
     Picture picture = given;
     if (!format.holds16) ChangeDepth(picture, 8);
     if (!format.holdsAlpha) picture.alpha.clear();
     if (!picture.alpha.empty()) ConvertToRgb(picture);  // WIC has no grey with alpha
-    const std::vector<std::uint8_t> file = Encode(picture, format, DisplayName(path) + ": cannot be encoded");
-    WriteFileAtomically(path, file.data(), file.size(), stop);
+    return Encode(picture, format, DisplayName(path) + ": cannot be encoded");
 }
 
 }  // namespace images

@@ -29,7 +29,7 @@ struct ComPtr {
 // Throws PictureError with the text and the code when the code is a failure.
 void RequireSuccess(HRESULT code, const std::string& error);
 
-// The process's factory, for the one thread that reads and writes pictures.
+// The factory of the calling thread, which releases it when it ends.
 IWICImagingFactory* ImagingFactory();
 
 // The interleaved pixel layouts that are exchanged with WIC.
