@@ -22,7 +22,7 @@ struct Options {
     std::string over, out, format = "png", action, record, matte, selection, module;
     int depth = 0;
     std::string fit = "cover";
-    bool quiet = false, trace = false, dialog = false;
+    bool quiet = false, trace = false, check = false, dialog = false;
     ParameterValues parameters;
 };
 
@@ -131,7 +131,7 @@ std::vector<Task> PlanTasks(const ParameterValues& parameters) {
 }
 
 host::HostOptions MakeHostOptions(ProgressBar& bar) {
-    host::HostOptions options;
+    host::HostOptions options = gOptions.check ? host::HostOptions{} : host::LeanOptions();
     options.abortRequested = [] { return gInterrupted.load(); };
     options.progress = [&bar](std::int32_t done, std::int32_t total) {
         ShowProgress(bar, done, total);
@@ -280,6 +280,7 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_option("--module", o.module, "The filter module; default: the one beside the program")
         ->type_name("FILE");
     key->add_flag("--dialog", o.dialog, "Choose the parameters in the filter's dialog (on Windows)");
+    key->add_flag("--check", o.check, "Check the filter's use of memory more closely, which takes time");
     key->add_flag("--quiet", o.quiet, "Show no progress bar and no warnings");
     key->add_flag("--trace", o.trace, "Print each call between filter and host on standard error");
     AddParameterOptions(*key, o.parameters);

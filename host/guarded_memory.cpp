@@ -39,7 +39,7 @@ std::uint8_t* BytesOf(const GuardedBlock& block) {
 }
 
 std::uint8_t* AllocateGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size,
-                              std::uint8_t fill) {
+                              std::optional<std::uint8_t> fill) {
     if (size > SIZE_MAX - 2 * kGuardBytes) return nullptr;
     GuardedBlock block;
     block.kind = kind;
@@ -50,7 +50,7 @@ std::uint8_t* AllocateGuarded(GuardedMemory& memory, BlockKind kind, int id, std
 
     std::uint8_t* bytes = BytesOf(block);
     FillGuards(block);
-    std::memset(bytes, fill, size);
+    if (fill) std::memset(bytes, *fill, size);
     memory.live.emplace(AddressOf(bytes), std::move(block));
     return bytes;
 }
@@ -81,8 +81,8 @@ int QuarantineBlock(GuardedMemory& memory, const void* address, std::size_t limi
     const auto found = memory.live.find(AddressOf(address));
     GuardedBlock block = std::move(found->second);
     memory.live.erase(found);
-    // A block larger than the quarantine is freed at once, which saves time for large pictures.
-    if (block.size > limit) return 0;
+    // A block larger than the quarantine is freed at once, as is every block without a quarantine.
+    if (block.size > limit || limit == 0) return 0;
     // The caller has checked the guards; from here on, changes are writes to freed memory.
     FillGuards(block);
     std::memset(BytesOf(block), kFreedByte, block.size);

@@ -1,5 +1,5 @@
-// The host's memory for the module. Every block is between two guards and is filled with a given byte. Freed
-// blocks stay in quarantine for a time, where later writes are detected.
+// The host's memory for the module. Every block is between two guards and can be filled with a given byte.
+// Freed blocks can stay in quarantine for a time, where later writes are detected.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace host {
@@ -30,9 +31,9 @@ struct GuardedMemory {
 // The first user byte, aligned for any type.
 std::uint8_t* BytesOf(const GuardedBlock& block);
 
-// Returns the first user byte of a new block; null without memory.
+// Returns the first user byte of a new block; null without memory. Empty `fill`: the bytes are undefined.
 std::uint8_t* AllocateGuarded(GuardedMemory& memory, BlockKind kind, int id, std::size_t size,
-                              std::uint8_t fill);
+                              std::optional<std::uint8_t> fill);
 
 // The live block of that kind that starts at the address, or null.
 const GuardedBlock* FindGuarded(const GuardedMemory& memory, BlockKind kind, const void* address);

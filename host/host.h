@@ -3,7 +3,8 @@
 //
 // It is strict. Anything that the interface forbids or leaves undefined is recorded as a violation: a double
 // free, an unknown handle, an unlock without a lock, a write past a block, a rectangle outside the document,
-// a port used in the wrong direction, a closed token, a buffer kept after the run. The run continues.
+// a port used in the wrong direction, a closed token, a buffer kept after the run. The run continues. A lean
+// host (LeanOptions) omits the checks whose time grows with the picture.
 //
 // The host's callbacks have no context argument, so a process has one host at a time, the current one. It is
 // not thread-safe; a call from a thread that does not run the module is a violation.
@@ -20,6 +21,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -118,8 +120,8 @@ struct HostOptions {
     // pixels a hash: traces are the same on all platforms.
     std::function<void(const std::string& line)> trace;
 
-    // Memory. New blocks are filled with fillByte.
-    std::uint8_t fillByte = 0xA5;
+    // Memory. New blocks are filled with fillByte; empty: they are not filled.
+    std::optional<std::uint8_t> fillByte = 0xA5;
     bool moveHandles = true;  // the blocks of unlocked handles move at every lock, creation and call
     std::size_t quarantineBytes = 16u << 20;  // freed memory that is kept to detect writes to it
 
@@ -145,6 +147,10 @@ struct HostOptions {
     // be changed.
     std::function<void(FilterRecord&)> adjustRecord;
 };
+
+// The options of a lean host: it fills neither new nor freed memory, detects no writes to freed memory, and
+// moves no handles. Guards, bounds, rectangles, handles, ports, tokens and leaks are checked as always.
+HostOptions LeanOptions();
 
 // A 32-bit FNV-1a hash for traces.
 struct ByteHash {

@@ -12,6 +12,14 @@ Host* gCurrentHost = nullptr;
 
 }  // namespace
 
+HostOptions LeanOptions() {
+    HostOptions options;
+    options.fillByte.reset();
+    options.moveHandles = false;
+    options.quarantineBytes = 0;
+    return options;
+}
+
 HostPtr CreateHost(HostOptions options) {
     if (gCurrentHost != nullptr) throw std::logic_error("the process already has a host");
     HostPtr host(new Host);

@@ -139,6 +139,24 @@ TEST_F(HostTest, WatchesMemory) {
     EXPECT_TRUE(MatchesTrace(trace_.text, "host/memory"));
 }
 
+TEST_F(HostTest, KeepsGuardsAndCountsWhenLean) {
+    options_ = LeanOptions();
+    OpenDocument(*host_, document_);
+    const HandleProcs& procs = *PrepareRecord(*host_)->handleProcs;
+    const Handle handle = procs.newProc(4);
+    const char* address = *handle;
+    EXPECT_EQ(procs.lockProc(handle, 1), address);
+    void *buffer = gBuffers.New(nullptr, 10), *empty = gBuffers.New(nullptr, 0);
+    static_cast<std::uint8_t*>(buffer)[10] = 1;
+    gBuffers.Dispose(&buffer);
+    gBuffers.Dispose(&empty);
+    EXPECT_TRUE(host_->memory.quarantine.empty());
+    EndRun(*host_);
+    EXPECT_EQ(ViolationText(*host_),
+              "buffer 1 of 10 bytes was written past its ends\nhandle 1 of 4 bytes is left at the end of the "
+              "run\n");
+}
+
 // ---- Channel ports ----------------------------------------------------------------------------------------
 
 TEST_F(HostTest, WatchesPorts) {
