@@ -130,7 +130,7 @@ Measured RunEdges(Prepared& p) {
     TestEngine& engine = KeyedEngine(p);
     for (int i = 0; i < 4; ++i)
         engine.CopyPlane(static_cast<Plane>(kOutR + i), static_cast<Plane>(kTopR + i));
-    const double seconds = Seconds([&] { keying::BlendEdges(engine.planes); });
+    const double seconds = Seconds([&] { keying::BlendEdges(engine.settings, engine.planes); });
     return Result(engine, seconds);
 }
 

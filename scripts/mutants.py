@@ -32,7 +32,7 @@ BUILDS = {  # folder of the build: options of cmake, targets
     "win64": (OPTIONS + ["-DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake"], ["dialog_tests"]),
 }
 SCALAR = ("linux", ["tests/engine_tests", "--variant=scalar", "--gtest_filter=Engine*-*Variants*"])
-VARIANTS = ("linux", ["tests/engine_tests", "--gtest_filter=*Variants*:FixedPictures*"])
+VARIANTS = ("linux", ["tests/engine_tests", "--gtest_filter=*Variants*:FixedPictures*:EngineWorkers*"])
 REST = ("linux", ["tests/frond_tests"])
 OPERATORS = ("linux", ["tests/allocation_operators_test"])
 DIALOG = ("win64", ["../../scripts/wine64.sh", "tests/dialog_tests.exe", "--gtest_filter=-*EveryFailing*"])

@@ -1,9 +1,10 @@
 // The keying engine: measures the backdrop's colour, separates the top layer into a matte and a foreground,
-// and sets the foreground on the bottom layer. It works on the caller's planes, starts no thread, and needs
-// nothing but the standard library. One thread at a time may use it.
+// and sets the foreground on the bottom layer. It works on the caller's planes, and needs nothing but the
+// standard library and the platform's threads. Its threads end before a function returns. One thread of the
+// caller's at a time may use it.
 //
 //   keying::Backdrop backdrop;
-//   keying::MeasureBackdrop(planes, settings.blueBackdrop, &backdrop);
+//   keying::MeasureBackdrop(settings, planes, &backdrop);
 //   keying::KeyPlanes(settings, planes, backdrop);
 //
 // The passes in the order in which they run. Each has a scalar reference, which defines the result, and a
@@ -13,14 +14,14 @@
 //   MeasureBackdrop (measure_backdrop.cpp):
 //   hue and levels    levels.cpp         levels.cpp         top, three times    means
 //   backdrop grid     backdrop_grid.cpp  backdrop_grid.cpp  top, means          grid
-//   KeyPlanes, row by row from the top (key_planes.cpp):
+//   KeyPlanes, row by row from the top, in bands of rows side by side (key_planes.cpp):
 //   fetch             fetch_and_key.cpp  fetch_and_key.cpp  top and bottom      newest ring row, out colours
 //   keying            fetch_and_key.cpp  classify.h         newest ring row,    its foreground and alpha
 //                                                           grid
 //     alpha search    alpha_search.cpp   alpha_search.h     one pixel
 //     corrections     corrections.cpp    corrections.h      one pixel
-//   then refinement   refinement.cpp     refinement.cpp     all ring rows       out row y - ringRadius,
-//     and pixel step  output.cpp         output.h                                 in the same sweep
+//   then refinement   refinement.cpp     refinement.cpp     all ring rows       out row y - ringRadius
+//     and pixel step  output.cpp         output.h
 //   or direct writer  output.cpp         output.h           newest ring row     out row y
 //   KeyPlanes, after the last row or after a stop:
 //   flush             output.cpp         none               last ring rows      last ringRadius out rows;
@@ -28,6 +29,7 @@
 //   edge blending     edge_blending.cpp  edge_blending.cpp  out                 out
 //
 // From row to row the passes carry the RowRing (row_ring.h), from the analysis to the keying the Backdrop.
+// The threads are those of workers.h.
 //
 // All arithmetic is in doubles, in the unit of the samples, in the written order. A constant without the
 // factor k (levelScale) is the same number at 8 and at 16 bits on purpose.
@@ -55,6 +57,11 @@ struct Settings {
     bool outputAlpha = false;  // write the foreground and its transparency in place of a composite
 
     bool fullSize = true;  // false in a reduced preview: the refinement reaches 1 row and column, not 2
+
+    // Threads that share the rows, the caller's among them, up to 64. The result does not depend on it. 0: as
+    // many as the processors that the process may use and the size of the picture are worth. A thread that
+    // cannot be started leaves its work to the others.
+    std::int32_t workers = 0;
 };
 
 // The picture: planes of width * height samples, one channel each, rows from the top without gaps. The caller
@@ -103,7 +110,8 @@ struct Progress {
 
 // Where KeyPlanes takes the seven blocks of its ring from, 56 bytes a column each, aligned to 4 or more.
 // `allocate` gives null or throws when there is no memory; `release` gets each block once. With a null
-// `allocate` malloc and free serve; all other memory is theirs anyway.
+// `allocate` malloc and free serve; all other memory is theirs anyway, the rings of further workers too.
+// The callbacks run on the caller's thread.
 struct Memory {
     void* (*allocate)(void* context, std::size_t bytes) = nullptr;
     void (*release)(void* context, void* block) = nullptr;
@@ -122,8 +130,8 @@ struct KeyResult {
     std::int32_t rows;  // finished rows of the out planes, from the top
 };
 
-// Measures the backdrop over the top layer's colours.
-void MeasureBackdrop(const Planes& planes, bool blueBackdrop, Backdrop* backdrop);
+// Measures the backdrop over the top layer's colours. Of the settings blueBackdrop and workers count.
+void MeasureBackdrop(const Settings& settings, const Planes& planes, Backdrop* backdrop);
 
 // Keys the top layer into the out planes. outA is 255 in all bytes after blended edges; with outputAlpha it
 // is topA times the matte. An exception of a callback passes through, and all memory is released.
@@ -131,7 +139,8 @@ KeyResult KeyPlanes(const Settings& settings, const Planes& planes, const Backdr
                     const Progress& progress = {}, const Memory& memory = {});
 
 // The last pass of KeyPlanes alone: blends outR, outG and outB across the steps of outA, and sets all bytes
-// of outA to 255. kUnblended: no memory for working copies, and the colours are as before.
-Status BlendEdges(const Planes& planes);
+// of outA to 255. kUnblended: no memory for working copies, and the colours are as before. Of the settings
+// workers alone counts.
+Status BlendEdges(const Settings& settings, const Planes& planes);
 
 }  // namespace keying

@@ -1,6 +1,7 @@
 // The analysis: the passes of the active variant, and what they have in common. Three numbers of the levels
 // make one global colour; the sums of the grid's cells make local ones.
 #include <cmath>
+#include <cstdlib>
 #include <initializer_list>
 
 #include "engine/colour.h"
@@ -8,9 +9,12 @@
 #include "engine/keying.h"
 #include "engine/samples.h"
 #include "engine/variants.h"
+#include "engine/workers.h"
 
 namespace keying {
 namespace {
+
+constexpr std::int64_t kRowsOfBand = 16;
 
 // The inverse of HueSatOf for a colour whose largest channel is the key channel. With a dominant hue of
 // exactly 120 the two others are 1 on purpose, however pale the backdrop is.
@@ -49,21 +53,54 @@ void SettleCells(std::int64_t pixels, Backdrop* backdrop) {
     }
 }
 
+void AddGrid(const BackdropGrid& from, BackdropGrid* to) {
+    for (int cell = 0; cell < kGridCells; ++cell) {
+        to->gridR[cell] += from.gridR[cell];
+        to->gridG[cell] += from.gridG[cell];
+        to->gridB[cell] += from.gridB[cell];
+        to->gridCount[cell] += from.gridCount[cell];
+    }
+}
+
+// Each worker has cells of its own. Their sums are of samples, whole numbers below 2^53, so that no order of
+// additions changes them. Without memory for other cells one worker adds all rows.
 template <class Sample>
-void Measure(const PlaneView<Sample>& planes, Backdrop* backdrop) {
-    const Passes<Sample>& passes = PassesOf<Sample>(*ActiveVariant());
-    SetMeans(passes.measureLevels(planes), backdrop);
-    backdrop->grid = {};
+void AddPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Workers* workers,
+               BackdropGrid* grid) {
+    const auto addPixels = PassesOf<Sample>(*ActiveVariant()).addPixels;
+    const std::size_t others = static_cast<std::size_t>(workers->Count() - 1);
+    BackdropGrid* const grids =
+        others == 0 ? nullptr : static_cast<BackdropGrid*>(std::calloc(others, sizeof(BackdropGrid)));
+    *grid = {};
+    if (grids == nullptr) {
+        addPixels(planes, limits, {0, planes.height}, grid);
+        return;
+    }
+    ForBands(workers, planes.height, kRowsOfBand,
+             [&](std::int32_t worker, std::int64_t first, std::int64_t end) {
+                 addPixels(planes, limits, {first, end}, worker == 0 ? grid : &grids[worker - 1]);
+             });
+    for (std::size_t i = 0; i < others; ++i) AddGrid(grids[i], grid);
+    std::free(grids);
+}
+
+template <class Sample>
+void Measure(const PlaneView<Sample>& planes, std::int32_t wantedWorkers, Backdrop* backdrop) {
+    const std::int64_t pixels = std::int64_t{planes.height} * planes.width;
+    Workers workers(WorkerCount(wantedWorkers, pixels));
+    SetMeans(PassesOf<Sample>(*ActiveVariant()).measureLevels(planes, &workers), backdrop);
     const Rgb means{backdrop->meanR, backdrop->meanG, backdrop->meanB};
-    passes.addPixels(planes, {HueSatOf(means, 0).hue, backdrop->meanG * kGridSmallestLevel}, &backdrop->grid);
-    SettleCells(std::int64_t{planes.height} * planes.width, backdrop);
+    AddPixels(planes, {HueSatOf(means, 0).hue, backdrop->meanG * kGridSmallestLevel}, &workers,
+              &backdrop->grid);
+    SettleCells(pixels, backdrop);
 }
 
 }  // namespace
 
-void MeasureBackdrop(const Planes& planes, bool blueBackdrop, Backdrop* backdrop) {
-    WithSampleType(
-        planes, [&](auto sample) { Measure(LogicalView<decltype(sample)>(planes, blueBackdrop), backdrop); });
+void MeasureBackdrop(const Settings& settings, const Planes& planes, Backdrop* backdrop) {
+    WithSampleType(planes, [&](auto sample) {
+        Measure(LogicalView<decltype(sample)>(planes, settings.blueBackdrop), settings.workers, backdrop);
+    });
 }
 
 }  // namespace keying

@@ -6,6 +6,7 @@
 #include "engine/key_run.h"
 #include "engine/keying.h"
 #include "engine/samples.h"
+#include "engine/workers.h"
 
 namespace keying {
 
@@ -22,16 +23,26 @@ struct GridLimits {
     double smallestLevel;  // the key channel must be above, in samples
 };
 
+// Rows of the picture: first up to but not including end.
+struct Band {
+    std::int64_t first, end;
+};
+
 // Planes are logical views.
 template <class Sample>
 struct Passes {
-    BackdropLevels (*measureLevels)(const PlaneView<Sample>&);
-    // Adds the accepted pixels to the cells' sums and counts.
-    void (*addPixels)(const PlaneView<Sample>&, const GridLimits&, BackdropGrid*);
-    // Row y, with run.ring.ringSlot its slot: fetches and keys it, and writes the row that is then finished.
-    void (*processRow)(const KeyRun&, const PlaneView<Sample>&, std::int32_t y);
+    // The scalar reference does all its work on the caller's thread, here and in blendColours.
+    BackdropLevels (*measureLevels)(const PlaneView<Sample>&, Workers*);
+    // Adds the accepted pixels of a band of rows to the cells' sums and counts.
+    void (*addPixels)(const PlaneView<Sample>&, const GridLimits&, Band rows, BackdropGrid*);
+    // Fetches and keys picture row y, with run.ring.ringSlot its slot, and puts its fetched colours into the
+    // out planes. Where no refinement follows, the direct writer puts the composite there. The views of this
+    // pass and the next begin at the row that they write.
+    void (*keyRow)(const KeyRun&, const PlaneView<Sample>& row, std::int32_t y);
+    // Refines and writes picture row y - ringRadius, with row y the newest in the ring.
+    void (*refineRow)(const KeyRun&, const PlaneView<Sample>& row, std::int32_t y);
     // The row pass and the column pass of edge blending; false when there is no memory for working copies.
-    bool (*blendColours)(const PlaneView<Sample>&);
+    bool (*blendColours)(const PlaneView<Sample>&, Workers*);
 };
 
 struct Variant {

@@ -79,14 +79,14 @@ void ReleaseChecked(void*, void* block) {
 void BlendEdges(Globals* globals, std::int32_t depth) {
     keying::Planes planes = PlanesOf(globals);
     planes.depth = depth;
-    if (keying::BlendEdges(planes) != keying::Status::kDone) Fail(globals, memFullErr);
+    if (keying::BlendEdges(SettingsOf(globals), planes) != keying::Status::kDone) Fail(globals, memFullErr);
 }
 
 }  // namespace
 
 void AnalyseBackdrop(Globals* globals) {
     keying::Backdrop backdrop;
-    keying::MeasureBackdrop(PlanesOf(globals), globals->FlagBlueLogic != 0, &backdrop);
+    keying::MeasureBackdrop(SettingsOf(globals), PlanesOf(globals), &backdrop);
     globals->backdropMeanR = backdrop.meanR;
     globals->backdropMeanG = backdrop.meanG;
     globals->backdropMeanB = backdrop.meanB;

@@ -8,7 +8,7 @@ namespace {
 using namespace test_support;
 
 void BlendEdges(TestEngine* engine) {
-    EXPECT_EQ(keying::BlendEdges(engine->planes), keying::Status::kDone);
+    EXPECT_EQ(keying::BlendEdges(engine->settings, engine->planes), keying::Status::kDone);
     EXPECT_TRUE(engine->GuardsIntact());
 }
 

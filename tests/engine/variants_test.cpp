@@ -55,7 +55,7 @@ TEST_P(Variants, HaveTheirOwnPasses) {
     EXPECT_NE(variant.bytes.measureLevels, scalar.bytes.measureLevels);
     EXPECT_NE(variant.bytes.addPixels, scalar.bytes.addPixels);
     EXPECT_NE(variant.bytes.blendColours, scalar.bytes.blendColours);
-    EXPECT_NE(variant.words.processRow, scalar.words.processRow);
+    EXPECT_NE(variant.words.keyRow, scalar.words.keyRow);
 }
 
 // All widths up to past two vectors, and those near spans of 256 and blocks of 1024, each with all flags and

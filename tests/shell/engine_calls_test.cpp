@@ -60,7 +60,7 @@ TEST_F(EngineCalls, GiveTheEnginesResults) {
         ASSERT_EQ(shell.result, 0);
         expected->ResetOutputs();
         planes->ResetOutputs();
-        keying::BlendEdges(expected->planes);
+        keying::BlendEdges(expected->settings, expected->planes);
         (globals.depthBytes == 1 ? blendEdges8 : blendEdges16)(&globals);
         ASSERT_EQ(HashOutputs(*planes), HashOutputs(*expected)) << "seed " << seed;
     }

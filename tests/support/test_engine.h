@@ -81,7 +81,7 @@ class TestEngine {
     void SetUniformBackdrop(double r, double g, double b);
     void SetHasSelection(bool has) { planes.selection = has ? Bytes(kSelection) : nullptr; }
 
-    void Analyse() { keying::MeasureBackdrop(planes, settings.blueBackdrop, &backdrop); }
+    void Analyse() { keying::MeasureBackdrop(settings, planes, &backdrop); }
     void Key();
     void AnalyseAndKey() {
         Analyse();

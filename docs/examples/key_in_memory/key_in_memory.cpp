@@ -28,7 +28,7 @@ int main() {
 
     const keying::Settings settings;
     keying::Backdrop backdrop;
-    keying::MeasureBackdrop(planes, settings.blueBackdrop, &backdrop);
+    keying::MeasureBackdrop(settings, planes, &backdrop);
     const keying::KeyResult result = keying::KeyPlanes(settings, planes, backdrop);
     if (result.status != keying::Status::kDone) return 1;
 

@@ -24,19 +24,19 @@ void AddIfBackdrop(const Rgb& seen, const GridLimits& limits, std::int64_t cell,
 }
 
 template <class Sample>
-void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid) {
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Band rows, BackdropGrid* grid) {
     const std::int64_t width = planes.width, height = planes.height;
     const double maxSample = planes.maxSample;
-    for (std::int64_t y = 0, i = 0; y < height; ++y) {
+    for (std::int64_t y = rows.first; y < rows.end; ++y) {
         const std::int64_t cellRow = y * kGridSide / height;
-        for (std::int64_t x = 0; x < width; ++x, ++i) {
-            AddIfBackdrop(FetchLimited(planes.top, i, maxSample), limits,
+        for (std::int64_t x = 0; x < width; ++x) {
+            AddIfBackdrop(FetchLimited(planes.top, y * width + x, maxSample), limits,
                           cellRow * kGridSide + x * kGridSide / width, grid);
         }
     }
 }
 
-template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, BackdropGrid*);
-template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, BackdropGrid*);
+template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, Band, BackdropGrid*);
+template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, Band, BackdropGrid*);
 
 }  // namespace keying

@@ -5,9 +5,9 @@
 
 namespace keying {
 
-// Adds the pixels that are backdrop to their cells.
+// Adds the pixels of a band of rows that are backdrop to their cells.
 template <class Sample>
-void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid);
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Band rows, BackdropGrid* grid);
 
 // Adds one pixel to a cell if it is backdrop.
 void AddIfBackdrop(const Rgb& seen, const GridLimits& limits, std::int64_t cell, BackdropGrid* grid);

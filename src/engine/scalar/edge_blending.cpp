@@ -136,7 +136,7 @@ std::int32_t BlendRadius(std::int32_t planeWidth) {
 }
 
 template <class Sample>
-bool BlendColours(const PlaneView<Sample>& planes) {
+bool BlendColours(const PlaneView<Sample>& planes, Workers*) {
     const std::size_t bytes =
         sizeof(Sample) * static_cast<std::size_t>(planes.width) * static_cast<std::size_t>(planes.height);
     Sample* work[3];
@@ -159,7 +159,7 @@ bool BlendColours(const PlaneView<Sample>& planes) {
     return made;
 }
 
-template bool BlendColours(const PlaneView<std::uint8_t>&);
-template bool BlendColours(const PlaneView<std::uint16_t>&);
+template bool BlendColours(const PlaneView<std::uint8_t>&, Workers*);
+template bool BlendColours(const PlaneView<std::uint16_t>&, Workers*);
 
 }  // namespace keying

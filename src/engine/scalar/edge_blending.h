@@ -12,6 +12,6 @@ std::int32_t BlendRadius(std::int32_t planeWidth);
 // Blends the output colours across the steps of the alpha plane; false when there is no memory for the
 // working copies, and then nothing is changed.
 template <class Sample>
-bool BlendColours(const PlaneView<Sample>& planes);
+bool BlendColours(const PlaneView<Sample>& planes, Workers* workers);
 
 }  // namespace keying

@@ -35,30 +35,28 @@ GridPlace PlaceOnGrid(std::int64_t position, std::int64_t size) {
 }
 
 template <class Sample>
-void FetchRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+void FetchRow(const KeyRun& run, const PlaneView<Sample>& row) {
     const RowRing& ring = run.ring;
-    const std::int64_t first = std::int64_t{y} * run.width;
     const std::size_t newest = RingRow(ring, ring.ringSlot);
     for (std::int32_t x = 0; x < run.width; ++x) {
-        const std::int64_t p = first + x;
         const std::size_t cell = newest + static_cast<std::size_t>(x);
-        const Rgb seen = FetchGuarded(planes.top, p, run.maxSample);
-        planes.out.r[p] = StoreSample<Sample>(seen.r);
-        planes.out.g[p] = StoreSample<Sample>(seen.g);
-        planes.out.b[p] = StoreSample<Sample>(seen.b);
+        const Rgb seen = FetchGuarded(row.top, x, run.maxSample);
+        row.out.r[x] = StoreSample<Sample>(seen.r);
+        row.out.g[x] = StoreSample<Sample>(seen.g);
+        row.out.b[x] = StoreSample<Sample>(seen.b);
 
-        ring.ringBottomR[cell] = planes.bottom.r[p];
-        ring.ringBottomG[cell] = planes.bottom.g[p];
-        ring.ringBottomB[cell] = planes.bottom.b[p];
+        ring.ringBottomR[cell] = row.bottom.r[x];
+        ring.ringBottomG[cell] = row.bottom.g[x];
+        ring.ringBottomB[cell] = row.bottom.b[x];
         ring.ringFgR[cell] = seen.r;
         ring.ringFgG[cell] = seen.g;
         ring.ringFgB[cell] = seen.b;
-        ring.ringAlpha[cell] = planes.top.a[p] / run.maxSample;
+        ring.ringAlpha[cell] = row.top.a[x] / run.maxSample;
     }
 }
 
-template void FetchRow<std::uint8_t>(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
-template void FetchRow<std::uint16_t>(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
+template void FetchRow<std::uint8_t>(const KeyRun&, const PlaneView<std::uint8_t>&);
+template void FetchRow<std::uint16_t>(const KeyRun&, const PlaneView<std::uint16_t>&);
 
 void KeyRow(const KeyRun& run, std::int32_t y) {
     if (run.orgPhoto) return;

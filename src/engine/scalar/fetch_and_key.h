@@ -12,10 +12,10 @@ namespace keying {
 // row and the last column of cells never count, on purpose.
 GridPlace PlaceOnGrid(std::int64_t position, std::int64_t size);
 
-// Brings row y of the top and bottom layers into the newest ring row and the top layer's colours, with the
+// Brings a row of the top and bottom layers into the newest ring row and the top layer's colours, with the
 // guards of the fetch, into the output planes. outA is not touched.
 template <class Sample>
-void FetchRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
+void FetchRow(const KeyRun& run, const PlaneView<Sample>& row);
 
 // Keys the newest ring row, picture row y, in place.
 void KeyRow(const KeyRun& run, std::int32_t y);

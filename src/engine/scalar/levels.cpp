@@ -117,7 +117,7 @@ double MeanLevelOf(double sum, std::int64_t count) {
 }
 
 template <class Sample>
-BackdropLevels MeasureLevels(const PlaneView<Sample>& planes) {
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes, Workers*) {
     const Picture<Sample> picture{planes.top, std::int64_t{planes.width} * planes.height,
                                   LimitsOf(planes.maxSample)};
     const double domHue = DominantHue(picture);
@@ -125,7 +125,7 @@ BackdropLevels MeasureLevels(const PlaneView<Sample>& planes) {
     return {domHue, DominantSat(picture, wholeHue), MeanLevel(picture, wholeHue)};
 }
 
-template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&);
-template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&, Workers*);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&, Workers*);
 
 }  // namespace keying

@@ -37,6 +37,6 @@ double MeanLevelOf(double sum, std::int64_t count);
 // Reads the top layer's colours three times: for the commonest hue, for the commonest saturation at that hue,
 // and for the mean level of the pixels that fit.
 template <class Sample>
-BackdropLevels MeasureLevels(const PlaneView<Sample>& planes);
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes, Workers* workers);
 
 }  // namespace keying

@@ -77,17 +77,6 @@ void StoreColour(const Channels<Sample>& out, std::size_t i, const Composite& co
     out.b[i] = StoreSample<Sample>(comp.b);
 }
 
-// Puts the untouched top pixel back outside the selection. The selection is read as bytes at both depths, on
-// purpose.
-template <class Sample>
-void restoreSelection(const KeyRun& run, const PlaneView<Sample>& planes, std::size_t i) {
-    if (run.selection == nullptr || run.selection[i] != 0) return;
-    planes.out.r[i] = planes.top.r[i];
-    planes.out.g[i] = planes.top.g[i];
-    planes.out.b[i] = planes.top.b[i];
-    planes.out.a[i] = planes.top.a[i];
-}
-
 std::size_t FirstOfRow(const KeyRun& run, std::int32_t y) {
     return static_cast<std::size_t>(y) * static_cast<std::size_t>(run.width);
 }
@@ -95,16 +84,15 @@ std::size_t FirstOfRow(const KeyRun& run, std::int32_t y) {
 }  // namespace
 
 template <class Sample>
-void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y) {
     const RowRing& ring = run.ring;
-    const Channels<const Sample>& top = planes.top;
-    const Channels<Sample>& out = planes.out;
+    const Channels<const Sample>& top = row.top;
+    const Channels<Sample>& out = row.out;
     const std::size_t newestRow = RingRow(ring, ring.ringSlot);
-    const std::size_t firstOut = FirstOfRow(run, y - ring.ringRadius);
     ColumnWindow window = {};
     for (std::int32_t x = 0; x < run.width; ++x) {
-        const std::size_t newest = newestRow + static_cast<std::size_t>(x);
-        const std::size_t outIndex = firstOut + static_cast<std::size_t>(x);
+        const std::size_t outIndex = static_cast<std::size_t>(x);
+        const std::size_t newest = newestRow + outIndex;
         Composite comp = RefinePixel(run, y, x, &window);
         LiftSoftEdge(run, newest, &comp);
         out.a[outIndex] = top.a[outIndex];
@@ -113,20 +101,18 @@ void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::in
             out.a[outIndex] = StoreSample<Sample>(top.a[outIndex] * ring.ringAlpha[newest]);
         }
         StoreColour(out, outIndex, comp);
-        restoreSelection(run, planes, outIndex);
     }
 }
 
 template <class Sample>
-void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& row) {
     const RowRing& ring = run.ring;
-    const Channels<const Sample>& top = planes.top;
-    const Channels<Sample>& out = planes.out;
+    const Channels<const Sample>& top = row.top;
+    const Channels<Sample>& out = row.out;
     const std::size_t newestRow = RingRow(ring, ring.ringSlot);
-    const std::size_t firstOut = FirstOfRow(run, y);
     for (std::int32_t x = 0; x < run.width; ++x) {
-        const std::size_t newest = newestRow + static_cast<std::size_t>(x);
-        const std::size_t outIndex = firstOut + static_cast<std::size_t>(x);
+        const std::size_t outIndex = static_cast<std::size_t>(x);
+        const std::size_t newest = newestRow + outIndex;
         const double a = ring.ringAlpha[newest];
         Composite comp{ring.ringFgR[newest] * a + (1 - a) * ring.ringBottomR[newest],
                        ring.ringFgG[newest] * a + (1 - a) * ring.ringBottomG[newest],
@@ -139,7 +125,19 @@ void WriteDirectRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int
             out.a[outIndex] = StoreSample<Sample>(kOpaqueByte * a);
         }
         StoreColour(out, outIndex, comp);
-        restoreSelection(run, planes, outIndex);
+    }
+}
+
+template <class Sample>
+void restoreSelection(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+    if (run.selection == nullptr) return;
+    const std::size_t first = FirstOfRow(run, y), width = static_cast<std::size_t>(run.width);
+    for (std::size_t i = first; i < first + width; ++i) {
+        if (run.selection[i] != 0) continue;
+        planes.out.r[i] = planes.top.r[i];
+        planes.out.g[i] = planes.top.g[i];
+        planes.out.b[i] = planes.top.b[i];
+        planes.out.a[i] = planes.top.a[i];
     }
 }
 
@@ -186,8 +184,10 @@ void FlushRows(const KeyRun& run, const PlaneView<Sample>& planes) {
 
 template void WriteRefinedRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
 template void WriteRefinedRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
-template void WriteDirectRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
-template void WriteDirectRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
+template void WriteDirectRow(const KeyRun&, const PlaneView<std::uint8_t>&);
+template void WriteDirectRow(const KeyRun&, const PlaneView<std::uint16_t>&);
+template void restoreSelection(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void restoreSelection(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
 template void FlushRows(const KeyRun&, const PlaneView<std::uint8_t>&);
 template void FlushRows(const KeyRun&, const PlaneView<std::uint16_t>&);
 

@@ -12,19 +12,16 @@ namespace keying {
 namespace {
 
 template <class Sample>
-void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
-    FetchRow<Sample>(run, planes, y);
+void FetchAndKeyRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y) {
+    FetchRow<Sample>(run, row);
     KeyRow(run, y);
-    if (!run.realityInteg) {
-        if (y >= run.ring.ringRadius) WriteRefinedRow<Sample>(run, planes, y);
-    } else if (!run.showSelect) {
-        WriteDirectRow<Sample>(run, planes, y);
-    }
+    if (run.realityInteg && !run.showSelect) WriteDirectRow<Sample>(run, row);
 }
 
 template <class Sample>
 constexpr Passes<Sample> ScalarPasses() {
-    return {MeasureLevels<Sample>, AddGridPixels<Sample>, ProcessRow<Sample>, BlendColours<Sample>};
+    return {MeasureLevels<Sample>, AddGridPixels<Sample>, FetchAndKeyRow<Sample>, WriteRefinedRow<Sample>,
+            BlendColours<Sample>};
 }
 
 }  // namespace

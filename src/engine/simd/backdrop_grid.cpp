@@ -68,11 +68,10 @@ std::int64_t FirstColumnOf(std::int64_t cell, std::int64_t width) {
 
 }  // namespace
 
-// Sums of samples are whole numbers below 2^53, so that the order of the additions does not matter.
 template <class Sample>
-void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid) {
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Band rows, BackdropGrid* grid) {
     const std::int64_t width = planes.width, height = planes.height;
-    for (std::int64_t y = 0; y < height; ++y) {
+    for (std::int64_t y = rows.first; y < rows.end; ++y) {
         const std::int64_t cellRow = y * kGridSide / height;
         for (std::int64_t column = 0; column < kGridSide; ++column) {
             const std::int64_t end = FirstColumnOf(column + 1, width);
@@ -84,7 +83,7 @@ void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Ba
     }
 }
 
-template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, BackdropGrid*);
-template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, BackdropGrid*);
+template void AddGridPixels(const PlaneView<std::uint8_t>&, const GridLimits&, Band, BackdropGrid*);
+template void AddGridPixels(const PlaneView<std::uint16_t>&, const GridLimits&, Band, BackdropGrid*);
 
 }  // namespace keying::FROND_VARIANT

@@ -1,6 +1,9 @@
 // Edge blending with no copies of whole planes: a row that the row pass changes is kept as it was while it is
 // read, and the column pass keeps the few rows that it has changed and may still read.
 //
+// The workers share the rows in bands. A worker of the column pass takes the candidates beside its band too,
+// in the same order, writes only to its band, and reads the rows around it from copies made before the pass.
+//
 // Sums of samples times distances are whole numbers, so that integers give the scalar reference's doubles.
 #include <cstdint>
 #include <cstdlib>
@@ -17,10 +20,15 @@ namespace {
 
 constexpr int kMostReach = 2 * kMostBlendRadius;  // samples read on either side of a candidate
 constexpr int kKeptRows = 16;                     // a power of two above the rows y - 2 radius to y + radius
+constexpr std::int64_t kRowsOfBand = 16;          // of the row pass
+constexpr std::int64_t kFewestColumnRows =
+    128;  // of a band of the column pass, and kMostColumnBands a worker
+constexpr std::int64_t kMostColumnBands = 4;
 
 constexpr std::uint8_t kRising = 1;
 constexpr std::uint8_t kFalling = 2;
 
+// What a worker blends with.
 template <class Sample>
 struct Blend {
     std::int64_t width, height;
@@ -31,7 +39,23 @@ struct Blend {
     double share[2 * kMostBlendRadius + 1];  // f of each written sample
     Sample* kept;                            // kKeptRows rows of three channels
     std::int64_t keptRow[kKeptRows];         // the picture row that each holds, or -1
+    Band band;                               // the rows that it may change
+    const Sample* borders;  // the rows around the end of each band but the last, as they were
+    std::int64_t bandRows;  // of each band but the last
 };
+
+// Rows on either side of a border between two bands that candidates of the other side read.
+template <class Sample>
+std::int64_t BorderReach(const Blend<Sample>& blend) {
+    return 3 * blend.radius;
+}
+
+// Row y of the copy around a border.
+template <class Sample>
+std::int64_t BorderIndex(const Blend<Sample>& blend, std::int64_t border, std::int64_t y, int channel) {
+    const std::int64_t reach = BorderReach(blend), n = border / blend.bandRows - 1;
+    return ((n * 2 * reach + y - (border - reach)) * 3 + channel) * blend.width;
+}
 
 template <class Sample>
 Sample* KeptRow(const Blend<Sample>& blend, std::int64_t y, int channel) {
@@ -52,6 +76,8 @@ void KeepRow(Blend<Sample>* blend, std::int64_t y) {
 // The row as it was before the pass.
 template <class Sample>
 const Sample* RowBefore(const Blend<Sample>& blend, std::int64_t y, int channel) {
+    if (y < blend.band.first) return blend.borders + BorderIndex(blend, blend.band.first, y, channel);
+    if (y >= blend.band.end) return blend.borders + BorderIndex(blend, blend.band.end, y, channel);
     return blend.keptRow[y & (kKeptRows - 1)] == y ? KeptRow(blend, y, channel)
                                                    : blend.out[channel] + y * blend.width;
 }
@@ -105,7 +131,7 @@ int NextMark(const std::uint8_t* marks, int i, int n) {
 
 // Offsets to the line's ends, held to the reach.
 struct Reach {
-    int before, after;  // both at least 1
+    int before, after;
 };
 
 Reach ReachOf(std::int64_t position, std::int64_t length, int reach) {
@@ -133,17 +159,16 @@ bool RefusesRow(const Blend<Sample>& blend, const Sample* A, std::uint8_t mark, 
 }
 
 // Blends one channel of a candidate along its line. read(o): the sample at distance o as it was before the
-// pass. out: the candidate's own sample, and its line's stride.
+// pass. writes: the distances that may be written. out: the candidate's own sample, and its line's stride.
 template <class Sample, class Read>
-void BlendChannel(const Blend<Sample>& blend, const Reach& reach, Read read, Sample* out,
+void BlendChannel(const Blend<Sample>& blend, const Reach& reach, const Reach& writes, Read read, Sample* out,
                   std::int64_t stride) {
     std::int32_t before = 0, after = 0;
     for (int o = 1; o <= reach.before; ++o) before += read(-o) * o;
     for (int o = 1; o <= reach.after; ++o) after += read(o) * o;
     const double meanBefore = static_cast<double>(before) / SumTo(reach.before);
     const double meanAfter = static_cast<double>(after) / SumTo(reach.after);
-    const int first = -Min(blend.radius, reach.before), last = Min(blend.radius, reach.after);
-    for (int o = first; o <= last; ++o) {
+    for (int o = -writes.before; o <= writes.after; ++o) {
         const double f = blend.share[o + blend.radius];
         out[o * stride] = StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
     }
@@ -158,19 +183,20 @@ void BlendRowBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int
         const Reach reach = ReachOf(first + i, blend->width, 2 * blend->radius);
         if (RefusesRow(*blend, A + i, marks[i], reach)) continue;
         KeepRow(blend, y);
+        const Reach writes = {Min(blend->radius, reach.before), Min(blend->radius, reach.after)};
         for (int c = 0; c < 3; ++c) {
             const Sample* work = KeptRow(*blend, y, c) + first + i;
             Sample* out = blend->out[c] + y * blend->width + first + i;
             BlendChannel(
-                *blend, reach, [work](int o) { return work[o]; }, out, 1);
+                *blend, reach, writes, [work](int o) { return work[o]; }, out, 1);
         }
     }
 }
 
 template <class Sample>
-void BlendAlongRows(Blend<Sample>* blend) {
+void BlendAlongRows(Blend<Sample>* blend, Band rows) {
     ForgetRows(blend);
-    for (std::int64_t y = 0; y < blend->height; ++y) {
+    for (std::int64_t y = rows.first; y < rows.end; ++y) {
         for (std::int64_t x = 2; x < blend->width - 2; x += kBlock) {
             const std::int64_t left = blend->width - 2 - x;
             BlendRowBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
@@ -185,9 +211,10 @@ void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, 
     if (!MarkColumn(A, blend->width, blend->halfMax, n, marks)) return;
 
     const Reach reach = ReachOf(y, blend->height, 2 * blend->radius);
-    for (int o = -blend->radius; o <= blend->radius; ++o) {
-        if (y + o >= 0 && y + o < blend->height) KeepRow(blend, y + o);
-    }
+    // Beside the band one of the two is below 0.
+    const Reach writes = {static_cast<int>(Min<std::int64_t>(blend->radius, y - blend->band.first)),
+                          static_cast<int>(Min<std::int64_t>(blend->radius, blend->band.end - 1 - y))};
+    for (int o = -writes.before; o <= writes.after; ++o) KeepRow(blend, y + o);
     const Sample* rows[3][2 * kMostReach + 1];
     for (int c = 0; c < 3; ++c) {
         for (int o = -reach.before; o <= reach.after; ++o)
@@ -199,15 +226,17 @@ void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, 
             const Sample* const* row = rows[c] + kMostReach;
             Sample* out = blend->out[c] + y * blend->width + x;
             BlendChannel(
-                *blend, reach, [row, x](int o) { return row[o][x]; }, out, blend->width);
+                *blend, reach, writes, [row, x](int o) { return row[o][x]; }, out, blend->width);
         }
     }
 }
 
 template <class Sample>
-void BlendAlongColumns(Blend<Sample>* blend) {
+void BlendAlongColumns(Blend<Sample>* blend, Band rows) {
     ForgetRows(blend);
-    for (std::int64_t y = 2; y < blend->height - 2; ++y) {
+    blend->band = rows;
+    const std::int64_t end = Min(rows.end + blend->radius, blend->height - 2);
+    for (std::int64_t y = Max<std::int64_t>(rows.first - blend->radius, 2); y < end; ++y) {
         for (std::int64_t x = 0; x < blend->width; x += kBlock) {
             const std::int64_t left = blend->width - x;
             BlendColumnBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
@@ -215,10 +244,8 @@ void BlendAlongColumns(Blend<Sample>* blend) {
     }
 }
 
-}  // namespace
-
 template <class Sample>
-bool BlendColours(const PlaneView<Sample>& planes) {
+Blend<Sample> BeginBlend(const PlaneView<Sample>& planes) {
     Blend<Sample> blend = {};
     blend.width = planes.width;
     blend.height = planes.height;
@@ -229,16 +256,72 @@ bool BlendColours(const PlaneView<Sample>& planes) {
     blend.out[2] = planes.out.b;
     blend.alpha = planes.out.a;
     for (int t = 0; t <= 2 * blend.radius; ++t) blend.share[t] = static_cast<double>(t) / (2 * blend.radius);
-    blend.kept = static_cast<Sample*>(
-        std::malloc(sizeof(Sample) * 3 * kKeptRows * static_cast<std::size_t>(blend.width)));
-    if (blend.kept == nullptr) return false;
-    BlendAlongRows(&blend);
-    BlendAlongColumns(&blend);
-    std::free(blend.kept);
+    blend.band = {0, blend.height};
+    blend.bandRows = blend.height;
+    return blend;
+}
+
+// Copies the rows around a border, as the row pass has left them.
+template <class Sample>
+void CopyBorder(const Blend<Sample>& blend, std::int64_t border, Sample* borders) {
+    const std::int64_t reach = BorderReach(blend), end = Min(border + reach, blend.height);
+    for (std::int64_t y = border - reach; y < end; ++y) {
+        for (int c = 0; c < 3; ++c) {
+            std::memcpy(borders + BorderIndex(blend, border, y, c), blend.out[c] + y * blend.width,
+                        sizeof(Sample) * static_cast<std::size_t>(blend.width));
+        }
+    }
+}
+
+// The column pass in bands, or in one without memory for their borders.
+template <class Sample>
+void BlendInColumnBands(Blend<Sample>* blends, Workers* workers) {
+    const std::int64_t height = blends[0].height, bands = kMostColumnBands * workers->Count();
+    std::int64_t rows = Max(kFewestColumnRows, (height + bands - 1) / bands);
+    if (workers->Count() == 1 || rows > height) rows = height;
+    const std::int64_t count = (height - 1) / rows;
+    for (std::int32_t i = 0; i < workers->Count(); ++i) blends[i].bandRows = rows;
+    Sample* borders = nullptr;
+    if (count > 0) {
+        const std::int64_t samples = count * 2 * BorderReach(blends[0]) * 3 * blends[0].width;
+        borders = static_cast<Sample*>(std::malloc(sizeof(Sample) * static_cast<std::size_t>(samples)));
+        if (borders == nullptr) rows = height;
+    }
+    if (borders != nullptr) {
+        ForBands(workers, count, 1, [&](std::int32_t, std::int64_t n, std::int64_t) {
+            CopyBorder(blends[0], (n + 1) * rows, borders);
+        });
+        for (std::int32_t i = 0; i < workers->Count(); ++i) blends[i].borders = borders;
+    }
+    ForBands(workers, height, rows, [&](std::int32_t worker, std::int64_t first, std::int64_t end) {
+        BlendAlongColumns(&blends[worker], {first, end});
+    });
+    std::free(borders);
+}
+
+}  // namespace
+
+template <class Sample>
+bool BlendColours(const PlaneView<Sample>& planes, Workers* workers) {
+    Blend<Sample> blends[kMostWorkers];
+    const std::size_t keptSamples = 3 * kKeptRows * static_cast<std::size_t>(planes.width);
+    const std::size_t count = static_cast<std::size_t>(workers->Count());
+    Sample* const kept = static_cast<Sample*>(std::malloc(sizeof(Sample) * keptSamples * count));
+    if (kept == nullptr) return false;
+    for (std::size_t i = 0; i < count; ++i) {
+        blends[i] = BeginBlend(planes);
+        blends[i].kept = kept + i * keptSamples;
+    }
+    ForBands(workers, planes.height, kRowsOfBand,
+             [&](std::int32_t worker, std::int64_t first, std::int64_t end) {
+                 BlendAlongRows(&blends[worker], {first, end});
+             });
+    BlendInColumnBands(blends, workers);
+    std::free(kept);
     return true;
 }
 
-template bool BlendColours(const PlaneView<std::uint8_t>&);
-template bool BlendColours(const PlaneView<std::uint16_t>&);
+template bool BlendColours(const PlaneView<std::uint8_t>&, Workers*);
+template bool BlendColours(const PlaneView<std::uint16_t>&, Workers*);
 
 }  // namespace keying::FROND_VARIANT

@@ -93,27 +93,27 @@ void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
     queue->count = 0;
 }
 
-// Fetches pixels `from` to `to` of the span that begins at index `first`, and keys them but for those that it
+// Fetches pixels `from` to `to` of the span that begins at column x0, and keys them but for those that it
 // packs. copyOut: the fetched colours go to the output planes.
 template <class Sample>
-void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from, int to,
+void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t x0, int from, int to,
                   bool copyOut, Queues* queues, Span* span) {
     // The stores of bytes may reach everything in memory, for all that the compiler knows.
     const Doubles maxSample = run.maxSample;
     for (int x = from; x < to; x += kDoubles) {
-        const std::int64_t i = first + x;
+        const std::int32_t i = x0 + x;
         const int left = to - x;
         Pixels p;
-        p.R = LoadSamples(planes.top.r + i, left);
-        p.G = LoadSamples(planes.top.g + i, left);
-        p.B = Min(LoadSamples(planes.top.b + i, left), maxSample);
+        p.R = LoadSamples(row.top.r + i, left);
+        p.G = LoadSamples(row.top.g + i, left);
+        p.B = Min(LoadSamples(row.top.b + i, left), maxSample);
         p.G = Select(p.G == 0, 1, p.G);
         if (copyOut) {
-            StoreSamples(planes.out.r + i, p.R, left);
-            StoreSamples(planes.out.g + i, p.G, left);
-            StoreSamples(planes.out.b + i, p.B, left);
+            StoreSamples(row.out.r + i, p.R, left);
+            StoreSamples(row.out.g + i, p.G, left);
+            StoreSamples(row.out.b + i, p.B, left);
         }
-        const Doubles topAlpha = LoadSamples(planes.top.a + i, left);
+        const Doubles topAlpha = LoadSamples(row.top.a + i, left);
         p.alpha = All(topAlpha == maxSample) ? Doubles(1) : topAlpha / maxSample;
         p.fgR = p.R;
         p.fgG = p.G;
@@ -134,20 +134,20 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64
 
 // The kinds of a span's groups. The last one is mixed if it is not whole.
 template <class Sample>
-void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample>& planes,
-               const GridPlace& row, std::int64_t first, std::int32_t x0, int n, GroupKind* kinds) {
+void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample>& row,
+               const GridPlace& place, std::int32_t x0, int n, GroupKind* kinds) {
     alignas(64) float bgR[kSpan + kFloats], bgG[kSpan + kFloats], bgB[kSpan + kFloats];
-    FillBackdropF32(run, run.grid->gridR, row, x0, n, bgR);
-    FillBackdropF32(run, run.grid->gridG, row, x0, n, bgG);
-    FillBackdropF32(run, run.grid->gridB, row, x0, n, bgB);
+    FillBackdropF32(run, run.grid->gridR, place, x0, n, bgR);
+    FillBackdropF32(run, run.grid->gridG, place, x0, n, bgG);
+    FillBackdropF32(run, run.grid->gridB, place, x0, n, bgB);
     for (int x = 0; x < n; x += kFloats) {
         GroupKind* kind = kinds + x / kFloats;
         *kind = kMixed;
         if (n - x < kFloats) break;
-        const std::int64_t i = first + x;
-        if (!All(LoadFloats(planes.top.a + i) >= groups.maxSample)) continue;
-        *kind = KindOf(groups, {LoadFloats(planes.top.r + i), Max(LoadFloats(planes.top.g + i), 1),
-                                Min(LoadFloats(planes.top.b + i), groups.maxSample), Load(bgR + x),
+        const std::int32_t i = x0 + x;
+        if (!All(LoadFloats(row.top.a + i) >= groups.maxSample)) continue;
+        *kind = KindOf(groups, {LoadFloats(row.top.r + i), Max(LoadFloats(row.top.g + i), 1),
+                                Min(LoadFloats(row.top.b + i), groups.maxSample), Load(bgR + x),
                                 Load(bgG + x), Load(bgB + x)});
     }
 }
@@ -155,13 +155,12 @@ void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample
 }  // namespace
 
 template <class Sample>
-void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
-    const std::int64_t firstOfRow = std::int64_t{y} * run.width;
+void KeyRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y) {
     if (run.realityInteg && run.showSelect) {
-        CopyRow(run, planes, firstOfRow);
+        CopyRow(run, row);
         return;
     }
-    const GridPlace row = PlaceOnGrid(y, run.height);
+    const GridPlace place = PlaceOnGrid(y, run.height);
     const GroupRun groups = GroupRunOf(run);
     alignas(64) Span span;
     alignas(64) Queues queues;
@@ -169,38 +168,31 @@ void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t
     GroupKind* kindsOfRow = KindsOfRow(run, run.ring.ringSlot);
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
         const int n = run.width - x0 < kSpan ? run.width - x0 : kSpan;
-        const std::int64_t first = firstOfRow + x0;
         GroupKind* kinds = kindsOfRow + x0 / kFloats;
-        if (groups.use) FindKinds(run, groups, planes, row, first, x0, n, kinds);
+        if (groups.use) FindKinds(run, groups, row, place, x0, n, kinds);
         ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
             if (kind == kMixed) {
-                if (!run.orgPhoto) FillBackdrop(run, row, x0, from, to, &span);
-                ClassifySpan(run, planes, first, from, to, !run.realityInteg, &queues, &span);
+                if (!run.orgPhoto) FillBackdrop(run, place, x0, from, to, &span);
+                ClassifySpan(run, row, x0, from, to, !run.realityInteg, &queues, &span);
             } else if (run.realityInteg) {
-                WriteUniform(run, planes, first + from, to - from, kind);
+                WriteUniform(run, row, x0 + from, to - from, kind);
             } else {
-                KeepUniform(run, planes, first, from, to, kind, &span);
+                KeepUniform(run, row, x0, from, to, kind, &span);
             }
         });
         KeyQueued(run, &queues.search, true, &span);
         KeyQueued(run, &queues.correct, false, &span);
         if (run.realityInteg) {
             ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
-                if (kind == kMixed) WriteSpan(run, planes, first, from, to, span);
+                if (kind == kMixed) WriteSpan(run, row, x0, from, to, span);
             });
         } else {
-            FillRing(run, planes, first, x0, n, span);
+            FillRing(run, row, x0, n, span);
         }
-    }
-    if (run.realityInteg) {
-        RestoreSelection(run, planes, firstOfRow, run.width);
-    } else if (y >= run.ring.ringRadius) {
-        WriteRefinedRow(run, planes, y);
-        RestoreSelection(run, planes, firstOfRow - std::int64_t{run.ring.ringRadius} * run.width, run.width);
     }
 }
 
-template void ProcessRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
-template void ProcessRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
+template void KeyRow(const KeyRun&, const PlaneView<std::uint8_t>&, std::int32_t);
+template void KeyRow(const KeyRun&, const PlaneView<std::uint16_t>&, std::int32_t);
 
 }  // namespace keying::FROND_VARIANT

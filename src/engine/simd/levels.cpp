@@ -22,6 +22,9 @@ constexpr int kFirstHue = kKeyHue - kHueSector;
 constexpr int kHues = 2 * kHueSector;
 constexpr int kSatBins = kSatSteps + 1;
 
+// Pixels of a worker's band: whole blocks.
+constexpr std::int64_t kPixelsOfBand = 64 * kBlock;
+
 // In place of a bin.
 constexpr std::int32_t kNotCounted = -1;
 constexpr std::int32_t kUndecided = -2;
@@ -108,14 +111,14 @@ std::int32_t CachedBin(const AnalysisLimits& limits, const Rgb& seen, BinCache* 
 }
 
 template <class Sample>
-void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t pixels, const AnalysisLimits& limits,
-                      Workspace* work) {
+void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t from, std::int64_t to,
+                      const AnalysisLimits& limits, Workspace* work) {
     const std::int32_t maxSample = static_cast<std::int32_t>(limits.maxSample);
     const std::int32_t darkest = static_cast<std::int32_t>(limits.darkest);
     Ratios ratios;
     std::int32_t bins[kBlock];
-    for (std::int64_t first = 0; first < pixels; first += kBlock) {
-        const int n = static_cast<int>(Min<std::int64_t>(kBlock, pixels - first));
+    for (std::int64_t first = from; first < to; first += kBlock) {
+        const int n = static_cast<int>(Min<std::int64_t>(kBlock, to - first));
         FindRatios(top.r + first, top.g + first, top.b + first, n, maxSample, darkest, &ratios);
         FindBins(ratios, n, bins);
         for (int i = 0; i < n; ++i) {
@@ -129,6 +132,10 @@ void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t pixels, co
             }
         }
     }
+}
+
+void AddCounts(const Workspace& from, Workspace* to) {
+    for (int bin = 0; bin < kHues * kSatBins; ++bin) to->counts[0][bin] += from.CountOf(bin);
 }
 
 double DominantHue(const Workspace& work) {
@@ -148,17 +155,18 @@ double DominantSat(const Workspace& work, int domHue) {
     return PeakSat(hist);
 }
 
+template <class Number>
 struct LevelSum {
-    std::int32_t sum, count;
+    Number sum, count;
 };
 
 // Whole numbers decide: the doubles of a raw pixel are exact where its hue is whole, and clear of the whole
 // degree by more than their rounding where it is not. The same holds for the least saturation.
 template <class Sample>
-LevelSum SumLevels(const Sample* r, const Sample* g, const Sample* b, int n, std::int32_t maxSample,
-                   std::int32_t darkest, std::int32_t domHue) {
+LevelSum<std::int32_t> SumLevels(const Sample* r, const Sample* g, const Sample* b, int n,
+                                 std::int32_t maxSample, std::int32_t darkest, std::int32_t domHue) {
     const std::int32_t from = domHue - (kHueGapLimit - 1) - kKeyHue, below = domHue + kHueGapLimit - kKeyHue;
-    LevelSum total = {0, 0};
+    LevelSum<std::int32_t> total = {0, 0};
     for (int i = 0; i < n; ++i) {
         const std::int32_t red = r[i], blue = b[i];
         const std::int32_t green = Min<std::int32_t>(g[i], maxSample);
@@ -173,37 +181,51 @@ LevelSum SumLevels(const Sample* r, const Sample* g, const Sample* b, int n, std
 
 template <class Sample>
 double MeanLevel(const Channels<const Sample>& top, std::int64_t pixels, const AnalysisLimits& limits,
-                 int domHue) {
-    std::int64_t sum = 0, count = 0;
-    for (std::int64_t first = 0; first < pixels; first += kBlock) {
-        const int n = static_cast<int>(Min<std::int64_t>(kBlock, pixels - first));
-        const LevelSum block = SumLevels(top.r + first, top.g + first, top.b + first, n,
+                 int domHue, Workers* workers) {
+    LevelSum<std::int64_t> sums[kMostWorkers] = {};
+    ForBands(workers, pixels, kPixelsOfBand, [&](std::int32_t worker, std::int64_t from, std::int64_t to) {
+        LevelSum<std::int64_t> total = {0, 0};
+        for (std::int64_t first = from; first < to; first += kBlock) {
+            const int n = static_cast<int>(Min<std::int64_t>(kBlock, to - first));
+            const auto block = SumLevels(top.r + first, top.g + first, top.b + first, n,
                                          static_cast<std::int32_t>(limits.maxSample),
                                          static_cast<std::int32_t>(limits.darkest), domHue);
-        sum += block.sum;
-        count += block.count;
+            total.sum += block.sum;
+            total.count += block.count;
+        }
+        sums[worker].sum += total.sum;
+        sums[worker].count += total.count;
+    });
+    for (std::int32_t i = 1; i < workers->Count(); ++i) {
+        sums[0].sum += sums[i].sum;
+        sums[0].count += sums[i].count;
     }
-    return MeanLevelOf(static_cast<double>(sum), count);
+    return MeanLevelOf(static_cast<double>(sums[0].sum), sums[0].count);
 }
 
 }  // namespace
 
-// Without memory the scalar reference measures.
+// Each worker counts for itself; counts are whole numbers and can be added in any order. Without memory the
+// scalar reference measures.
 template <class Sample>
-BackdropLevels MeasureLevels(const PlaneView<Sample>& planes) {
-    Workspace* work = static_cast<Workspace*>(std::calloc(1, sizeof(Workspace)));
-    if (work == nullptr) return keying::MeasureLevels(planes);
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes, Workers* workers) {
+    const std::size_t count = static_cast<std::size_t>(workers->Count());
+    Workspace* work = static_cast<Workspace*>(std::calloc(count, sizeof(Workspace)));
+    if (work == nullptr) return keying::MeasureLevels(planes, workers);
     const std::int64_t pixels = std::int64_t{planes.width} * planes.height;
     const AnalysisLimits limits = LimitsOf(planes.maxSample);
-    CountHuesAndSats(planes.top, pixels, limits, work);
+    ForBands(workers, pixels, kPixelsOfBand, [&](std::int32_t worker, std::int64_t from, std::int64_t to) {
+        CountHuesAndSats(planes.top, from, to, limits, &work[worker]);
+    });
+    for (std::size_t i = 1; i < count; ++i) AddCounts(work[i], work);
     const double domHue = DominantHue(*work);
     const int wholeHue = static_cast<int>(domHue);
     const double domSat = DominantSat(*work, wholeHue);
     std::free(work);
-    return {domHue, domSat, MeanLevel(planes.top, pixels, limits, wholeHue)};
+    return {domHue, domSat, MeanLevel(planes.top, pixels, limits, wholeHue, workers)};
 }
 
-template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&);
-template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint8_t>&, Workers*);
+template BackdropLevels MeasureLevels(const PlaneView<std::uint16_t>&, Workers*);
 
 }  // namespace keying::FROND_VARIANT

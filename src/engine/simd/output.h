@@ -59,14 +59,14 @@ static inline void LiftSoftEdges(const KeyRun& run, std::size_t newest, Colours*
 
 // The direct writer over a part of a span.
 template <class Sample>
-static inline void WriteSpan(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first, int from,
+static inline void WriteSpan(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t x0, int from,
                              int to, const Span& span) {
     for (int x = from; x < to; x += kDoubles) {
-        const std::int64_t i = first + x;
+        const std::int32_t i = x0 + x;
         const int left = to - x;
         const Doubles a = Load(span.alpha + x);
         const Doubles fgR = Load(span.fgR + x), fgG = Load(span.fgG + x), fgB = Load(span.fgB + x);
-        const Doubles topAlpha = LoadSamples(planes.top.a + i, left);
+        const Doubles topAlpha = LoadSamples(row.top.a + i, left);
         Doubles r, g, b, alpha;
         if (run.outputAlpha) {
             r = LimitTo(fgR, kLeastVisible, run.maxSample);
@@ -74,15 +74,15 @@ static inline void WriteSpan(const KeyRun& run, const PlaneView<Sample>& planes,
             b = LimitTo(fgB, kLeastVisible, run.maxSample);
             alpha = topAlpha * a;
         } else {
-            r = fgR * a + (1 - a) * LoadSamples(planes.bottom.r + i, left);
-            g = fgG * a + (1 - a) * LoadSamples(planes.bottom.g + i, left);
-            b = fgB * a + (1 - a) * LoadSamples(planes.bottom.b + i, left);
+            r = fgR * a + (1 - a) * LoadSamples(row.bottom.r + i, left);
+            g = fgG * a + (1 - a) * LoadSamples(row.bottom.g + i, left);
+            b = fgB * a + (1 - a) * LoadSamples(row.bottom.b + i, left);
             alpha = sizeof(Sample) == 1 ? kOpaqueByte * a : topAlpha;
         }
-        StoreSamples(planes.out.r + i, r, left);
-        StoreSamples(planes.out.g + i, g, left);
-        StoreSamples(planes.out.b + i, b, left);
-        StoreSamples(planes.out.a + i, alpha, left);
+        StoreSamples(row.out.r + i, r, left);
+        StoreSamples(row.out.g + i, g, left);
+        StoreSamples(row.out.b + i, b, left);
+        StoreSamples(row.out.a + i, alpha, left);
     }
 }
 
@@ -93,59 +93,46 @@ static inline void CopySamples(Sample* to, const Sample* from, int n) {
 
 // The top layer's colours as they are fetched.
 template <class Sample>
-static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t i, int n) {
+static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i, int n) {
     const Sample most = static_cast<Sample>(run.maxSample);
-    CopySamples(planes.out.r + i, planes.top.r + i, n);
+    CopySamples(row.out.r + i, row.top.r + i, n);
     for (int x = 0; x < n; ++x) {
-        const Sample G = planes.top.g[i + x], B = planes.top.b[i + x];
-        planes.out.g[i + x] = G == 0 ? 1 : G;
-        planes.out.b[i + x] = B > most ? most : B;
+        const Sample G = row.top.g[i + x], B = row.top.b[i + x];
+        row.out.g[i + x] = G == 0 ? 1 : G;
+        row.out.b[i + x] = B > most ? most : B;
     }
 }
 
 // The direct writer over uniform groups, whose alpha is 0 or 1: the result is one of the layers unchanged.
 template <class Sample>
-static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t i, int n,
+static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i, int n,
                                 GroupKind kind) {
     if (kind == kBackdrop) {
-        CopySamples(planes.out.r + i, planes.bottom.r + i, n);
-        CopySamples(planes.out.g + i, planes.bottom.g + i, n);
-        CopySamples(planes.out.b + i, planes.bottom.b + i, n);
+        CopySamples(row.out.r + i, row.bottom.r + i, n);
+        CopySamples(row.out.g + i, row.bottom.g + i, n);
+        CopySamples(row.out.b + i, row.bottom.b + i, n);
     } else {
-        CopyFetched(run, planes, i, n);
+        CopyFetched(run, row, i, n);
     }
     if (sizeof(Sample) == 1) {
-        std::memset(planes.out.a + i, kind == kBackdrop ? 0 : 255, static_cast<unsigned>(n));
+        std::memset(row.out.a + i, kind == kBackdrop ? 0 : 255, static_cast<unsigned>(n));
     } else {
-        CopySamples(planes.out.a + i, planes.top.a + i, n);
+        CopySamples(row.out.a + i, row.top.a + i, n);
     }
 }
 
 // The same for the ring. A foreground whose alpha is 0 is not seen.
 template <class Sample>
-static inline void KeepUniform(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
-                               int from, int to, GroupKind kind, Span* span) {
+static inline void KeepUniform(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t x0, int from,
+                               int to, GroupKind kind, Span* span) {
     const bool keyed = kind == kBackdrop;
-    CopyFetched(run, planes, first + from, to - from);
+    CopyFetched(run, row, x0 + from, to - from);
     for (int x = from; x < to; x += kDoubles) {
-        const std::int64_t i = first + x;
-        Store(span->fgR + x, keyed ? Doubles(0) : LoadDoubles(planes.out.r + i));
-        Store(span->fgG + x, keyed ? Doubles(0) : LoadDoubles(planes.out.g + i));
-        Store(span->fgB + x, keyed ? Doubles(0) : LoadDoubles(planes.out.b + i));
+        const std::int32_t i = x0 + x;
+        Store(span->fgR + x, keyed ? Doubles(0) : LoadDoubles(row.out.r + i));
+        Store(span->fgG + x, keyed ? Doubles(0) : LoadDoubles(row.out.g + i));
+        Store(span->fgB + x, keyed ? Doubles(0) : LoadDoubles(row.out.b + i));
         Store(span->alpha + x, Doubles(keyed ? 0 : 1));
-    }
-}
-
-template <class Sample>
-static inline void RestoreSelection(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
-                                    std::int32_t n) {
-    if (run.selection == nullptr) return;
-    for (std::int64_t i = first; i < first + n; ++i) {
-        if (run.selection[i] != 0) continue;
-        planes.out.r[i] = planes.top.r[i];
-        planes.out.g[i] = planes.top.g[i];
-        planes.out.b[i] = planes.top.b[i];
-        planes.out.a[i] = planes.top.a[i];
     }
 }
 
@@ -158,8 +145,8 @@ static inline void WidenSamples(const Sample* samples, int n, RingCell* cells) {
 
 // Puts a keyed span into the newest ring row, with the bottom layer beside it.
 template <class Sample>
-static inline void FillRing(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first,
-                            std::int32_t x0, int n, const Span& span) {
+static inline void FillRing(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t x0, int n,
+                            const Span& span) {
     const RowRing& ring = run.ring;
     const std::size_t cell = RingRow(ring, ring.ringSlot) + static_cast<std::size_t>(x0);
     const std::size_t bytes = sizeof(double) * static_cast<std::size_t>(n);
@@ -167,22 +154,21 @@ static inline void FillRing(const KeyRun& run, const PlaneView<Sample>& planes, 
     std::memcpy(ring.ringFgG + cell, span.fgG, bytes);
     std::memcpy(ring.ringFgB + cell, span.fgB, bytes);
     std::memcpy(ring.ringAlpha + cell, span.alpha, bytes);
-    WidenSamples(planes.bottom.r + first, n, ring.ringBottomR + cell);
-    WidenSamples(planes.bottom.g + first, n, ring.ringBottomG + cell);
-    WidenSamples(planes.bottom.b + first, n, ring.ringBottomB + cell);
+    WidenSamples(row.bottom.r + x0, n, ring.ringBottomR + cell);
+    WidenSamples(row.bottom.g + x0, n, ring.ringBottomG + cell);
+    WidenSamples(row.bottom.b + x0, n, ring.ringBottomB + cell);
 }
 
 // With both flags of the writers' table on, no writer runs and the ring has no reader: the fetch is all that
 // reaches the picture.
 template <class Sample>
-static inline void CopyRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int64_t first) {
+static inline void CopyRow(const KeyRun& run, const PlaneView<Sample>& row) {
     for (std::int32_t x = 0; x < run.width; x += kDoubles) {
-        const std::int64_t i = first + x;
         const int left = run.width - x;
-        const Doubles G = LoadSamples(planes.top.g + i, left);
-        StoreSamples(planes.out.r + i, LoadSamples(planes.top.r + i, left), left);
-        StoreSamples(planes.out.g + i, Select(G == 0, 1, G), left);
-        StoreSamples(planes.out.b + i, Min(LoadSamples(planes.top.b + i, left), run.maxSample), left);
+        const Doubles G = LoadSamples(row.top.g + x, left);
+        StoreSamples(row.out.r + x, LoadSamples(row.top.r + x, left), left);
+        StoreSamples(row.out.g + x, Select(G == 0, 1, G), left);
+        StoreSamples(row.out.b + x, Min(LoadSamples(row.top.b + x, left), run.maxSample), left);
     }
 }
 

@@ -6,19 +6,18 @@
 namespace keying::FROND_VARIANT {
 
 template <class Sample>
-BackdropLevels MeasureLevels(const PlaneView<Sample>& planes);
+BackdropLevels MeasureLevels(const PlaneView<Sample>& planes, Workers* workers);
 
 template <class Sample>
-void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, BackdropGrid* grid);
+void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Band rows, BackdropGrid* grid);
 
 template <class Sample>
-void ProcessRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
-
-// Refines and writes picture row y - ringRadius, but for the selection.
-template <class Sample>
-void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y);
+void KeyRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y);
 
 template <class Sample>
-bool BlendColours(const PlaneView<Sample>& planes);
+void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y);
+
+template <class Sample>
+bool BlendColours(const PlaneView<Sample>& planes, Workers* workers);
 
 }  // namespace keying::FROND_VARIANT

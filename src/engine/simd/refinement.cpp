@@ -115,13 +115,11 @@ void RefineSpan(const KeyRun& run, const Window& window, const PlaneView<Sample>
 }  // namespace
 
 template <class Sample>
-void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& planes, std::int32_t y) {
+void WriteRefinedRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y) {
     if (run.width < kNarrowest) {
-        keying::WriteRefinedRow(run, planes, y);
+        keying::WriteRefinedRow(run, row, y);
         return;
     }
-    const std::int64_t first = std::int64_t{y - run.ring.ringRadius} * run.width;
-    const PlaneView<Sample> row = ViewFrom(planes, first);
     const Window window = WindowOf(run, y);
     GroupKind kinds[kSpan / kFloats];
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {

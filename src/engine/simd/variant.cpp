@@ -9,7 +9,8 @@ namespace {
 
 template <class Sample>
 constexpr Passes<Sample> VectorPasses() {
-    return {MeasureLevels<Sample>, AddGridPixels<Sample>, ProcessRow<Sample>, BlendColours<Sample>};
+    return {MeasureLevels<Sample>, AddGridPixels<Sample>, KeyRow<Sample>, WriteRefinedRow<Sample>,
+            BlendColours<Sample>};
 }
 
 }  // namespace
