@@ -1,12 +1,13 @@
 // frond_bench: the engine's speed by stage, variant, picture, size and depth.
 //
 //   frond_bench [--variant=NAME,...] [--stage=NAME,...] [--picture=NAME,...] [--size=MEGAPIXELS,...]
-//               [--depth=BITS,...] [--repeat=N] [options of Google Benchmark]
+//               [--depth=BITS,...] [--workers=N,...] [--repeat=N] [options of Google Benchmark]
 //
 // Defaults: every variant that the machine runs, every stage, the plate, 2, 12 and 48 megapixels, 8 and 16
-// bits, five repetitions. --benchmark_enable_random_interleaving=true alternates the variants within a
-// repetition and needs one size and depth at a time. Every result is compared with that of the first variant.
-// Exit code 1 after a difference, 2 after a wrong option. A picture may be the file of a photograph.
+// bits, one worker, five repetitions. Several workers are measured by the clock.
+// --benchmark_enable_random_interleaving=true alternates the variants within a repetition and needs one size
+// and depth at a time. Every result is compared with that of the first variant. Exit code 1 after a
+// difference, 2 after a wrong option. A picture may be the file of a photograph.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -28,7 +29,8 @@ namespace {
 using Names = std::vector<std::string>;
 
 struct Options {
-    Names variants, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, repeat{"5"};
+    Names variants, stages, pictures{"plate"}, sizes{"2", "12", "48"}, depths{"8", "16"}, workers{"1"},
+        repeat{"5"};
 };
 
 Names Split(const std::string& list) {
@@ -48,7 +50,8 @@ Options ReadOptions(int* argc, char** argv) {
     Options options;
     const std::map<std::string, Names*> known = {
         {"--variant", &options.variants}, {"--stage", &options.stages}, {"--picture", &options.pictures},
-        {"--size", &options.sizes},       {"--depth", &options.depths}, {"--repeat", &options.repeat}};
+        {"--size", &options.sizes},       {"--depth", &options.depths}, {"--workers", &options.workers},
+        {"--repeat", &options.repeat}};
     int kept = 1;
     for (int i = 1; i < *argc; ++i) {
         const std::string argument = argv[i];
@@ -107,11 +110,11 @@ void FillIn(Options* options) {
 std::map<std::string, std::uint64_t> gFirstHashes;
 
 void Measure(benchmark::State& state, const std::string& key, const std::string& stage,
-             const std::string& variant, const Shape& shape) {
+             const std::string& variant, int workers, const Shape& shape) {
     double seconds = 0;
     std::int64_t pixels = 0;
     for (auto _ : state) {
-        const Measured measured = RunStage(stage, variant, shape);
+        const Measured measured = RunStage(stage, variant, workers, shape);
         if (!measured.error.empty()) {
             state.SkipWithError(measured.error.c_str());
             return;
@@ -132,16 +135,21 @@ void Register(const Options& options, const std::string& picture, int size, int 
     const int repetitions = Number(options.repeat[0], 1, 1000, "number of repetitions");
     const Shape shape{picture, size, depth};
     for (const std::string& stage : options.stages) {
-        for (const std::string& variant : options.variants) {
-            const std::string name = std::filesystem::path(picture).filename().string();
-            const std::string key =
-                stage + "/" + name + "/" + std::to_string(size) + " Mpx/" + std::to_string(depth) + " bits";
-            const auto measure = [=](benchmark::State& state) { Measure(state, key, stage, variant, shape); };
-            benchmark::RegisterBenchmark((key + "/" + variant).c_str(), measure)
-                ->UseManualTime()
-                ->Iterations(1)
-                ->Repetitions(repetitions);
-        }
+        for (const std::string& variant : options.variants)
+            for (const std::string& count : options.workers) {
+                const int workers = Number(count, 1, 64, "number of workers");
+                const std::string name = std::filesystem::path(picture).filename().string();
+                const std::string key = stage + "/" + name + "/" + std::to_string(size) + " Mpx/" +
+                                        std::to_string(depth) + " bits";
+                const auto measure = [=](benchmark::State& state) {
+                    Measure(state, key, stage, variant, workers, shape);
+                };
+                const std::string row = workers == 1 ? variant : variant + " x" + count;
+                benchmark::RegisterBenchmark((key + "/" + row).c_str(), measure)
+                    ->UseManualTime()
+                    ->Iterations(1)
+                    ->Repetitions(repetitions);
+            }
     }
 }
 

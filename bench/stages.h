@@ -22,13 +22,14 @@ namespace bench {
 extern const char* const kStageNames[];  // ending in null
 
 struct Measured {
-    double seconds;      // of this thread's processor time
+    double seconds;      // of this thread's processor time, or with several workers of the clock
     std::uint64_t hash;  // of the results: the same for every variant
     std::int64_t pixels;
     std::string error;  // empty: it ran
 };
 
 // One run of one stage. The picture of the last call is kept. variant: one that runs on this machine.
-Measured RunStage(const std::string& stage, const std::string& variant, const Shape& shape);
+// workers: 1 or more.
+Measured RunStage(const std::string& stage, const std::string& variant, int workers, const Shape& shape);
 
 }  // namespace bench
