@@ -1,12 +1,11 @@
 #include "engine/workers.h"
 
+#include <xmmintrin.h>
+
 #include <atomic>
-#include <cfenv>
 #include <cstdlib>
 
 #ifdef _WIN32
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 #else
 #include <pthread.h>
@@ -154,7 +153,7 @@ void WorkUntilTheEnd(void* member);
 }  // namespace
 
 struct Team {
-    std::fenv_t environment;
+    unsigned environment;  // of the floating-point arithmetic: how the caller rounds
     Mutex mutex;           // guards all that follows
     Condition jobIsThere;  // for the threads
     Condition jobIsDone;   // for the caller
@@ -170,7 +169,7 @@ namespace {
 void WorkUntilTheEnd(void* context) {
     const Member& member = *static_cast<const Member*>(context);
     Team& team = *member.team;
-    std::fesetenv(&team.environment);
+    _mm_setcsr(team.environment);
     Lock(&team.mutex);
     for (std::int64_t done = 0;; ++done) {
         while (team.jobs == done && !team.ends) Wait(&team.jobIsThere, &team.mutex);
@@ -198,7 +197,7 @@ std::int32_t WorkerCount(std::int32_t wanted, std::int64_t pixels) {
 Workers::Workers(std::int32_t count) : team_(nullptr), count_(1) {
     if (count > 1) team_ = static_cast<Team*>(std::calloc(1, sizeof(Team)));
     if (team_ == nullptr) return;
-    std::fegetenv(&team_->environment);
+    team_->environment = _mm_getcsr();
     Prepare(&team_->mutex, &team_->jobIsThere, &team_->jobIsDone);
     for (; count_ < count && count_ < kMostWorkers; ++count_) {
         Member& member = team_->members[count_ - 1];
