@@ -1,13 +1,13 @@
 #!/bin/bash
 # Installs what is missing, builds everything and runs all tests: ./test.sh [PRESET...]
 #
-# Without presets: scripts/lint.sh, then linux, asan, fuzz, win64 and win32, the Windows ones under Wine. The presets
-# debug, clang and tsan run by name only. Each preset leaves its logs in build/PRESET. Ends with the number of tests that
+# Without presets: scripts/lint.sh, then linux, asan, tsan, fuzz, win64 and win32, the Windows ones under Wine. The presets
+# debug and clang run by name only. Each preset leaves its logs in build/PRESET. Ends with the number of tests that
 # passed, failed and were skipped; 0 when none failed.
 set -euo pipefail
 cd "$(dirname "$0")"
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(linux asan fuzz win64 win32)
+[ ${#presets[@]} -gt 0 ] || presets=(linux asan tsan fuzz win64 win32)
 
 passed=0 failed=0 skipped=0
 wine32=

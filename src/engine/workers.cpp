@@ -10,7 +10,7 @@
 #else
 #include <pthread.h>
 #include <sched.h>
-#include <signal.h>
+#include <csignal>
 #endif
 
 namespace keying {
