@@ -44,15 +44,29 @@ images::Picture ReadInputPicture(const std::filesystem::path& path) {
     }
 }
 
-void WriteResult(const std::filesystem::path& path, const images::Picture& picture, bool ignoreInterrupt) {
+std::vector<std::uint8_t> EncodeResult(const std::filesystem::path& path, const images::Picture& picture) {
     try {
-        images::WritePicture(path, picture, ignoreInterrupt ? nullptr : &gInterrupted);
+        return images::EncodePicture(path, picture);
+    } catch (const images::PictureError& error) {
+        throw Failure(kBadOutput, error.what());
+    }
+}
+
+void WriteResultFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes,
+                     bool ignoreInterrupt) {
+    try {
+        images::WriteFileAtomically(path, bytes.data(), bytes.size(),
+                                    ignoreInterrupt ? nullptr : &gInterrupted);
     } catch (const images::DiskFull& error) {
         throw Failure(kBadOutput, error.what(), true);
     } catch (const images::PictureError& error) {
         if (gInterrupted && !ignoreInterrupt) throw Failure(kInterrupted, "interrupted");
         throw Failure(kBadOutput, error.what());
     }
+}
+
+void WriteResult(const std::filesystem::path& path, const images::Picture& picture) {
+    WriteResultFile(path, EncodeResult(path, picture));
 }
 
 void RequireWritablePath(const std::filesystem::path& path) {

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "images/picture.h"
 
@@ -43,10 +45,12 @@ void PrintError(const std::string& line);
 extern std::atomic<bool> gInterrupted;
 void InstallInterruptHandlers();
 
-// Read and write picture files; throw Failure with kBadInput, kBadOutput or kInterrupted.
+// Read, encode and write picture files; throw Failure with kBadInput, kBadOutput or kInterrupted.
 images::Picture ReadInputPicture(const std::filesystem::path& path);
-void WriteResult(const std::filesystem::path& path, const images::Picture& picture,
-                 bool ignoreInterrupt = false);
+std::vector<std::uint8_t> EncodeResult(const std::filesystem::path& path, const images::Picture& picture);
+void WriteResultFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes,
+                     bool ignoreInterrupt = false);
+void WriteResult(const std::filesystem::path& path, const images::Picture& picture);
 
 // Throws kBadUsage for an unknown extension or a folder, kBadOutput when the path's folder does not exist.
 void RequireWritablePath(const std::filesystem::path& path);

@@ -4,9 +4,8 @@
 #include <set>
 #include <vector>
 
-#include "frond/command.h"
-#include "frond/keying.h"
-#include "frond/owner_window.h"
+#include "frond/batch.h"
+#include "frond/pipeline.h"
 #include "images/picture_file.h"
 #include "images/resample.h"
 #include "images/text.h"
@@ -20,18 +19,13 @@ namespace fs = std::filesystem;
 struct Options {
     std::vector<std::string> photos;
     std::string over, out, format = "png", action, record, matte, selection, module;
-    int depth = 0;
+    int depth = 0, jobs = 0;  // 0: not given
     std::string fit = "cover";
     bool quiet = false, trace = false, check = false, dialog = false;
     ParameterValues parameters;
 };
 
 Options gOptions;  // from the command line
-
-// One photograph and its results; an empty path: no such result.
-struct Task {
-    fs::path photo, out, matte;
-};
 
 bool IsFolder(const fs::path& path) {
     std::error_code ignored;
@@ -99,12 +93,6 @@ void RequireDistinctFiles(const std::vector<Task>& tasks) {
     }
 }
 
-void RequireAlphaSupport(const fs::path& out, const ParameterValues& parameters) {
-    if (out.empty() || ValueOrDefault(parameters, "FlagOutputAlpha") == 0 || images::FormatOf(out).holdsAlpha)
-        return;
-    throw Failure(kBadUsage, images::DisplayName(out) + ": JPEG has no transparency; use .png or .tif");
-}
-
 // Checks everything that can be checked before the first photograph is read.
 std::vector<Task> PlanTasks(const ParameterValues& parameters) {
     if (gOptions.out.empty() && gOptions.matte.empty())
@@ -147,76 +135,33 @@ host::HostOptions MakeHostOptions(ProgressBar& bar) {
     return options;
 }
 
+void ReadBackground(BackgroundSource& background) {
+    background.fit = gOptions.fit == "cover"     ? images::Fit::kCover
+                     : gOptions.fit == "stretch" ? images::Fit::kStretch
+                                                 : images::Fit::kNone;
+    if (gOptions.over.empty()) return;
+    background.picture = ReadInputPicture(PathFromUtf8(gOptions.over));
+    background.name = gOptions.over;
+}
+
 KeySettings ReadSettings(const ParameterValues& parameters) {
     KeySettings settings;
     settings.parameters = parameters;
     settings.depth = gOptions.depth;
     settings.withDialog = gOptions.dialog;
-    settings.fit = gOptions.fit == "cover"     ? images::Fit::kCover
-                   : gOptions.fit == "stretch" ? images::Fit::kStretch
-                                               : images::Fit::kNone;
-    if (!gOptions.over.empty()) {
-        settings.background = ReadInputPicture(PathFromUtf8(gOptions.over));
-        settings.backgroundName = gOptions.over;
-    }
+    settings.wantsResult = !gOptions.out.empty();
+    settings.wantsMatte = !gOptions.matte.empty();
     if (!gOptions.selection.empty()) {
-        settings.selection = ReadInputPicture(PathFromUtf8(gOptions.selection));
-        settings.selectionName = gOptions.selection;
+        settings.selection =
+            MakeSelection(ReadInputPicture(PathFromUtf8(gOptions.selection)), gOptions.selection);
     }
     return settings;
 }
 
-void RunTask(Session& session, const KeySettings& settings, const Task& task, ParameterValues& recorded) {
-    const KeyingResult keyed =
-        KeyPhotograph(session, settings, task.photo, !task.out.empty(), !task.matte.empty());
-    if (!keyed.warning.empty() && !gOptions.quiet) PrintError(keyed.warning);
-    if (gInterrupted) throw Failure(kInterrupted, "interrupted");
-    RequireAlphaSupport(task.out, keyed.recorded);
-    if (!task.out.empty()) WriteResult(task.out, keyed.result);
-    // Writes both results of a photograph or none: an interrupt does not stop the second.
-    if (!task.matte.empty()) WriteResult(task.matte, keyed.matte, !task.out.empty());
-    recorded = keyed.recorded;
-}
-
-// The last line of a run that ends before the last photograph.
-std::string DescribeFailure(const Failure& failure, const Task& task, std::size_t done, std::size_t count) {
-    const bool interrupted = failure.code == kInterrupted;
-    std::string line = failure.what();
-    if (count == 1) return interrupted ? line + "; nothing was written" : line;
-    if (interrupted) line += " at " + images::DisplayName(task.photo);
-    return line + "; " + std::to_string(done) + " of " + std::to_string(count) + " photographs written";
-}
-
-// A failed photograph does not stop the batch. Returns the code of the first failure.
-ExitCode RunTasks(Session& session, const KeySettings& settings, const std::vector<Task>& tasks,
-                  ProgressBar& bar, const OwnerWindow& window) {
-    ExitCode code = kDone;
-    std::size_t done = 0;
-    ParameterValues recorded;
-    for (const Task& task : tasks) {
-        StartProgress(bar, images::DisplayName(task.photo.filename()));
-        if (window) SetWindowTitle(window, images::DisplayName(task.photo.filename()) + " - " + kProgramName);
-        try {
-            RunTask(session, settings, task, recorded);
-            ++done;
-        } catch (const Failure& failure) {
-            ClearProgress(bar);
-            if (failure.endsBatch) {
-                const bool isFirst = code == kDone || failure.code == kInterrupted;
-                throw Failure(isFirst ? failure.code : code,
-                              DescribeFailure(failure, task, done, tasks.size()));
-            }
-            PrintError(failure.code == kRunFailed ? images::DisplayName(task.photo) + ": " + failure.what()
-                                                  : failure.what());
-            if (code == kDone) code = failure.code;
-        } catch (const std::bad_alloc&) {
-            ClearProgress(bar);
-            PrintError(images::DisplayName(task.photo) + ": not enough memory");
-            if (code == kDone) code = kRunFailed;
-        }
-    }
-    if (done > 0 && !gOptions.record.empty()) WriteAction(PathFromUtf8(gOptions.record), recorded);
-    return code;
+// The dialog and the trace go with one photograph at a time.
+int Jobs() {
+    if (gOptions.dialog || gOptions.trace) return 1;
+    return gOptions.jobs > 0 ? gOptions.jobs : AvailableCores();
 }
 
 ExitCode RunKey() {
@@ -231,6 +176,8 @@ ExitCode RunKey() {
     if (hidesMatte && !gOptions.out.empty() && !gOptions.dialog && !gOptions.quiet)
         PrintError("--show-matte needs --no-blend; the photograph is written unchanged");
     const fs::path module = FindModule(PathFromUtf8(gOptions.module));
+    BackgroundSource background;
+    ReadBackground(background);
     const KeySettings settings = ReadSettings(parameters);
     ProgressBar bar(gOptions.quiet || gOptions.trace);
     OwnerWindow window;
@@ -242,7 +189,11 @@ ExitCode RunKey() {
     }
     Session session;
     StartSession(session, module, std::move(options));
-    return RunTasks(session, settings, tasks, bar, window);
+    const BatchResult result =
+        RunBatch({tasks, settings, background, session, bar, window, Jobs(), !gOptions.quiet});
+    if (result.written > 0 && !gOptions.record.empty())
+        WriteAction(PathFromUtf8(gOptions.record), result.recorded);
+    return result.code;
 }
 
 constexpr char kFooter[] =
@@ -279,6 +230,8 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_option("--record", o.record, "Write the parameters of the run to this file")->type_name("FILE");
     key->add_option("--module", o.module, "The filter module; default: the one beside the program")
         ->type_name("FILE");
+    key->add_option("--jobs", o.jobs, "How many photographs to read and write at once; default: the cores")
+        ->check(CLI::Range(1, 256));
     key->add_flag("--dialog", o.dialog, "Choose the parameters in the filter's dialog (on Windows)");
     key->add_flag("--check", o.check, "Check the filter's use of memory more closely, which takes time");
     key->add_flag("--quiet", o.quiet, "Show no progress bar and no warnings");

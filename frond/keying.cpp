@@ -12,11 +12,6 @@ namespace frond {
 
 namespace {
 
-// The two layers of a run, of the same size and depth.
-struct Layers {
-    images::Picture photo, background;
-};
-
 images::LayeredPicture ReadLayeredFile(const std::filesystem::path& path) {
     try {
         return images::ReadLayeredPicture(path);
@@ -25,8 +20,8 @@ images::LayeredPicture ReadLayeredFile(const std::filesystem::path& path) {
     }
 }
 
-std::string SizeText(const images::Picture& picture) {
-    return std::to_string(picture.width) + "x" + std::to_string(picture.height);
+std::string SizeText(int width, int height) {
+    return std::to_string(width) + "x" + std::to_string(height);
 }
 
 // Removes a profile that is not for RGB, since the picture is RGB now. Its header names its colour space.
@@ -38,79 +33,68 @@ void DropGreyProfile(images::Picture& picture) {
     }
 }
 
-Layers ReadLayers(const KeySettings& settings, const std::filesystem::path& path) {
-    images::LayeredPicture file = ReadLayeredFile(path);
-    Layers layers;
-    layers.photo = std::move(file.merged);
-    const int width = layers.photo.width, height = layers.photo.height;
-    if (settings.background.width > 0) {
-        layers.background = images::FitPicture(settings.background, width, height, settings.fit);
-    } else if (file.layers.size() == 2) {
-        images::Picture upper = images::PlaceOnCanvas(file.layers[1], width, height);
-        upper.profile = layers.photo.profile;
-        upper.resolutionX = layers.photo.resolutionX;
-        upper.resolutionY = layers.photo.resolutionY;
-        upper.resolutionUnit = layers.photo.resolutionUnit;
-        layers.photo = std::move(upper);
-        layers.background = images::PlaceOnCanvas(file.layers[0], width, height);
-        layers.background.profile = layers.photo.profile;
-    } else if (ValueOrDefault(settings.parameters, "FlagOutputAlpha") != 0) {
-        layers.background = images::MakePicture(width, height, layers.photo.depth, 3, false);
+// Gives the picture the photograph's depth and profile.
+std::shared_ptr<const Background> MakeBackground(images::Picture picture, const images::Picture& photo) {
+    auto background = std::make_shared<Background>();
+    background->width = photo.width;
+    background->height = photo.height;
+    background->depth = photo.depth;
+    background->profile = photo.profile;
+    images::ConvertToRgb(picture);
+    images::ChangeDepth(picture, photo.depth);
+    DropGreyProfile(picture);
+    images::FlattenOnWhite(picture);
+    const bool bothHaveOne = !photo.profile.empty() && !picture.profile.empty();
+    if (bothHaveOne && picture.profile != photo.profile)
+        background->isConverted = images::ConvertToProfile(picture, photo.profile);
+    for (int c = 0; c < 3; ++c)
+        background->colour[c] = TakeFileSamples(picture.colour[static_cast<std::size_t>(c)], photo.depth);
+    return background;
+}
+
+// The given background for the photograph: the last one, or a new one.
+std::shared_ptr<const Background> FittedBackground(BackgroundSource& source, const images::Picture& photo) {
+    const std::lock_guard<std::mutex> lock(source.mutex);
+    const auto& last = source.last;
+    if (last == nullptr || last->width != photo.width || last->height != photo.height ||
+        last->depth != photo.depth || last->profile != photo.profile) {
+        source.last.reset();
+        source.last =
+            MakeBackground(images::FitPicture(source.picture, photo.width, photo.height, source.fit), photo);
+    }
+    return source.last;
+}
+
+// Layers above the lowest have transparency, even when they are opaque.
+host::Layer TakeLayer(images::Picture& picture) {
+    host::Layer layer;
+    layer.name = "Photograph";
+    for (images::Plane& plane : picture.colour) layer.colour.push_back(TakeChannel(plane, picture.depth));
+    picture.colour.clear();
+    if (picture.alpha.empty()) {
+        const host::Document like = host::MakeDocument(picture.width, picture.height, picture.depth);
+        layer.transparency = host::MakeChannel(like, picture.depth == 8 ? 255 : host::kHostMaxSample16);
     } else {
-        throw Failure(kBadUsage, images::DisplayName(path) +
-                                     ": has no background; give one with --over, or use --transparent");
+        layer.transparency = TakeChannel(picture.alpha, picture.depth);
     }
-    const int depth = settings.depth != 0 ? settings.depth : layers.photo.depth;
-    for (images::Picture* picture : {&layers.photo, &layers.background}) {
-        images::ConvertToRgb(*picture);
-        images::ChangeDepth(*picture, depth);
-    }
-    DropGreyProfile(layers.photo);
-    DropGreyProfile(layers.background);
-    images::FlattenOnWhite(layers.background);
-    return layers;
+    return layer;
 }
 
-// Converts the background to the photograph's profile when both have one. Returns false when that is
-// impossible.
-bool ConvertBackground(Layers& layers) {
-    const bool bothHaveOne = !layers.photo.profile.empty() && !layers.background.profile.empty();
-    if (!bothHaveOne || layers.background.profile == layers.photo.profile) return true;
-    return images::ConvertToProfile(layers.background, layers.photo.profile);
+void RequireSelectionOfSize(const Selection& selection, const images::Picture& photo) {
+    if (selection.width == 0) return;
+    if (selection.width == photo.width && selection.height == photo.height) return;
+    throw Failure(kBadInput, selection.name + ": is " + SizeText(selection.width, selection.height) +
+                                 " pixels, the photograph " + SizeText(photo.width, photo.height));
 }
 
-// The selection's values, 0 to 255; a colour mask is reduced to its brightness. Empty without a selection.
-images::Plane SelectionFor(const KeySettings& settings, const images::Picture& photo) {
-    if (settings.selection.width == 0) return {};
-    images::Picture mask = settings.selection;
-    if (mask.width != photo.width || mask.height != photo.height) {
-        throw Failure(kBadInput, settings.selectionName + ": is " + SizeText(mask) +
-                                     " pixels, the photograph " + SizeText(photo));
-    }
-    images::ChangeDepth(mask, 8);
-    if (mask.colour.size() == 1) return mask.colour[0];
-    images::Plane bytes(images::PixelCount(mask));
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        bytes[i] = static_cast<std::uint16_t>(
-            (299u * mask.colour[0][i] + 587u * mask.colour[1][i] + 114u * mask.colour[2][i] + 500u) / 1000u);
-    }
-    return bytes;
-}
-
-// Composites the target layer over the background, as a host displays the document.
-void CompositeOver(images::Picture& layer, const images::Picture& background) {
-    const auto largest = static_cast<std::uint32_t>(images::LargestSample(layer.depth));
-    for (std::size_t c = 0; c < layer.colour.size(); ++c) {
-        images::Plane& plane = layer.colour[c];
-        const images::Plane& below = background.colour[c];
-        for (std::size_t i = 0; i < plane.size(); ++i) {
-            const std::uint32_t alpha = layer.alpha[i];
-            if (alpha == largest) continue;
-            plane[i] = static_cast<std::uint16_t>(
-                (plane[i] * alpha + below[i] * (largest - alpha) + largest / 2) / largest);
-        }
-    }
-    layer.alpha.clear();
+// The filter reads one selection byte per pixel at every depth. In a 16-bit document the bytes are therefore
+// in the first half of the plane.
+host::Channel SelectionChannel(const Selection& selection, int depth) {
+    host::Channel channel;
+    channel.bytes.reserve(selection.values.size() * static_cast<std::size_t>(depth / 8));
+    channel.bytes = selection.values;
+    channel.bytes.resize(selection.values.size() * static_cast<std::size_t>(depth / 8), 255);
+    return channel;
 }
 
 // The parameters with which the filter writes the matte alone.
@@ -128,51 +112,118 @@ bool IsMatteRun(const ParameterValues& values) {
            ValueOrDefault(values, "FlagOrgPhoto") == 0;
 }
 
-images::Picture MakeGrey(images::Plane plane, const images::Picture& like) {
-    images::Picture grey;
-    grey.width = like.width;
-    grey.height = like.height;
-    grey.depth = like.depth;
-    grey.colour.push_back(std::move(plane));
-    grey.resolutionX = like.resolutionX;
-    grey.resolutionY = like.resolutionY;
-    grey.resolutionUnit = like.resolutionUnit;
-    return grey;
-}
-
 }  // namespace
 
-KeyingResult KeyPhotograph(Session& session, const KeySettings& settings, const std::filesystem::path& path,
-                           bool wantsResult, bool wantsMatte) {
-    Layers layers = ReadLayers(settings, path);
-    const images::Plane selection = SelectionFor(settings, layers.photo);
-    RunInput job{&layers.photo, &layers.background, &selection, settings.parameters, settings.withDialog};
-    KeyingResult keyed;
-    if (!ConvertBackground(layers)) {
-        keyed.warning = settings.backgroundName +
-                        ": its colour profile cannot be converted to the photograph's; its values are "
-                        "used unchanged";
+void ReleaseBackground(BackgroundSource& source) {
+    const std::lock_guard<std::mutex> lock(source.mutex);
+    source.picture = {};
+    source.last.reset();
+}
+
+Selection MakeSelection(images::Picture mask, const std::string& name) {
+    Selection selection;
+    selection.name = name;
+    selection.width = mask.width;
+    selection.height = mask.height;
+    images::ChangeDepth(mask, 8);
+    selection.values.resize(images::PixelCount(mask));
+    for (std::size_t i = 0; i < selection.values.size(); ++i) {
+        const bool isGrey = mask.colour.size() == 1;
+        selection.values[i] = static_cast<std::uint8_t>(
+            isGrey ? mask.colour[0][i]
+                   : (299u * mask.colour[0][i] + 587u * mask.colour[1][i] + 114u * mask.colour[2][i] + 500u) /
+                         1000u);
     }
-    if (wantsResult || IsMatteRun(settings.parameters)) {
-        RunOutput run = RunModule(session, job);
-        keyed.recorded = run.parameters;
-        if (wantsMatte && IsMatteRun(run.parameters)) keyed.matte = MakeGrey(run.layer.alpha, layers.photo);
-        keyed.result = std::move(run.layer);
-        if (ValueOrDefault(run.parameters, "FlagOutputAlpha") == 0)
-            CompositeOver(keyed.result, layers.background);
-        keyed.result.profile = layers.photo.profile;
-        keyed.result.resolutionX = layers.photo.resolutionX;
-        keyed.result.resolutionY = layers.photo.resolutionY;
-        keyed.result.resolutionUnit = layers.photo.resolutionUnit;
+    return selection;
+}
+
+ReadPhotograph ReadForKeying(const KeySettings& settings, BackgroundSource& source,
+                             const std::filesystem::path& path) {
+    images::LayeredPicture file = ReadLayeredFile(path);
+    const int width = file.merged.width, height = file.merged.height;
+    const bool isOverOwnLayer = source.name.empty() && file.layers.size() == 2;
+    images::Picture picture = std::move(file.merged), lower;
+    if (isOverOwnLayer) {
+        images::Picture upper = images::PlaceOnCanvas(file.layers[1], width, height);
+        upper.profile = picture.profile;
+        upper.resolutionX = picture.resolutionX;
+        upper.resolutionY = picture.resolutionY;
+        upper.resolutionUnit = picture.resolutionUnit;
+        picture = std::move(upper);
+        lower = images::PlaceOnCanvas(file.layers[0], width, height);
+        lower.profile = picture.profile;
+    } else if (source.name.empty()) {
+        if (ValueOrDefault(settings.parameters, "FlagOutputAlpha") == 0) {
+            throw Failure(kBadUsage, images::DisplayName(path) +
+                                         ": has no background; give one with --over, or use --transparent");
+        }
+        lower = images::MakePicture(width, height, picture.depth, 3, false);
     }
-    if (wantsMatte && keyed.matte.width == 0) {
-        job.parameters = MatteParameters(settings.withDialog ? keyed.recorded : settings.parameters);
-        job.withDialog = false;
-        RunOutput run = RunModule(session, job);
-        if (!wantsResult) keyed.recorded = run.parameters;
-        keyed.matte = MakeGrey(std::move(run.layer.alpha), layers.photo);
+    file = {};
+    images::ConvertToRgb(picture);
+    images::ChangeDepth(picture, settings.depth != 0 ? settings.depth : picture.depth);
+    DropGreyProfile(picture);
+    RequireSelectionOfSize(settings.selection, picture);
+    ReadPhotograph photo;
+    photo.layer = TakeLayer(picture);
+    photo.background =
+        source.name.empty() ? MakeBackground(std::move(lower), picture) : FittedBackground(source, picture);
+    photo.header = std::move(picture);
+    return photo;
+}
+
+KeyedPhotograph Key(Session& session, const KeySettings& settings, ReadPhotograph& photo) {
+    const int depth = photo.header.depth;
+    host::Document document = host::MakeDocument(photo.header.width, photo.header.height, depth);
+    document.layers.resize(2);
+    document.layers[0].name = "Background";
+    for (const FileSamples& samples : photo.background->colour)
+        document.layers[0].colour.push_back(ChannelOf(samples, depth));
+    document.layers[1] = std::move(photo.layer);
+    if (settings.selection.width > 0) document.selection = SelectionChannel(settings.selection, depth);
+    document.targetLayer = 1;
+
+    KeyedPhotograph keyed;
+    const bool givesMatte = IsMatteRun(settings.parameters);
+    ParameterValues matteParameters = settings.parameters;
+    if (settings.wantsResult || givesMatte) {
+        host::Layer unkeyed;  // for the second run
+        if (settings.wantsMatte && (settings.withDialog || !givesMatte)) unkeyed = document.layers[1];
+        keyed.recorded = RunModule(session, document, settings.parameters, settings.withDialog);
+        keyed.layer = std::move(document.layers[1]);
+        if (settings.wantsMatte && IsMatteRun(keyed.recorded)) keyed.matte = *keyed.layer.transparency;
+        document.layers[1] = std::move(unkeyed);
+        if (settings.withDialog) matteParameters = keyed.recorded;
     }
+    if (settings.wantsMatte && keyed.matte.bytes.empty()) {
+        const ParameterValues recorded =
+            RunModule(session, document, MatteParameters(matteParameters), false);
+        if (!settings.wantsResult) keyed.recorded = recorded;
+        keyed.matte = std::move(*document.layers[1].transparency);
+    }
+    if (!settings.wantsResult) keyed.layer = {};
     return keyed;
+}
+
+images::Picture TakeResult(const ReadPhotograph& photo, KeyedPhotograph& keyed) {
+    images::Picture result = photo.header;
+    const bool isTransparent = ValueOrDefault(keyed.recorded, "FlagOutputAlpha") != 0;
+    for (std::size_t c = 0; c < keyed.layer.colour.size(); ++c) {
+        host::Channel& channel = keyed.layer.colour[c];
+        result.colour.push_back(isTransparent ? TakePlane(channel, result.depth)
+                                              : TakeComposite(channel, *keyed.layer.transparency,
+                                                              photo.background->colour[c], result.depth));
+    }
+    if (isTransparent) result.alpha = TakePlane(*keyed.layer.transparency, result.depth);
+    keyed.layer = {};
+    return result;
+}
+
+images::Picture TakeMatte(const ReadPhotograph& photo, KeyedPhotograph& keyed) {
+    images::Picture matte = photo.header;
+    matte.profile.clear();  // it is for RGB
+    matte.colour.push_back(TakePlane(keyed.matte, matte.depth));
+    return matte;
 }
 
 }  // namespace frond

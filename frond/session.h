@@ -2,13 +2,10 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
-#include <string>
 
 #include "frond/parameters.h"
 #include "host/host.h"
 #include "host/module.h"
-#include "images/picture.h"
 
 namespace frond {
 
@@ -30,24 +27,12 @@ std::filesystem::path FindModule(const std::filesystem::path& given);
 // Creates the host and loads the module. Throws Failure kNoModule.
 void StartSession(Session& session, const std::filesystem::path& module, host::HostOptions options);
 
-// The document of a run: the photograph on the upper layer, the background below. Both are RGB pictures of
-// the same size and depth. The photograph may have alpha, the background must not. `selection` is empty or
-// has a value (0..255) per pixel: where it is 0, the photograph stays unchanged.
-struct RunInput {
-    const images::Picture* photo;
-    const images::Picture* background;
-    const images::Plane* selection;
-    ParameterValues parameters;
-    bool withDialog;  // the user chooses the parameters; only on Windows
-};
-
-struct RunOutput {
-    images::Picture layer;       // the photograph's layer after the run, with alpha
-    ParameterValues parameters;  // all, as recorded by the module
-};
-
-// Throws Failure kRunFailed when the module reports an error or breaks a rule of the host, kInterrupted when
-// the run was aborted or cancelled in the dialog.
-RunOutput RunModule(Session& session, const RunInput& job);
+// Runs the module on a document of two layers: the background, and above it the photograph, which has
+// transparency and is the target. Returns all parameters as recorded by the module. With the dialog, the user
+// chooses the parameters; only on Windows. Throws Failure kRunFailed when the module reports an error or
+// breaks a rule of the host, kInterrupted when the run was aborted or cancelled in the dialog; the
+// photograph's layer is then undefined.
+ParameterValues RunModule(Session& session, host::Document& document, const ParameterValues& parameters,
+                          bool withDialog);
 
 }  // namespace frond

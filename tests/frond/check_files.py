@@ -18,6 +18,7 @@ import tempfile
 import termios
 
 KILLS = 16
+JOBS = "1", "2", "8"
 PART = re.compile(r"\.[0-9a-f]{16}\.frond-part")
 AS_ROOT = os.geteuid() == 0
 NAMESPACE = ["unshare", "-m"] if AS_ROOT else ["unshare", "-Urm"]
@@ -75,12 +76,14 @@ def full_disk(work):
         (out / name).write_text("old")
         expect_refusal(run(key(work, out / name), restore_signals=False, preexec_fn=limit(2000)), "too large")
     expect(set(contents(out).values()) == {b"old"}, "a result has changed")
-    results = work / "results"
-    results.mkdir()
-    (results / "b.png").symlink_to("/dev/full")
-    done = run(key(work, results, copies(work, "a.png", "b.png", "c.png")))
-    expect_refusal(done, f"{results}/b.png: cannot be written: No space left on device; 1 of 3 photographs written\n")
-    expect(sorted(os.listdir(results)) == ["a.png", "b.png"], os.listdir(results))
+    photos = copies(work, "a.png", "b.png", "c.png")
+    for jobs in JOBS:
+        results = work / f"results{jobs}"
+        results.mkdir()
+        (results / "b.png").symlink_to("/dev/full")
+        done = run([*key(work, results, photos), "--jobs", jobs])
+        expect_refusal(done, f"{results}/b.png: cannot be written: No space left on device; 1 of 3 photographs written\n")
+        expect(sorted(os.listdir(results)) == ["a.png", "b.png"], os.listdir(results))
 
 
 def read_only_folder(work):
@@ -154,14 +157,16 @@ def interrupted(work):
     expect("abortProc -> true" in text and text.endswith("\nfrond: interrupted; nothing was written\n"), text)
     expect(not out.exists() and not matte.exists(), "something was written")
 
-    results, photos = work / "results", copies(work, "a.png", "b.png", "c.png", "d.png")
-    results.mkdir()
-    os.mkfifo(results / "c.tif")
-    command = [*key(work, results, photos), "--format", "tif"]
-    # The result is larger than the pipe, so that it waits to be read.
-    text = interrupt(command, results / "c.tif", "rb", lambda pipe: pipe.read())
-    expect(text == f"frond: interrupted at {work}/in/c.png; 2 of 4 photographs written\n", text)
-    expect(sorted(os.listdir(results)) == ["a.tif", "b.tif", "c.tif"], os.listdir(results))
+    photos = copies(work, "a.png", "b.png", "c.png", "d.png")
+    for jobs in JOBS:
+        results = work / f"results{jobs}"
+        results.mkdir()
+        os.mkfifo(results / "c.tif")
+        command = [*key(work, results, photos), "--format", "tif", "--jobs", jobs]
+        # The result is larger than the pipe, so that it waits to be read.
+        text = interrupt(command, results / "c.tif", "rb", lambda pipe: pipe.read())
+        expect(text == f"frond: interrupted at {work}/in/c.png; 2 of 4 photographs written\n", text)
+        expect(sorted(os.listdir(results)) == ["a.tif", "b.tif", "c.tif"], os.listdir(results))
 
 
 def special_files(work):

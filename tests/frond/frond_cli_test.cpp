@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <regex>
 #include <sstream>
 
@@ -266,6 +267,53 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
     const Plane alpha = ReadPicture(folder / "cut-out.tif").alpha;
     EXPECT_GT(std::count(alpha.begin(), alpha.end(), 65535), 2500);
     EXPECT_GT(std::count(alpha.begin(), alpha.end(), 0), 5000);
+}
+
+// The files of a folder by name.
+std::map<std::string, Bytes> FilesOf(const std::filesystem::path& path) {
+    std::map<std::string, Bytes> files;
+    for (const auto& file : std::filesystem::directory_iterator(path))
+        files[file.path().filename().u8string()] = ReadFileBytes(file.path());
+    return files;
+}
+
+// Photographs of several sizes and depths, two of which fail.
+TEST_F(FrondProgram, GivesTheSameWithAnyNumberOfJobs) {
+    WritePlate(8);
+    WritePlate(16);
+    WriteBytes(folder / "broken.png", FileCase("broken.png"));
+    std::string photos;
+    for (int i = 0; i < 9; ++i) {
+        const std::string name = std::to_string(i) + (i % 2 == 0 ? ".png" : ".tif");
+        photos += " @" + name;
+        if (i == 4) photos += " @broken.png @missing.png";
+        Picture photo = ReadPicture(folder / Photo(i % 2 == 0 ? 8 : 16));
+        photo.height = i < 3 ? 100 : 80 + i / 2;
+        for (Plane& plane : photo.colour) plane.resize(PixelCount(photo));
+        WritePicture(folder / name, photo);
+    }
+    std::string said;
+    std::map<std::string, Bytes> results, mattes;
+    for (const std::string jobs : {"1", "2", "8"}) {
+        SCOPED_TRACE(jobs);
+        const ProgramRun run =
+            Frond("key --over @background.png -o @results --matte @mattes --record @r.json" + photos +
+                  " --jobs " + jobs);
+        EXPECT_EQ(run.code, 3);
+        if (jobs == "1") {
+            said = run.err;
+            results = FilesOf(folder / "results");
+            mattes = FilesOf(folder / "mattes");
+            EXPECT_EQ(results.size(), 9u);
+            EXPECT_EQ(mattes.size(), 9u);
+        }
+        EXPECT_EQ(run.err, said);
+        EXPECT_EQ(FilesOf(folder / "results"), results);
+        EXPECT_EQ(FilesOf(folder / "mattes"), mattes);
+        std::filesystem::remove_all(folder / "results");
+        std::filesystem::remove_all(folder / "mattes");
+        EXPECT_TRUE(std::filesystem::remove(folder / "r.json"));
+    }
 }
 
 TEST_F(FrondProgram, RendersTheSamplePlate) {
