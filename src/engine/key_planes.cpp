@@ -154,7 +154,6 @@ void KeyRow(RowKeyer<Sample>* keyer, std::int32_t y, bool seen) {
 // their fetched colours reach the out planes.
 template <class Sample>
 void FillRing(RowKeyer<Sample>* keyer, std::int32_t y, std::int32_t seenFrom) {
-    if (keyer->keyedTo == y) return;
     const std::int32_t first = y - keyer->run.ring.ringRows;
     for (std::int32_t above = first < 0 ? 0 : first; above < y; ++above)
         KeyRow(keyer, above, above >= seenFrom);
@@ -166,7 +165,7 @@ template <class Sample>
 void KeyBand(RowKeyer<Sample>* keyer, std::int32_t y, std::int32_t end, std::int32_t seenFrom) {
     const KeyRun& run = keyer->run;
     const bool refined = !run.realityInteg;
-    if (refined) FillRing(keyer, y, y);
+    if (refined && keyer->keyedTo != y) FillRing(keyer, y, y);
     for (; y < end; ++y) {
         KeyRow(keyer, y, y >= seenFrom);
         const std::int32_t finished = refined ? y - run.ring.ringRadius : y;
@@ -231,7 +230,6 @@ void TakeBack(Keying<Sample>* keying, const Window& window, std::int32_t stop) {
     RowKeyer<Sample>* const keyer = &keying->keyers[0];
     const std::int32_t seenFrom = keyer->run.realityInteg ? stop : stop - keyer->run.ring.ringRadius;
     CopyRows(*keying, window.firstSaved, seenFrom, window.end, Copy::kRestore);
-    keyer->keyedTo = -1;
     if (!keyer->run.realityInteg) FillRing(keyer, stop, seenFrom);
 }
 
@@ -268,18 +266,17 @@ std::int32_t KeyRows(const Progress& progress, Workers* workers, Keying<Sample>*
     return run.height;
 }
 
-// A refinement in bands needs pictures wider than its window, and a first report below the rows of a ring.
-constexpr std::int32_t kNarrowestShared = 16;
+// The ring of a run that is stopped at its first report holds nothing but keyed rows.
 constexpr std::int32_t kLowestShared = 20 * kReservedRingRows;
 
 template <class Sample>
 KeyResult KeyAllRows(const Settings& settings, const Planes& planes, const Backdrop& backdrop,
                      const Progress& progress, const Memory& memory) {
     const KeyRun run = BeginRun(settings, planes, backdrop);
-    const bool shared = run.width >= kNarrowestShared && run.height >= kLowestShared;
     const std::int32_t wanted = WorkerCount(settings.workers, std::int64_t{run.width} * run.height);
     Keying<Sample> keying(memory);
-    if (!ReserveKeyers(run, LogicalView<Sample>(planes, run.blueLogic), shared ? wanted : 1, &keying))
+    if (!ReserveKeyers(run, LogicalView<Sample>(planes, run.blueLogic),
+                       run.height >= kLowestShared ? wanted : 1, &keying))
         return {Status::kNoMemory, 0};
     Workers workers(keying.count);
     KeyResult result = {Status::kDone, 0};
@@ -287,7 +284,7 @@ KeyResult KeyAllRows(const Settings& settings, const Planes& planes, const Backd
     if (result.rows < run.height) result.status = Status::kStopped;
     if (!run.showSelect && !run.realityInteg) {
         RowKeyer<Sample>& keyer = keying.keyers[0];
-        FillRing(&keyer, result.rows, result.rows);
+        if (keyer.keyedTo != result.rows) FillRing(&keyer, result.rows, result.rows);
         if (result.status == Status::kStopped)
             keyer.run.ring.ringSlot = result.rows % keyer.run.ring.ringRows;
         FlushRows<Sample>(keyer.run, NamedView<Sample>(planes));

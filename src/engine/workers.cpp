@@ -169,7 +169,7 @@ namespace {
 void WorkUntilTheEnd(void* context) {
     const Member& member = *static_cast<const Member*>(context);
     Team& team = *member.team;
-    _mm_setcsr(team.environment);
+    _mm_setcsr(team.environment);  // threads inherit it on Linux, not on Windows
     Lock(&team.mutex);
     for (std::int64_t done = 0;; ++done) {
         while (team.jobs == done && !team.ends) Wait(&team.jobIsThere, &team.mutex);

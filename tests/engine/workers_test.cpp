@@ -35,7 +35,7 @@ constexpr std::int32_t kEvery = FROND_SANITIZED ? 8 : 1;
 std::unique_ptr<TestEngine> DrawHighRun(std::uint64_t seed, std::int32_t workers) {
     Random draws(seed);
     const bool wide = draws.Below(8) == 0;  // the reach of edge blending grows with the width
-    const std::int32_t width = wide ? draws.Between(1000, 2100) : draws.Between(14, 70);
+    const std::int32_t width = wide ? draws.Between(1000, 2100) : draws.Between(1, 70);
     const std::int32_t height = draws.Between(135, wide ? 300 : 700);
     auto engine = std::make_unique<TestEngine>(width, height, kRunKinds[draws.Below(4)]);
     DrawParameters(&draws, engine.get());
