@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace images {
 
@@ -45,38 +46,74 @@ std::vector<Taps> MakeTaps(int size, int count, double from, double length) {
     return all;
 }
 
+// The additions of one sum wait for each other, those of 16 sums do not. Each sample adds its taps in their
+// order.
+constexpr std::size_t kLanes = 16;
+
+// Stores kLanes sums of weights and samples. The samples of a weight follow each other; those of the next
+// weight are `stride` further.
+void SumTaps(const std::vector<float>& weights, const float* samples, std::size_t stride, float* to) {
+    using Quad = float __attribute__((vector_size(16)));
+    Quad sums[kLanes / 4] = {};
+    for (const float weight : weights) {
+        for (std::size_t q = 0; q < kLanes / 4; ++q) {
+            Quad quad;
+            std::memcpy(&quad, samples + 4 * q, sizeof quad);
+            sums[q] += weight * quad;
+        }
+        samples += stride;
+    }
+    std::memcpy(to, sums, sizeof sums);
+}
+
+// Rows of floats; the stride is a multiple of kLanes.
+struct FloatRows {
+    std::size_t stride;
+    std::vector<float> samples;
+
+    FloatRows(std::size_t columns, std::size_t rows)
+        : stride((columns + kLanes - 1) / kLanes * kLanes), samples(stride * rows) {}
+    float* operator[](std::size_t row) { return samples.data() + row * stride; }
+};
+
+// Scales rows of `width` samples to across.size(). Groups of kLanes rows are transposed into `turned`,
+// which has a row for each sample.
+void ScaleRows(const std::uint16_t* from, std::size_t width, std::size_t rows,
+               const std::vector<Taps>& across, FloatRows& turned, FloatRows& to) {
+    for (std::size_t y = 0; y < rows; y += kLanes) {
+        const std::size_t group = std::min(kLanes, rows - y);
+        for (std::size_t r = 0; r < group; ++r) {
+            const std::uint16_t* row = from + (y + r) * width;
+            for (std::size_t x = 0; x < width; ++x) turned[x][r] = row[x];
+        }
+        for (std::size_t x = 0; x < across.size(); ++x) {
+            float sums[kLanes];
+            SumTaps(across[x].weights, turned[static_cast<std::size_t>(across[x].first)], kLanes, sums);
+            for (std::size_t r = 0; r < group; ++r) to[y + r][x] = sums[r];
+        }
+    }
+}
+
 // Scales the rows to the new width, then the columns.
 Plane ScalePlane(const Plane& plane, int width, const std::vector<Taps>& across,
                  const std::vector<Taps>& down, float largest) {
-    const std::size_t columns = across.size();
+    const std::size_t columns = across.size(), sourceColumns = static_cast<std::size_t>(width);
     // Skips rows that no target row needs.
-    const int firstRow = down.front().first;
-    const int lastRow = down.back().first + static_cast<int>(down.back().weights.size()) - 1;
-    std::vector<float> rows(static_cast<std::size_t>(lastRow - firstRow + 1) * columns);
-    for (int y = firstRow; y <= lastRow; ++y) {
-        const std::uint16_t* from = plane.data() + static_cast<std::size_t>(y) * width;
-        float* to = rows.data() + static_cast<std::size_t>(y - firstRow) * columns;
-        for (std::size_t x = 0; x < columns; ++x) {
-            float sum = 0;
-            for (std::size_t k = 0; k < across[x].weights.size(); ++k) {
-                sum += across[x].weights[k] * from[static_cast<std::size_t>(across[x].first) + k];
-            }
-            to[x] = sum;
-        }
-    }
+    const auto firstRow = static_cast<std::size_t>(down.front().first);
+    const std::size_t endRow = static_cast<std::size_t>(down.back().first) + down.back().weights.size();
+    FloatRows turned(kLanes, sourceColumns), rows(columns, endRow - firstRow), sums(columns, 1);
+    ScaleRows(plane.data() + firstRow * sourceColumns, sourceColumns, endRow - firstRow, across, turned,
+              rows);
     Plane result(columns * down.size());
-    std::vector<float> sums(columns);
     for (std::size_t y = 0; y < down.size(); ++y) {
-        std::fill(sums.begin(), sums.end(), 0.0f);
-        for (std::size_t k = 0; k < down[y].weights.size(); ++k) {
-            const float weight = down[y].weights[k];
-            const float* from =
-                rows.data() + (static_cast<std::size_t>(down[y].first - firstRow) + k) * columns;
-            for (std::size_t x = 0; x < columns; ++x) sums[x] += weight * from[x];
-        }
-        for (std::size_t x = 0; x < columns; ++x) {
-            result[y * columns + x] = static_cast<std::uint16_t>(std::clamp(sums[x], 0.0f, largest) + 0.5f);
-        }
+        const Taps& taps = down[y];
+        const float* first = rows[static_cast<std::size_t>(taps.first) - firstRow];
+        for (std::size_t x = 0; x < columns; x += kLanes)
+            SumTaps(taps.weights, first + x, rows.stride, sums[0] + x);
+        const float* from = sums[0];
+        std::uint16_t* to = result.data() + y * columns;
+        for (std::size_t x = 0; x < columns; ++x)
+            to[x] = static_cast<std::uint16_t>(std::clamp(from[x], 0.0f, largest) + 0.5f);
     }
     return result;
 }
