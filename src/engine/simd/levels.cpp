@@ -25,9 +25,9 @@ constexpr int kSatBins = kSatSteps + 1;
 // Pixels of a worker's band: whole blocks.
 constexpr std::int64_t kPixelsOfBand = 64 * kBlock;
 
-// In place of a bin.
-constexpr std::int32_t kNotCounted = -1;
-constexpr std::int32_t kUndecided = -2;
+// In place of a bin: two more, which nobody reads, so that the loop over all pixels has no branch.
+constexpr std::int32_t kNotCounted = kHues * kSatBins;
+constexpr std::int32_t kUndecided = kNotCounted + 1;
 
 // Exact bins by colour: at 8 bits the same few thousand colours come again and again. A new one takes the
 // place of another with the same hash; 0 is no colour.
@@ -40,18 +40,20 @@ struct BinCache {
 // What one measurement works with, 0 at the start. It is too large for the stack of a host's thread.
 struct Workspace {
     // Clearly green pixels by hue, in degrees from kFirstHue, and saturation: the histograms of both passes
-    // in one. There are two, for pixels in turn: neighbours share a bin, and would wait for each other.
-    std::int32_t counts[2][kHues * kSatBins];
+    // in one. There are four, for pixels in turn: neighbours share a bin, and would wait for each other.
+    std::int32_t counts[4][kUndecided + 1];
     BinCache cache;
 
-    std::int32_t CountOf(int bin) const { return counts[0][bin] + counts[1][bin]; }
+    std::int32_t CountOf(int bin) const {
+        return counts[0][bin] + counts[1][bin] + counts[2][bin] + counts[3][bin];
+    }
 };
 
 // What decides about the pixels of a block, as ratios: the hue is turn / width from kKeyHue, the saturation
 // is width / height.
 struct Ratios {
     std::int32_t turn[kBlock], width[kBlock], height[kBlock];
-    std::int32_t mark[kBlock];  // 0, or one of the two marks above
+    std::int32_t mark[kBlock];  // 0, or one of the two bins above
 };
 
 // At full brightness the channels differ as the seen ones do, all scaled alike, so that hue, saturation and
@@ -71,7 +73,7 @@ void FindRatios(const Sample* r, const Sample* g, const Sample* b, int n, std::i
     }
 }
 
-// The bin of each pixel, or one of the two marks. A ratio of samples is either whole or, at 8 bits, at least
+// The bin of each pixel. A ratio of samples is either whole or, at 8 bits, at least
 // 1/255 from whole; at 16 bits it is rarely nearer. kNear catches the whole ones, whose doubles may have been
 // rounded to either side, and covers the error of single precision, which is below 0.0001 here.
 void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
@@ -116,20 +118,26 @@ void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t from, std:
     const std::int32_t maxSample = static_cast<std::int32_t>(limits.maxSample);
     const std::int32_t darkest = static_cast<std::int32_t>(limits.darkest);
     Ratios ratios;
-    std::int32_t bins[kBlock];
+    std::int32_t bins[kBlock], undecided[kBlock];
     for (std::int64_t first = from; first < to; first += kBlock) {
         const int n = static_cast<int>(Min<std::int64_t>(kBlock, to - first));
         FindRatios(top.r + first, top.g + first, top.b + first, n, maxSample, darkest, &ratios);
         FindBins(ratios, n, bins);
-        for (int i = 0; i < n; ++i) {
-            if (bins[i] >= 0) {
-                ++work->counts[i & 1][bins[i]];
-            } else if (bins[i] == kUndecided) {
-                const Rgb seen = FetchLimited(top, first + i, limits.maxSample);
-                const std::int32_t bin =
-                    sizeof(Sample) == 1 ? CachedBin(limits, seen, &work->cache) : BinExactly(limits, seen);
-                if (bin >= 0) ++work->counts[i & 1][bin];
+        for (int i = n; i % 4 != 0; ++i) bins[i] = kNotCounted;
+        int count = 0;
+        for (int i = 0; i < n; i += 4) {
+            for (int j = 0; j < 4; ++j) {
+                const std::int32_t bin = bins[i + j];
+                ++work->counts[j][bin];
+                undecided[count] = i + j;
+                count += bin == kUndecided ? 1 : 0;
             }
+        }
+        for (int i = 0; i < count; ++i) {
+            const Rgb seen = FetchLimited(top, first + undecided[i], limits.maxSample);
+            const std::int32_t bin =
+                sizeof(Sample) == 1 ? CachedBin(limits, seen, &work->cache) : BinExactly(limits, seen);
+            ++work->counts[i % 4][bin];
         }
     }
 }
