@@ -150,11 +150,11 @@ void KeyRow(RowKeyer<Sample>* keyer, std::int32_t y, bool seen) {
     keyer->keyedTo = y + 1;
 }
 
-// Brings the rows above y into the ring, as if all rows had been keyed one after the other. From seenFrom on
-// their fetched colours reach the out planes.
+// Brings so many rows above y into the ring, as if all rows had been keyed one after the other. From seenFrom
+// on their fetched colours reach the out planes.
 template <class Sample>
-void FillRing(RowKeyer<Sample>* keyer, std::int32_t y, std::int32_t seenFrom) {
-    const std::int32_t first = y - keyer->run.ring.ringRows;
+void FillRing(RowKeyer<Sample>* keyer, std::int32_t y, std::int32_t rows, std::int32_t seenFrom) {
+    const std::int32_t first = y - rows;
     for (std::int32_t above = first < 0 ? 0 : first; above < y; ++above)
         KeyRow(keyer, above, above >= seenFrom);
 }
@@ -165,7 +165,7 @@ template <class Sample>
 void KeyBand(RowKeyer<Sample>* keyer, std::int32_t y, std::int32_t end, std::int32_t seenFrom) {
     const KeyRun& run = keyer->run;
     const bool refined = !run.realityInteg;
-    if (refined && keyer->keyedTo != y) FillRing(keyer, y, y);
+    if (refined && keyer->keyedTo != y) FillRing(keyer, y, 2 * run.ring.ringRadius, y);
     for (; y < end; ++y) {
         KeyRow(keyer, y, y >= seenFrom);
         const std::int32_t finished = refined ? y - run.ring.ringRadius : y;
@@ -195,7 +195,7 @@ void CopyRows(const Keying<Sample>& keying, std::int32_t firstSaved, std::int64_
 // Rows of a band: few, so that all workers end at the same time, but for the refinement many, since each of
 // its bands begins with rows that are keyed twice.
 constexpr std::int32_t kDirectRowsOfBand = 2;
-constexpr std::int32_t kRefinedRowsOfBand = 64;
+constexpr std::int32_t kRefinedRowsOfBand = 128;
 constexpr std::int32_t kRowsOfCopy = 16;
 
 // What the workers key at a time: rows y to end. The next report is due at row `report`. A stop at a report
@@ -230,7 +230,7 @@ void TakeBack(Keying<Sample>* keying, const Window& window, std::int32_t stop) {
     RowKeyer<Sample>* const keyer = &keying->keyers[0];
     const std::int32_t seenFrom = keyer->run.realityInteg ? stop : stop - keyer->run.ring.ringRadius;
     CopyRows(*keying, window.firstSaved, seenFrom, window.end, Copy::kRestore);
-    if (!keyer->run.realityInteg) FillRing(keyer, stop, seenFrom);
+    if (!keyer->run.realityInteg) FillRing(keyer, stop, keyer->run.ring.ringRows, seenFrom);
 }
 
 // Gives the row after the last one keyed: the height, or the row of the stop. Reports whenever more than a
@@ -284,7 +284,7 @@ KeyResult KeyAllRows(const Settings& settings, const Planes& planes, const Backd
     if (result.rows < run.height) result.status = Status::kStopped;
     if (!run.showSelect && !run.realityInteg) {
         RowKeyer<Sample>& keyer = keying.keyers[0];
-        if (keyer.keyedTo != result.rows) FillRing(&keyer, result.rows, result.rows);
+        if (keyer.keyedTo != result.rows) FillRing(&keyer, result.rows, keyer.run.ring.ringRows, result.rows);
         if (result.status == Status::kStopped)
             keyer.run.ring.ringSlot = result.rows % keyer.run.ring.ringRows;
         FlushRows<Sample>(keyer.run, NamedView<Sample>(planes));
