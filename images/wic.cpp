@@ -12,24 +12,6 @@ std::string CodeText(HRESULT code) {
     return text;
 }
 
-// Enters a COM apartment for the life of the thread.
-struct ThreadFactory {
-    IWICImagingFactory* factory = nullptr;
-
-    ThreadFactory() {
-        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        RequireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
-                                        IID_IWICImagingFactory, reinterpret_cast<void**>(&factory)),
-                       "the Windows Imaging Component is missing");
-    }
-    ThreadFactory(const ThreadFactory&) = delete;
-    ThreadFactory& operator=(const ThreadFactory&) = delete;
-    ~ThreadFactory() {
-        factory->Release();
-        CoUninitialize();
-    }
-};
-
 }  // namespace
 
 void RequireSuccess(HRESULT code, const std::string& error) {
@@ -37,8 +19,14 @@ void RequireSuccess(HRESULT code, const std::string& error) {
 }
 
 IWICImagingFactory* ImagingFactory() {
-    thread_local const ThreadFactory kThreadFactory;
-    return kThreadFactory.factory;
+    thread_local IWICImagingFactory* factory = nullptr;
+    if (factory == nullptr) {
+        CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+        RequireSuccess(CoCreateInstance(CLSID_WICImagingFactory, nullptr, CLSCTX_INPROC_SERVER,
+                                        IID_IWICImagingFactory, reinterpret_cast<void**>(&factory)),
+                       "the Windows Imaging Component is missing");
+    }
+    return factory;
 }
 
 int ChannelCount(const PixelLayout& layout) {

@@ -29,7 +29,8 @@ struct ComPtr {
 // Throws PictureError with the text and the code when the code is a failure.
 void RequireSuccess(HRESULT code, const std::string& error);
 
-// The factory of the calling thread, which releases it when it ends.
+// The factory of the calling thread. It is never released: GCC for Windows frees a thread's variables before
+// it calls their destructors.
 IWICImagingFactory* ImagingFactory();
 
 // The interleaved pixel layouts that are exchanged with WIC.
