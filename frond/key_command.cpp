@@ -142,6 +142,7 @@ void ReadBackground(BackgroundSource& background) {
     if (gOptions.over.empty()) return;
     background.picture = ReadInputPicture(PathFromUtf8(gOptions.over));
     background.name = gOptions.over;
+    background.isForOne = gOptions.photos.size() == 1;
 }
 
 KeySettings ReadSettings(const ParameterValues& parameters) {

@@ -34,7 +34,7 @@ void DropGreyProfile(images::Picture& picture) {
 }
 
 // Gives the picture the photograph's depth and profile.
-std::shared_ptr<const Background> MakeBackground(images::Picture picture, const images::Picture& photo) {
+std::shared_ptr<Background> MakeBackground(images::Picture picture, const images::Picture& photo) {
     auto background = std::make_shared<Background>();
     background->width = photo.width;
     background->height = photo.height;
@@ -53,14 +53,18 @@ std::shared_ptr<const Background> MakeBackground(images::Picture picture, const 
 }
 
 // The given background for the photograph: the last one, or a new one.
-std::shared_ptr<const Background> FittedBackground(BackgroundSource& source, const images::Picture& photo) {
+std::shared_ptr<Background> FittedBackground(BackgroundSource& source, const images::Picture& photo) {
     const std::lock_guard<std::mutex> lock(source.mutex);
+    const auto fit = [&] {
+        return MakeBackground(images::FitPicture(source.picture, photo.width, photo.height, source.fit),
+                              photo);
+    };
+    if (source.isForOne) return fit();
     const auto& last = source.last;
     if (last == nullptr || last->width != photo.width || last->height != photo.height ||
         last->depth != photo.depth || last->profile != photo.profile) {
         source.last.reset();
-        source.last =
-            MakeBackground(images::FitPicture(source.picture, photo.width, photo.height, source.fit), photo);
+        source.last = fit();
     }
     return source.last;
 }
@@ -168,6 +172,7 @@ ReadPhotograph ReadForKeying(const KeySettings& settings, BackgroundSource& sour
     photo.layer = TakeLayer(picture);
     photo.background =
         source.name.empty() ? MakeBackground(std::move(lower), picture) : FittedBackground(source, picture);
+    photo.ownsBackground = source.name.empty() || source.isForOne;
     photo.header = std::move(picture);
     return photo;
 }
@@ -177,8 +182,17 @@ KeyedPhotograph Key(Session& session, const KeySettings& settings, ReadPhotograp
     host::Document document = host::MakeDocument(photo.header.width, photo.header.height, depth);
     document.layers.resize(2);
     document.layers[0].name = "Background";
-    for (const FileSamples& samples : photo.background->colour)
-        document.layers[0].colour.push_back(ChannelOf(samples, depth));
+    // At 8 bits a document's samples are those of a file. The document borrows them where it can.
+    const bool borrows = photo.ownsBackground && depth == 8;
+    for (FileSamples& samples : photo.background->colour) {
+        host::Channel channel;
+        if (borrows) {
+            channel.bytes = std::move(samples);
+        } else {
+            channel = ChannelOf(samples, depth);
+        }
+        document.layers[0].colour.push_back(std::move(channel));
+    }
     document.layers[1] = std::move(photo.layer);
     if (settings.selection.width > 0) document.selection = SelectionChannel(settings.selection, depth);
     document.targetLayer = 1;
@@ -202,6 +216,8 @@ KeyedPhotograph Key(Session& session, const KeySettings& settings, ReadPhotograp
         keyed.matte = std::move(*document.layers[1].transparency);
     }
     if (!settings.wantsResult) keyed.layer = {};
+    for (std::size_t c = 0; borrows && c < 3; ++c)
+        photo.background->colour[c] = std::move(document.layers[0].colour[c].bytes);
     return keyed;
 }
 

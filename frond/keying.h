@@ -30,9 +30,11 @@ struct BackgroundSource {
     std::string name;
     images::Picture picture;  // width 0: not given
     images::Fit fit = images::Fit::kCover;
+    bool isForOne =
+        false;  // the command has one photograph, which gets the only copy of the fitted background
 
     std::mutex mutex;  // for `last`, and for `picture` once photographs are being read
-    std::shared_ptr<const Background> last;
+    std::shared_ptr<Background> last;
 };
 
 // Frees the picture and forgets the last background: all photographs have been read.
@@ -59,9 +61,10 @@ struct KeySettings {
 
 // A photograph that has been read: RGB, at the depth of the run.
 struct ReadPhotograph {
-    images::Picture header;  // without planes; the profile is for RGB
-    host::Layer layer;       // with transparency
-    std::shared_ptr<const Background> background;
+    images::Picture header;                  // without planes; the profile is for RGB
+    host::Layer layer;                       // with transparency
+    std::shared_ptr<Background> background;  // may be changed only if owned
+    bool ownsBackground = false;             // no other photograph has it
 };
 
 struct KeyedPhotograph {
