@@ -83,9 +83,11 @@ void Encode(BatchState& state, std::size_t i) {
         RequireNoInterrupt();
         if (state.hasEnded) return;
         if (!task.out.empty())
-            photograph.out = EncodeResult(task.out, TakeResult(photograph.read, photograph.keyed));
+            photograph.out =
+                EncodeResult(task.out, TakeResult(photograph.read, photograph.keyed), state.batch.files);
         if (!task.matte.empty())
-            photograph.matte = EncodeResult(task.matte, TakeMatte(photograph.read, photograph.keyed));
+            photograph.matte =
+                EncodeResult(task.matte, TakeMatte(photograph.read, photograph.keyed), state.batch.files);
     });
     photograph.read = {};
     photograph.keyed.layer = {};
@@ -168,7 +170,8 @@ BatchResult RunBatch(const Batch& batch) {
 void RequireAlphaSupport(const std::filesystem::path& out, const ParameterValues& parameters) {
     if (out.empty() || ValueOrDefault(parameters, "FlagOutputAlpha") == 0 || images::FormatOf(out).holdsAlpha)
         return;
-    throw Failure(kBadUsage, images::DisplayName(out) + ": JPEG has no transparency; use .png or .tif");
+    throw Failure(kBadUsage,
+                  images::DisplayName(out) + ": JPEG has no transparency; use .png, .tif or .webp");
 }
 
 }  // namespace frond

@@ -23,6 +23,7 @@ struct Batch {
     BackgroundSource& background;
     Session& session;
     ProgressBar& bar;
+    const images::WriteOptions& files;
     const OwnerWindow& window;  // its title is the photograph's name; may be null
     int jobs;                   // see RunPipeline
     bool showsWarnings;

@@ -44,10 +44,12 @@ images::Picture ReadInputPicture(const std::filesystem::path& path) {
     }
 }
 
-std::vector<std::uint8_t> EncodeResult(const std::filesystem::path& path, const images::Picture& picture) {
+std::vector<std::uint8_t> EncodeResult(const std::filesystem::path& path, const images::Picture& picture,
+                                       const images::WriteOptions& options) {
     try {
-        return images::EncodePicture(path, picture);
+        return images::EncodePicture(path, picture, options, &gInterrupted);
     } catch (const images::PictureError& error) {
+        if (gInterrupted) throw Failure(kInterrupted, "interrupted");
         throw Failure(kBadOutput, error.what());
     }
 }

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "images/picture.h"
+#include "images/picture_file.h"
 
 namespace CLI {  // NOLINT(readability-identifier-naming)
 class App;
@@ -45,9 +45,14 @@ void PrintError(const std::string& line);
 extern std::atomic<bool> gInterrupted;
 void InstallInterruptHandlers();
 
+// The text of --allow-untrusted.
+constexpr char kUntrustedText[] =
+    "Also read OpenEXR, JPEG 2000, BMP and others, whose decoders are less safe";
+
 // Read, encode and write picture files; throw Failure with kBadInput, kBadOutput or kInterrupted.
 images::Picture ReadInputPicture(const std::filesystem::path& path);
-std::vector<std::uint8_t> EncodeResult(const std::filesystem::path& path, const images::Picture& picture);
+std::vector<std::uint8_t> EncodeResult(const std::filesystem::path& path, const images::Picture& picture,
+                                       const images::WriteOptions& options = {});
 void WriteResultFile(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes,
                      bool ignoreInterrupt = false);
 void WriteResult(const std::filesystem::path& path, const images::Picture& picture);

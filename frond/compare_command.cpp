@@ -140,6 +140,7 @@ Command AddCompareCommand(CLI::App& app) {
                          "The true alpha: also measure where it is half-transparent (0.02 to 0.98)")
             ->type_name("ALPHA");
     compare->add_flag("--blue", gOptions.isBlue, "With --band: the backdrop was blue")->needs(band);
+    compare->add_flag_callback("--allow-untrusted", images::AllowUntrustedFormats, kUntrustedText);
     compare->footer(
         "Compares colour as stored, without alpha. One picture can have 8 bits and the other 16.\n"
         "Exit codes: 0, 2 (command line), 3 (a picture cannot be read, or the sizes differ).");

@@ -8,9 +8,10 @@ _frond() {
     fi
     case $previous in
     --depth) mapfile -t COMPREPLY < <(compgen -W "8 16" -- "$word") ;;
+    --subsampling) mapfile -t COMPREPLY < <(compgen -W "444 420" -- "$word") ;;
     --fit) mapfile -t COMPREPLY < <(compgen -W "cover stretch none" -- "$word") ;;
     --format)
-        local formats="png tif jpg"
+        local formats="png tif jpg webp"
         [ "$command" = key ] || formats="png tif"
         mapfile -t COMPREPLY < <(compgen -W "$formats" -- "$word")
         ;;

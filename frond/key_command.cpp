@@ -18,10 +18,11 @@ namespace fs = std::filesystem;
 
 struct Options {
     std::vector<std::string> photos;
-    std::string over, out, format = "png", action, record, matte, selection, module;
+    std::string over, out, format = "png", subsampling, action, record, matte, selection, module;
     int depth = 0, jobs = 0;  // 0: not given
     std::string fit = "cover";
     bool quiet = false, trace = false, check = false, dialog = false;
+    images::WriteOptions files;
     ParameterValues parameters;
 };
 
@@ -190,8 +191,8 @@ ExitCode RunKey() {
     }
     Session session;
     StartSession(session, module, std::move(options));
-    const BatchResult result =
-        RunBatch({tasks, settings, background, session, bar, window, Jobs(), !gOptions.quiet});
+    const BatchResult result = RunBatch(
+        {tasks, settings, background, session, bar, gOptions.files, window, Jobs(), !gOptions.quiet});
     if (result.written > 0 && !gOptions.record.empty())
         WriteAction(PathFromUtf8(gOptions.record), result.recorded);
     return result.code;
@@ -211,13 +212,23 @@ Command AddKeyCommand(CLI::App& app) {
     Options& o = gOptions;
     key->add_option("PHOTO", o.photos, "The photographs")->required();
     key->add_option("--over", o.over, "The new background")->type_name("BACKGROUND");
-    key->add_option("-o,--out", o.out,
-                    "The result: .png, .tif or .jpg; or a folder (no extension, or several photographs)")
+    key->add_option(
+           "-o,--out", o.out,
+           "The result: .png, .tif, .jpg or .webp; or a folder (no extension, or several photographs)")
         ->type_name("OUT");
     key->add_option("--matte", o.matte, "Also write the matte as a grey picture; a folder as for --out")
         ->type_name("FILE");
-    key->add_option("--format", o.format, "Format of the files in a folder: png, tif or jpg")
-        ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg"}));
+    key->add_option("--format", o.format, "Format of the files in a folder: png, tif, jpg or webp")
+        ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg", "webp"}));
+    key->add_option("--compression", o.files.compression,
+                    "PNG and TIFF: 0 to 9, from fast and large to slow and small; default 1")
+        ->check(CLI::Range(0, 9));
+    key->add_option("--quality", o.files.quality, "JPEG and WebP: 1 to 100; default 95")
+        ->check(CLI::Range(1, 100));
+    key->add_option("--subsampling", o.subsampling,
+                    "JPEG: 444, or 420 for colour at half the resolution; default 444")
+        ->check(CLI::IsMember({"444", "420"}))
+        ->each([&o](const std::string& text) { o.files.subsamples = text == "420"; });
     key->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
     key->add_option("--fit", o.fit,
@@ -233,6 +244,7 @@ Command AddKeyCommand(CLI::App& app) {
         ->type_name("FILE");
     key->add_option("--jobs", o.jobs, "How many photographs to read and write at once; default: the cores")
         ->check(CLI::Range(1, 256));
+    key->add_flag_callback("--allow-untrusted", images::AllowUntrustedFormats, kUntrustedText);
     key->add_flag("--dialog", o.dialog, "Choose the parameters in the filter's dialog (on Windows)");
     key->add_flag("--check", o.check, "Check the filter's use of memory more closely, which takes time");
     key->add_flag("--quiet", o.quiet, "Show no progress bar and no warnings");

@@ -150,6 +150,8 @@ ReadPhotograph ReadForKeying(const KeySettings& settings, BackgroundSource& sour
     if (isOverOwnLayer) {
         images::Picture upper = images::PlaceOnCanvas(file.layers[1], width, height);
         upper.profile = picture.profile;
+        upper.exif = picture.exif;
+        upper.xmp = picture.xmp;
         upper.resolutionX = picture.resolutionX;
         upper.resolutionY = picture.resolutionY;
         upper.resolutionUnit = picture.resolutionUnit;

@@ -1,13 +1,12 @@
-// The parts of picture and module files that frond reads itself (completeness, profiles, orientation, a
-// module's resources and their text), and its conversions of pictures in memory.
+// The files that frond reads itself (PSD files, a module's resources and their
+// text), and its conversions of pictures in memory.
 #include <algorithm>
 #include <cstdlib>
 
 #include "frond/command.h"
 #include "frond/module_description.h"
 #include "frond/pe_resources.h"
-#include "images/picture_metadata.h"
-#include "images/picture_validation.h"
+#include "images/psd_file.h"
 #include "images/resample.h"
 #include "tests/support/compare_variants.h"
 
@@ -16,20 +15,19 @@ namespace {
 using frond::Bytes;
 using test_support::Random;
 
+void CheckShape(const images::Picture& picture) {
+    for (const images::Plane& plane : picture.colour)
+        if (plane.size() != images::PixelCount(picture)) std::abort();
+    if (!picture.alpha.empty() && picture.alpha.size() != images::PixelCount(picture)) std::abort();
+}
+
 void CheckFile(const Bytes& file) {
     try {
-        images::ValidatePictureBytes(file, "picture");
+        const images::LayeredPicture psd = images::ReadPsd(file, "picture", images::PsdLayers::kRead);
+        CheckShape(psd.merged);
+        for (const images::Picture& layer : psd.layers) CheckShape(layer);
     } catch (const images::PictureError&) {
     }
-    const Bytes profile = images::ReadJpegProfile(file);
-    const int orientation = images::ReadWebpOrientation(file);
-    if (orientation < 1 || orientation > 8) std::abort();
-    Bytes embedded = file;
-    const Bytes other(300, 7);
-    if (!images::EmbedJpegProfile(embedded, other) && embedded != file) std::abort();
-    // An embedded profile is found again if there was no other.
-    if (embedded != file && profile.empty() && file[0] == 0xFF && images::ReadJpegProfile(embedded) != other)
-        std::abort();
 }
 
 void CheckModule(const Bytes& file) {

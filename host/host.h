@@ -148,8 +148,9 @@ struct HostOptions {
     std::function<void(FilterRecord&)> adjustRecord;
 };
 
-// The options of a lean host: it fills neither new nor freed memory, detects no writes to freed memory, and
-// moves no handles. Guards, bounds, rectangles, handles, ports, tokens and leaks are checked as always.
+// The options of a lean host: it does not fill freed memory, detects no writes to it, and moves no handles.
+// New memory is filled: with the flag "FlagShowSelect" the filter uses bytes that it has not written. Guards,
+// bounds, rectangles, handles, ports, tokens and leaks are checked as always.
 HostOptions LeanOptions();
 
 // A 32-bit FNV-1a hash for traces.

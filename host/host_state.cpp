@@ -14,7 +14,6 @@ Host* gCurrentHost = nullptr;
 
 HostOptions LeanOptions() {
     HostOptions options;
-    options.fillByte.reset();
     options.moveHandles = false;
     options.quarantineBytes = 0;
     return options;

@@ -187,7 +187,7 @@ void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, s
     file.Commit();
 }
 
-std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path) {
+std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path, std::size_t most) {
     std::error_code failure;
     const std::filesystem::file_status status = std::filesystem::status(path, failure);
     if (status.type() == std::filesystem::file_type::not_found) {
@@ -199,12 +199,14 @@ std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path) {
     std::FILE* stream = OpenToRead(path);
     if (stream == nullptr) throw PictureError(DisplayName(path) + ": cannot be opened: " + ErrorText(errno));
     std::vector<std::uint8_t> bytes;
-    std::size_t count = 0;
+    std::size_t count = 0, wanted = 0;
     do {
-        bytes.resize(bytes.size() + kChunkBytes);
-        count = std::fread(bytes.data() + bytes.size() - kChunkBytes, 1, kChunkBytes, stream);
-        bytes.resize(bytes.size() - kChunkBytes + count);
-    } while (count == kChunkBytes);
+        const std::size_t done = bytes.size();
+        wanted = std::min(kChunkBytes, most - done);
+        bytes.resize(done + wanted);
+        count = std::fread(bytes.data() + done, 1, wanted, stream);
+        bytes.resize(done + count);
+    } while (count == wanted && bytes.size() < most);
     const bool failed = std::ferror(stream) != 0;
     std::fclose(stream);
     if (failed) throw PictureError(DisplayName(path) + ": cannot be read: " + ErrorText(errno));

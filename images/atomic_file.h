@@ -29,7 +29,9 @@ void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, s
 // Whether the path is a pipe, a device or another special file.
 bool IsSpecialFile(const std::filesystem::path& path);
 
-// All bytes of a file. Throws PictureError when the file is missing, a folder, or cannot be read.
-std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path);
+// The bytes of a file, or its first `most`. Throws PictureError when the file is missing, a folder, or cannot
+// be read.
+std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path,
+                                        std::size_t most = static_cast<std::size_t>(-1));
 
 }  // namespace images

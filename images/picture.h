@@ -23,7 +23,9 @@ struct Picture {
     Plane alpha;                // empty: opaque. Colour is not multiplied by it (straight alpha).
 
     std::vector<std::uint8_t> profile;  // ICC profile; empty: none
-    double resolutionX = 0;             // pixels per unit; 0: unknown
+    std::vector<std::uint8_t> exif;     // as in the file; the orientation in it is applied
+    std::vector<std::uint8_t> xmp;
+    double resolutionX = 0;  // pixels per unit; 0: unknown
     double resolutionY = 0;
     ResolutionUnit resolutionUnit = ResolutionUnit::kNone;
 

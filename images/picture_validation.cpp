@@ -2,9 +2,6 @@
 
 #include <cstring>
 
-#include "images/atomic_file.h"
-#include "images/text.h"
-
 namespace images {
 
 namespace {
@@ -58,40 +55,7 @@ bool IsCompletePng(const Bytes& bytes) {
     return false;
 }
 
-// Follows the length-prefixed sections to the merged picture, whose rows must be complete.
-bool IsCompletePsd(const Bytes& bytes) {
-    if (bytes.size() < 26) return false;
-    const bool isLarge = BigEndian16(bytes, 4) == 2;
-    const std::size_t channels = BigEndian16(bytes, 12), rows = BigEndian32(bytes, 14);
-    const std::size_t columns = BigEndian32(bytes, 18), bits = BigEndian16(bytes, 22);
-    std::size_t at = 26;
-    for (int section = 0; section < 3; ++section) {
-        const std::size_t lengthSize = section == 2 && isLarge ? 8 : 4;
-        if (at + lengthSize > bytes.size()) return false;
-        const std::size_t length = BigEndian32(bytes, at + lengthSize - 4);
-        if (length > bytes.size() - at - lengthSize) return false;
-        at += lengthSize + length;
-    }
-    if (at + 2 > bytes.size()) return false;
-    const std::uint32_t compression = BigEndian16(bytes, at);
-    at += 2;
-    if (compression == 0) return bytes.size() - at >= channels * rows * ((columns * bits + 7) / 8);
-    if (compression != 1) return true;
-    const std::size_t countSize = isLarge ? 4 : 2;
-    std::size_t packed = channels * rows * countSize;
-    if (packed > bytes.size() - at) return false;
-    for (std::size_t row = 0; row < channels * rows; ++row) {
-        const std::size_t count = at + row * countSize;
-        packed += isLarge ? BigEndian32(bytes, count) : BigEndian16(bytes, count);
-    }
-    return packed <= bytes.size() - at;
-}
-
 }  // namespace
-
-void ValidatePictureFile(const std::filesystem::path& path) {
-    ValidatePictureBytes(ReadFileBytes(path), DisplayName(path));
-}
 
 void ValidatePictureBytes(const Bytes& bytes, const std::string& name) {
     if (bytes.empty()) throw PictureError(name + ": is empty");
@@ -102,12 +66,6 @@ void ValidatePictureBytes(const Bytes& bytes, const std::string& name) {
         isCmyk = components == 4;
     } else if (StartsWith(bytes, "\x89PNG\r\n\x1A\n", 8)) {
         isComplete = IsCompletePng(bytes);
-    } else if (StartsWith(bytes, "8BPS", 4)) {
-        isComplete = IsCompletePsd(bytes);
-        const std::uint32_t mode = bytes.size() >= 26 ? BigEndian16(bytes, 24) : 3;
-        isCmyk = mode == 4;
-        if (mode > 4)
-            throw PictureError(name + ": is neither an RGB nor a grey picture; convert it to RGB first");
     }
     if (isCmyk) throw PictureError(name + ": is a CMYK picture; convert it to RGB first");
     if (!isComplete) throw PictureError(name + ": is cut short");

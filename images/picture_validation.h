@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -10,11 +9,9 @@
 
 namespace images {
 
-// Throws PictureError for a file that is missing, empty, truncated or in an unsupported colour mode. Decoders
-// fill the rest of a truncated JPEG, PNG or PSD file with grey without an error, and convert CMYK without its
-// profile. Files of other formats pass: their decoders report such errors.
-void ValidatePictureFile(const std::filesystem::path& path);
-// The same for bytes in memory; errors start with `name`.
+// Throws PictureError, which starts with `name`, for a file that is empty, a truncated JPEG or PNG file, or a
+// CMYK JPEG file. The Windows Imaging Component fills the rest of a truncated file with grey without an
+// error, and converts CMYK without its profile. Other files pass: their decoders report such errors.
 void ValidatePictureBytes(const std::vector<std::uint8_t>& bytes, const std::string& name);
 
 }  // namespace images

@@ -45,13 +45,15 @@ void SetOption(IPropertyBag2* options, const wchar_t* name, VARTYPE type, double
     options->Write(1, &option, &variant);  // ignored by an encoder without this option
 }
 
-void SetEncoderOptions(IPropertyBag2* options, const PictureFormat& format) {
+void SetEncoderOptions(IPropertyBag2* bag, const PictureFormat& format, const WriteOptions& options) {
     const std::string name = format.name;
     if (name == "JPEG") {
-        SetOption(options, L"ImageQuality", VT_R4, 0.95);
-        SetOption(options, L"JpegYCrCbSubsampling", VT_UI1, WICJpegYCrCbSubsampling444);
+        SetOption(bag, L"ImageQuality", VT_R4, options.quality / 100.0);
+        SetOption(bag, L"JpegYCrCbSubsampling", VT_UI1,
+                  options.subsamples ? WICJpegYCrCbSubsampling420 : WICJpegYCrCbSubsampling444);
     } else if (name == "TIFF") {
-        SetOption(options, L"TiffCompressionMethod", VT_UI1, WICTiffCompressionZIP);
+        SetOption(bag, L"TiffCompressionMethod", VT_UI1,
+                  options.compression == 0 ? WICTiffCompressionNone : WICTiffCompressionZIP);
     }
 }
 
@@ -110,17 +112,17 @@ std::vector<std::uint8_t> BytesOf(IStream* memory, const std::string& error) {
 
 // A complete picture file in memory.
 std::vector<std::uint8_t> Encode(const Picture& picture, const PictureFormat& format,
-                                 const std::string& error) {
+                                 const WriteOptions& options, const std::string& error) {
     ComPtr<IStream> memory;
     ComPtr<IWICBitmapEncoder> encoder;
     ComPtr<IWICBitmapFrameEncode> frame;
-    ComPtr<IPropertyBag2> options;
+    ComPtr<IPropertyBag2> bag;
     RequireSuccess(CreateStreamOnHGlobal(nullptr, TRUE, &memory), error);
     RequireSuccess(ImagingFactory()->CreateEncoder(ContainerOf(format), nullptr, &encoder), error);
     RequireSuccess(encoder->Initialize(memory.object, WICBitmapEncoderNoCache), error);
-    RequireSuccess(encoder->CreateNewFrame(&frame, &options), error);
-    SetEncoderOptions(options.object, format);
-    RequireSuccess(frame->Initialize(options.object), error);
+    RequireSuccess(encoder->CreateNewFrame(&frame, &bag), error);
+    SetEncoderOptions(bag.object, format, options);
+    RequireSuccess(frame->Initialize(bag.object), error);
     WriteFrame(frame.object, picture, LayoutOf(picture), error);
     RequireSuccess(encoder->Commit(), error);
     return BytesOf(memory.object, error);
@@ -128,13 +130,14 @@ std::vector<std::uint8_t> Encode(const Picture& picture, const PictureFormat& fo
 
 }  // namespace
 
-std::vector<std::uint8_t> EncodePicture(const std::filesystem::path& path, const Picture& given) {
+std::vector<std::uint8_t> EncodePicture(const std::filesystem::path& path, const Picture& given,
+                                        const WriteOptions& options, const std::atomic<bool>*) {
     const PictureFormat format = FormatOf(path);
     Picture picture = given;
     if (!format.holds16) ChangeDepth(picture, 8);
     if (!format.holdsAlpha) picture.alpha.clear();
     if (!picture.alpha.empty()) ConvertToRgb(picture);  // WIC has no grey with alpha
-    return Encode(picture, format, DisplayName(path) + ": cannot be encoded");
+    return Encode(picture, format, options, DisplayName(path) + ": cannot be encoded");
 }
 
 }  // namespace images

@@ -4,7 +4,7 @@
 #   guide_pictures.sh           writes them to docs/images
 #   guide_pictures.sh --check   writes them to build/guide and compares them with docs/images
 #
-# Needs a build of the preset linux, or FROND with the path of another frond, and oiiotool (package openimageio-tools).
+# Needs a build of the preset linux, or FROND with the path of another frond, and vips (package libvips-tools).
 # screenshots.sh makes the pictures of the dialog.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,7 +13,7 @@ committed=$PWD/docs/images
 images=$committed
 work=$PWD/build/guide
 
-command -v oiiotool >/dev/null || { echo "guide_pictures.sh: oiiotool is missing: install openimageio-tools" >&2; exit 1; }
+command -v vips >/dev/null || { echo "guide_pictures.sh: vips is missing: install libvips-tools" >&2; exit 1; }
 rm -rf "$work"
 mkdir -p "$work"
 case ${1:-} in
@@ -39,21 +39,26 @@ key() {
     [ -e "$result" ] || "$frond" key $plate/photo.png --over green/background.png --quiet -o "$result" "${words[@]}"
 }
 
-# write_jpeg FILE ARGUMENTS...: writes the picture that oiiotool makes from the arguments.
+# write_jpeg PICTURE FILE
 write_jpeg() {
-    oiiotool -q "${@:2}" -d uint8 --attrib jpeg:subsampling 4:2:0 --compression jpeg:86 -o "$1"
+    vips jpegsave "$1" "$2" --Q 86 --subsample-mode on --strip
 }
 
 # strip NAME CROP WIDTH SETTINGS...: writes one panel for each of the settings: the crop WIDTHxHEIGHT+X+Y, scaled to the
 # width. Settings that end in .png name a picture.
 strip() {
-    local name=$1 crop=$2 width=$3 settings panels=()
+    local name=$1 width=$3 settings panels=() columns rows left top
+    IFS=x+ read -r columns rows left top <<<"$2"
     shift 3
     for settings in "$@"; do
         case $settings in *.png) result=$settings ;; *) key "$settings" ;; esac
-        panels+=("$result" --ch "0,1,2" --cut "$crop" --resize "${width}x0")
+        panels+=("panel-${#panels[@]}.v")
+        vips extract_band "$result" colour.v 0 --n 3
+        vips crop colour.v crop.v "$left" "$top" "$columns" "$rows"
+        vips resize crop.v "${panels[-1]}" "$(awk "BEGIN { print $width / $columns }")"
     done
-    write_jpeg "$images/guide/$name.jpg" "${panels[@]}" --mosaic:pad=6 "$#x1"
+    vips arrayjoin "${panels[*]}" strip.v --across $# --shim 6
+    write_jpeg strip.v "$images/guide/$name.jpg"
 }
 
 whole=960x640+0+0
@@ -64,9 +69,9 @@ bust=400x330+300+80
 
 # For README.md.
 key "--original"
-write_jpeg "$images/photo.jpg" "$result"
+write_jpeg "$result" "$images/photo.jpg"
 key ""
-write_jpeg "$images/keyed.jpg" "$result"
+write_jpeg "$result" "$images/keyed.jpg"
 
 # What each control does: low, default, high.
 strip remove-backdrop $whole 312 "--remove-green 0" "" "--remove-green 120"
@@ -81,9 +86,11 @@ strip show-selected $whole 460 "" "--no-blend --show-matte"
 strip blue-logic $whole 312 "blue --original" "blue" "blue --blue"
 
 "$frond" key green/photo.png --over green/background.png --quiet --transparent -o cut-out.png --matte matte.png
-oiiotool -q --pattern checker:color1=.55,.55,.55:color2=.7,.7,.7:width=16:height=16 960x640 3 -o checker.tif
-oiiotool -q cut-out.png --ch R,G,B,A --premult checker.tif --ch R,G,B,A=1 --over --ch R,G,B -d uint8 -o seen.png
-oiiotool -q matte.png --ch 0,0,0 -o matte-colour.png
+printf 'P5 2 2 255\n\214\262\262\214' >pixels.pgm # two greys, each twice
+vips zoom pixels.pgm tile.v 16 16
+vips replicate tile.v checker.v 30 20
+vips composite2 checker.v cut-out.png seen.png over
+vips colourspace matte.png matte-colour.png srgb
 strip transparency $whole 460 seen.png matte-colour.png
 
 # Faults, before and after the cure.
@@ -95,11 +102,16 @@ strip fix-purple $veil 420 "--alter-green 40" "--alter-green 90"
 strip fix-see-through $head 420 "--select-transparency 50" "--select-transparency 100"
 strip fix-veil-eaten $veil 420 "--remove-green 120" "--remove-green 40"
 # The same subject before a green without red and blue, mixed in linear light; then with every channel raised.
-oiiotool -q green/alpha.png --ch 0,0,0 -d float --mulc -1 --addc 1 -o rest.tif
-oiiotool -q green/composite.png -d float --colorconvert sRGB linear green/background.png -d float \
-    --colorconvert sRGB linear rest.tif --mul --sub rest.tif --mulc 0,0.5,0 --add --clamp:min=0:max=1 \
-    --colorconvert linear sRGB -d uint8 -o pure.png
-oiiotool -q pure.png --maxc 0.012 -d uint8 -o lifted.png
+vips linear green/alpha.png rest.v -- -0.0039215686 1
+vips colourspace green/composite.png composite.v scrgb
+vips colourspace green/background.png background.v scrgb
+vips multiply background.v rest.v behind.v
+vips subtract composite.v behind.v subject.v
+vips linear rest.v backdrop.v "0 0.5 0" "0 0 0"
+vips add subject.v backdrop.v sum.v
+vips copy sum.v linear.v --interpretation scrgb
+vips colourspace linear.v pure.png srgb
+vips linear pure.png lifted.png 0.98824 3 --uchar
 for plate in pure lifted; do
     "$frond" key $plate.png --over green/background.png --quiet -o keyed-$plate.png
 done

@@ -6,16 +6,16 @@
 #   install.sh coverage   to measure the coverage of the native tests
 set -eu
 
-packages="g++ cmake ninja-build libopenimageio-dev liblcms2-dev libcli11-dev nlohmann-json3-dev"
+packages="g++ cmake ninja-build libvips-dev pkg-config libcli11-dev nlohmann-json3-dev"
 case ${1:-} in
 build) ;;
-coverage) packages="$packages googletest openimageio-tools clang libclang-rt-14-dev llvm" ;;
+coverage) packages="$packages googletest libvips-tools clang libclang-rt-14-dev llvm" ;;
 test)
     packages="$packages googletest libbenchmark-dev"
     packages="$packages clang libclang-rt-14-dev clang-format clang-tidy"
     packages="$packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix"
     packages="$packages wine wine64 fonts-wine xvfb debootstrap"
-    packages="$packages openimageio-tools dpkg-dev file python3-markdown unzip"
+    packages="$packages libvips-tools dpkg-dev file python3-markdown unzip"
     ;;
 *)
     echo "usage: install.sh build|test|coverage" >&2

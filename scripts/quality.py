@@ -5,7 +5,7 @@
   quality.py commands   prints the commands behind each row
   quality.py strip      remakes docs/images/quality/details.jpg: the same details of several results
 
-Needs a build of the preset linux and Debian's packages ffmpeg, gegl and openimageio-tools. Works in build/quality.
+Needs a build of the preset linux and Debian's packages ffmpeg, gegl and libvips-tools. Works in build/quality.
 """
 import argparse
 import pathlib
@@ -47,7 +47,7 @@ def gegl_commands(s, colour):
     return [
         f"gegl -o cut.png -- gegl:load path=photo.png {cut}",
         "gegl -o out.png -- gegl:load path=background.png gegl:over aux=[ gegl:load path=cut.png ]",
-        "oiiotool -q cut.png --ch A -o matte.png",
+        "vips extract_band cut.png matte.png 3",
     ]
 
 
@@ -130,17 +130,18 @@ def run(command):
 
 def render_plate():
     """Renders the plate. Returns the mean colour of the backdrop where the true alpha is 0, as six hex digits."""
-    for tool in ("ffmpeg", "gegl", "oiiotool"):
+    for tool in ("ffmpeg", "gegl", "vips"):
         if not shutil.which(tool):
-            sys.exit(f"quality.py: {tool} is missing; apt install ffmpeg gegl openimageio-tools")
+            sys.exit(f"quality.py: {tool} is missing; apt install ffmpeg gegl libvips-tools")
     WORK.mkdir(parents=True, exist_ok=True)
     run("frond sample --size 2400x1600 .")
-    text = run(
-        "oiiotool photo.png alpha.png --mulc 255 --clamp:max=1 --mulc -1 --addc 1 --ch 0,0,0 -o backdrop.tif --mul "
-        "--resize:filter=box 1x1 backdrop.tif --resize:filter=box 1x1 --div --printstats"
-    )
-    means = re.search(r"Stats Avg: (\S+) (\S+) (\S+)", text).groups()
-    return "".join(f"{round(float(mean) * 255):02x}" for mean in means)
+    run("vips relational_const alpha.png backdrop.v equal 0")  # 255 or 0
+    run("vips multiply photo.png backdrop.v product.v")
+    colour = ""
+    for band in range(3):
+        run(f"vips extract_band product.v band.v {band}")
+        colour += f"{round(float(run('vips avg band.v')) / float(run('vips avg backdrop.v'))):02x}"
+    return colour
 
 
 def commands_of(row, colour):
@@ -182,11 +183,16 @@ def make_strip(colour):
         key(row, colour)
         pictures.append(f"column{number}.png")
         shutil.copy(WORK / "out.png", WORK / pictures[-1])
-    panels = " ".join(f"{picture} --ch 0,1,2 --cut {detail}" for detail in DETAILS for picture in pictures)
-    run(
-        f"oiiotool -q {panels} --mosaic:pad=6 {len(pictures)}x{len(DETAILS)} --resize 1000x0 -d uint8 "
-        f"--attrib jpeg:subsampling 4:4:4 --compression jpeg:88 -o {ROOT}/docs/images/quality/details.jpg"
-    )
+    panels = []
+    for detail in DETAILS:
+        width, height, left, top = re.split("[x+]", detail)
+        for picture in pictures:
+            panels.append(f"panel{len(panels)}.v")
+            run(f"vips extract_band {picture} colour.v 0 --n 3")
+            run(f"vips crop colour.v {panels[-1]} {left} {top} {width} {height}")
+    run(f"vips arrayjoin '{' '.join(panels)}' strip.v --across {len(pictures)} --shim 6")
+    run("vips thumbnail strip.v small.v 1000")
+    run(f"vips jpegsave small.v {ROOT}/docs/images/quality/details.jpg --Q 88 --subsample-mode off --strip")
 
 
 def main():

@@ -206,7 +206,8 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
     WritePlate(8);
     std::filesystem::create_directory(folder / "x");
     std::filesystem::copy(folder / "photo.png", folder / "x" / "photo.png");
-    for (const char* name : {"broken.png", "file", "keyed.tif", "truth.tif", "band.tif"}) {
+    for (const char* name :
+         {"broken.png", "file", "keyed.tif", "truth.tif", "band.tif", "two.jp2", "two.png"}) {
         WriteBytes(folder / name, FileCase(name));
     }
     WritePicture(folder / "second.tif", ReadPicture(folder / "photo.png"));

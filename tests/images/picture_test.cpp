@@ -7,12 +7,11 @@
 #include <atomic>
 #include <cmath>
 #include <random>
+#include <thread>
 
 #include "images/atomic_file.h"
 #include "images/colour_profile.h"
 #include "images/picture_file.h"
-#include "images/picture_metadata.h"
-#include "images/picture_validation.h"
 #include "images/resample.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/wine.h"
@@ -30,6 +29,9 @@ Picture RandomPicture(int width, int height, int depth, int colours, bool withAl
     std::generate(picture.alpha.begin(), picture.alpha.end(), roll);
     return picture;
 }
+
+// The tests read all formats; those of the program also run without this.
+const bool kAllowed = (AllowUntrustedFormats(), true);
 
 Picture GreyPicture(int width, int height, const Plane& samples) {
     Picture picture = MakePicture(width, height, 8, 1, false);
@@ -213,30 +215,6 @@ TEST(PictureFile, WritesJpegInEightBitsWithoutAlpha) {
     }
 }
 
-TEST(PictureFile, EmbedsJpegProfiles) {
-    const ScratchFolder folder;
-    WritePicture(folder / "p.jpg", RandomPicture(9, 9, 8, 3, false));
-    const Picture before = ReadPicture(folder / "p.jpg");
-    for (const std::size_t size : {312u, 131072u}) {
-        Bytes file = ReadFileBytes(folder / "p.jpg");
-        ASSERT_TRUE(EmbedJpegProfile(file, MakeProfile(size)));
-        EXPECT_TRUE(ReadJpegProfile(file) == MakeProfile(size)) << size;
-        WriteBytes(folder / "q.jpg", file);
-        ExpectSame(ReadPicture(folder / "q.jpg"), before);
-    }
-    // An empty profile segment once hid the profile that was embedded before it.
-    const Bytes empty = FileCase("empty-piece");
-    for (const std::ptrdiff_t place : {2, 20}) {  // as the first segment and as the second
-        Bytes file = ReadFileBytes(folder / "p.jpg");
-        file.insert(file.begin() + place, empty.begin(), empty.end());
-        ASSERT_TRUE(ReadJpegProfile(file).empty() && EmbedJpegProfile(file, MakeProfile(312)));
-        EXPECT_TRUE(ReadJpegProfile(file) == MakeProfile(312)) << place;
-    }
-    Bytes other(100, 'x');
-    EXPECT_FALSE(EmbedJpegProfile(other, MakeProfile(312)));
-    EXPECT_EQ(other, Bytes(100, 'x'));
-}
-
 TEST(PictureFile, AppliesJpegOrientation) {
     if (IsWine()) GTEST_SKIP() << "Wine's JPEG decoder reads no EXIF";
     const ScratchFolder folder;
@@ -250,36 +228,46 @@ TEST(PictureFile, AppliesJpegOrientation) {
     }
 }
 
-// Alpha is straight in all of these. Once a GIF's alpha was read beyond the pixel, and an icon's smallest
-// picture was taken.
+// Two pixels, 200 100 50 and 10 20 30, with straight alpha.
 TEST(PictureFile, ReadsOtherFormats) {
+    enum class System { kAll, kLinux, kWindows };
     struct {
         const char* name;
         Plane alpha;
-        bool everywhere;  // also on Windows, whose component may lack the format or its alpha
-    } const cases[] = {{"two.gif", {255, 0}, true},    {"two.bmp", {128, 255}, false},
-                       {"two.ico", {128, 255}, true},  {"two.dds", {128, 255}, false},
-                       {"two.jp2", {128, 255}, false}, {"turned.webp", {}, false}};
-    const ScratchFolder folder;
-    for (const auto& [name, alpha, everywhere] : cases) {
+        System system;  // the component of Windows may lack a format or its alpha
+    } const cases[] = {{"two.gif", {255, 0}, System::kAll},
+                       {"two.png", {128, 255}, System::kAll},
+                       {"deep.png", {128, 255}, System::kAll},
+                       {"two.ico", {128, 255}, System::kWindows},
+                       {"two.bmp", {128, 255}, System::kLinux},
+                       {"two.jp2", {128, 255}, System::kLinux},
+                       {"associated.tif", {51, 255}, System::kLinux},
+                       {"selection.tif", {}, System::kLinux},
+                       {"turned.webp", {}, System::kLinux}};
 #ifdef _WIN32
-        if (!everywhere) continue;
+    constexpr System kOther = System::kLinux;
+#else
+    constexpr System kOther = System::kWindows;
 #endif
+    const ScratchFolder folder;
+    for (const auto& [name, alpha, system] : cases) {
+        if (system == kOther || (IsWine() && name[0] == 'd')) continue;
         SCOPED_TRACE(name);
         WriteBytes(folder / name, FileCase(name));
-        const Picture picture = ReadPicture(folder / name);
-        const bool isTurned = alpha.empty();
+        Picture picture = ReadPicture(folder / name);
+        EXPECT_EQ(picture.depth, name[0] == 'd' ? 16 : 8);
+        ChangeDepth(picture, 8);
+        const bool isTurned = name[2] == 'r';
         ASSERT_TRUE(picture.width == (isTurned ? 1 : 2) && picture.height == (isTurned ? 2 : 1));
         EXPECT_EQ(picture.alpha, alpha);
         const int colours[3][2] = {{200, 10}, {100, 20}, {50, 30}};
         for (int i = 0; i < 6; ++i) {
-            const bool isClear = !isTurned && alpha[i % 2] == 0;
+            const bool isClear = !alpha.empty() && alpha[i % 2] == 0;
             EXPECT_TRUE(isClear || picture.colour[i / 2][i % 2] == colours[i / 2][i % 2]) << i;
         }
     }
 }
 
-#ifndef _WIN32
 TEST(PictureFile, ReadsTheTwoLowestLayers) {
     const ScratchFolder folder;
     WriteBytes(folder / "p.psd", FileCase("layers.psd"));
@@ -294,14 +282,117 @@ TEST(PictureFile, ReadsTheTwoLowestLayers) {
     EXPECT_EQ(upper.alpha, Plane(50 * 40, 70));
 }
 
+#ifndef _WIN32
+TEST(PictureFile, ReadsPackedLayersOf16Bits) {
+    const ScratchFolder folder;
+    WriteBytes(folder / "p.psd", FileCase("deep.psd"));
+    const LayeredPicture file = ReadLayeredPicture(folder / "p.psd");
+    ASSERT_EQ(file.layers.size(), 1u);
+    for (const Picture* picture : {&file.merged, &file.layers[0]}) {
+        EXPECT_EQ(picture->depth, 16);
+        EXPECT_EQ(picture->colour, std::vector<Plane>({{51400, 2570}, {25700, 5140}, {12850, 7710}}));
+        EXPECT_EQ(picture->alpha, Plane({13107, 65535}));
+    }
+    EXPECT_TRUE(file.layers[0].offsetX == -7 && file.layers[0].offsetY == 5);
+    EXPECT_TRUE(file.merged.resolutionX == 300 && file.merged.resolutionY == 240);
+}
+
 TEST(PictureFile, ConvertsLinearFloatsToSrgb) {
     const ScratchFolder folder;
-    WriteBytes(folder / "p.exr", FileCase("linear.exr"));
-    const Picture picture = ReadPicture(folder / "p.exr");
+    Bytes file = FileCase("linear.exr");
+    WriteBytes(folder / "p.exr", file);
+    Picture picture = ReadPicture(folder / "p.exr");
     EXPECT_EQ(picture.depth, 16);
     // 0.5 in linear light is 0.735357 on the sRGB curve.
     EXPECT_EQ(picture.colour[0], Plane({48192, 48192, 65535, 0}));
     EXPECT_EQ(picture.alpha, Plane({65535, 32768, 65535, 65535}));
+    // A display window from column -1 to 1.
+    const std::string name = "displayWindow";
+    const auto at = std::search(file.begin(), file.end(), name.begin(), name.end()) + 24;
+    std::fill_n(at, 4, 0xFF);
+    at[8] = 1;
+    WriteBytes(folder / "p.exr", file);
+    picture = ReadPicture(folder / "p.exr");
+    EXPECT_EQ(picture.colour[0], Plane({65535, 48192, 48192}));
+    EXPECT_EQ(picture.alpha, Plane({0, 65535, 32768}));
+}
+
+TEST(PictureFile, ReadsHeicAndWebp) {
+    const ScratchFolder folder;
+    WriteBytes(folder / "halves.heic", FileCase("halves.heic"));
+    Picture picture = ReadPicture(folder / "halves.heic");
+    picture.alpha = Plane(64 * 64, 70);
+    picture.alpha[0] = 255;
+    WritePicture(folder / "halves.webp", picture);
+    EXPECT_EQ(ReadPicture(folder / "halves.webp").alpha, picture.alpha);
+    for (const char* name : {"halves.heic", "halves.webp"}) {
+        const Picture found = ReadPicture(folder / name);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_NEAR(found.colour[i][64 * 40 + 8], 200 / (1 << i), 2) << name << i;
+            EXPECT_NEAR(found.colour[i][64 * 40 + 56], 10 * (i + 1), 2) << name << i;
+        }
+    }
+}
+
+TEST(PictureFile, KeepsCameraAndDate) {
+    const ScratchFolder folder;
+    WritePicture(folder / "p.jpg", RandomPicture(24, 8, 8, 3, false));
+    Bytes file = ReadFileBytes(folder / "p.jpg");
+    const Bytes camera = FileCase("camera");
+    file.insert(file.begin() + 2, camera.begin(), camera.end());
+    WriteBytes(folder / "p.jpg", file);
+    const Picture photo = ReadPicture(folder / "p.jpg");
+    ASSERT_EQ(photo.width, 8);
+    for (const char* name : {"o.jpg", "o.png", "o.webp", "o.tif"}) {
+        SCOPED_TRACE(name);
+        WritePicture(folder / name, photo);
+        const Bytes bytes = ReadFileBytes(folder / name);
+        const std::string text(bytes.begin(), bytes.end());
+        const bool isTiff = name[2] == 't';
+        const auto has = [&text](const char* words) { return text.find(words) != std::string::npos; };
+        EXPECT_TRUE(has("Make") && has("Mark") && !has("thumbnailpixel"));
+        EXPECT_TRUE(has(isTiff ? "2024-01-31T12:00:00" : "2024:01:31 12:00:00"));
+        const Picture found = ReadPicture(folder / name);
+        EXPECT_EQ(found.width, 8);
+        const std::string xmp(found.xmp.begin(), found.xmp.end());
+        EXPECT_NE(xmp.find("tiff:Orientation=\"1\""), std::string::npos) << xmp;
+    }
+}
+
+TEST(PictureFile, HeedsTheOptions) {
+    const ScratchFolder folder;
+    Picture picture = RandomPicture(64, 64, 8, 3, false);
+    for (Plane& plane : picture.colour)
+        for (std::uint16_t& sample : plane) sample &= 15;
+    const auto size = [&](const char* name, const WriteOptions& options) {
+        WritePicture(folder / name, picture, nullptr, options);
+        return ReadFileBytes(folder / name).size();
+    };
+    for (const char* name : {"o.png", "o.tif"}) {
+        EXPECT_GT(size(name, {0}), size(name, {1})) << name;
+        EXPECT_GT(size(name, {1}), size(name, {9})) << name;
+        ExpectSame(ReadPicture(folder / name), picture);
+    }
+    for (const char* name : {"o.jpg", "o.webp"}) EXPECT_GT(size(name, {}), size(name, {1, 50})) << name;
+    EXPECT_GT(size("o.jpg", {}), size("o.jpg", {1, 95, true}));
+}
+
+TEST(PictureFile, ServesSeveralThreads) {
+    const ScratchFolder folder;
+    const Picture picture = RandomPicture(90, 70, 16, 3, true);
+    WriteBytes(folder / "broken.png", FileCase("broken.png"));
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&, i] {
+            const std::filesystem::path file = folder / (std::to_string(i) + (i % 2 == 0 ? ".png" : ".tif"));
+            for (int round = 0; round < 5; ++round) {
+                WritePicture(file, picture);
+                ExpectSame(ReadPicture(file), picture);
+                EXPECT_THROW(ReadPicture(folder / "broken.png"), PictureError);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
 }
 #endif
 
@@ -315,9 +406,12 @@ std::string ComplaintAbout(const std::filesystem::path& path) {
 }
 
 TEST(PictureFile, RefusesTruncatedFiles) {
-    std::vector<std::string> names{"first.tif", "p.png", "p.jpg", "p.tif"};
+    std::vector<std::string> names{"first.tif", "p.png", "p.jpg", "p.tif", "layers.psd"};
 #ifndef _WIN32
-    names.push_back("layers.psd");
+    for (const char* name : {"deep.psd", "halves.heic", "turned.webp", "p.webp"}) names.emplace_back(name);
+#ifndef __SANITIZE_ADDRESS__
+    names.emplace_back("linear.exr");  // libvips loses some bytes for each file that it cannot open
+#endif
 #endif
     const ScratchFolder folder;
     for (const std::string& name : names) {
@@ -326,7 +420,8 @@ TEST(PictureFile, RefusesTruncatedFiles) {
         ASSERT_EQ(ComplaintAbout(folder / name), "");
         const Bytes file = ReadFileBytes(folder / name);
         // Cut at every 97th byte, and at each of the first 200.
-        for (std::size_t length = file.size(); length > 0;) {
+        // The last byte of a PNG file, of a sum over no data, is not read.
+        for (std::size_t length = file.size() - (name == "p.png" ? 1 : 0); length > 0;) {
             length -= length == file.size() || length <= 200 ? 1 : std::min<std::size_t>(97, length - 200);
             WriteBytes(folder / "cut", Bytes(file.data(), file.data() + length));
             const std::string complaint = ComplaintAbout(folder / "cut");

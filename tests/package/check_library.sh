@@ -24,4 +24,4 @@ check "$example" "$work/found"
 sed "s#^find_package.*#add_subdirectory($root frond)#; s#key_in_memory\.cpp#$example/&#" "$example/CMakeLists.txt" \
     >"$work/within/CMakeLists.txt"
 check "$work/within" "$work/within/build"
-! grep -E '^build [^ ]*(OpenImageIO|MarbleFrondKeeper\.so|frond_logic|tests|package)[^ ]*:' "$work/within/build/build.ninja"
+! grep -E '^build [^ ]*(vips|MarbleFrondKeeper\.so|frond_logic|tests|package)[^ ]*:' "$work/within/build/build.ninja"

@@ -1,14 +1,9 @@
-#include "images/colour_profile.h"
-
-#include <memory>
-
-#ifdef _WIN32
+// Converts colours with the colour management of Windows.
 #include <windows.h>
 
 #include <icm.h>
-#else
-#include <lcms2.h>
-#endif
+
+#include "images/colour_profile.h"
 
 namespace images {
 
@@ -26,15 +21,9 @@ struct Conversion {
     bool IsValid() const { return transform != nullptr; }
     bool Convert(std::uint16_t* colours, int count);
 
-#ifdef _WIN32
     HTRANSFORM transform = nullptr;
     std::vector<COLOR> buffer;
-#else
-    cmsHTRANSFORM transform = nullptr;
-#endif
 };
-
-#ifdef _WIN32
 
 HPROFILE OpenProfile(const Bytes& bytes) {
     PROFILE profile{PROFILE_MEMBUFFER, const_cast<std::uint8_t*>(bytes.data()),
@@ -73,30 +62,6 @@ bool Conversion::Convert(std::uint16_t* colours, int count) {
     }
     return true;
 }
-
-#else
-
-Conversion::Conversion(const Bytes& from, const Bytes& to) {
-    const cmsHPROFILE source = cmsOpenProfileFromMem(from.data(), static_cast<cmsUInt32Number>(from.size()));
-    const cmsHPROFILE target = cmsOpenProfileFromMem(to.data(), static_cast<cmsUInt32Number>(to.size()));
-    if (source != nullptr && target != nullptr) {
-        transform = cmsCreateTransform(source, TYPE_RGB_16, target, TYPE_RGB_16, INTENT_RELATIVE_COLORIMETRIC,
-                                       cmsFLAGS_BLACKPOINTCOMPENSATION);
-    }
-    if (source != nullptr) cmsCloseProfile(source);
-    if (target != nullptr) cmsCloseProfile(target);
-}
-
-Conversion::~Conversion() {
-    if (transform != nullptr) cmsDeleteTransform(transform);
-}
-
-bool Conversion::Convert(std::uint16_t* colours, int count) {
-    cmsDoTransform(transform, colours, colours, static_cast<cmsUInt32Number>(count));
-    return true;
-}
-
-#endif
 
 }  // namespace
 
