@@ -53,7 +53,8 @@ strip() {
     for settings in "$@"; do
         case $settings in *.png) result=$settings ;; *) key "$settings" ;; esac
         panels+=("panel-${#panels[@]}.v")
-        vips extract_band "$result" colour.v 0 --n 3
+        vips colourspace "$result" eight.v srgb # 8 bits
+        vips extract_band eight.v colour.v 0 --n 3
         vips crop colour.v crop.v "$left" "$top" "$columns" "$rows"
         vips resize crop.v "${panels[-1]}" "$(awk "BEGIN { print $width / $columns }")"
     done
