@@ -228,7 +228,7 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_option("--subsampling", o.subsampling,
                     "JPEG: 444, or 420 for colour at half the resolution; default 444")
         ->check(CLI::IsMember({"444", "420"}))
-        ->each([&o](const std::string& text) { o.files.subsamples = text == "420"; });
+        ->each([](const std::string& text) { gOptions.files.subsamples = text == "420"; });
     key->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
     key->add_option("--fit", o.fit,
