@@ -16,6 +16,7 @@ import subprocess
 import sys
 import tempfile
 import termios
+import time
 
 KILLS = 16
 JOBS = "1", "2", "8"
@@ -137,11 +138,22 @@ def killed_without_proc(work):
     killed(work, HIDE_PROC, named=True)
 
 
+def await_handler(process):
+    """Waits until the main thread, which gets a signal first, has taken it, run its handler and sleeps again."""
+    proc = pathlib.Path(f"/proc/{process.pid}")
+    while process.poll() is None:
+        pending = re.search(r"^ShdPnd:\s*(\w+)", (proc / "status").read_text(), re.MULTILINE)
+        if int(pending[1], 16) == 0 and ") S " in (proc / "stat").read_text():
+            return
+        time.sleep(0.01)
+
+
 def interrupt(command, pipe, mode, go_on):
     """The output of a run that is interrupted while it waits for the pipe."""
     process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
     with open(pipe, mode) as file:
         process.send_signal(signal.SIGINT)
+        await_handler(process)
         go_on(file)
     text = process.communicate()[1]
     expect(process.returncode == 130, process.returncode, text)
