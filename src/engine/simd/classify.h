@@ -11,7 +11,7 @@
 
 namespace keying::FROND_VARIANT {
 
-constexpr int kSpanRoom = kSpan + kDoubles;
+constexpr int kSpanRoom = kSpan + kFloats;
 
 // A span's results, and its backdrop. Entries past the span's end are scratch.
 struct Span {

@@ -4,6 +4,9 @@
 // Most pixels of a photograph before a backdrop are decided without a division: what is plainly backdrop,
 // what is backdrop by its shape, what is plainly foreground. The rest is packed, and keyed in full vectors.
 #include "engine/scalar/fetch_and_key.h"
+
+#include <initializer_list>
+
 #include "engine/constants.h"
 #include "engine/key_run.h"
 #include "engine/keying.h"
@@ -57,8 +60,18 @@ void FindQueueSteps(const KeyRun& run, const Queue& queue, float* coarse, float*
     }
 }
 
+// Sets the lanes behind the last pixel to 0: what was there before would be searched for a step too.
+void ClearBehind(Queue* queue) {
+    for (double* values : {queue->R, queue->G, queue->B, queue->bgR, queue->bgG, queue->bgB, queue->fgR,
+                           queue->fgG, queue->fgB, queue->alpha}) {
+        for (int i = 0; i < kFloats; i += kDoubles) Store(values + queue->count + i, Doubles(0));
+    }
+}
+
 // Keys what was packed and puts the results to their places in the span.
 void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
+    if (queue->count == 0) return;
+    ClearBehind(queue);
     alignas(64) float coarse[kSpanRoom + kFloats], fine[kSpanRoom + kFloats];
     if (search) FindQueueSteps(run, *queue, coarse, fine);
     for (int i = 0; i < queue->count; i += kDoubles) {
