@@ -30,8 +30,8 @@ struct BackgroundSource {
     std::string name;
     images::Picture picture;  // width 0: not given
     images::Fit fit = images::Fit::kCover;
-    bool isForOne =
-        false;  // the command has one photograph, which gets the only copy of the fitted background
+    // The command has one photograph, which gets the only copy of the fitted background.
+    bool isForOne = false;
 
     std::mutex mutex;  // for `last`, and for `picture` once photographs are being read
     std::shared_ptr<Background> last;

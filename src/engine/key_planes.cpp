@@ -176,7 +176,7 @@ void KeyBand(RowKeyer<Sample>* keyer, std::int32_t y, std::int32_t end, std::int
     }
 }
 
-// Copies rows `first` to `end` of an out plane and its copy, one way or the other.
+// Copies rows `first` to `end` of the out planes to their saved copy, or back.
 enum class Copy { kSave, kRestore };
 template <class Sample>
 void CopyRows(const Keying<Sample>& keying, std::int32_t firstSaved, std::int64_t first, std::int64_t end,
