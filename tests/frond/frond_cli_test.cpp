@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #endif
 
+#include "frond/survey.h"
 #include "images/atomic_file.h"
 #include "images/picture_file.h"
 #include "sample_plate/sample_plate.h"
@@ -140,6 +141,35 @@ TEST_F(FrondProgram, KeysThePlateCloseToTheTruth) {
         EXPECT_EQ(out.depth, 8);
         EXPECT_NEAR(out.resolutionX, 240, 0.01);
         EXPECT_TRUE(IsWine() || out.profile == FileCase("profile.icc"));  // Wine's encoders write no profiles
+    }
+}
+
+// At step 1 the survey's matte is that of a run; a larger step leaves pixels out.
+TEST_F(FrondProgram, SurveysTheMatteOfARun) {
+    frond::ParameterValues parameters;
+    frond::SetValue(parameters, "SliderRemoveGreen", 25);
+    for (const int depth : {8, 16}) {
+        SCOPED_TRACE(depth);
+        WritePlate(depth);
+        Key(depth, "--remove-green 25 --show-matte --matte @matte.tif");
+        Picture matte = ReadPicture(folder / "matte.tif"), photo = ReadPicture(folder / Photo(depth));
+        ChangeDepth(matte, 8);
+        const frond::Survey whole = frond::SurveyPhotograph(photo, parameters);
+        ASSERT_EQ(whole.alpha.size(), matte.colour[0].size());
+        for (std::size_t i = 0; i < whole.alpha.size(); ++i)
+            ASSERT_NEAR(whole.alpha[i], matte.colour[0][i], depth == 8 ? 0 : 1) << i;
+        Picture reduced = MakePicture(38, 25, depth, 3, true);
+        photo.alpha.assign(PixelCount(photo), static_cast<std::uint16_t>(LargestSample(depth)));
+        photo.alpha[148 + 96 * 150] = 0;
+        for (std::size_t i = 0; i < PixelCount(reduced); ++i) {
+            const std::size_t from = i / 38 * 4 * 150 + i % 38 * 4;
+            for (std::size_t c = 0; c < 3; ++c) reduced.colour[c][i] = photo.colour[c][from];
+            reduced.alpha[i] = photo.alpha[from];
+        }
+        const frond::Survey survey = frond::SurveyPhotograph(photo, parameters, 950);
+        EXPECT_EQ(survey.step, 4);
+        EXPECT_EQ(survey.alpha, frond::SurveyPhotograph(reduced, parameters).alpha);
+        EXPECT_EQ(survey.alpha.back(), 0);
     }
 }
 
