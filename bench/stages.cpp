@@ -7,6 +7,8 @@
 #include <ctime>
 #include <memory>
 #include <optional>
+#include <thread>
+#include <vector>
 
 #include "engine/keying.h"
 #include "engine/variants.h"
@@ -17,8 +19,8 @@
 
 namespace bench {
 
-const char* const kStageNames[] = {"run",    "unblended",  "engine", "analysis",
-                                   "keying", "refinement", "edges",  nullptr};
+const char* const kStageNames[] = {"run",        "unblended", "engine", "analysis", "keying",
+                                   "refinement", "edges",     "copy",   nullptr};
 
 namespace {
 
@@ -155,6 +157,25 @@ Measured RunEdges(Prepared& p) {
     return Result(engine, seconds);
 }
 
+// What the memory allows: each worker copies its part of four planes.
+Measured RunCopy(Prepared& p) {
+    TestEngine& engine = PictureEngine(p);
+    const Plane from[] = {kTopR, kTopG, kTopB, kBottomR}, to[] = {kOutR, kOutG, kOutB, kOutA};
+    const std::size_t bytes = engine.PlaneBytes(), workers = static_cast<std::size_t>(gWorkers);
+    const auto copy = [&](std::size_t worker) {
+        const std::size_t begin = bytes * worker / workers, end = bytes * (worker + 1) / workers;
+        for (int i = 0; i < 4; ++i)
+            std::memcpy(engine.Bytes(to[i]) + begin, engine.Bytes(from[i]) + begin, end - begin);
+    };
+    const double seconds = Seconds([&] {
+        std::vector<std::thread> threads;
+        for (std::size_t worker = 1; worker < workers; ++worker) threads.emplace_back(copy, worker);
+        copy(0);
+        for (std::thread& thread : threads) thread.join();
+    });
+    return Result(engine, seconds);
+}
+
 // ---- A whole run in a host -------------------------------------------------------------------------------
 
 host::Document& DocumentOf(Prepared& p) {
@@ -226,6 +247,7 @@ Measured RunStage(const std::string& stage, const std::string& variant, int work
     if (stage == "keying") return RunKeying(p);
     if (stage == "refinement") return RunRefinement(p);
     if (stage == "edges") return RunEdges(p);
+    if (stage == "copy") return RunCopy(p);
     return {0, 0, 0, "there is no stage " + stage};
 }
 

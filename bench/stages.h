@@ -8,6 +8,7 @@
 //   keying      fetch, search, corrections; foreground and matte written   planes of the two layers
 //   refinement  fetch, refinement and pixel step                           result of keying
 //   edges       edge blending                                              result of keying
+//   copy        four planes copied, for the speed of the memory            planes of the two layers
 //
 // Refinement and edges use the matte as the top layer's transparency, at both depths.
 #pragma once

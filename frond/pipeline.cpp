@@ -4,6 +4,7 @@
 #include <bitset>
 #include <condition_variable>
 #include <deque>
+#include <limits>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -12,6 +13,7 @@
 #ifdef _WIN32
 #include <windows.h>
 #elif defined(__linux__)
+#include <malloc.h>
 #include <sched.h>
 #endif
 
@@ -110,6 +112,15 @@ struct Workers {
     }
 };
 
+// Keeps freed blocks of up to 32 MiB, the most that the C library allows, for the next items. Otherwise the
+// kernel clears their pages again for every photograph, which takes a fifth of a JPEG batch's processor time.
+void KeepFreedMemory() {
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+#endif
+}
+
 void RunInTurn(std::size_t count, const PipelineStages& stages) {
     for (std::size_t item = 0; item < count; ++item) {
         stages.read(item);
@@ -123,6 +134,7 @@ void RunInTurn(std::size_t count, const PipelineStages& stages) {
 }  // namespace
 
 void RunPipeline(std::size_t count, int jobs, const PipelineStages& stages) {
+    if (count > 1) KeepFreedMemory();
     if (jobs <= 1 || count <= 1) return RunInTurn(count, stages);
     Pipeline pipeline(count, jobs, stages);
     const Workers workers(pipeline, static_cast<int>(std::min<std::size_t>(jobs, count)));
