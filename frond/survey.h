@@ -10,15 +10,16 @@
 
 namespace frond {
 
-// Sample (x, y) of the survey is pixel (x * step, y * step) of the photograph.
+// Sample (x, y) of the survey is pixel (x * step, y * step) of the photograph. Values are 8 bits, also for a
+// photograph of 16 bits: there the engine's matte has hardly any soft part, and would not show hair.
 struct Survey {
     int step = 1;
-    int width = 0, height = 0;        // samples
-    keying::Backdrop backdrop;        // 0 to 255 at 8 bits, 0 to 32767 at 16
+    int width = 0, height = 0;  // samples
+    keying::Backdrop backdrop;
     std::vector<std::uint8_t> alpha;  // the matte, rows from the top: 0 removed, 255 kept
 };
 
-// The default keeps the cost of a survey at 3 ms and shows a subject of a hundredth of the picture.
+// Enough for a subject of a hundredth of the picture.
 constexpr int kSurveySamples = 120000;
 
 // Keys every step-th pixel in both directions on the caller's thread. The step is the smallest that gives at
