@@ -41,19 +41,23 @@ if(WIN32)
 else()
     set(pages ${PROJECT_BINARY_DIR}/share)
     file(MAKE_DIRECTORY ${pages})
-    foreach(text frond/frond.1 CHANGELOG.md)
-        get_filename_component(name ${text} NAME)
-        string(REPLACE CHANGELOG.md changelog name ${name})
-        add_custom_command(OUTPUT ${pages}/${name}.gz
-            COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/${text} > ${pages}/${name}.gz
-            DEPENDS ${PROJECT_SOURCE_DIR}/${text})
-        list(APPEND compressed ${pages}/${name}.gz)
-    endforeach()
-    add_custom_target(manual ALL DEPENDS ${compressed})
-    install(FILES ${pages}/frond.1.gz DESTINATION ${FROND_MANUAL_FOLDER})
+    add_custom_command(OUTPUT ${pages}/changelog.gz
+        COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md > ${pages}/changelog.gz
+        DEPENDS ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
+    add_custom_target(changelog ALL DEPENDS ${pages}/changelog.gz)
     install(FILES ${pages}/changelog.gz DESTINATION ${FROND_GUIDE_FOLDER})
+    # The program prints its own manual page and completion, so a cross build has neither.
+    if(TARGET frond AND NOT CMAKE_CROSSCOMPILING)
+        add_custom_command(OUTPUT ${pages}/frond.1.gz ${pages}/frond.bash
+            COMMAND frond manual page > ${pages}/frond.1
+            COMMAND gzip -9nf ${pages}/frond.1
+            COMMAND frond manual completion > ${pages}/frond.bash
+            DEPENDS frond)
+        add_custom_target(manual ALL DEPENDS ${pages}/frond.1.gz)
+        install(FILES ${pages}/frond.1.gz DESTINATION ${FROND_MANUAL_FOLDER})
+        install(FILES ${pages}/frond.bash DESTINATION ${FROND_COMPLETION_FOLDER} RENAME frond)
+    endif()
     install(FILES LICENSE DESTINATION ${FROND_GUIDE_FOLDER} RENAME copyright)
-    install(FILES frond/completion.bash DESTINATION ${FROND_COMPLETION_FOLDER} RENAME frond)
 
     set(CPACK_GENERATOR DEB)
     set(CPACK_STRIP_FILES ON)

@@ -74,5 +74,6 @@ Command AddSampleCommand(CLI::App& app);
 Command AddCompareCommand(CLI::App& app);
 Command AddInfoCommand(CLI::App& app);
 Command AddAboutCommand(CLI::App& app);
+Command AddManualCommand(CLI::App& app);
 
 }  // namespace frond

@@ -142,7 +142,7 @@ Command AddCompareCommand(CLI::App& app) {
     compare->add_flag("--blue", gOptions.isBlue, "With --band: the backdrop was blue")->needs(band);
     compare->add_flag_callback("--allow-untrusted", images::AllowUntrustedFormats, kUntrustedText);
     compare->footer(
-        "Compares colour as stored, without alpha. One picture can have 8 bits and the other 16.\n"
+        "Compares colour as stored, without alpha. One picture can have 8 bits and the other 16.\n\n"
         "Exit codes: 0, 2 (command line), 3 (a picture cannot be read, or the sizes differ).");
     return {compare, RunCompare};
 }

@@ -15,17 +15,17 @@ struct OptionText {
 
 // In the order of kParameters.
 constexpr OptionText kOptionTexts[] = {
-    {"--remove-green", "how far a colour may be from the backdrop's and still be removed"},
-    {"--restore-black", "how strongly dark areas are kept"},
-    {"--alter-green", "how much of the backdrop's colour may remain in half-transparent areas"},
-    {"--select-transparency", "how solid half-transparent areas become; higher is more solid"},
-    {"--scale-transparency", "contrast of half-transparent areas; 50 leaves them as measured"},
-    {"--background-level", "level of the backdrop, in percent of the measured one"},
-    {"--blend,!--no-blend", "blend edges; on unless switched off"},
-    {"--show-matte", "show the selected areas in false colours; needs --no-blend"},
-    {"--transparent", "write the subject alone, with transparency; needs no background"},
-    {"--blue", "the backdrop is blue"},
-    {"--original", "leave the photograph unkeyed"},
+    {"--remove-green", "How far a colour may be from the backdrop's and still be removed"},
+    {"--restore-black", "How strongly dark areas are kept"},
+    {"--alter-green", "How much of the backdrop's colour may remain in half-transparent areas"},
+    {"--select-transparency", "How solid half-transparent areas become; higher is more solid"},
+    {"--scale-transparency", "Contrast of half-transparent areas; 50 leaves them as measured"},
+    {"--background-level", "Level of the backdrop, in percent of the measured one"},
+    {"--blend,!--no-blend", "Blend edges; on unless switched off"},
+    {"--show-matte", "Show the selected areas in false colours; needs --no-blend"},
+    {"--transparent", "Write the subject alone, with transparency; needs no background"},
+    {"--blue", "The backdrop is blue"},
+    {"--original", "Leave the photograph unkeyed"},
 };
 constexpr char kGroup[] = "The filter's parameters (sliders go from 0 to 200 in its dialog)";
 static_assert(sizeof(kOptionTexts) / sizeof(kOptionTexts[0]) == kParameterCount,
@@ -33,7 +33,7 @@ static_assert(sizeof(kOptionTexts) / sizeof(kOptionTexts[0]) == kParameterCount,
 
 void AddFlag(CLI::App& app, const std::string& name, const OptionText& text,
              std::optional<std::int32_t>& value) {
-    const std::string names = "--" + name + "," + text.names + ",!--no-" + name;
+    const std::string names = std::string(text.names) + ",--" + name + ",!--no-" + name;
     app.add_flag_function(
            names, [&value](std::int64_t count) { value = count > 0; }, text.help)
         ->group(kGroup);
@@ -50,7 +50,7 @@ void AddParameterOptions(CLI::App& app, ParameterValues& values) {
             continue;
         }
         app.add_option_function<std::int32_t>(
-               std::string("--") + info.name + "," + kOptionTexts[i].names,
+               std::string(kOptionTexts[i].names) + ",--" + info.name,
                [&value](const std::int32_t& given) { value = given; },
                std::string(kOptionTexts[i].help) + "; default " + std::to_string(info.defaultValue))
             ->type_name("N")

@@ -63,24 +63,14 @@ case $package in
         fail "the module is not installed in the given lib folder"
     grep -qF '\"../lib64/marble-frond-keeper/modules\"' other/build.ninja || fail "frond looks in another lib folder"
     ninja -C "$build" -t inputs all | grep -E '^(tests|bench)/' && fail "packaging builds the tests"
-    # The manual page knows every option and no other, and has the parameters' texts in the words of --help, as
-    # docs/frond.md has; the completion gives what --help lists.
-    gunzip -c usr/share/man/man1/frond.1.gz | sed 's/\\//g' | tr '\n' ' ' >manual
-    words() { grep -oE -- '--[A-Za-z][A-Za-z-]*' "$@" | grep -v -e --no-Flag | sort -u; }
-    # shellcheck disable=SC1091
-    . usr/share/bash-completion/completions/frond
-    for command in key sample compare; do
-        "${frond[@]}" $command --help | grep -oE -- '--[A-Za-z][A-Za-z-]*' | sort -u >$command.options
-        COMP_WORDS=("$place/usr/bin/frond" $command --) COMP_CWORD=2
-        _frond
-        printf '%s\n' "${COMPREPLY[@]}" | diff - $command.options || fail "completion of frond $command differs"
-    done
-    diff <(words manual) <({ cat ./*.options; echo --version; } | words | grep -v -e --help) || fail "manual page: options differ"
-    "${frond[@]}" key --help | sed -n '/^The filter/,/^$/s/^ \{20,\}//p' | sed 's/; default.*//' >texts
+    # The manual page and the completion are the program's own. docs/frond.md has the parameters' texts of --help.
+    "${frond[@]}" manual page | cmp - <(gunzip -c usr/share/man/man1/frond.1.gz)
+    "${frond[@]}" manual completion | cmp - usr/share/bash-completion/completions/frond
+    "${frond[@]}" key --help | awk '/^The filter/ { inside = 1 } /^$/ { inside = 0 }
+        inside && /^          / { sub(/^ +/, " "); text = text $0; next }
+        text { sub(/; default.*/, "", text); print substr(text, 2); text = "" }' >texts
     while read -r text; do
-        for file in manual "$root/docs/frond.md"; do
-            grep -qiF -e "$text" "$file" || fail "$file: lacks \"$text\""
-        done
+        grep -qiF -e "$text" "$root/docs/frond.md" || fail "docs/frond.md: lacks \"$text\""
     done <texts
     [ "$(wc -l <texts)" = 11 ] || fail "frond key --help: $(wc -l <texts) parameters"
     # --module comes before FROND_MODULE, and that before the module that was installed.
