@@ -1,6 +1,7 @@
 #include "frond/batch.h"
 
 #include <atomic>
+#include <deque>
 #include <exception>
 #include <new>
 
@@ -12,34 +13,64 @@ namespace frond {
 
 namespace {
 
-// A photograph under way. A failure skips the stages that follow.
-struct Photograph {
+using Clock = std::chrono::steady_clock;
+
+// A photograph for its neighbouring tasks. The first of them reads it.
+struct SharedPhotograph {
+    std::size_t first, last;          // its tasks
+    std::atomic<std::size_t> unused;  // tasks that need it still
+    bool isRead = false;
     ReadPhotograph read;
+    std::exception_ptr failure;
+
+    explicit SharedPhotograph(std::size_t task) : first(task), last(task), unused(1) {}
+};
+
+// A task under way. A failure skips the stages that follow.
+struct Item {
+    SharedPhotograph* photo = nullptr;
+    std::shared_ptr<FittedBackground> background;
     KeyedPhotograph keyed;
     std::vector<std::uint8_t> out, matte;  // complete files
-    std::string warning;
+    std::vector<Warning> warnings;
     std::exception_ptr failure;
+    bool isSkipped = false;
+    Clock::time_point start;
+    double seconds = 0;
 };
 
 struct BatchState {
     const Batch& batch;
-    std::vector<Photograph> photographs;  // in the order of the tasks
+    std::deque<SharedPhotograph> photos;
+    std::vector<Item> items;  // in the order of the tasks
     std::atomic<std::size_t> unread;
     std::atomic<bool> hasEnded{false};  // a failed write has ended the batch
     BatchResult result;
 
     explicit BatchState(const Batch& theBatch)
-        : batch(theBatch), photographs(theBatch.tasks.size()), unread(theBatch.tasks.size()) {}
+        : batch(theBatch), items(theBatch.tasks.size()), unread(theBatch.tasks.size()) {
+        const std::vector<Task>& tasks = batch.tasks;
+        for (std::size_t i = 0; i < tasks.size(); ++i) {
+            if (i > 0 && tasks[i].photo == tasks[i - 1].photo) {
+                photos.back().last = i;
+                ++photos.back().unused;
+            } else {
+                photos.emplace_back(i);
+            }
+            items[i].photo = &photos.back();
+        }
+        result.outcomes.resize(tasks.size(), TaskOutcome::kNotMade);
+    }
 };
 
-// Runs a stage of a photograph that has not failed, and keeps its failure.
+// Runs a stage of a task that is still to be done, and keeps its failure.
 template <typename Stage>
-void RunStage(Photograph& photograph, const Stage& stage) {
-    if (photograph.failure != nullptr) return;
+void RunStage(BatchState& state, Item& item, const Stage& stage) {
+    if (item.failure != nullptr || item.isSkipped || state.hasEnded) return;
     try {
         stage();
     } catch (...) {
-        photograph.failure = std::current_exception();
+        item.failure = std::current_exception();
     }
 }
 
@@ -47,123 +78,186 @@ void RequireNoInterrupt() {
     if (gInterrupted) throw Failure(kInterrupted, "interrupted");
 }
 
+void ReadShared(const Batch& batch, std::size_t i, SharedPhotograph& photo) {
+    const Task& task = batch.tasks[i];
+    try {
+        photo.read = ReadForKeying(batch.settings, batch.backgrounds[task.background], task.photo);
+        photo.isRead = true;
+    } catch (...) {
+        photo.failure = std::current_exception();
+    }
+}
+
 void Read(BatchState& state, std::size_t i) {
-    Photograph& photograph = state.photographs[i];
+    Item& item = state.items[i];
+    SharedPhotograph& photo = *item.photo;
     const Batch& batch = state.batch;
-    RunStage(photograph, [&] {
-        if (!state.hasEnded)
-            photograph.read = ReadForKeying(batch.settings, batch.background, batch.tasks[i].photo);
+    item.start = Clock::now();
+    item.isSkipped = gFinishing;
+    RunStage(state, item, [&] {
+        if (i == photo.first) ReadShared(batch, i, photo);
+        item.failure = photo.failure;
+        item.isSkipped = !photo.isRead && photo.failure == nullptr;
+        if (!photo.isRead) return;
+        BackgroundSource& source = batch.backgrounds[batch.tasks[i].background];
+        item.background = source.path.empty() ? photo.read.lower : FitBackground(source, photo.read.header);
     });
-    if (--state.unread == 0) ReleaseBackground(batch.background);
+    if (--state.unread == 0 && batch.isLast) ReleaseBackgrounds(batch.backgrounds);
 }
 
 void KeyOne(BatchState& state, std::size_t i) {
-    Photograph& photograph = state.photographs[i];
+    Item& item = state.items[i];
     const Batch& batch = state.batch;
-    const std::string name = images::DisplayName(batch.tasks[i].photo.filename());
-    StartProgress(batch.bar, name);
-    if (batch.window) SetWindowTitle(batch.window, name + " - " + kProgramName);
-    RunStage(photograph, [&] {
-        if (state.hasEnded) return;
-        photograph.keyed = Key(batch.session, batch.settings, photograph.read);
-        if (!photograph.read.background->isConverted) {
-            photograph.warning = batch.background.name +
-                                 ": its colour profile cannot be converted to the photograph's; its values "
-                                 "are used unchanged";
+    const Task& task = batch.tasks[i];
+    const BackgroundSource& source = batch.backgrounds[task.background];
+    RunStage(state, item, [&] {
+        const std::string name = images::DisplayName(task.photo.filename());
+        ShowStatus(batch.report, name);
+        if (batch.window) SetWindowTitle(batch.window, name + " - " + kProgramName);
+        const bool ownsBackground = source.path.empty() || source.isForOne;
+        item.keyed = Key(batch.session, batch.settings, source.parameters,
+                         {item.photo->read, i == item.photo->last, item.background, ownsBackground});
+        if (!item.background->isConverted) {
+            item.warnings.push_back(
+                {WarningKind::kProfile, source.name + ": its colour profile cannot be converted to the "
+                                                      "photograph's; its values are used unchanged"});
         }
         RequireNoInterrupt();
-        RequireAlphaSupport(batch.tasks[i].out, photograph.keyed.recorded);
+        RequireAlphaSupport(task.out, item.keyed.recorded);
     });
 }
 
 void Encode(BatchState& state, std::size_t i) {
-    Photograph& photograph = state.photographs[i];
+    Item& item = state.items[i];
     const Task& task = state.batch.tasks[i];
-    RunStage(photograph, [&] {
+    const images::Picture& header = item.photo->read.header;
+    RunStage(state, item, [&] {
         RequireNoInterrupt();
-        if (state.hasEnded) return;
-        if (!task.out.empty())
-            photograph.out =
-                EncodeResult(task.out, TakeResult(photograph.read, photograph.keyed), state.batch.files);
+        if (!task.out.empty()) {
+            item.out =
+                EncodeResult(task.out, TakeResult(header, *item.background, item.keyed), state.batch.files);
+        }
         if (!task.matte.empty())
-            photograph.matte =
-                EncodeResult(task.matte, TakeMatte(photograph.read, photograph.keyed), state.batch.files);
+            item.matte = EncodeResult(task.matte, TakeMatte(header, item.keyed), state.batch.files);
     });
-    photograph.read = {};
-    photograph.keyed.layer = {};
-    photograph.keyed.matte = {};
+    item.background.reset();
+    item.keyed.layer = {};
+    item.keyed.matte = {};
+    if (i == item.photo->first) {
+        const std::vector<Warning>& warnings = item.photo->read.warnings;
+        item.warnings.insert(item.warnings.begin(), warnings.begin(), warnings.end());
+    }
+    if (--item.photo->unused == 0) item.photo->read = {};
+}
+
+// Records the photograph in the ledger of a folder, and writes the result.
+void WriteTo(ResultTarget& target, bool force, const Task& task, const std::filesystem::path& path,
+             const std::vector<std::uint8_t>& bytes, bool ignoreInterrupt) {
+    if (target.isFolder && !images::IsSpecialFile(path))
+        ClaimResult(target.ledger, path, PhotoIdentity(task.photo), force);
+    WriteResultFile(path, bytes, ignoreInterrupt);
 }
 
 void Write(BatchState& state, std::size_t i) {
-    Photograph& photograph = state.photographs[i];
+    Item& item = state.items[i];
     const Task& task = state.batch.tasks[i];
-    RunStage(photograph, [&] {
+    ResultRules& rules = state.batch.rules;
+    RunStage(state, item, [&] {
         RequireNoInterrupt();
-        if (state.hasEnded) return;
-        if (!task.out.empty()) WriteResultFile(task.out, photograph.out);
+        if (!task.out.empty()) WriteTo(rules.out, rules.force, task, task.out, item.out, false);
         // Writes both results of a photograph or none: an interrupt does not stop the second.
-        if (!task.matte.empty()) WriteResultFile(task.matte, photograph.matte, !task.out.empty());
+        if (!task.matte.empty())
+            WriteTo(rules.matte, rules.force, task, task.matte, item.matte, !task.out.empty());
     });
-    photograph.out = {};
-    photograph.matte = {};
-    if (photograph.failure == nullptr) return;
+    item.seconds = std::chrono::duration<double>(Clock::now() - item.start).count();
+    item.out = {};
+    item.matte = {};
+    if (item.failure == nullptr) {
+        item.isSkipped = item.isSkipped || state.hasEnded;
+        return;
+    }
     try {
-        std::rethrow_exception(photograph.failure);
+        std::rethrow_exception(item.failure);
     } catch (const Failure& failure) {
         if (failure.endsBatch) state.hasEnded = true;
     } catch (...) {
     }
 }
 
-// The last line of a run that ends before the last photograph.
-std::string DescribeFailure(const Failure& failure, const Task& task, std::size_t done, std::size_t count) {
+// The last line of a run that ends before its last result.
+std::string DescribeEnding(const Failure& failure, const Task& task, const RunCounts& counts) {
     const bool interrupted = failure.code == kInterrupted;
     std::string line = failure.what();
-    if (count == 1) return interrupted ? line + "; nothing was written" : line;
+    if (counts.total == 1) return interrupted ? line + "; nothing was written" : line;
     if (interrupted) line += " at " + images::DisplayName(task.photo);
-    return line + "; " + std::to_string(done) + " of " + std::to_string(count) + " photographs written";
+    return line + "; " + std::to_string(counts.written) + " of " + std::to_string(counts.total) +
+           " results written";
+}
+
+// Prints why a task failed, and returns the exit code. A photograph that cannot be read fails for all of its
+// tasks, and a background for all photographs.
+ExitCode PrintFailure(BatchState& state, std::size_t i, std::string& line) {
+    const Item& item = state.items[i];
+    const Task& task = state.batch.tasks[i];
+    ExitCode code = kRunFailed;
+    try {
+        std::rethrow_exception(item.failure);
+    } catch (const Failure& failure) {
+        if (failure.endsBatch) throw;
+        code = failure.code;
+        line = code == kRunFailed ? images::DisplayName(task.photo) + ": " + failure.what() : failure.what();
+    } catch (const std::bad_alloc&) {
+        line = images::DisplayName(task.photo) + ": not enough memory";
+    }
+    if (line == state.batch.backgrounds[task.background].failure) {
+        PrintOnce(state.batch.report, line);
+    } else if (item.failure != item.photo->failure || i == item.photo->first) {
+        PrintMessage(state.batch.report, line);
+    }
+    return code;
 }
 
 void Report(BatchState& state, std::size_t i) {
-    Photograph& photograph = state.photographs[i];
-    const Task& task = state.batch.tasks[i];
-    BatchResult& result = state.result;
-    if (!photograph.warning.empty() && state.batch.showsWarnings) {
-        ClearProgress(state.batch.bar);
-        PrintError(photograph.warning);
-    }
-    if (photograph.failure == nullptr) {
-        ++result.written;
-        result.recorded = photograph.keyed.recorded;
+    const Item& item = state.items[i];
+    const Batch& batch = state.batch;
+    const BackgroundSource& source = batch.backgrounds[batch.tasks[i].background];
+    if (item.isSkipped) return;
+    FinishedTask finished{batch.tasks[i], source, source.parameters, item.seconds, item.warnings, kDone, {}};
+    if (item.failure != nullptr) {
+        finished.code = PrintFailure(state, i, finished.error);
+        state.result.outcomes[i] = TaskOutcome::kFailed;
+        if (state.result.code == kDone) state.result.code = finished.code;
+        ReportFinished(batch.report, finished);
         return;
     }
-    ClearProgress(state.batch.bar);
-    try {
-        std::rethrow_exception(photograph.failure);
-    } catch (const Failure& failure) {
-        if (failure.endsBatch) {
-            const bool isFirst = result.code == kDone || failure.code == kInterrupted;
-            throw Failure(isFirst ? failure.code : result.code,
-                          DescribeFailure(failure, task, result.written, state.photographs.size()));
-        }
-        PrintError(failure.code == kRunFailed ? images::DisplayName(task.photo) + ": " + failure.what()
-                                              : failure.what());
-        if (result.code == kDone) result.code = failure.code;
-    } catch (const std::bad_alloc&) {
-        PrintError(images::DisplayName(task.photo) + ": not enough memory");
-        if (result.code == kDone) result.code = kRunFailed;
-    }
+    state.result.outcomes[i] = TaskOutcome::kWritten;
+    state.result.recorded = item.keyed.recorded;
+    ReportFinished(batch.report,
+                   {batch.tasks[i], source, item.keyed.recorded, item.seconds, item.warnings, kDone, {}});
 }
 
 }  // namespace
 
 BatchResult RunBatch(const Batch& batch) {
     BatchState state(batch);
-    StartProgress(batch.bar, images::DisplayName(batch.tasks[0].photo.filename()));
-    RunPipeline(batch.tasks.size(), batch.jobs,
-                {[&](std::size_t i) { Read(state, i); }, [&](std::size_t i) { KeyOne(state, i); },
-                 [&](std::size_t i) { Encode(state, i); }, [&](std::size_t i) { Write(state, i); },
-                 [&](std::size_t i) { Report(state, i); }});
+    std::size_t reported = 0;
+    ShowStatus(batch.report, batch.tasks.empty() ? "" : images::DisplayName(batch.tasks[0].photo.filename()));
+    try {
+        RunPipeline(batch.tasks.size(), batch.jobs,
+                    {[&](std::size_t i) { Read(state, i); }, [&](std::size_t i) { KeyOne(state, i); },
+                     [&](std::size_t i) { Encode(state, i); }, [&](std::size_t i) { Write(state, i); },
+                     [&](std::size_t i) {
+                         reported = i;
+                         Report(state, i);
+                     },
+                     [&](std::size_t i) { return state.items[i].photo->first; }});
+    } catch (const Failure& failure) {
+        BatchResult& result = state.result;
+        ClearProgress(batch.report.bar);
+        result.ending = DescribeEnding(failure, batch.tasks[reported], batch.report.counts);
+        result.isDiskFull = failure.endsBatch && failure.code != kInterrupted;
+        if (result.code == kDone || failure.code == kInterrupted) result.code = failure.code;
+    }
     return state.result;
 }
 

@@ -1,44 +1,51 @@
-// The photographs of a command, keyed one after another with the same settings.
+// The results of a command, made one after another.
 #pragma once
 
-#include <filesystem>
 #include <vector>
 
 #include "frond/command.h"
 #include "frond/keying.h"
 #include "frond/owner_window.h"
-#include "frond/progress_bar.h"
+#include "frond/result_plan.h"
+#include "frond/run_report.h"
 
 namespace frond {
 
-// One photograph and its results; an empty path: no such result.
-struct Task {
-    std::filesystem::path photo, out, matte;
-};
-
-// What a batch works with. The members must outlive it.
+// What a batch works with. The members must outlive it. Several batches may share all but the tasks.
 struct Batch {
-    const std::vector<Task>& tasks;
+    const std::vector<Task>& tasks;  // the results of one photograph are neighbours
     const KeySettings& settings;
-    BackgroundSource& background;
+    Backgrounds& backgrounds;
+    ResultRules& rules;  // of the tasks' plan
     Session& session;
-    ProgressBar& bar;
+    RunReport& report;
     const images::WriteOptions& files;
     const OwnerWindow& window;  // its title is the photograph's name; may be null
     int jobs;                   // see RunPipeline
-    bool showsWarnings;
+    bool isLast;                // the backgrounds are freed when all photographs have been read
 };
 
-// The outcome of a batch.
+enum class TaskOutcome {
+    kNotMade,  // the batch ended before, or the user asked to finish (gFinishing)
+    kWritten,  // all results of the task are complete
+    kFailed,   // its message has been printed
+};
+
 struct BatchResult {
-    ExitCode code = kDone;     // of the first failure
-    std::size_t written = 0;   // photographs whose results are complete
-    ParameterValues recorded;  // of the last of them
+    ExitCode code = kDone;              // of the first failure
+    std::vector<TaskOutcome> outcomes;  // of each task
+    ParameterValues recorded;           // of the last task that was written
+
+    // Why an interrupt or a full disk ended the batch, with the number of results written; empty: neither
+    // did. `code` is then that of the first failure, or kInterrupted.
+    std::string ending;
+    bool isDiskFull = false;
 };
 
-// Keys all photographs. Results, messages and their order do not depend on `jobs`. A failed photograph does
-// not stop the others; its message is printed. An interrupt or a full disk ends the batch, and no photograph
-// after that one is written: throws Failure with the last line and the number of photographs written.
+// Makes the results of all tasks. A photograph is read once for its neighbouring tasks. Results, messages and
+// their order do not depend on `jobs`. A failed task does not stop the others; its message is printed. After
+// an interrupt or on a full disk nothing more is written. When gFinishing becomes true, the tasks that have
+// begun are completed, and the others are left without a message.
 BatchResult RunBatch(const Batch& batch);
 
 // Throws kBadUsage when the result has transparency and its format has none.

@@ -9,7 +9,7 @@
 
 namespace frond {
 
-std::atomic<bool> gInterrupted{false};
+std::atomic<bool> gInterrupted{false}, gFinishing{false};
 
 void PrintError(const std::string& line) {
     std::fprintf(stderr, "%s: %s\n", kProgramName, images::EscapeUnprintable(line).c_str());
@@ -22,18 +22,31 @@ extern "C" void OnInterrupt(int signal) {
     std::signal(signal, SIG_DFL);
 }
 
-}  // namespace
+extern "C" void OnFinish(int signal) {
+    gFinishing = true;
+    std::signal(signal, SIG_DFL);
+}
 
-void InstallInterruptHandlers() {
+void InstallHandlers(void (*handler)(int)) {
     static_assert(std::atomic<bool>::is_always_lock_free, "set from a signal handler");
-    std::signal(SIGINT, OnInterrupt);
-    std::signal(SIGTERM, OnInterrupt);
+    std::signal(SIGINT, handler);
+    std::signal(SIGTERM, handler);
 #ifdef SIGHUP
-    std::signal(SIGHUP, OnInterrupt);
+    std::signal(SIGHUP, handler);
 #endif
 #ifdef SIGPIPE
     std::signal(SIGPIPE, SIG_IGN);  // a closed pipe makes the write fail instead
 #endif
+}
+
+}  // namespace
+
+void InstallInterruptHandlers() {
+    InstallHandlers(OnInterrupt);
+}
+
+void InstallFinishHandlers() {
+    InstallHandlers(OnFinish);
 }
 
 images::Picture ReadInputPicture(const std::filesystem::path& path) {

@@ -45,6 +45,11 @@ void PrintError(const std::string& line);
 extern std::atomic<bool> gInterrupted;
 void InstallInterruptHandlers();
 
+// For commands that complete what they have begun: true after the first signal, which leaves gInterrupted
+// false; the second one ends the program at once.
+extern std::atomic<bool> gFinishing;
+void InstallFinishHandlers();
+
 // The text of --allow-untrusted.
 constexpr char kUntrustedText[] =
     "Also read OpenEXR, JPEG 2000, BMP and others, whose decoders are less safe";

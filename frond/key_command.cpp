@@ -1,13 +1,11 @@
 // frond key: keys photographs with the filter.
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <set>
 #include <vector>
 
 #include "frond/batch.h"
 #include "frond/pipeline.h"
 #include "images/picture_file.h"
-#include "images/resample.h"
 #include "images/text.h"
 
 namespace frond {
@@ -17,106 +15,70 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Options {
-    std::vector<std::string> photos;
-    std::string over, out, format = "png", subsampling, action, record, matte, selection, module;
+    std::vector<std::string> photos, over;
+    std::string out, format = "png", name, subsampling, action, record, matte, selection, module, report;
     int depth = 0, jobs = 0;  // 0: not given
     std::string fit = "cover";
-    bool quiet = false, trace = false, check = false, dialog = false;
+    bool quiet = false, verbose = false, trace = false, check = false, dialog = false;
+    bool force = false, skipExisting = false;
     images::WriteOptions files;
     ParameterValues parameters;
 };
 
 Options gOptions;  // from the command line
 
-bool IsFolder(const fs::path& path) {
-    std::error_code ignored;
-    return fs::is_directory(path, ignored);
+std::vector<fs::path> PathsFromUtf8(const std::vector<std::string>& texts) {
+    std::vector<fs::path> paths;
+    for (const std::string& text : texts) paths.push_back(PathFromUtf8(text));
+    return paths;
 }
 
-// Whether the target for results is a folder: there are several photographs, or the folder exists, or the
-// name ends in a slash, or it has no extension and does not exist.
-bool IsFolderTarget(const std::string& target) {
-    if (target.empty()) return false;
-    const fs::path path = PathFromUtf8(target);
-    std::error_code ignored;
-    return gOptions.photos.size() > 1 || IsFolder(path) || !path.has_filename() ||
-           (!path.has_extension() && !fs::exists(path, ignored));
-}
-
-// The result's path for one photograph: `target`, or a file with the photograph's name in the folder
-// `target`.
-fs::path TargetFor(const std::string& target, bool inFolder, const fs::path& photo) {
-    if (target.empty()) return {};
-    const fs::path path = PathFromUtf8(target);
-    return inFolder ? path / (photo.stem() += "." + gOptions.format) : path;
-}
-
-void CreateFolder(const fs::path& path) {
-    std::error_code failure;
-    fs::create_directories(path, failure);
-    if (!IsFolder(path)) {
-        throw Failure(kBadOutput, images::DisplayName(path) + ": is not a folder and cannot be created");
-    }
-}
-
-// Follows symbolic links.
-bool IsSameFile(const fs::path& a, const fs::path& b) {
-    std::error_code ignored;
-    return fs::equivalent(a, b, ignored) ||
-           fs::weakly_canonical(a, ignored) == fs::weakly_canonical(b, ignored);
-}
-
-// Throws when a result would overwrite an input or another result.
-void RequireDistinctFiles(const std::vector<Task>& tasks) {
-    std::vector<fs::path> inputs, results;
-    for (const std::string& text : gOptions.photos) inputs.push_back(PathFromUtf8(text));
-    for (const std::string& text : {gOptions.over, gOptions.selection, gOptions.action}) {
-        if (!text.empty()) inputs.push_back(PathFromUtf8(text));
-    }
-    for (const Task& task : tasks) {
-        if (!task.out.empty()) results.push_back(task.out);
-        if (!task.matte.empty()) results.push_back(task.matte);
-    }
-    if (!gOptions.record.empty()) results.push_back(PathFromUtf8(gOptions.record));
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        for (const fs::path& input : inputs) {
-            if (IsSameFile(results[i], input)) {
-                throw Failure(kBadUsage,
-                              images::DisplayName(results[i]) + ": is an input and would be overwritten");
-            }
-        }
-        for (std::size_t j = 0; j < i; ++j) {
-            if (IsSameFile(results[i], results[j])) {
-                throw Failure(kBadUsage,
-                              images::DisplayName(results[i]) + ": two results would go to this file");
-            }
-        }
-    }
-}
-
-// Checks everything that can be checked before the first photograph is read.
-std::vector<Task> PlanTasks(const ParameterValues& parameters) {
+// Where the results go, and which files they must not replace.
+ResultRules MakeRules(const Backgrounds& backgrounds) {
     if (gOptions.out.empty() && gOptions.matte.empty())
         throw Failure(kBadUsage, "give the result's path with -o");
     if (gOptions.dialog && gOptions.out.empty())
         throw Failure(kBadUsage, "--dialog needs the result's path, with -o");
-    const bool outInFolder = IsFolderTarget(gOptions.out), matteInFolder = IsFolderTarget(gOptions.matte);
-    std::vector<Task> tasks;
-    for (const std::string& text : gOptions.photos) {
-        const fs::path photo = PathFromUtf8(text);
-        tasks.push_back({photo, TargetFor(gOptions.out, outInFolder, photo),
-                         TargetFor(gOptions.matte, matteInFolder, photo)});
+    ResultRules rules;
+    const bool isForSeveral = gOptions.photos.size() * backgrounds.size() > 1;
+    rules.out = MakeTarget(gOptions.out, isForSeveral);
+    rules.matte = MakeTarget(gOptions.matte, isForSeveral);
+    rules.name = !gOptions.name.empty()   ? gOptions.name
+                 : backgrounds.size() > 1 ? kNameOfSeveral
+                                          : kNameOfOne;
+    RequireNamePattern(rules.name);
+    rules.format = gOptions.format;
+    rules.force = gOptions.force;
+    rules.skipsExisting = gOptions.skipExisting;
+    for (const BackgroundSource& background : backgrounds) {
+        if (background.path.empty()) continue;
+        rules.inputs.push_back(background.path);
+        rules.inputs.push_back(ActionFileOf(background.path));
     }
-    for (const Task& task : tasks) {
-        if (task.out.empty() || outInFolder) continue;
-        RequireWritablePath(task.out);
+    for (const std::string& text : {gOptions.selection, gOptions.action}) {
+        if (!text.empty()) rules.inputs.push_back(PathFromUtf8(text));
     }
-    RequireAlphaSupport(tasks[0].out, parameters);
-    if (!gOptions.matte.empty() && !matteInFolder) RequireWritablePath(tasks[0].matte);
-    RequireDistinctFiles(tasks);
-    if (!gOptions.out.empty() && outInFolder) CreateFolder(PathFromUtf8(gOptions.out));
-    if (!gOptions.matte.empty() && matteInFolder) CreateFolder(PathFromUtf8(gOptions.matte));
-    return tasks;
+    for (const std::string& text : {gOptions.record, gOptions.report}) {
+        if (!text.empty()) rules.outputs.push_back(PathFromUtf8(text));
+    }
+    return rules;
+}
+
+// Checks everything that can be checked before the first photograph is read.
+ResultPlan Plan(const Backgrounds& backgrounds, ResultRules& rules) {
+    for (const ResultTarget* target : {&rules.out, &rules.matte}) {
+        if (!target->path.empty() && !target->isFolder) RequireWritablePath(target->path);
+    }
+    const ResultPlan plan = PlanResults(PathsFromUtf8(gOptions.photos), backgrounds, rules);
+    for (const Task& task : plan.tasks)
+        RequireAlphaSupport(task.out, backgrounds[task.background].parameters);
+    if (!plan.refusals.empty()) {
+        const std::size_t more = plan.refusals.size() - 1;
+        throw Failure(kBadUsage, plan.refusals[0].reason +
+                                     (more > 0 ? "; " + std::to_string(more) + " more like this" : ""));
+    }
+    CreateResultFolders(rules);
+    return plan;
 }
 
 host::HostOptions MakeHostOptions(ProgressBar& bar) {
@@ -136,19 +98,18 @@ host::HostOptions MakeHostOptions(ProgressBar& bar) {
     return options;
 }
 
-void ReadBackground(BackgroundSource& background) {
-    background.fit = gOptions.fit == "cover"     ? images::Fit::kCover
-                     : gOptions.fit == "stretch" ? images::Fit::kStretch
-                                                 : images::Fit::kNone;
-    if (gOptions.over.empty()) return;
-    background.picture = ReadInputPicture(PathFromUtf8(gOptions.over));
-    background.name = gOptions.over;
-    background.isForOne = gOptions.photos.size() == 1;
+void AddBackgrounds(Backgrounds& backgrounds) {
+    const images::Fit fit = gOptions.fit == "cover"     ? images::Fit::kCover
+                            : gOptions.fit == "stretch" ? images::Fit::kStretch
+                                                        : images::Fit::kNone;
+    ParameterValues action;
+    if (!gOptions.action.empty()) action = ReadAction(PathFromUtf8(gOptions.action));
+    OpenBackgrounds(backgrounds, FindBackgrounds(gOptions.over), fit, action, gOptions.parameters);
+    for (BackgroundSource& source : backgrounds) source.isForOne = gOptions.photos.size() == 1;
 }
 
-KeySettings ReadSettings(const ParameterValues& parameters) {
+KeySettings ReadSettings() {
     KeySettings settings;
-    settings.parameters = parameters;
     settings.depth = gOptions.depth;
     settings.withDialog = gOptions.dialog;
     settings.wantsResult = !gOptions.out.empty();
@@ -160,6 +121,15 @@ KeySettings ReadSettings(const ParameterValues& parameters) {
     return settings;
 }
 
+void WarnOfHiddenMatte(RunReport& report, const ParameterValues& parameters) {
+    if (ValueOrDefault(parameters, "FlagShowSelect") == 0 ||
+        ValueOrDefault(parameters, "FlagRealityInteg") == 0) {
+        return;
+    }
+    Warn(report,
+         {WarningKind::kHiddenMatte, "--show-matte needs --no-blend; the photograph is written unchanged"});
+}
+
 // The dialog and the trace go with one photograph at a time.
 int Jobs() {
     if (gOptions.dialog || gOptions.trace) return 1;
@@ -169,21 +139,23 @@ int Jobs() {
 ExitCode RunKey() {
     InstallInterruptHandlers();
     if (gOptions.dialog) RequireWindows();
-    ParameterValues parameters;
-    if (!gOptions.action.empty()) parameters = ReadAction(PathFromUtf8(gOptions.action));
-    MergeParameters(parameters, gOptions.parameters);
-    const std::vector<Task> tasks = PlanTasks(parameters);
-    const bool hidesMatte = ValueOrDefault(parameters, "FlagShowSelect") != 0 &&
-                            ValueOrDefault(parameters, "FlagRealityInteg") != 0;
-    if (hidesMatte && !gOptions.out.empty() && !gOptions.dialog && !gOptions.quiet)
-        PrintError("--show-matte needs --no-blend; the photograph is written unchanged");
+    Backgrounds backgrounds;
+    AddBackgrounds(backgrounds);
+    ResultRules rules = MakeRules(backgrounds);
+    const ResultPlan plan = Plan(backgrounds, rules);
+    RunReport report(gOptions.quiet, gOptions.verbose, gOptions.trace);
+    report.counts.total = plan.tasks.size();
+    report.counts.existing = plan.existing;
+    report.bar.isText = plan.tasks.size() > 1;
+    for (const BackgroundSource& source : backgrounds) {
+        if (!gOptions.out.empty() && !gOptions.dialog) WarnOfHiddenMatte(report, source.parameters);
+    }
     const fs::path module = FindModule(PathFromUtf8(gOptions.module));
-    BackgroundSource background;
-    ReadBackground(background);
-    const KeySettings settings = ReadSettings(parameters);
-    ProgressBar bar(gOptions.quiet || gOptions.trace);
+    if (!plan.tasks.empty()) ReadSingleBackground(backgrounds);
+    const KeySettings settings = ReadSettings();
+    if (!gOptions.report.empty()) OpenReport(report, PathFromUtf8(gOptions.report));
     OwnerWindow window;
-    host::HostOptions options = MakeHostOptions(bar);
+    host::HostOptions options = MakeHostOptions(report.bar);
     if (gOptions.dialog) {
         window = OpenOwnerWindow(kProgramName);
         options.mainWindow = window.get();
@@ -192,8 +164,10 @@ ExitCode RunKey() {
     Session session;
     StartSession(session, module, std::move(options));
     const BatchResult result = RunBatch(
-        {tasks, settings, background, session, bar, gOptions.files, window, Jobs(), !gOptions.quiet});
-    if (result.written > 0 && !gOptions.record.empty())
+        {plan.tasks, settings, backgrounds, rules, session, report, gOptions.files, window, Jobs(), true});
+    if (!result.ending.empty()) throw Failure(result.code, result.ending);
+    PrintSummary(report);
+    if (report.counts.written > 0 && !gOptions.record.empty())
         WriteAction(PathFromUtf8(gOptions.record), result.recorded);
     return result.code;
 }
@@ -201,8 +175,8 @@ ExitCode RunKey() {
 constexpr char kFooter[] =
     "Exit codes: 0 done; 2 wrong command line or action; 3 an input is missing, damaged or unsuitable;\n"
     "4 a result could not be written; 5 no module; 6 the filter failed; 130 interrupted. A failed\n"
-    "photograph does not stop the batch; the exit code is that of the first failure. A full disk or an\n"
-    "interrupt ends the run; its last line has the number of photographs written.";
+    "result does not stop the batch; the exit code is that of the first failure. A full disk or an\n"
+    "interrupt ends the run; its last line has the number of results written.";
 
 }  // namespace
 
@@ -211,15 +185,27 @@ Command AddKeyCommand(CLI::App& app) {
         app.add_subcommand("key", "Remove the backdrop of photographs and put them over a background");
     Options& o = gOptions;
     key->add_option("PHOTO", o.photos, "The photographs")->required();
-    key->add_option("--over", o.over, "The new background")->type_name("BACKGROUND");
     key->add_option(
-           "-o,--out", o.out,
-           "The result: .png, .tif, .jpg or .webp; or a folder (no extension, or several photographs)")
+           "--over", o.over,
+           "The new background, or a folder of them; may be given several times. Settings in NAME.json "
+           "beside NAME.jpg are for that background")
+        ->type_name("BACKGROUND")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    key->add_option("-o,--out", o.out,
+                    "The result: .png, .tif, .jpg or .webp; or a folder (no extension, or several results)")
         ->type_name("OUT");
     key->add_option("--matte", o.matte, "Also write the matte as a grey picture; a folder as for --out")
         ->type_name("FILE");
     key->add_option("--format", o.format, "Format of the files in a folder: png, tif, jpg or webp")
         ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg", "webp"}));
+    key->add_option("--name", o.name,
+                    "Names of the files in a folder; default {photo}, with several backgrounds "
+                    "{photo}-{background}")
+        ->type_name("PATTERN");
+    key->add_flag("--force", o.force, "Replace results of other photographs in a folder too");
+    key->add_flag("--skip-existing", o.skipExisting,
+                  "Leave results that are there and not older than their photograph");
     key->add_option("--compression", o.files.compression,
                     "PNG and TIFF: 0 to 9, from fast and large to slow and small; default 1")
         ->check(CLI::Range(0, 9));
@@ -247,7 +233,10 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_flag_callback("--allow-untrusted", images::AllowUntrustedFormats, kUntrustedText);
     key->add_flag("--dialog", o.dialog, "Choose the parameters in the filter's dialog (on Windows)");
     key->add_flag("--check", o.check, "Check the filter's use of memory more closely, which takes time");
-    key->add_flag("--quiet", o.quiet, "Show no progress bar and no warnings");
+    key->add_option("--report", o.report, "Append a line in JSON to this file for each result")
+        ->type_name("FILE");
+    key->add_flag("--quiet", o.quiet, "Show no progress, no warnings and no summary");
+    key->add_flag("--verbose", o.verbose, "Print a line for each result, and the counts and the time");
     key->add_flag("--trace", o.trace, "Print each call between filter and host on standard error");
     AddParameterOptions(*key, o.parameters);
     key->footer(kFooter);

@@ -1,11 +1,7 @@
 #include "frond/keying.h"
 
-#include <cstring>
-
 #include "frond/command.h"
-#include "images/colour_profile.h"
 #include "images/picture_file.h"
-#include "images/resample.h"
 #include "images/text.h"
 
 namespace frond {
@@ -22,51 +18,6 @@ images::LayeredPicture ReadLayeredFile(const std::filesystem::path& path) {
 
 std::string SizeText(int width, int height) {
     return std::to_string(width) + "x" + std::to_string(height);
-}
-
-// Removes a profile that is not for RGB, since the picture is RGB now. Its header names its colour space.
-void DropGreyProfile(images::Picture& picture) {
-    constexpr std::size_t kColourSpaceAt = 16;
-    if (picture.profile.size() < kColourSpaceAt + 4 ||
-        std::memcmp(picture.profile.data() + kColourSpaceAt, "RGB ", 4) != 0) {
-        picture.profile.clear();
-    }
-}
-
-// Gives the picture the photograph's depth and profile.
-std::shared_ptr<Background> MakeBackground(images::Picture picture, const images::Picture& photo) {
-    auto background = std::make_shared<Background>();
-    background->width = photo.width;
-    background->height = photo.height;
-    background->depth = photo.depth;
-    background->profile = photo.profile;
-    images::ConvertToRgb(picture);
-    images::ChangeDepth(picture, photo.depth);
-    DropGreyProfile(picture);
-    images::FlattenOnWhite(picture);
-    const bool bothHaveOne = !photo.profile.empty() && !picture.profile.empty();
-    if (bothHaveOne && picture.profile != photo.profile)
-        background->isConverted = images::ConvertToProfile(picture, photo.profile);
-    for (int c = 0; c < 3; ++c)
-        background->colour[c] = TakeFileSamples(picture.colour[static_cast<std::size_t>(c)], photo.depth);
-    return background;
-}
-
-// The given background for the photograph: the last one, or a new one.
-std::shared_ptr<Background> FittedBackground(BackgroundSource& source, const images::Picture& photo) {
-    const std::lock_guard<std::mutex> lock(source.mutex);
-    const auto fit = [&] {
-        return MakeBackground(images::FitPicture(source.picture, photo.width, photo.height, source.fit),
-                              photo);
-    };
-    if (source.isForOne) return fit();
-    const auto& last = source.last;
-    if (last == nullptr || last->width != photo.width || last->height != photo.height ||
-        last->depth != photo.depth || last->profile != photo.profile) {
-        source.last.reset();
-        source.last = fit();
-    }
-    return source.last;
 }
 
 // Layers above the lowest have transparency, even when they are opaque.
@@ -118,12 +69,6 @@ bool IsMatteRun(const ParameterValues& values) {
 
 }  // namespace
 
-void ReleaseBackground(BackgroundSource& source) {
-    const std::lock_guard<std::mutex> lock(source.mutex);
-    source.picture = {};
-    source.last.reset();
-}
-
 Selection MakeSelection(images::Picture mask, const std::string& name) {
     Selection selection;
     selection.name = name;
@@ -141,11 +86,11 @@ Selection MakeSelection(images::Picture mask, const std::string& name) {
     return selection;
 }
 
-ReadPhotograph ReadForKeying(const KeySettings& settings, BackgroundSource& source,
+ReadPhotograph ReadForKeying(const KeySettings& settings, const BackgroundSource& source,
                              const std::filesystem::path& path) {
     images::LayeredPicture file = ReadLayeredFile(path);
     const int width = file.merged.width, height = file.merged.height;
-    const bool isOverOwnLayer = source.name.empty() && file.layers.size() == 2;
+    const bool isOverOwnLayer = source.path.empty() && file.layers.size() == 2;
     images::Picture picture = std::move(file.merged), lower;
     if (isOverOwnLayer) {
         images::Picture upper = images::PlaceOnCanvas(file.layers[1], width, height);
@@ -158,8 +103,8 @@ ReadPhotograph ReadForKeying(const KeySettings& settings, BackgroundSource& sour
         picture = std::move(upper);
         lower = images::PlaceOnCanvas(file.layers[0], width, height);
         lower.profile = picture.profile;
-    } else if (source.name.empty()) {
-        if (ValueOrDefault(settings.parameters, "FlagOutputAlpha") == 0) {
+    } else if (source.path.empty()) {
+        if (ValueOrDefault(source.parameters, "FlagOutputAlpha") == 0) {
             throw Failure(kBadUsage, images::DisplayName(path) +
                                          ": has no background; give one with --over, or use --transparent");
         }
@@ -172,40 +117,39 @@ ReadPhotograph ReadForKeying(const KeySettings& settings, BackgroundSource& sour
     RequireSelectionOfSize(settings.selection, picture);
     ReadPhotograph photo;
     photo.layer = TakeLayer(picture);
-    photo.background =
-        source.name.empty() ? MakeBackground(std::move(lower), picture) : FittedBackground(source, picture);
-    photo.ownsBackground = source.name.empty() || source.isForOne;
+    if (source.path.empty()) photo.lower = MakeFittedBackground(std::move(lower), picture);
     photo.header = std::move(picture);
     return photo;
 }
 
-KeyedPhotograph Key(Session& session, const KeySettings& settings, ReadPhotograph& photo) {
-    const int depth = photo.header.depth;
-    host::Document document = host::MakeDocument(photo.header.width, photo.header.height, depth);
+KeyedPhotograph Key(Session& session, const KeySettings& settings, const ParameterValues& parameters,
+                    const KeyingInput& input) {
+    const images::Picture& header = input.photo.header;
+    host::Document document = host::MakeDocument(header.width, header.height, header.depth);
     document.layers.resize(2);
     document.layers[0].name = "Background";
     // At 8 bits a document's samples are those of a file. The document borrows them where it can.
-    const bool borrows = photo.ownsBackground && depth == 8;
-    for (FileSamples& samples : photo.background->colour) {
+    const bool borrows = input.ownsBackground && header.depth == 8;
+    for (FileSamples& samples : input.background->colour) {
         host::Channel channel;
         if (borrows) {
             channel.bytes = std::move(samples);
         } else {
-            channel = ChannelOf(samples, depth);
+            channel = ChannelOf(samples, header.depth);
         }
         document.layers[0].colour.push_back(std::move(channel));
     }
-    document.layers[1] = std::move(photo.layer);
-    if (settings.selection.width > 0) document.selection = SelectionChannel(settings.selection, depth);
+    document.layers[1] = input.takesLayer ? std::move(input.photo.layer) : input.photo.layer;
+    if (settings.selection.width > 0) document.selection = SelectionChannel(settings.selection, header.depth);
     document.targetLayer = 1;
 
     KeyedPhotograph keyed;
-    const bool givesMatte = IsMatteRun(settings.parameters);
-    ParameterValues matteParameters = settings.parameters;
+    const bool givesMatte = IsMatteRun(parameters);
+    ParameterValues matteParameters = parameters;
     if (settings.wantsResult || givesMatte) {
         host::Layer unkeyed;  // for the second run
         if (settings.wantsMatte && (settings.withDialog || !givesMatte)) unkeyed = document.layers[1];
-        keyed.recorded = RunModule(session, document, settings.parameters, settings.withDialog);
+        keyed.recorded = RunModule(session, document, parameters, settings.withDialog);
         keyed.layer = std::move(document.layers[1]);
         if (settings.wantsMatte && IsMatteRun(keyed.recorded)) keyed.matte = *keyed.layer.transparency;
         document.layers[1] = std::move(unkeyed);
@@ -219,26 +163,27 @@ KeyedPhotograph Key(Session& session, const KeySettings& settings, ReadPhotograp
     }
     if (!settings.wantsResult) keyed.layer = {};
     for (std::size_t c = 0; borrows && c < 3; ++c)
-        photo.background->colour[c] = std::move(document.layers[0].colour[c].bytes);
+        input.background->colour[c] = std::move(document.layers[0].colour[c].bytes);
     return keyed;
 }
 
-images::Picture TakeResult(const ReadPhotograph& photo, KeyedPhotograph& keyed) {
-    images::Picture result = photo.header;
+images::Picture TakeResult(const images::Picture& header, const FittedBackground& background,
+                           KeyedPhotograph& keyed) {
+    images::Picture result = header;
     const bool isTransparent = ValueOrDefault(keyed.recorded, "FlagOutputAlpha") != 0;
     for (std::size_t c = 0; c < keyed.layer.colour.size(); ++c) {
         host::Channel& channel = keyed.layer.colour[c];
         result.colour.push_back(isTransparent ? TakePlane(channel, result.depth)
                                               : TakeComposite(channel, *keyed.layer.transparency,
-                                                              photo.background->colour[c], result.depth));
+                                                              background.colour[c], result.depth));
     }
     if (isTransparent) result.alpha = TakePlane(*keyed.layer.transparency, result.depth);
     keyed.layer = {};
     return result;
 }
 
-images::Picture TakeMatte(const ReadPhotograph& photo, KeyedPhotograph& keyed) {
-    images::Picture matte = photo.header;
+images::Picture TakeMatte(const images::Picture& header, KeyedPhotograph& keyed) {
+    images::Picture matte = header;
     matte.profile.clear();  // it is for RGB
     matte.colour.push_back(TakePlane(keyed.matte, matte.depth));
     return matte;

@@ -27,15 +27,16 @@ struct Pipeline {
 
     std::mutex mutex;  // for what follows
     std::condition_variable changed;
-    std::vector<bool> isRead, isEncoded;
+    std::vector<bool> isBegun, isRead, isEncoded;
     std::deque<std::size_t> toEncode;  // keyed items
-    std::size_t nextToRead = 0, nextToWrite = 0, nextToReport = 0;
+    std::size_t nextToWrite = 0, nextToReport = 0;
     bool isWriting = false, isEnding = false;
 
     Pipeline(std::size_t theCount, int jobs, const PipelineStages& theStages)
         : stages(theStages),
           count(theCount),
           underWay(ItemsUnderWay(jobs)),
+          isBegun(theCount),
           isRead(theCount),
           isEncoded(theCount) {}
 };
@@ -46,6 +47,17 @@ void RunStage(std::unique_lock<std::mutex>& lock, const std::function<void(std::
     lock.unlock();
     stage(item);
     lock.lock();
+}
+
+// The first item that can be read now; `count` for none.
+std::size_t NextToRead(const Pipeline& p) {
+    const std::size_t end = std::min(p.count, p.nextToWrite + p.underWay);
+    for (std::size_t item = p.nextToWrite; item < end; ++item) {
+        if (p.isBegun[item]) continue;
+        const std::size_t first = p.stages.readsAfter ? p.stages.readsAfter(item) : item;
+        if (first == item || p.isRead[first]) return item;
+    }
+    return p.count;
 }
 
 // The work of a thread. What frees memory comes first.
@@ -62,8 +74,8 @@ void Work(Pipeline& p) {
             p.toEncode.pop_front();
             RunStage(lock, p.stages.encode, item);
             p.isEncoded[item] = true;
-        } else if (p.nextToRead < p.count && p.nextToRead < p.nextToWrite + p.underWay) {
-            const std::size_t item = p.nextToRead++;
+        } else if (const std::size_t item = NextToRead(p); item < p.count) {
+            p.isBegun[item] = true;
             RunStage(lock, p.stages.read, item);
             p.isRead[item] = true;
         } else {

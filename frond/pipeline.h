@@ -16,6 +16,10 @@ struct PipelineStages {
     std::function<void(std::size_t)> encode;  // like `read`
     std::function<void(std::size_t)> write;   // on any thread, for one item at a time; throws nothing
     std::function<void(std::size_t)> report;  // on the caller's thread; an exception ends the pipeline
+
+    // Returns the item, not after the given one, whose `read` must have returned before that of the given one
+    // begins. Null: each item is read by itself.
+    std::function<std::size_t(std::size_t)> readsAfter = nullptr;
 };
 
 // Items under way at most, with `jobs` threads that read, encode and write: one for each thread, one that is

@@ -10,6 +10,7 @@
 
 #ifdef _WIN32
 #include <io.h>
+#include <windows.h>
 #else
 #include <fcntl.h>
 #include <unistd.h>
@@ -186,6 +187,65 @@ void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, s
     WriteChunks(file.stream, path, bytes, size, stop);
     file.Commit();
 }
+
+#ifdef _WIN32
+namespace {
+
+[[noreturn]] void ThrowLastError(const std::filesystem::path& path) {
+    ThrowWriteError(path, std::error_code(static_cast<int>(GetLastError()), std::system_category()));
+}
+
+}  // namespace
+
+LineFile::LineFile(const std::filesystem::path& path)
+    : path_(path),
+      file_(reinterpret_cast<std::intptr_t>(
+          CreateFileW(path.c_str(), FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE,
+                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                      FILE_ATTRIBUTE_NORMAL, nullptr))) {
+    if (reinterpret_cast<HANDLE>(file_) == INVALID_HANDLE_VALUE) ThrowLastError(path);
+}
+
+LineFile::~LineFile() {
+    CloseHandle(reinterpret_cast<HANDLE>(file_));
+}
+
+void LineFile::Append(std::string line, bool toDisk) {
+    const auto file = reinterpret_cast<HANDLE>(file_);
+    char last = '\n';
+    DWORD count = 0;
+    if (SetFilePointer(file, -1, nullptr, FILE_END) != INVALID_SET_FILE_POINTER)
+        ReadFile(file, &last, 1, &count, nullptr);
+    line = (last == '\n' ? "" : "\n") + line + '\n';
+    const auto size = static_cast<DWORD>(line.size());
+    if (!WriteFile(file, line.data(), size, &count, nullptr) || count != size) ThrowLastError(path_);
+    if (toDisk && !FlushFileBuffers(file)) ThrowLastError(path_);
+}
+#else
+LineFile::LineFile(const std::filesystem::path& path)
+    : path_(path),
+      file_(open(path.c_str(), (IsSpecialFile(path) ? O_WRONLY : O_RDWR) | O_APPEND | O_CREAT | O_CLOEXEC,
+                 0666)) {
+    if (file_ < 0) ThrowWriteError(path);
+}
+
+LineFile::~LineFile() {
+    close(static_cast<int>(file_));
+}
+
+void LineFile::Append(std::string line, bool toDisk) {
+    const int file = static_cast<int>(file_);
+    char last = '\n';
+    const off_t size = lseek(file, 0, SEEK_END);  // negative for a pipe
+    if (size > 0 && pread(file, &last, 1, size - 1) != 1) last = '\n';
+    line = (last == '\n' ? "" : "\n") + line + '\n';
+    errno = 0;
+    const ssize_t count = write(file, line.data(), line.size());
+    if (count >= 0 && static_cast<std::size_t>(count) < line.size() && errno == 0) errno = ENOSPC;
+    if (count < 0 || static_cast<std::size_t>(count) < line.size()) ThrowWriteError(path_);
+    if (toDisk && fsync(file) != 0 && errno != EINVAL && errno != ENOTSUP) ThrowWriteError(path_);
+}
+#endif
 
 std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path, std::size_t most) {
     std::error_code failure;

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "images/picture.h"
@@ -25,6 +27,26 @@ struct DiskFull : PictureError {
 // can remain.
 void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, std::size_t size,
                          const std::atomic<bool>* stop = nullptr);
+
+// A file of lines that several processes may append to at once. It is created if needed. An open file is not
+// copied; the destructor closes it.
+class LineFile {
+  public:
+    // Throws PictureError when the file cannot be opened.
+    explicit LineFile(const std::filesystem::path& path);
+    LineFile(const LineFile&) = delete;
+    LineFile& operator=(const LineFile&) = delete;
+    ~LineFile();
+
+    // Appends the line and its end in one write. After a line that an earlier write left incomplete, it
+    // starts on a new line. With `toDisk` it returns when the line is on the disk. Throws PictureError,
+    // DiskFull.
+    void Append(std::string line, bool toDisk);
+
+  private:
+    std::filesystem::path path_;
+    std::intptr_t file_;  // a descriptor; on Windows a HANDLE
+};
 
 // Whether the path is a pipe, a device or another special file.
 bool IsSpecialFile(const std::filesystem::path& path);

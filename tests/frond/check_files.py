@@ -83,8 +83,8 @@ def full_disk(work):
         results.mkdir()
         (results / "b.png").symlink_to("/dev/full")
         done = run([*key(work, results, photos), "--jobs", jobs])
-        expect_refusal(done, f"{results}/b.png: cannot be written: No space left on device; 1 of 3 photographs written\n")
-        expect(sorted(os.listdir(results)) == ["a.png", "b.png"], os.listdir(results))
+        expect_refusal(done, f"{results}/b.png: cannot be written: No space left on device; 1 of 3 results written\n")
+        expect(sorted(os.listdir(results)) == [".frond-results", "a.png", "b.png"], os.listdir(results))
 
 
 def read_only_folder(work):
@@ -177,8 +177,8 @@ def interrupted(work):
         command = [*key(work, results, photos), "--format", "tif", "--jobs", jobs]
         # The result is larger than the pipe, so that it waits to be read.
         text = interrupt(command, results / "c.tif", "rb", lambda pipe: pipe.read())
-        expect(text == f"frond: interrupted at {work}/in/c.png; 2 of 4 photographs written\n", text)
-        expect(sorted(os.listdir(results)) == ["a.tif", "b.tif", "c.tif"], os.listdir(results))
+        expect(text == f"frond: interrupted at {work}/in/c.png; 2 of 4 results written\n", text)
+        expect(sorted(os.listdir(results)) == [".frond-results", "a.tif", "b.tif", "c.tif"], os.listdir(results))
 
 
 def special_files(work):

@@ -232,6 +232,7 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
     std::filesystem::rename(folder / "photo.tif", folder / "deep.tif");
     WritePlate(8);
     std::filesystem::create_directory(folder / "x");
+    std::filesystem::create_directory(folder / "no-backgrounds");
     std::filesystem::copy(folder / "photo.png", folder / "x" / "photo.png");
     for (const char* name :
          {"broken.png", "file", "keyed.tif", "truth.tif", "band.tif", "two.jp2", "two.png"}) {
@@ -282,7 +283,7 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
         EXPECT_EQ(CountFiles(folder.path), before);
     }
     EXPECT_GT(count, 50);
-    EXPECT_EQ(CountFiles(folder / "batch"), 2);
+    EXPECT_EQ(CountFiles(folder / "batch"), 3);  // with the hidden list of results
     EXPECT_EQ(ReadFileBytes(folder / "photo.png"), photo);
     EXPECT_EQ(ReadFileBytes(folder / "background.png"), background);
     for (const auto& [written, expected] :
@@ -297,11 +298,13 @@ TEST_F(FrondProgram, MatchesTheCommandLineCases) {
     EXPECT_GT(std::count(alpha.begin(), alpha.end(), 0), 5000);
 }
 
-// The files of a folder by name.
+// The files of a folder by name, without hidden ones.
 std::map<std::string, Bytes> FilesOf(const std::filesystem::path& path) {
     std::map<std::string, Bytes> files;
-    for (const auto& file : std::filesystem::directory_iterator(path))
-        files[file.path().filename().u8string()] = ReadFileBytes(file.path());
+    for (const auto& file : std::filesystem::directory_iterator(path)) {
+        const std::string name = file.path().filename().u8string();
+        if (name[0] != '.') files[name] = ReadFileBytes(file.path());
+    }
     return files;
 }
 
@@ -342,6 +345,89 @@ TEST_F(FrondProgram, GivesTheSameWithAnyNumberOfJobs) {
         std::filesystem::remove_all(folder / "mattes");
         EXPECT_TRUE(std::filesystem::remove(folder / "r.json"));
     }
+}
+
+// Each result equals that of a run with one photograph, one background and all settings as options.
+TEST_F(FrondProgram, PutsEachPhotographOnEachBackground) {
+    WritePlate(8);
+    WriteBytes(folder / "broken.png", FileCase("broken.png"));
+    Picture photo = ReadPicture(folder / "photo.png"), hall = ReadPicture(folder / "background.png");
+    photo.height = 70;
+    for (Plane& plane : photo.colour) plane.resize(PixelCount(photo));
+    WritePicture(folder / "low.png", photo);
+    for (Plane& plane : hall.colour) std::reverse(plane.begin(), plane.end());
+    std::filesystem::create_directory(folder / "scenes");
+    WritePicture(folder / "scenes" / "hall.png", hall);
+    WritePicture(folder / "plain.png", hall);
+    WriteBytes(folder / "scenes" / "hall.json", std::string(R"({"parameters": {"SliderRemoveGreen": 90}})"));
+    WriteBytes(folder / "scenes" / ".hidden", std::string("no picture"));
+    WriteBytes(folder / "a.json",
+               std::string(R"({"parameters": {"SliderRemoveGreen": 60, "SliderRestoreBlack": 5}})"));
+    std::map<std::string, Bytes> expected;
+    for (const std::string name : {"photo", "low"}) {
+        const std::string options = " --restore-black 5 --alter-green 80 -o @one.tif";
+        ASSERT_EQ(Frond("key @" + name + ".png --over @background.png --remove-green 60" + options).code, 0);
+        expected[name + "-background.tif"] = ReadFileBytes(folder / "one.tif");
+        ASSERT_EQ(Frond("key @" + name + ".png --over @plain.png --remove-green 90" + options).code, 0);
+        expected[name + "-hall.tif"] = ReadFileBytes(folder / "one.tif");
+    }
+    for (const std::string jobs : {"1", "2", "8"}) {
+        SCOPED_TRACE(jobs);
+        const ProgramRun run = Frond(
+            "key @photo.png @broken.png @low.png --over @scenes --over @background.png -o @all --format tif "
+            "--action @a.json --alter-green 80 --report @report --jobs " +
+            jobs);
+        EXPECT_EQ(run.code, 3);
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+        EXPECT_EQ(FilesOf(folder / "all"), expected);
+        std::istringstream report(Contents(folder / "report"));
+        std::string lines[6];
+        for (std::string& line : lines) std::getline(report, line);
+        EXPECT_TRUE(report && report.peek() < 0) << Contents(folder / "report");
+        EXPECT_TRUE(std::regex_search(
+            lines[0], std::regex("photo.png\",\"background\":\".*hall.png\",.*\"SliderRemoveGreen\":90,")))
+            << lines[0];
+        EXPECT_TRUE(std::regex_search(lines[2], std::regex("broken.*\"error\":\".*\"code\":3}$")))
+            << lines[2];
+        std::filesystem::remove_all(folder / "all");
+        std::filesystem::remove(folder / "report");
+    }
+}
+
+TEST_F(FrondProgram, KeepsResultsThatAreNotItsOwn) {
+    WritePlate(8);
+    std::filesystem::create_directory(folder / "d2");
+    std::filesystem::copy(folder / "photo.png", folder / "d2" / "photo.png");
+    Key(8, "-o @out/");
+    const auto old = std::filesystem::last_write_time(folder / "photo.png") - std::chrono::hours(1);
+    const auto keep = [&](const std::string& arguments) {
+        WriteBytes(folder / "out" / "photo.png", std::string("mark"));
+        const ProgramRun run = Frond(arguments + " --over @background.png -o @out/");
+        return Contents(folder / "out" / "photo.png") == "mark" ? run.err : "replaced" + run.err;
+    };
+    const auto expect = [&](const std::string& said, const std::string& arguments) {
+        const std::string kept = keep(arguments);
+        EXPECT_TRUE(std::regex_match(kept, std::regex(said))) << arguments << ": " << kept;
+    };
+    expect("replaced", "key @photo.png");
+    expect("", "key @photo.png --skip-existing");
+    expect("frond: .*exists and is the result of .*photo.png; use --force.*\n", "key @d2/photo.png");
+    expect("frond: .*photo.png; use --force.*\n", "key @d2/photo.png --skip-existing");
+    expect("replaced", "key @d2/photo.png --force");
+    expect("frond: .*photo.png; use --force.*\n", "key @photo.png");
+    // A newer photograph, and a matte that is missing
+    std::filesystem::last_write_time(folder / "d2" / "photo.png", old + std::chrono::hours(9));
+    expect("replaced", "key @d2/photo.png --skip-existing");
+    std::filesystem::last_write_time(folder / "d2" / "photo.png", old);
+    expect("", "key @d2/photo.png --skip-existing");
+    expect("replaced", "key @d2/photo.png --skip-existing --matte @mattes");
+    // A line that a kill left incomplete, and no line at all
+    std::ofstream(folder / "out" / ".frond-results", std::ios::app) << "{\"result\": \"photo.png\", \"ph";
+    expect("", "key @d2/photo.png --skip-existing");
+    expect("replaced", "key @photo.png --force");
+    expect("replaced", "key @photo.png");
+    std::filesystem::remove(folder / "out" / ".frond-results");
+    expect("frond: .*its photograph is not known; use --force.*\n", "key @photo.png");
 }
 
 TEST_F(FrondProgram, RendersTheSamplePlate) {

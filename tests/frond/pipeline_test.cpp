@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <numeric>
 #include <stdexcept>
@@ -18,8 +19,12 @@ constexpr std::size_t kItems = 40;
 struct Log {
     std::atomic<std::size_t> begun{0}, ended{0}, inStages{0};  // `begun` and `ended`: items under way
     std::vector<int> next = std::vector<int>(kItems);          // each item's next stage
+    std::array<std::atomic<bool>, kItems> isRead{};
     std::vector<std::size_t> keyed, written, reported;
     std::thread::id caller = std::this_thread::get_id();
+
+    // Five neighbours belong together, so that two groups fit into the pipeline.
+    static std::size_t First(std::size_t item) { return item - item % 5; }
 
     void Enter(std::size_t item, int stage) {
         ++inStages;
@@ -32,6 +37,8 @@ void RunLogged(Log& log, int jobs, std::size_t failsAt) {
                 {[&](std::size_t i) {
                      EXPECT_LE(++log.begun - log.ended, ItemsUnderWay(jobs));
                      log.Enter(i, 0);
+                     EXPECT_TRUE(i == Log::First(i) || log.isRead[Log::First(i)]) << i;
+                     log.isRead[i] = true;
                      --log.inStages;
                  },
                  [&](std::size_t i) {
@@ -57,7 +64,8 @@ void RunLogged(Log& log, int jobs, std::size_t failsAt) {
                      EXPECT_EQ(log.next[i], 4);
                      if (i == failsAt) throw std::runtime_error("the end");
                      log.reported.push_back(i);
-                 }});
+                 },
+                 Log::First});
 }
 
 TEST(Pipeline, KeepsTheOrderAndTheBound) {

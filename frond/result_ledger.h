@@ -1,0 +1,49 @@
+// Which photograph each result in a folder was made of, so that no run overwrites the result of another
+// photograph.
+//
+// The hidden file .frond-results has a line {"result": "a.png", "photo": "/shoot/a.jpg"} for each. The last
+// line of a result counts. A line is on the disk before the result gets its name, and several processes may
+// append at once. A line that a kill left incomplete is ignored.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <unordered_map>
+
+namespace frond {
+
+// Not for several threads at once.
+struct ResultLedger {
+    struct Entry {
+        std::string photo;      // a PhotoIdentity
+        std::uintmax_t at = 0;  // offset of its line
+    };
+
+    std::filesystem::path folder;
+    std::unordered_map<std::string, Entry> entries;  // by the result's file name
+    std::uintmax_t readBytes = 0;                    // of the file
+    std::uintmax_t plannedAt = 0;                    // the file's size when the results were last planned
+};
+
+// The photograph's absolute path without symbolic links, in UTF-8; empty for standard input, which is never
+// the same photograph.
+std::string PhotoIdentity(const std::filesystem::path& photo);
+
+// Reads the lines that were added since the last call, and remembers the file's size as that of a plan. A
+// missing file has no lines. Throws Failure kBadInput when it cannot be read.
+void ReadLedger(ResultLedger& ledger);
+
+// The identity of the photograph that a result was made of, or empty when that is not known.
+std::string PhotoOf(const ResultLedger& ledger, const std::filesystem::path& result);
+
+// Records that the result, a file in the ledger's folder, is now being written for the photograph. Without
+// `force` throws Failure kBadOutput when another process has recorded another photograph since the plan: of
+// two processes the first one wins. Throws Failure kBadOutput when the line cannot be written.
+void ClaimResult(ResultLedger& ledger, const std::filesystem::path& result, const std::string& photo,
+                 bool force);
+
+// Why the result is not overwritten, in one line. `photo` may be empty.
+std::string DescribeOtherPhoto(const std::filesystem::path& result, const std::string& photo);
+
+}  // namespace frond

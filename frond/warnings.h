@@ -1,0 +1,32 @@
+// Warnings about a photograph or a run.
+#pragma once
+
+#include <string>
+
+namespace frond {
+
+// Each kind is printed once per run; the report has all. A new kind gets an enumerator and a name here. A
+// warning about the photograph alone goes to ReadPhotograph::warnings, one that depends on the background or
+// its settings to the item in batch.cpp, one about the run to Warn() in run_report.h.
+enum class WarningKind {
+    kProfile,      // a background's profile cannot be converted
+    kHiddenMatte,  // --show-matte without --no-blend
+};
+
+// The kind's name in a report.
+constexpr const char* NameOf(WarningKind kind) {
+    switch (kind) {
+        case WarningKind::kProfile:
+            return "profile";
+        case WarningKind::kHiddenMatte:
+            return "hidden-matte";
+    }
+    return "";
+}
+
+struct Warning {
+    WarningKind kind;
+    std::string text;  // one line without a full stop
+};
+
+}  // namespace frond
