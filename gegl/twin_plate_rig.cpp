@@ -1,0 +1,283 @@
+// The operation "marble:twin-plate-rig" for GEGL and for programs that use it, such as GIMP. Input: the
+// photograph. Aux: the new background, pixel for pixel at the photograph's place, white where it has none;
+// without it the result is the subject with transparency.
+//
+// The backdrop is measured over the whole photograph, so the whole photograph is keyed at once. GEGL keeps
+// the result and serves every region from it.
+#include <gegl-plugin.h>
+
+#include <algorithm>
+#include <atomic>
+#include <new>
+#include <vector>
+
+#include "gegl/key_pixels.h"
+
+namespace {
+
+using namespace operation;
+
+// A property of the operation, for a parameter of the filter: the label in the dialog, and a member of
+// Settings.
+struct Property {
+    const char* name;
+    const char* label;
+    const char* text;
+    double keying::Settings::*slider;  // null: a flag
+    bool keying::Settings::*flag;
+};
+
+using keying::Settings;
+
+// In the order of the dialog. Labels are the dialog's own, misspellings included.
+constexpr Property kProperties[] = {
+    {"remove-green", "Remove Background Areas (Where green is)",
+     "How far a colour may be from the backdrop's and still be removed", &Settings::removeBackdrop, nullptr},
+    {"restore-black", "Restore Dark Areas", "How strongly dark areas are kept", &Settings::restoreDark,
+     nullptr},
+    {"alter-green", "To alter blue areas go right, for green areas go left",
+     "How much of the backdrop's colour may remain in half-transparent areas", &Settings::alterGreen,
+     nullptr},
+    {"select-transparency", "Select how transpatent the Transparent Areas are",
+     "How solid half-transparent areas become; higher is more solid", &Settings::selectTransparency, nullptr},
+    {"scale-transparency", "Scale the Transparent areas",
+     "Contrast of half-transparent areas; 50 leaves them as measured", &Settings::scaleTransparency, nullptr},
+    {"background-level", "Adjust the background green levels",
+     "Level of the backdrop, in percent of the measured one", &Settings::backdropLevel, nullptr},
+    {"blend", "Blend Edges", "Blend edges", nullptr, &Settings::blendEdges},
+    {"show-matte", "Show Selected Ares", "Show the selected areas in false colours; needs Blend Edges off",
+     nullptr, &Settings::showMatte},
+    {"blue", "Use Blue Logic", "The backdrop is blue", nullptr, &Settings::blueBackdrop},
+    {"transparent", "Output Transparency Information",
+     "Give the subject alone, with transparency; always so without a background", nullptr,
+     &Settings::outputAlpha},
+};
+constexpr int kSliderMost = 200;
+
+struct TwinPlateRig {
+    GeglOperationComposer parent;
+    Settings* settings;
+    KeyingPlanes* planes;  // of the last run
+};
+
+struct TwinPlateRigClass {
+    GeglOperationComposerClass parent;
+};
+
+GeglOperationComposerClass* gParentClass = nullptr;
+
+TwinPlateRig& RigOf(void* object) {
+    return *static_cast<TwinPlateRig*>(object);
+}
+
+// ---- Object
+// ------------------------------------------------------------------------------------------------
+
+void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec*) {
+    const Property& property = kProperties[id - 1];
+    Settings& settings = *RigOf(object).settings;
+    if (property.slider != nullptr) {
+        settings.*property.slider = g_value_get_int(value);
+    } else {
+        settings.*property.flag = g_value_get_boolean(value) != FALSE;
+    }
+}
+
+void GetProperty(GObject* object, guint id, GValue* value, GParamSpec*) {
+    const Property& property = kProperties[id - 1];
+    const Settings& settings = *RigOf(object).settings;
+    if (property.slider != nullptr) {
+        g_value_set_int(value, static_cast<int>(settings.*property.slider));
+    } else {
+        g_value_set_boolean(value, settings.*property.flag);
+    }
+}
+
+void InitInstance(GTypeInstance* instance, gpointer) {
+    TwinPlateRig& rig = RigOf(instance);
+    rig.settings = new Settings;
+    rig.planes = new KeyingPlanes;
+}
+
+void Finalize(GObject* object) {
+    delete RigOf(object).planes;
+    delete RigOf(object).settings;
+    G_OBJECT_CLASS(gParentClass)->finalize(object);
+}
+
+// ---- Operation
+// ---------------------------------------------------------------------------------------------
+
+GeglRectangle PhotographOf(GeglOperation* operation) {
+    const GeglRectangle* box = gegl_operation_source_get_bounding_box(operation, "input");
+    return box != nullptr ? *box : GeglRectangle{0, 0, 0, 0};
+}
+
+// A picture without an end cannot be measured: it passes unchanged.
+bool IsKeyed(const GeglRectangle& photo) {
+    return !gegl_rectangle_is_infinite_plane(&photo);
+}
+
+// 16 bits for a photograph with more than 8.
+int BitsOf(const Babl* format) {
+    return format == nullptr || babl_format_get_type(format, 0) == babl_type("u8") ? 8 : 16;
+}
+
+void Prepare(GeglOperation* operation) {
+    const Babl* source = gegl_operation_get_source_format(operation, "input");
+    const Babl* format = babl_format_with_space(BitsOf(source) == 8 ? "R'G'B'A u8" : "R'G'B'A u16",
+                                                gegl_operation_get_source_space(operation, "input"));
+    for (const char* pad : {"input", "aux", "output"}) gegl_operation_set_format(operation, pad, format);
+}
+
+GeglRectangle BoundingBox(GeglOperation* operation) {
+    return PhotographOf(operation);
+}
+
+GeglRectangle WholePhotograph(GeglOperation* operation, const GeglRectangle* region) {
+    const GeglRectangle photo = PhotographOf(operation);
+    return IsKeyed(photo) ? photo : *region;
+}
+
+GeglRectangle RequiredForOutput(GeglOperation* operation, const char*, const GeglRectangle* region) {
+    return WholePhotograph(operation, region);
+}
+
+GeglRectangle InvalidatedByChange(GeglOperation* operation, const char*, const GeglRectangle* region) {
+    return WholePhotograph(operation, region);
+}
+
+// Rows are converted in groups, so that no second copy of the picture is needed.
+constexpr int kRowsAtOnce = 64;
+
+// Calls work(first row, rows, pixels) for groups of rows, on GEGL's threads.
+template <typename Work>
+void ForRows(GeglOperation* operation, const KeyingPlanes& planes, const Work& work) {
+    struct Job {
+        const KeyingPlanes& planes;
+        const Work& work;
+    } job{planes, work};
+    const auto run = [](gsize offset, gsize size, gpointer data) {
+        const Job& shared = *static_cast<const Job*>(data);
+        std::vector<std::uint8_t> pixels(static_cast<std::size_t>(shared.planes.width) * 4 *
+                                         static_cast<std::size_t>(shared.planes.bits / 8) * kRowsAtOnce);
+        const int end = static_cast<int>(offset + size);
+        for (int first = static_cast<int>(offset); first < end; first += kRowsAtOnce)
+            shared.work(first, std::min(kRowsAtOnce, end - first), pixels.data());
+    };
+    const double rowsWorthAThread = gegl_operation_get_pixels_per_thread(operation) / planes.width;
+    gegl_parallel_distribute_range(static_cast<gsize>(planes.height), rowsWorthAThread, run, &job);
+}
+
+bool KeyBuffers(GeglOperation* operation, GeglBuffer* input, GeglBuffer* aux, GeglBuffer* output,
+                const GeglRectangle& photo, const Babl* format) {
+    const TwinPlateRig& rig = RigOf(operation);
+    KeyingPlanes& planes = *rig.planes;
+    Resize(planes, photo.width, photo.height, BitsOf(format));
+    const auto rows = [&](int first, int count) {
+        return GeglRectangle{photo.x, photo.y + first, photo.width, count};
+    };
+    std::atomic<bool> changed{false};
+    ForRows(operation, planes, [&](int first, int count, std::uint8_t* pixels) {
+        const GeglRectangle part = rows(first, count);
+        gegl_buffer_get(input, &part, 1, format, pixels, GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
+        if (StorePhotograph(planes, first, count, pixels)) changed = true;
+        if (aux == nullptr) return;
+        gegl_buffer_get(aux, &part, 1, format, pixels, GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
+        StoreBackground(planes, first, count, pixels);
+    });
+    Settings settings = *rig.settings;
+    settings.outputAlpha = settings.outputAlpha || aux == nullptr;
+    if (!KeyPhotograph(planes, settings, aux != nullptr, changed)) return false;
+    ForRows(operation, planes, [&](int first, int count, std::uint8_t* pixels) {
+        const GeglRectangle part = rows(first, count);
+        LoadResult(planes, settings.outputAlpha, first, count, pixels);
+        gegl_buffer_set(output, &part, 0, format, pixels, GEGL_AUTO_ROWSTRIDE);
+    });
+    return true;
+}
+
+gboolean ProcessBuffers(GeglOperation* operation, GeglBuffer* input, GeglBuffer* aux, GeglBuffer* output,
+                        const GeglRectangle*, gint) {
+    const GeglRectangle photo = PhotographOf(operation);
+    if (input == nullptr || photo.width <= 0 || photo.height <= 0) return TRUE;
+    try {
+        if (KeyBuffers(operation, input, aux, output, photo, gegl_operation_get_format(operation, "output")))
+            return TRUE;
+    } catch (const std::bad_alloc&) {
+    }
+    g_warning("marble:twin-plate-rig: not enough memory for %d x %d pixels", photo.width, photo.height);
+    return FALSE;
+}
+
+gboolean Process(GeglOperation* operation, GeglOperationContext* context, const gchar* pad,
+                 const GeglRectangle* region, gint level) {
+    if (IsKeyed(PhotographOf(operation)))
+        return GEGL_OPERATION_CLASS(gParentClass)->process(operation, context, pad, region, level);
+    gegl_operation_context_take_object(context, "output",
+                                       gegl_operation_context_dup_object(context, "input"));
+    return TRUE;
+}
+
+void InitClass(gpointer data, gpointer) {
+    gParentClass = static_cast<GeglOperationComposerClass*>(g_type_class_peek_parent(data));
+    auto* object = static_cast<GObjectClass*>(data);
+    object->set_property = SetProperty;
+    object->get_property = GetProperty;
+    object->finalize = Finalize;
+    const Settings defaults;
+    guint id = 0;
+    for (const Property& p : kProperties) {
+        const auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS);
+        GParamSpec* spec = p.slider != nullptr
+                               ? g_param_spec_int(p.name, p.label, p.text, 0, kSliderMost,
+                                                  static_cast<int>(defaults.*p.slider), flags)
+                               : g_param_spec_boolean(p.name, p.label, p.text, defaults.*p.flag, flags);
+        g_object_class_install_property(object, ++id, spec);
+    }
+    auto* composer = static_cast<GeglOperationComposerClass*>(data);
+    composer->process = ProcessBuffers;
+    composer->aux_label = "Background";
+    composer->aux_description = "The new background, of the photograph's size";
+    auto* operation = static_cast<GeglOperationClass*>(data);
+    operation->prepare = Prepare;
+    operation->get_bounding_box = BoundingBox;
+    operation->get_required_for_output = RequiredForOutput;
+    operation->get_invalidated_by_change = InvalidatedByChange;
+    operation->get_cached_region = WholePhotograph;
+    operation->process = Process;
+    operation->threaded = FALSE;  // the engine shares the rows among its own threads
+    operation->cache_policy = GEGL_CACHE_POLICY_ALWAYS;
+    gegl_operation_class_set_keys(
+        operation, "name", "marble:twin-plate-rig", "title", "Twin Plate Rig", "categories", "marble",
+        "description",
+        "Take the green or blue backdrop out of a photograph and set the subject on a new background",
+        "gimp:menu-path", "<Image>/Filters/Marble Frond Keeper", "gimp:menu-label", "Twin Plate Rig...",
+        nullptr);
+}
+
+void RegisterType(GTypeModule* module) {
+    GTypeInfo info{};
+    info.class_size = sizeof(TwinPlateRigClass);
+    info.class_init = InitClass;
+    info.instance_size = sizeof(TwinPlateRig);
+    info.instance_init = [](GTypeInstance* instance, gpointer data) { InitInstance(instance, data); };
+    gegl_module_register_type(module, GEGL_TYPE_OPERATION_COMPOSER, "MarbleTwinPlateRig", &info,
+                              static_cast<GTypeFlags>(0));
+}
+
+}  // namespace
+
+extern "C" {
+
+G_MODULE_EXPORT const GeglModuleInfo* gegl_module_query(GTypeModule*) {
+    static const GeglModuleInfo kInfo = {GEGL_MODULE_ABI_VERSION};
+    return &kInfo;
+}
+
+G_MODULE_EXPORT gboolean gegl_module_register(GTypeModule* module) {
+    RegisterType(module);
+    return TRUE;
+}
+
+}  // extern "C"
