@@ -63,7 +63,7 @@ else()
     set(CPACK_STRIP_FILES ON)
     set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
     set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-    # Two packages: the program with the module, and the engine's library for those who develop with it.
+    # The program with the module, the engine's library for those who develop with it, and the operation for GEGL.
     set(CPACK_DEB_COMPONENT_INSTALL ON)
     set(CPACK_COMPONENTS_ALL Unspecified development)
     set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME marble-frond-keeper)
@@ -72,6 +72,14 @@ else()
     set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
 "This package has the keying engine for use in other programs: a static
 library, its header and its CMake package.")
+    if(TARGET twin_plate_rig)
+        list(APPEND CPACK_COMPONENTS_ALL gegl)
+        set(CPACK_DEBIAN_GEGL_PACKAGE_NAME marble-frond-keeper-gegl)
+        set(CPACK_DEBIAN_GEGL_DESCRIPTION
+"This package has the operation marble:twin-plate-rig for GEGL. It keys
+photographs in GIMP, which lists it under GEGL operations, and with the gegl
+command.")
+    endif()
     set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
     set(CPACK_DEBIAN_PACKAGE_DESCRIPTION

@@ -15,6 +15,7 @@ test)
     packages="$packages clang libclang-rt-14-dev clang-format clang-tidy"
     packages="$packages g++-mingw-w64-x86-64-posix g++-mingw-w64-i686-posix"
     packages="$packages wine wine64 fonts-wine xvfb debootstrap"
+    packages="$packages libgegl-dev gegl"
     packages="$packages libvips-tools dpkg-dev file python3-markdown unzip groff-base parallel rsync"
     # The package starts a server where systemd runs. Without the package the test with several machines is skipped.
     [ -d /run/systemd/system ] || packages="$packages openssh-server"
