@@ -61,9 +61,11 @@ start_server() {
     echo "$name $(cat "$place/$name.key.pub")" >>"$place/known_hosts"
     for port in $(shuf -i 20000-60000 -n 20); do
         printf '%s\n' "ListenAddress 127.0.0.1:$port" "HostKey $place/$name.key" "AuthorizedKeysFile $place/user.key.pub" \
-            "ForceCommand $place/$name.sh" "SetEnv HOME=$place/$name PATH=$place/$name.bin:/usr/bin:/bin" 'PidFile none' 'UsePAM no' 'StrictModes no' 'PasswordAuthentication no' \
-            'KbdInteractiveAuthentication no' 'PermitRootLogin yes' 'MaxStartups 100' >"$place/$name.config"
+            "ForceCommand $place/$name.sh" "SetEnv HOME=$place/$name PATH=$place/$name.bin:/usr/bin:/bin" \
+            'PidFile none' 'UsePAM no' 'StrictModes no' 'PasswordAuthentication no' 'KbdInteractiveAuthentication no' \
+            'PermitRootLogin yes' 'MaxStartups 100' >"$place/$name.config"
         printf '%s\n' "Host $name" "Port $port" "HostKeyAlias $name" >"$place/$name.host"
+        : >"$place/$name.log"
         "$sshd" -D -e -f "$place/$name.config" 2>"$place/$name.log" &
         server[$name]=$!
         disown
