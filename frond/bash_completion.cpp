@@ -45,11 +45,9 @@ std::string Words(const std::vector<OptionGroup>& groups) {
 
 // What a value may be, as the shell's variables.
 std::string Wants(const OptionRow& row) {
-    std::string words;
-    for (const std::string& choice : row.choices) words += (words.empty() ? "" : " ") + choice;
     switch (row.kind) {
         case ValueKind::kChoice:
-            return "wants=words words='" + words + "'";
+            return "wants=words words='" + Join(row.choices, " ") + "'";
         case ValueKind::kFile:
             return "wants=file";
         case ValueKind::kFolder:
@@ -65,9 +63,7 @@ std::string FormatCommand(const CommandTable& command) {
     for (const OptionGroup& group : command.groups) {
         for (const OptionRow& row : group.rows) {
             if (row.kind == ValueKind::kNone) continue;
-            std::string names;
-            for (const std::string& name : row.names) names += (names.empty() ? "" : " | ") + name;
-            formatted += "        " + names + ") " + Wants(row) + " ;;\n";
+            formatted += "        " + Join(row.names, " | ") + ") " + Wants(row) + " ;;\n";
         }
     }
     // A word of the command's own, unless it is an option.

@@ -18,12 +18,6 @@ bool Contains(const List& list, const std::string& name) {
     return std::find(std::begin(list), std::end(list), name) != std::end(list);
 }
 
-std::string Join(const std::vector<std::string>& texts, const char* separator) {
-    std::string joined;
-    for (const std::string& text : texts) joined += (joined.empty() ? "" : separator) + text;
-    return joined;
-}
-
 std::vector<std::string> Split(const std::string& text, char separator) {
     std::vector<std::string> parts;
     std::istringstream stream(text);
@@ -88,6 +82,12 @@ OptionRow DescribeArgument(const CLI::Option& option) {
 }
 
 }  // namespace
+
+std::string Join(const std::vector<std::string>& texts, const char* separator) {
+    std::string joined;
+    for (const std::string& text : texts) joined += (joined.empty() ? "" : separator) + text;
+    return joined;
+}
 
 CommandTable DescribeCommand(const CLI::App& app) {
     CommandTable table;

@@ -51,6 +51,8 @@ struct Paragraph {
 };
 std::vector<Paragraph> SplitParagraphs(const std::string& text);
 
+std::string Join(const std::vector<std::string>& texts, const char* separator);
+
 // The words of the text in lines of at most `width` columns. The first line begins at column `used`, the
 // others at `column`. Ends with a line feed.
 std::string FillLines(const std::string& text, std::size_t width, std::size_t column = 0,

@@ -20,10 +20,8 @@ std::string FormatEntry(const std::string& name, const std::string& text, std::s
 }
 
 std::string FormatRow(const OptionRow& row) {
-    std::string names;
-    for (const std::string& name : row.names) names += (names.empty() ? "" : ", ") + name;
-    if (!row.value.empty()) names += " " + row.value;
-    return FormatEntry(names, row.text, kTextColumn);
+    const std::string value = row.value.empty() ? "" : " " + row.value;
+    return FormatEntry(Join(row.names, ", ") + value, row.text, kTextColumn);
 }
 
 std::string FormatParagraphs(const std::string& text) {

@@ -185,6 +185,7 @@ Command AddKeyCommand(CLI::App& app) {
         app.add_subcommand("key", "Remove the backdrop of photographs and put them over a background");
     Options& o = gOptions;
     key->add_option("PHOTO", o.photos, "The photographs")->required();
+    key->option_defaults()->group("Pictures");
     key->add_option(
            "--over", o.over,
            "The new background, or a folder of them; may be given several times. Settings in NAME.json "
@@ -192,6 +193,7 @@ Command AddKeyCommand(CLI::App& app) {
         ->type_name("BACKGROUND")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    key->option_defaults()->group("Results");
     key->add_option("-o,--out", o.out,
                     "The result: .png, .tif, .jpg or .webp; or a folder (no extension, or several results)")
         ->type_name("OUT");
@@ -217,15 +219,18 @@ Command AddKeyCommand(CLI::App& app) {
         ->each([](const std::string& text) { gOptions.files.subsamples = text == "420"; });
     key->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
+    key->option_defaults()->group("Pictures");
     key->add_option("--fit", o.fit,
                     "How to fit the background to the photograph: cover, stretch or none; default: cover")
         ->check(CLI::IsMember({"cover", "stretch", "none"}));
     key->add_option("--selection", o.selection,
                     "Grey picture of the photograph's size; black areas stay unchanged")
         ->type_name("MASK");
+    key->option_defaults()->group("Settings");
     key->add_option("--action", o.action, "Read the parameters from this file; options override it")
         ->type_name("FILE");
     key->add_option("--record", o.record, "Write the parameters of the run to this file")->type_name("FILE");
+    key->option_defaults()->group("Options");
     key->add_option("--module", o.module, "The filter module; default: the one beside the program")
         ->type_name("FILE");
     key->add_option("--jobs", o.jobs, "How many photographs to read and write at once; default: the cores")
