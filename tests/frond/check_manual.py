@@ -35,8 +35,7 @@ def frond(*arguments):
 
 def entries(text):
     """The options that begin an entry of --help or, without its escapes, of the manual page."""
-    lines = re.findall(r"^(?:  (?=-)|\.TP\n(?=-))(.*?)(?:  |$)", text, re.M)
-    return sorted(option for line in lines for option in OPTION.findall(line))
+    return sorted(OPTION.findall(" ".join(re.findall(r"^(?:  (?=-)|\.TP\n(?=-))(.*?)(?:  |$)", text, re.M))))
 
 
 def check_texts(page, completion):
@@ -84,9 +83,8 @@ def complete(folder, typed):
 
 
 def main():
-    page, completion = frond("manual", "page"), frond("manual", "completion")
-    expect(page == frond("manual", "page") and completion == frond("manual", "completion"), "the texts change")
-    check_texts(page, completion)
+    completion = frond("manual", "completion")
+    check_texts(frond("manual", "page"), completion)
     with tempfile.TemporaryDirectory() as place:
         folder = pathlib.Path(place)
         (folder / "pictures of a day").mkdir()
