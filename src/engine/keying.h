@@ -1,7 +1,7 @@
 // The keying engine: measures the backdrop's colour, separates the top layer into a matte and a foreground,
 // and sets the foreground on the bottom layer. It works on the caller's planes, and needs nothing but the
-// standard library and the platform's threads. Its threads end before a function returns. One thread of the
-// caller's at a time may use it.
+// standard library and the platform's threads. Its threads end before a function returns. Several threads
+// of the caller may use it at once, each with out planes of its own.
 //
 //   keying::Backdrop backdrop;
 //   keying::MeasureBackdrop(settings, planes, &backdrop);

@@ -1,5 +1,6 @@
 #include "engine/variants.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "engine/scalar/variant.h"
@@ -54,22 +55,26 @@ const Variant* FastestVariant() {
     return fastest;
 }
 
-// One thread at a time uses the engine. Null until the first use.
-const Variant* gActive;
+// Null until the first use. All threads find the same variant.
+std::atomic<const Variant*> gActive;
 
 }  // namespace
 
 const char* const kVariantNames[] = {"scalar", "sse2", "avx2", "avx512", nullptr};
 
 const Variant* ActiveVariant() {
-    if (gActive == nullptr) gActive = FastestVariant();
-    return gActive;
+    const Variant* active = gActive.load(std::memory_order_relaxed);
+    if (active == nullptr) {
+        active = FastestVariant();
+        gActive.store(active, std::memory_order_relaxed);
+    }
+    return active;
 }
 
 bool SetActiveVariant(const char* name) {
     const Variant* variant = name == nullptr ? FastestVariant() : VariantNamed(name);
     if (variant == nullptr) return false;
-    gActive = variant;
+    gActive.store(variant, std::memory_order_relaxed);
     return true;
 }
 
