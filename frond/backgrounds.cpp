@@ -51,6 +51,12 @@ void ReadSource(BackgroundSource& source) {
 
 }  // namespace
 
+images::Fit FitNamed(const std::string& name) {
+    return name == "cover"     ? images::Fit::kCover
+           : name == "stretch" ? images::Fit::kStretch
+                               : images::Fit::kNone;
+}
+
 std::vector<fs::path> FindBackgrounds(const std::vector<std::string>& over) {
     std::vector<fs::path> paths;
     for (const std::string& text : over) {

@@ -45,6 +45,9 @@ struct BackgroundSource {
 
 using Backgrounds = std::deque<BackgroundSource>;  // never empty; its elements cannot move
 
+// The value of --fit: "cover", "stretch" or "none".
+images::Fit FitNamed(const std::string& name);
+
 // The background files for the values of --over. A folder counts as its files in the order of their names,
 // without hidden files and those that end in .json. Throws Failure kBadInput for a missing file or an empty
 // folder.

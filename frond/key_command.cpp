@@ -99,12 +99,10 @@ host::HostOptions MakeHostOptions(ProgressBar& bar) {
 }
 
 void AddBackgrounds(Backgrounds& backgrounds) {
-    const images::Fit fit = gOptions.fit == "cover"     ? images::Fit::kCover
-                            : gOptions.fit == "stretch" ? images::Fit::kStretch
-                                                        : images::Fit::kNone;
     ParameterValues action;
     if (!gOptions.action.empty()) action = ReadAction(PathFromUtf8(gOptions.action));
-    OpenBackgrounds(backgrounds, FindBackgrounds(gOptions.over), fit, action, gOptions.parameters);
+    OpenBackgrounds(backgrounds, FindBackgrounds(gOptions.over), FitNamed(gOptions.fit), action,
+                    gOptions.parameters);
     for (BackgroundSource& source : backgrounds) source.isForOne = gOptions.photos.size() == 1;
 }
 

@@ -197,6 +197,26 @@ def special_files(work):
     expect((work / "old.png").read_bytes() == out.read_bytes(), "the link's file was not replaced")
 
 
+def stream(work):
+    """Frames to a reader that goes away, and an interrupt while the input is waited for."""
+    size = 64 * 48 * 3
+    command = [work / "frond", "stream", "--size", "64x48", "--over", work / "in/background.png"]
+    pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+    for jobs in JOBS:
+        with open("/dev/zero", "rb") as endless:
+            process = subprocess.Popen([*command, "--jobs", jobs], stdin=endless, **pipes)
+            process.stdout.read(10 * size)
+            process.stdout.close()
+            expect(process.wait() == 4 and process.stderr.read() == b"", "without a reader:", process.returncode)
+        process = subprocess.Popen([*command, "--jobs", jobs], stdin=subprocess.PIPE, **pipes)
+        process.stdin.write(bytes(2 * size + 100))
+        process.stdin.flush()
+        expect(len(process.stdout.read(2 * size)) == 2 * size, "two frames")
+        process.send_signal(signal.SIGINT)
+        expect(process.wait() == 130 and process.stdout.read() == b"", "interrupted:", process.returncode)
+        expect(process.stderr.read() == b"frond: interrupted; 2 frames written\n", "the line of an interrupt")
+
+
 def terminal(work):
     """The progress bar fits the terminal, and control characters of a name are escaped."""
     (name,) = copies(work, "s\x1b[31m\u00e4\u65e5\u672c-as long as names of photographs are.png")

@@ -84,7 +84,8 @@ class FrondProgram : public ::testing::Test {
     static std::string Background(int depth) { return depth == 8 ? "background.png" : "background.tif"; }
 
     // Runs the program in the working folder. KEY keys the plate, @NAME is a file in the test's folder.
-    ProgramRun Frond(const std::string& arguments) const {
+    // `input` is the file that it gets as standard input; empty: the test's.
+    ProgramRun Frond(const std::string& arguments, const std::string& input = {}) const {
         static const std::regex kKey("KEY");
         const std::filesystem::path here = std::filesystem::current_path();
         const std::filesystem::path out = here / "program-out.txt", err = here / "program-err.txt";
@@ -94,6 +95,7 @@ class FrondProgram : public ::testing::Test {
         for (std::string word; words >> word;) {
             line += ' ' + Quoted(word[0] == '@' ? folder / word.substr(1) : std::filesystem::u8path(word));
         }
+        if (!input.empty()) line += " <" + Quoted(folder / input);
         const int code = RunLine(line + " >" + Quoted(out) + " 2>" + Quoted(err));
         return {code, Contents(out), Contents(err)};
     }
@@ -428,6 +430,111 @@ TEST_F(FrondProgram, KeepsResultsThatAreNotItsOwn) {
     expect("replaced", "key @photo.png");
     std::filesystem::remove(folder / "out" / ".frond-results");
     expect("frond: .*its photograph is not known; use --force.*\n", "key @photo.png");
+}
+
+// A picture's pixels as `frond stream` reads and writes them.
+Bytes RawFrame(const Picture& picture) {
+    Bytes bytes;
+    for (std::size_t i = 0; i < PixelCount(picture); ++i) {
+        for (const Plane& plane : picture.colour) bytes.push_back(static_cast<std::uint8_t>(plane[i]));
+        if (!picture.alpha.empty()) bytes.push_back(static_cast<std::uint8_t>(picture.alpha[i]));
+    }
+    return bytes;
+}
+
+Bytes Joined(const std::vector<Bytes>& frames) {
+    Bytes all;
+    for (const Bytes& frame : frames) all.insert(all.end(), frame.begin(), frame.end());
+    return all;
+}
+
+constexpr int kFrames = 5;
+
+// Frames from standard input give what `frond key` gives for the same pictures.
+TEST_F(FrondProgram, StreamsWhatKeyWrites) {
+    // Writes the photographs 0.png to 4.png, the file "in" with their frames, and the background's frame.
+    const auto write = [&](Picture photo, Picture background) {
+        std::vector<Bytes> frames;
+        for (int i = 0; i < kFrames; ++i) {
+            WritePicture(folder / (std::to_string(i) + ".png"), photo);
+            frames.push_back(RawFrame(photo));
+            for (Plane& plane : photo.colour) {
+                std::rotate(plane.begin(), plane.begin() + photo.width, plane.end());
+                for (std::uint16_t& sample : plane) sample = static_cast<std::uint16_t>(sample * 15 / 16);
+            }
+        }
+        WriteBytes(folder / "in", Joined(frames));
+        WritePicture(folder / "background.png", background);
+    };
+    // The frames that `frond key` gives.
+    const auto key = [&](const std::string& options) {
+        std::vector<Bytes> frames;
+        EXPECT_EQ(Frond("key @0.png @1.png @2.png @3.png @4.png -o @keyed/ --quiet " + options).code, 0);
+        for (int i = 0; i < kFrames; ++i)
+            frames.push_back(RawFrame(ReadPicture(folder / "keyed" / (std::to_string(i) + ".png"))));
+        return frames;
+    };
+    const auto stream = [&](const std::string& options, int code = 0) {
+        const ProgramRun run = Frond("stream --quiet " + options, "in");
+        EXPECT_EQ(run.code, code) << run.err;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), code == 0 ? 0 : 1) << run.err;
+        return ReadFileBytes("program-out.txt");
+    };
+    const SamplePlate plate = RenderSamplePlate({150, 100, 8, false, true});
+    const SamplePlate blue = RenderSamplePlate({150, 100, 8, true, true});
+    const std::string over = " --over @background.png";
+    write(blue.photo, blue.background);
+    EXPECT_EQ(stream("--size 150x100 --analyse every --blue" + over), Joined(key("--blue" + over)));
+    write(plate.photo, plate.background);
+    for (const std::string options :
+         {"", "--transparent", "--no-blend", "--original", "--show-matte", "--show-matte --no-blend",
+          "--remove-green 55 --restore-black 31 --alter-green 70 --select-transparency 120 "
+          "--scale-transparency 60 --background-level 90"}) {
+        SCOPED_TRACE(options);
+        const Bytes keyed = Joined(key(options + over));
+        for (const std::string jobs : {"1", "2", "8"})
+            EXPECT_EQ(stream("--size 150x100 --analyse every " + options + over + " --jobs " + jobs), keyed);
+    }
+
+    // Which frames are measured. The first one's backdrop is brighter than the others'.
+    const std::vector<Bytes> every = key(over);
+    const Bytes first = stream("--size 150x100" + over), second = stream("--size 150x100 --analyse 2" + over);
+    EXPECT_EQ(stream("--size 150x100 --analyse 1" + over), Joined(every));
+    EXPECT_EQ(stream("--size 150x100 --analyse 5" + over), first);
+    for (int i = 0; i < kFrames; ++i) {
+        const auto isOf = [&](const Bytes& frames) {
+            const Bytes& frame = every[static_cast<std::size_t>(i)];
+            return std::equal(frame.begin(), frame.end(),
+                              frames.begin() + i * static_cast<std::ptrdiff_t>(frame.size()));
+        };
+        EXPECT_EQ(isOf(first), i == 0) << i;
+        EXPECT_EQ(isOf(second), i % 2 == 0) << i;
+    }
+
+    // A background of two frames, the last of which stays; then a damaged one.
+    Picture flat = MakePicture(150, 100, 8, 3, false);
+    WritePicture(folder / "flat.png", flat);
+    std::vector<Bytes> mixed = key("--over @flat.png");
+    mixed[0] = every[0];
+    Bytes backgrounds = Joined({RawFrame(ReadPicture(folder / "background.png")), RawFrame(flat)});
+    WriteBytes(folder / "backgrounds", backgrounds);
+    const std::string overStream = "--size 150x100 --analyse every --over-stream @backgrounds --jobs 3";
+    EXPECT_EQ(stream(overStream), Joined(mixed));
+    backgrounds.pop_back();
+    WriteBytes(folder / "backgrounds", backgrounds);
+    EXPECT_EQ(stream(overStream, 3), every[0]);
+
+    // The last frame is short: all before it are whole.
+    Bytes cut = ReadFileBytes(folder / "in");
+    cut.pop_back();
+    WriteBytes(folder / "in", cut);
+    EXPECT_EQ(stream("--size 150x100 --analyse every" + over, 3),
+              Joined({every[0], every[1], every[2], every[3]}));
+
+    Picture pixel = MakePicture(1, 1, 8, 3, false), below = pixel;
+    pixel.colour = {{50}, {180}, {60}};
+    write(pixel, below);
+    EXPECT_EQ(stream("--size 1x1 --analyse every" + over), Joined(key(over)));
 }
 
 TEST_F(FrondProgram, RendersTheSamplePlate) {
