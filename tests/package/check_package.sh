@@ -13,7 +13,7 @@ fail() {
 
 rm -f "$build"/packages/*.deb "$build"/packages/*.zip
 cmake --build "$build" --target package >"$build/package.log" 2>&1 || { tail -n 20 "$build/package.log" >&2; exit 1; }
-package=$(find "$build"/packages -name "marble-frond-keeper_$version*" -o -name "MarbleFrondKeeper-$version*")
+package=$(find "$build"/packages -maxdepth 1 -name "marble-frond-keeper_$version*" -o -name "MarbleFrondKeeper-$version*")
 cd "$place"
 case $package in
 *.deb)
@@ -22,7 +22,7 @@ case $package in
     dpkg-deb -x "$build"/packages/libmarble-frond-keeper-dev_"$version"_*.deb development
     header=usr/include/marble-frond-keeper/keying.h
     [ -s development/$header ] && [ ! -e development/usr/bin ] || fail "the development package lacks $header, or holds programs"
-    operation=$(find "$build"/packages -name "marble-frond-keeper-gegl_$version*")
+    operation=$(find "$build"/packages -maxdepth 1 -name "marble-frond-keeper-gegl_$version*")
     if [ -n "$operation" ]; then
         dpkg-deb -x "$operation" gegl
         [ -s "gegl$(pkg-config --variable=pluginsdir gegl-0.4)/marble-twin-plate-rig.so" ] && [ ! -e gegl/usr/bin ] ||
