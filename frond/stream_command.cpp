@@ -149,9 +149,10 @@ ExitCode RunStream() {
 
 constexpr char kFooter[] =
     "Reads frames of RGB pixels, 8 bits a sample (ffmpeg: -f rawvideo -pix_fmt rgb24), and writes the same,\n"
-    "or RGBA with --transparent. Exit codes: 0 done; 2 wrong command line or action; 3 an input is missing,\n"
-    "damaged, empty, or ends within a frame; 4 the result could not be written, or its reader has gone (no\n"
-    "message); 6 too little memory; 130 interrupted. All frames before are written whole.";
+    "or RGBA with --transparent.\n\n"
+    "Exit codes: 0 done; 2 wrong command line or action; 3 an input is missing, damaged, empty, or ends\n"
+    "within a frame; 4 the result could not be written, or its reader has gone (no message); 6 too little\n"
+    "memory; 130 interrupted. All frames before are written whole.";
 
 }  // namespace
 
