@@ -207,19 +207,17 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_flag("--skip-existing", o.skipExisting,
                   "Leave results that are there and not older than their photograph");
     key->add_option("--compression", o.files.compression,
-                    "PNG and TIFF: 0 to 9, from fast and large to slow and small; default 1")
+                    "Of PNG and TIFF files, from fast and large to slow and small")
         ->check(CLI::Range(0, 9));
-    key->add_option("--quality", o.files.quality, "JPEG and WebP: 1 to 100; default 95")
-        ->check(CLI::Range(1, 100));
+    key->add_option("--quality", o.files.quality, "Of JPEG and WebP files")->check(CLI::Range(1, 100));
     key->add_option("--subsampling", o.subsampling,
-                    "JPEG: 444, or 420 for colour at half the resolution; default 444")
+                    "Of JPEG files; 420 has colour at half the resolution; default 444")
         ->check(CLI::IsMember({"444", "420"}))
         ->each([](const std::string& text) { gOptions.files.subsamples = text == "420"; });
-    key->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default: the photograph's")
+    key->add_option("--depth", o.depth, "Bits per channel; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
     key->option_defaults()->group("Pictures");
-    key->add_option("--fit", o.fit,
-                    "How to fit the background to the photograph: cover, stretch or none; default: cover")
+    key->add_option("--fit", o.fit, "How to fit the background to the photograph")
         ->check(CLI::IsMember({"cover", "stretch", "none"}));
     key->add_option("--selection", o.selection,
                     "Grey picture of the photograph's size; black areas stay unchanged")

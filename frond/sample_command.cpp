@@ -60,9 +60,8 @@ Command AddSampleCommand(CLI::App& app) {
         app.add_subcommand("sample", "Render a sample plate: photo, background, alpha, composite");
     Options& o = gOptions;
     sample->add_option("DIR", o.folder, "Folder for the four pictures; created if needed")->required();
-    sample->add_option("--size", o.size, "WIDTHxHEIGHT in pixels; default 2400x1600")->type_name("SIZE");
-    sample->add_option("--depth", o.depth, "Bits per channel, 8 or 16; default 8")
-        ->check(CLI::IsMember({8, 16}));
+    sample->add_option("--size", o.size, "WIDTHxHEIGHT in pixels")->type_name("SIZE");
+    sample->add_option("--depth", o.depth, "Bits per channel")->check(CLI::IsMember({8, 16}));
     sample->add_option("--format", o.format, "Format of the files: png or tif")
         ->check(CLI::IsMember({"png", "tif"}));
     sample->add_flag("--blue", o.isBlue, "Use a blue backdrop instead of a green one");

@@ -167,9 +167,7 @@ Command AddStreamCommand(CLI::App& app) {
         ->add_option("--over-stream", o.overStream,
                      "The new background, raw frames like the input's; the last one stays")
         ->type_name("FILE");
-    stream
-        ->add_option("--fit", o.fit,
-                     "How to fit the picture to the frames: cover, stretch or none; default: cover")
+    stream->add_option("--fit", o.fit, "How to fit the picture to the frames")
         ->check(CLI::IsMember({"cover", "stretch", "none"}));
     stream
         ->add_option("--analyse", o.analyse,
