@@ -98,11 +98,15 @@ static inline Doubles DescendToStop(const KeyRun& run, const Pixels& p, const Si
     return at;
 }
 
-// The fine step that the searching lanes end with; they do not stop before the coarse step given.
-static inline Doubles SearchFrom(const KeyRun& run, const Pixels& p, const Side& side, DoubleMask searching,
-                                 Doubles coarse) {
-    const Doubles row = DescendToStop(run, p, side, side.coarseLead, kSearchSteps.coarse, searching, coarse);
-    return DescendToStop(run, p, side, side.fineLead, kSearchSteps.fine, searching, row * kFineStride);
+// The fine step that the lanes end with, from what FindSteps found.
+static inline Doubles FineStep(const KeyRun& run, const Pixels& p, const Side& side, Doubles coarse,
+                               Doubles fine) {
+    const DoubleMask searching = coarse > kDecided, coarsely = coarse > kCoarseFound;
+    if (!Any(searching)) return fine;
+    const Doubles row =
+        DescendToStop(run, p, side, side.coarseLead, kSearchSteps.coarse, coarsely, Max(coarse, 0));
+    return DescendToStop(run, p, side, side.fineLead, kSearchSteps.fine, searching,
+                         Select(coarsely, row * kFineStride, fine));
 }
 
 static inline void RaiseToEstimates(const KeyRun& run, const Pixels& p, const Side& side, Search* s) {
@@ -127,9 +131,7 @@ static inline void Lift(Search* s, Doubles excess) {
 // coarse and fine: what FindSteps found.
 static inline void FindAlpha(const KeyRun& run, Doubles coarse, Doubles fine, Pixels* p, Search* s) {
     const Side side = SideOf(run, *p);
-    const DoubleMask searching = fine < 0;
-    if (Any(searching)) fine = Select(searching, SearchFrom(run, *p, side, searching, coarse), fine);
-    s->a = Gather(kSearchSteps.fine, fine);
+    s->a = Gather(kSearchSteps.fine, FineStep(run, *p, side, coarse, fine));
     RaiseToEstimates(run, *p, side, s);
     s->u = LimitTo(s->a, Select(side.red, 0, kThirdSideFloor), 1);
     p->alpha = LimitTo(s->u, 0, 1);

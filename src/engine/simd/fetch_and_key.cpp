@@ -52,9 +52,11 @@ void FindQueueSteps(const KeyRun& run, const Queue& queue, float* coarse, float*
     for (int i = 0; i < queue.count; i += kFloats) {
         const Floats R = NarrowAt(queue.R + i), B = NarrowAt(queue.B + i);
         const FloatMask blue = B > R;
-        const FoundSteps found = FindSteps(
-            constants, {R, NarrowAt(queue.G + i), B, NarrowAt(queue.bgR + i), NarrowAt(queue.bgG + i),
-                        NarrowAt(queue.bgB + i), blue, run.blueLogic ? blue : B <= R});
+        const FoundSteps found =
+            FindSteps(constants,
+                      {R, NarrowAt(queue.G + i), B, NarrowAt(queue.bgR + i), NarrowAt(queue.bgG + i),
+                       NarrowAt(queue.bgB + i), blue, run.blueLogic ? blue : B <= R},
+                      !run.blueLogic && !run.showSelect);
         Store(coarse + i, found.coarse);
         Store(fine + i, found.fine);
     }

@@ -104,66 +104,87 @@ static inline Floats StepsAbove(Floats start, Floats bound, double step) {
 // The certain results of the stop test. Where neither holds, the test must be computed as it is defined.
 struct Verdict {
     FloatMask goesOn, stops;
+    Floats bound;  // of the lanes that go on: they do so at each smaller a above this one
 };
 
-// The stop test at x = 1 / a, by the range that each candidate is in. As bg + (w - bg) x, a candidate is off
-// by the rounding of bg and of the difference, times x, and by that of the result. An x of 0 means an a that
-// is not above 0, where every search ends.
+// The stop test at x = 1 / a. As bg + (w - bg) x, a candidate is off by the rounding of bg and of the
+// difference, times x, and by that of the result; a condition compares two of them. An x of 0 means an a that
+// is not above 0, where every search ends. At an `a` of nearly 0 every candidate whose seen and backdrop
+// channel differ is at an end of its range.
+//
+// As x grows, the number of a condition falls no faster than the key channel falls and the others rise. A
+// channel that has reached an end of its range stays there. `drift` covers the rounding of a channel's slope.
 static inline Verdict TestAt(const SearchConstants& run, const FloatPixels& p, Floats lead, Floats x) {
-    const Floats top = run.maxSample, margin = 0.001f * run.level * (1 + x);
-    const Floats R = p.bgR + (p.R - p.bgR) * x, G = p.bgG + (p.G - p.bgG) * x, B = p.bgB + (p.B - p.bgB) * x;
-    const Floats lowR = LimitTo(R - margin, 0, top), highR = LimitTo(R + margin, 0, top);
-    const Floats lowG = LimitTo(G - margin, 0, top), highG = LimitTo(G + margin, 0, top);
-    const Floats lowB = LimitTo(B - margin, 0, top), highB = LimitTo(B + margin, 0, top);
+    const Floats top = run.maxSample, dR = p.R - p.bgR, dG = p.G - p.bgG, dB = p.B - p.bgB;
+    Floats margin = 0.002f * run.level * (1 + x) + 0.0005f * run.level;
+    const FloatMask last = x > kLastInverse;
+    if (Any(last)) {
+        const Floats least = Min(Min(Max(dR, 0 - dR), Max(dG, 0 - dG)), Max(dB, 0 - dB));
+        margin = Select(last & (least > 0.01f * run.level), 0.0005f * run.level, margin);
+    }
+    const Floats R = LimitTo(p.bgR + dR * x, 0, top), B = LimitTo(p.bgB + dB * x, 0, top);
+    const Floats G = LimitTo(p.bgG + dG * x, 0, top), key = G - margin, drift = 0.001f * run.level;
+    const Floats fallG = Select(G > 0, Max(0 - dG, 0), 0) + drift;
+    const Floats riseR = Select(R < top, Max(dR, 0), 0) + drift;
+    const Floats riseB = Select(B < top, Max(dB, 0), 0) + drift;
 
-    // Each of the four conditions stops the search when its number is below 0.
-    const Floats leastDark = Max(lowG, Select(p.blue, lowB, lowR)) - run.dark;
-    const Floats mostDark = Max(highG, Select(p.blue, highB, highR)) - run.dark;
-    const Floats leastRed = lowG - highR - run.redLead, mostRed = highG - lowR - run.redLead;
-    const Floats leastThird = lowG - highB - lead, mostThird = highG - lowB - lead;
-    const Floats leastHalf = Select(p.halfwayTest, lowG - (highR + highB) * 0.5f, leastThird);
-    const Floats mostHalf = Select(p.halfwayTest, highG - (lowR + lowB) * 0.5f, mostThird);
-    const Floats least = Min(Min(leastDark, leastRed), Min(leastThird, leastHalf));
-    const Floats most = Min(Min(mostDark, mostRed), Min(mostThird, mostHalf));
-    const Floats clear = 0.0005f * run.level;
-    return {least > clear, (most < 0 - clear) | (x <= 0)};
+    // Each of the four conditions stops the search when its number, here less the margin, is below 0.
+    const Floats strong = Select(p.blue, B, R);
+    const FloatMask keyHigher = G > strong;
+    const FallingLine dark{Select(keyHigher, G, strong) - margin - run.dark,
+                           Select(keyHigher, fallG, Max(0 - Select(p.blue, dB, dR), 0) + drift)};
+    const FallingLine red{key - R - run.redLead, fallG + riseR}, third{key - B - lead, fallG + riseB};
+    const FallingLine half{Select(p.halfwayTest, key - (R + B) * 0.5f, third.s),
+                           fallG + (riseR + riseB) * 0.5f};
+    const Floats least = Min(Min(dark.s, red.s), Min(third.s, half.s));
+    const FallingLine first = EarlierCrossing(EarlierCrossing(dark, red), EarlierCrossing(third, half));
+    return {least > 0, (least + margin + margin < 0) | (x <= 0), first.fall / (first.fall * x + first.s)};
 }
 
-// Takes the searching lanes to the first step that they do not pass for certain; gives those that stop there
-// for certain. inverses: 1 / a of the steps.
+// Takes the searching lanes from the first step, `start`, to the first one that they do not pass for certain;
+// gives those that stop there for certain. inverses: 1 / a of the steps, which are `size` apart. *passed: the
+// value of a above which the lanes go on.
 static inline FloatMask DescendToStop(const SearchConstants& run, const FloatPixels& p, Floats lead,
-                                      const float* inverses, FloatMask searching, Floats* step) {
+                                      const float* inverses, Floats start, double size, FloatMask searching,
+                                      Floats* step, Floats* passed) {
     FloatMask stopped = searching & !searching;
+    const Floats first = *step;
+    *step = first + StepsAbove(start, *passed, size);
     while (Any(searching)) {
         const Verdict verdict = TestAt(run, p, lead, Gather(inverses, *step));
         stopped = stopped | (searching & verdict.stops);
         searching = searching & verdict.goesOn & !verdict.stops;
-        *step = Select(searching, *step + 1, *step);
+        *passed = Select(searching, verdict.bound, *passed);
+        *step = Select(searching, Max(*step + 1, first + StepsAbove(start, *passed, size)), *step);
     }
     return stopped;
 }
 
-// What is certain of the lanes' searches: the coarse step before which a search does not stop, and the fine
-// step that it ends with, an index of kSearchSteps.fine, or -1.
+// What is certain of the lanes' searches: the coarse step before which a search does not stop, or one of the
+// two numbers below; and the fine step, an index of kSearchSteps.fine.
 struct FoundSteps {
     Floats coarse, fine;
 };
 
-static inline FoundSteps FindSteps(const SearchConstants& run, const FloatPixels& p) {
+// firstPassed: no lane stops at its first step, a = 1.
+static inline FoundSteps FindSteps(const SearchConstants& run, const FloatPixels& p, bool firstPassed) {
     const Floats farthest = -1000 * run.level;
     const FloatMask inRange = (p.bgR > farthest) & (p.bgG > farthest) & (p.bgB > farthest);
     const Floats coarseLead = Select(p.blue, run.fineLead, run.coarseLead);
-    Floats bound = StopBound(run, p, coarseLead);
-    Floats coarse = Select(inRange, StepsAbove(1, bound, kCoarseStep), 0);
-    const FloatMask found = DescendToStop(run, p, coarseLead, kInverseSteps.coarse, inRange, &coarse);
+    // The fine step after 1 is 0.995.
+    Floats passed = Min(StopBound(run, p, coarseLead), firstPassed ? 0.996f : 1);
+    Floats coarse = 0;
+    const FloatMask found =
+        DescendToStop(run, p, coarseLead, kInverseSteps.coarse, 1, kCoarseStep, inRange, &coarse, &passed);
 
-    // The row of fine steps starts one coarse step back, unless the first test stopped.
+    // The row of fine steps starts one coarse step back, unless the first test stopped. The fine search
+    // passes what the coarse one passes, since its lead is not larger.
     constexpr float kStep = static_cast<float>(kCoarseStep);
-    if (run.blueLogic) bound = StopBound(run, p, run.fineLead);
     const Floats start = Min(1 + kStep - coarse * kStep, 1);
-    Floats fine = coarse * kFineStride + StepsAbove(start, bound, kFineStep);
-    const FloatMask decided = DescendToStop(run, p, run.fineLead, kInverseSteps.fine, found, &fine);
-    return {coarse, Select(decided, fine, -1)};
+    Floats fine = coarse * kFineStride;
+    const FloatMask decided =
+        DescendToStop(run, p, run.fineLead, kInverseSteps.fine, start, kFineStep, found, &fine, &passed);
+    return {Select(decided, kDecided, Select(found, kCoarseFound, Select(inRange, coarse, 0))), fine};
 }
 
 }  // namespace keying::FROND_VARIANT

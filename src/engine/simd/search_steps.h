@@ -9,6 +9,10 @@ namespace keying {
 constexpr int kCoarseSteps = 12;  // 1 down to the first value that is not above 0
 constexpr int kFineStride = 204;  // the longest row, from 1, with its end
 
+// In place of a coarse step: the search goes on from a fine step, or ends with it.
+constexpr int kCoarseFound = -1;
+constexpr int kDecided = -2;
+
 template <class Number>
 struct SearchSteps {
     Number coarse[kCoarseSteps];
@@ -50,6 +54,10 @@ constexpr SearchSteps<float> MakeInverseSteps() {
 }
 
 constexpr SearchSteps<float> kInverseSteps = MakeInverseSteps();
+
+// 1 / a is below this for all steps but those that only the rounding of the subtractions keeps above 0.
+constexpr float kLastInverse = 1000;
+static_assert(kInverseSteps.coarse[kCoarseSteps - 2] > 1e9f && kInverseSteps.coarse[kCoarseSteps - 3] < 11);
 
 static_assert(kSearchSteps.coarse[kCoarseSteps - 2] > 0 && !(kSearchSteps.coarse[kCoarseSteps - 1] > 0),
               "the coarse search runs eleven times and ends below 0");
