@@ -1,4 +1,4 @@
-// The cases of the decision that need no search, and the queues for the pixels that wait for one. Each case
+// The cases of the decision that need no search, and the queue of the pixels that wait for one. Each case
 // is that of SettleSpecialCase and SearchAlpha in scalar/alpha_search.cpp, with the corrections where they
 // leave nothing or little to do.
 #pragma once
@@ -20,19 +20,12 @@ struct Span {
     double alpha[kSpanRoom];
 };
 
-// Pixels of a span that wait for work in full vectors, with their places in the span.
+// Pixels of a span that wait for the search in full vectors, with their places in the span.
 struct Queue {
     int count;
     double at[kSpanRoom];
     double R[kSpanRoom], G[kSpanRoom], B[kSpanRoom];
     double bgR[kSpanRoom], bgG[kSpanRoom], bgB[kSpanRoom];
-    double fgR[kSpanRoom], fgG[kSpanRoom], fgB[kSpanRoom];
-    double alpha[kSpanRoom];
-};
-
-struct Queues {
-    Queue search;   // pixels of the main path; their foreground is not filled in
-    Queue correct;  // pixels whose alpha is found and whose corrections are due
 };
 
 static inline int PopCount(unsigned bits) {
@@ -41,7 +34,7 @@ static inline int PopCount(unsigned bits) {
     return count;
 }
 
-static inline void Pack(Queue* queue, DoubleMask lanes, Doubles at, const Pixels& p, bool withForeground) {
+static inline void Pack(Queue* queue, DoubleMask lanes, Doubles at, const Pixels& p) {
     const int n = queue->count;
     StorePacked(queue->at + n, lanes, at);
     StorePacked(queue->R + n, lanes, p.R);
@@ -50,12 +43,6 @@ static inline void Pack(Queue* queue, DoubleMask lanes, Doubles at, const Pixels
     StorePacked(queue->bgR + n, lanes, p.bgR);
     StorePacked(queue->bgG + n, lanes, p.bgG);
     StorePacked(queue->bgB + n, lanes, p.bgB);
-    if (withForeground) {
-        StorePacked(queue->fgR + n, lanes, p.fgR);
-        StorePacked(queue->fgG + n, lanes, p.fgG);
-        StorePacked(queue->fgB + n, lanes, p.fgB);
-        StorePacked(queue->alpha + n, lanes, p.alpha);
-    }
     queue->count = n + PopCount(Bits(lanes));
 }
 
@@ -189,9 +176,9 @@ static inline void DecideWhole(const KeyRun& run, DoubleMask whole, Pixels* p, D
     *correct = *correct | (whole & !IsLeftAlone(run, *p));
 }
 
-// Decides the keyed lanes as far as no search is needed and packs the others. On return the foreground and
-// the alpha of the lanes that were not packed are final.
-static inline void Classify(const KeyRun& run, DoubleMask keyed, Doubles at, Pixels* p, Queues* queues) {
+// Decides the keyed lanes as far as no search is needed and queues the others. On return the foreground and
+// the alpha of the lanes that were not queued are final.
+static inline void Classify(const KeyRun& run, DoubleMask keyed, Doubles at, Pixels* p, Queue* queue) {
     const DerivedLimits& limits = run.limits;
     const Scale k{run.levelScale};
     const DoubleMask plain = keyed & IsPlainBackdrop(run, *p);
@@ -215,12 +202,16 @@ static inline void Classify(const KeyRun& run, DoubleMask keyed, Doubles at, Pix
         search = search & !whole;
         DecideWhole(run, whole, p, &correct);
     }
-    if (Any(search)) Pack(&queues->search, search, at, *p, false);
+    if (Any(search)) Pack(queue, search, at, *p);
     if (Any(opaque)) DecideOpaque(run, opaque, p, &correct);
     if (Any(grey)) DecideGrey(grey, p, &correct);
     if (Any(plain)) DecidePlain(run, plain, p, &correct);
     if (Any(shape)) DecideShape(run, shape, p, &correct);
-    if (Any(correct)) Pack(&queues->correct, correct, at, *p, true);
+    if (!Any(correct)) return;
+    Pixels corrected = *p;
+    CorrectPixels(run, &corrected);
+    Paint(correct, corrected.fgR, corrected.fgG, corrected.fgB, p);
+    p->alpha = Select(correct, corrected.alpha, p->alpha);
 }
 
 }  // namespace keying::FROND_VARIANT

@@ -63,12 +63,17 @@ static inline DoubleMask IsLow(const KeyRun& run, const Pixels& p) {
     return (p.B - kWideLead * k < p.G) & (p.R - kWideLead * k < p.G);
 }
 
-static inline void CorrectPixels(const KeyRun& run, Pixels* p) {
+// The corrections of the foreground, which come first.
+static inline void PullToGrey(const KeyRun& run, Pixels* p) {
     const Doubles spread = Spread(run, *p);
     const DoubleMask wide = (spread < kWideLimit) & IsLow(run, *p);
     if (Any(wide)) PullWide(p, wide, spread);
     const DoubleMask narrow = spread < kGreyLimit;
     if (Any(narrow)) PullNarrow(p, narrow, spread);
+}
+
+static inline void CorrectPixels(const KeyRun& run, Pixels* p) {
+    PullToGrey(run, p);
     p->alpha = Select(IsStillGreen(run, *p) & (p->alpha < kStillGreenBelow), 0, p->alpha);
     const DoubleMask dark = IsDark(run, *p);
     if (Any(dark)) RescueDark(p, dark);

@@ -64,18 +64,17 @@ void FindQueueSteps(const KeyRun& run, const Queue& queue, float* coarse, float*
 
 // Sets the lanes behind the last pixel to 0: what was there before would be searched for a step too.
 void ClearBehind(Queue* queue) {
-    for (double* values : {queue->R, queue->G, queue->B, queue->bgR, queue->bgG, queue->bgB, queue->fgR,
-                           queue->fgG, queue->fgB, queue->alpha}) {
+    for (double* values : {queue->R, queue->G, queue->B, queue->bgR, queue->bgG, queue->bgB}) {
         for (int i = 0; i < kFloats; i += kDoubles) Store(values + queue->count + i, Doubles(0));
     }
 }
 
-// Keys what was packed and puts the results to their places in the span.
-void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
+// Keys what was queued and puts the results to their places in the span.
+void KeyQueued(const KeyRun& run, Queue* queue, Span* span) {
     if (queue->count == 0) return;
     ClearBehind(queue);
     alignas(64) float coarse[kSpanRoom + kFloats], fine[kSpanRoom + kFloats];
-    if (search) FindQueueSteps(run, *queue, coarse, fine);
+    FindQueueSteps(run, *queue, coarse, fine);
     for (int i = 0; i < queue->count; i += kDoubles) {
         Pixels p;
         p.R = Load(queue->R + i);
@@ -84,35 +83,24 @@ void KeyQueued(const KeyRun& run, Queue* queue, bool search, Span* span) {
         p.bgR = Load(queue->bgR + i);
         p.bgG = Load(queue->bgG + i);
         p.bgB = Load(queue->bgB + i);
-        if (search) {
-            SearchAlphas(run, Widen(coarse + i), Widen(fine + i), &p);
-        } else {
-            p.fgR = Load(queue->fgR + i);
-            p.fgG = Load(queue->fgG + i);
-            p.fgB = Load(queue->fgB + i);
-            p.alpha = Load(queue->alpha + i);
-        }
+        SearchAlphas(run, Widen(coarse + i), Widen(fine + i), &p);
         CorrectPixels(run, &p);
-        Store(queue->fgR + i, p.fgR);
-        Store(queue->fgG + i, p.fgG);
-        Store(queue->fgB + i, p.fgB);
-        Store(queue->alpha + i, p.alpha);
-    }
-    for (int i = 0; i < queue->count; ++i) {
-        const int at = static_cast<int>(queue->at[i]);
-        span->fgR[at] = queue->fgR[i];
-        span->fgG[at] = queue->fgG[i];
-        span->fgB[at] = queue->fgB[i];
-        span->alpha[at] = queue->alpha[i];
+        for (int j = 0; j < kDoubles && i + j < queue->count; ++j) {
+            const int at = static_cast<int>(queue->at[i + j]);
+            span->fgR[at] = p.fgR.raw[j];
+            span->fgG[at] = p.fgG.raw[j];
+            span->fgB[at] = p.fgB.raw[j];
+            span->alpha[at] = p.alpha.raw[j];
+        }
     }
     queue->count = 0;
 }
 
 // Fetches pixels `from` to `to` of the span that begins at column x0, and keys them but for those that it
-// packs. copyOut: the fetched colours go to the output planes.
+// queues. copyOut: the fetched colours go to the output planes.
 template <class Sample>
 void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t x0, int from, int to,
-                  bool copyOut, Queues* queues, Span* span) {
+                  bool copyOut, Queue* queue, Span* span) {
     // The stores of bytes may reach everything in memory, for all that the compiler knows.
     const Doubles maxSample = run.maxSample;
     for (int x = from; x < to; x += kDoubles) {
@@ -138,7 +126,7 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t 
             p.bgG = Load(span->bgG + x);
             p.bgB = Load(span->bgB + x);
             const DoubleMask keyed = FirstLanes(left) & !(p.alpha < kGateAlpha);
-            if (Any(keyed)) Classify(run, keyed, LaneNumbers() + x, &p, queues);
+            if (Any(keyed)) Classify(run, keyed, LaneNumbers() + x, &p, queue);
         }
         Store(span->fgR + x, p.fgR);
         Store(span->fgG + x, p.fgG);
@@ -178,8 +166,8 @@ void KeyRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y) {
     const GridPlace place = PlaceOnGrid(y, run.height);
     const GroupRun groups = GroupRunOf(run);
     alignas(64) Span span;
-    alignas(64) Queues queues;
-    queues.search.count = queues.correct.count = 0;
+    alignas(64) Queue queue;
+    queue.count = 0;
     GroupKind* kindsOfRow = KindsOfRow(run, run.ring.ringSlot);
     for (std::int32_t x0 = 0; x0 < run.width; x0 += kSpan) {
         const int n = run.width - x0 < kSpan ? run.width - x0 : kSpan;
@@ -188,15 +176,16 @@ void KeyRow(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t y) {
         ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
             if (kind == kMixed) {
                 if (!run.orgPhoto) FillBackdrop(run, place, x0, from, to, &span);
-                ClassifySpan(run, row, x0, from, to, !run.realityInteg, &queues, &span);
+                ClassifySpan(run, row, x0, from, to, !run.realityInteg, &queue, &span);
+            } else if (kind == kGreyish) {
+                KeyGreyish(run, row, x0, from, to, &span);
             } else if (run.realityInteg) {
                 WriteUniform(run, row, x0 + from, to - from, kind);
             } else {
                 KeepUniform(run, row, x0, from, to, kind, &span);
             }
         });
-        KeyQueued(run, &queues.search, true, &span);
-        KeyQueued(run, &queues.correct, false, &span);
+        KeyQueued(run, &queue, &span);
         if (run.realityInteg) {
             ForEachRun(kinds, n, [&](int from, int to, GroupKind kind) {
                 if (kind == kMixed) WriteSpan(run, row, x0, from, to, span);

@@ -103,6 +103,16 @@ static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& row, 
     }
 }
 
+// The direct writer's alpha plane over uniform groups.
+template <class Sample>
+static inline void WriteUniformAlpha(const PlaneView<Sample>& row, std::int32_t i, int n, GroupKind kind) {
+    if (sizeof(Sample) == 1) {
+        std::memset(row.out.a + i, kind == kBackdrop ? 0 : 255, static_cast<unsigned>(n));
+    } else {
+        CopySamples(row.out.a + i, row.top.a + i, n);
+    }
+}
+
 // The direct writer over uniform groups, whose alpha is 0 or 1: the result is one of the layers unchanged.
 template <class Sample>
 static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i, int n,
@@ -114,11 +124,7 @@ static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row,
     } else {
         CopyFetched(run, row, i, n);
     }
-    if (sizeof(Sample) == 1) {
-        std::memset(row.out.a + i, kind == kBackdrop ? 0 : 255, static_cast<unsigned>(n));
-    } else {
-        CopySamples(row.out.a + i, row.top.a + i, n);
-    }
+    WriteUniformAlpha(row, i, n, kind);
 }
 
 // The same for the ring. A foreground whose alpha is 0 is not seen.
@@ -133,6 +139,36 @@ static inline void KeepUniform(const KeyRun& run, const PlaneView<Sample>& row, 
         Store(span->fgG + x, keyed ? Doubles(0) : LoadDoubles(row.out.g + i));
         Store(span->fgB + x, keyed ? Doubles(0) : LoadDoubles(row.out.b + i));
         Store(span->alpha + x, Doubles(keyed ? 0 : 1));
+    }
+}
+
+// Keys groups of kGreyish, for the direct writer or for the ring.
+template <class Sample>
+static inline void KeyGreyish(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t x0, int from,
+                              int to, Span* span) {
+    const Doubles maxSample = run.maxSample;
+    for (int x = from; x < to; x += kDoubles) {
+        const std::int32_t i = x0 + x;
+        Pixels p;
+        p.R = p.fgR = LoadDoubles(row.top.r + i);
+        p.G = p.fgG = Max(LoadDoubles(row.top.g + i), 1);
+        p.B = p.fgB = Min(LoadDoubles(row.top.b + i), maxSample);
+        PullToGrey(run, &p);
+        if (run.realityInteg) {
+            StoreDoubles(row.out.r + i, p.fgR);
+            StoreDoubles(row.out.g + i, p.fgG);
+            StoreDoubles(row.out.b + i, p.fgB);
+        } else {
+            Store(span->fgR + x, p.fgR);
+            Store(span->fgG + x, p.fgG);
+            Store(span->fgB + x, p.fgB);
+            Store(span->alpha + x, Doubles(1));
+        }
+    }
+    if (run.realityInteg) {
+        WriteUniformAlpha(row, x0 + from, to - from, kGreyish);
+    } else {
+        CopyFetched(run, row, x0 + from, to - from);
     }
 }
 

@@ -1,5 +1,5 @@
 // Uniform groups of neighbouring pixels, which single precision can decide: all backdrop by their shape, or
-// all plainly foreground. Most groups of a photograph before a backdrop are one or the other.
+// all opaque foreground. Most groups of a photograph before a backdrop are one or the other.
 //
 // Each test of the classification is made here with a margin for the rounding of floats. A group with a
 // single undecided pixel is mixed. Samples and the sums of two are exact. A backdrop channel, below 512
@@ -18,8 +18,9 @@ namespace keying::FROND_VARIANT {
 // Pixels that a pass handles at a time: whole groups.
 constexpr int kSpan = 256;
 
-// One bit for each uniform kind: what groups have in common is the `and` of their kinds.
-enum GroupKind : std::uint8_t { kMixed = 0, kBackdrop = 1, kForeground = 2 };
+// One bit for each uniform kind: what groups have in common is the `and` of their kinds. kForeground is as it
+// was seen, kGreyish is opaque too and only has to be pulled towards grey.
+enum GroupKind : std::uint8_t { kMixed = 0, kBackdrop = 1, kForeground = 2, kGreyish = 4 };
 
 // What is the same for all groups of a run, in samples.
 struct GroupRun {
@@ -32,7 +33,13 @@ struct GroupRun {
     Floats shapeLimit;     // the limit of the shape test, for a backdrop key channel of 1
     Floats shapeError;     // what rounding can add to the test's sum of squares
     Floats opaqueLead;     // the lead of the stronger of red and third channel from which a pixel is opaque
-    Floats greySpread;     // the spread from which the corrections leave it alone, for a key channel of 1
+    Floats clear;          // the margin of the comparisons that follow
+    Floats dark;           // the level below which the search stops at once
+    Floats redLead, thirdLead;  // the leads of the key channel below which it does
+    Floats greySpread;  // the spread from which the corrections leave it alone, for a key channel of 1
+    Floats wideLead;    // the lead of the stronger of red and third channel from which no wide pull applies
+    Floats brightFrom;  // the sum of the channels from which no dark rescue applies
+    bool blueLogic;
 };
 
 // False colours and the transparent layer need more than a uniform pixel's alpha. The other conditions keep
@@ -52,7 +59,14 @@ static inline GroupRun GroupRunOf(const KeyRun& run) {
     groups.shapeLimit = set(run.sRemove * most * k);
     groups.shapeError = set(200 * k * k * k * k);
     groups.opaqueLead = set(kOpaqueLead * k);
+    groups.clear = set(0.01 * k);
+    groups.dark = set(kStopDark * k);
+    groups.redLead = set((run.sAlter - kStopSlack - kAlterNeutral) * k);
+    groups.thirdLead = set(((run.blueLogic ? -kStopSlack : kStopLead) + run.sAlter - kAlterNeutral) * k);
     groups.greySpread = set(kGreyLimit * k / most);
+    groups.wideLead = set(kWideLead * k);
+    groups.brightFrom = set((run.sBlack + run.sBlack + 0.01) * k);
+    groups.blueLogic = run.blueLogic;
     return groups;
 }
 
@@ -60,6 +74,15 @@ struct GroupPixels {
     Floats R, G, B;  // as fetched
     Floats bgR, bgG, bgB;
 };
+
+// The alpha search's stop test at its first step, a = 1. Of the two leads of a blue backdrop the smaller
+// decides. Sums and halves of samples are exact.
+static inline FloatMask StopsAtOnce(const GroupRun& run, const GroupPixels& p) {
+    const Floats R = Min(p.R, run.maxSample), G = Min(p.G, run.maxSample), B = p.B;
+    const FloatMask blue = p.B > p.R, halfwayTest = run.blueLogic ? blue : p.B <= p.R;
+    return (Max(G, Max(R, B)) < run.dark) | (G - R < run.redLead - run.clear) |
+           (G - B < run.thirdLead - run.clear) | (halfwayTest & (G + G <= R + B));
+}
 
 // The shape test by the bounds of IsBackdropByShape. X, Y and Z are off by a quarter of a level's square at
 // most, which a thousandth more or less of the sum of their squares covers, and shapeError.
@@ -73,7 +96,8 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     const Floats factor = run.maxSample - p.G + strong, limit = Square(run.shapeLimit * p.bgG);
     const Floats one = kMore * run.level;
     const FloatMask bounded = (p.bgR > one) & (p.bgG > one) & (p.bgB > one) & (factor > 0);
-    const FloatMask asked = (distance > run.plainFrom) & (chroma > run.greyFrom);
+    const FloatMask coloured = (chroma > run.greyFrom) | (Max(strong, p.G) > p.bgG - p.bgR + run.clear);
+    const FloatMask asked = (distance > run.plainFrom) & coloured;
 
     const Floats most = (squares * kMore + run.shapeError) * Square(factor) * 6;
     const FloatMask inside = asked & bounded & (chroma > run.colouredAbove) & (most < limit * kLess);
@@ -81,10 +105,14 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
 
     const Floats least = (squares * kLess - run.shapeError) * Square(factor) * 4;
     const FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > limit * kMore));
+    const FloatMask opaque = strong > run.opaqueLead + p.G;
+    const FloatMask whole = asked & outside & (opaque | (bounded & StopsAtOnce(run, p)));
+    const FloatMask bright = p.R + p.G + p.B > run.brightFrom;
     const Floats spread = Square(p.R - p.B) + Square(p.G - p.B) + Square(p.G - p.R);
-    const FloatMask opaque =
-        asked & outside & (strong > run.opaqueLead + p.G) & (spread > Square(p.G * run.greySpread) * kMore);
-    return All(opaque) ? kForeground : kMixed;
+    const FloatMask leftAlone = (spread > Square(p.G * run.greySpread) * kMore) &
+                                (opaque | (bright & (strong >= p.G + run.wideLead)));
+    if (All(whole & leftAlone)) return kForeground;
+    return All(whole & bright) ? kGreyish : kMixed;
 }
 
 // The kinds of the groups of a ring row, from its first pixel on.
