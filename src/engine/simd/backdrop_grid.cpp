@@ -1,5 +1,5 @@
-// The backdrop grid in whole numbers, in loops that the compiler turns into vectors. A pixel that single
-// precision does not decide goes to the scalar reference.
+// The backdrop grid in single precision, which samples and the sums of a run are exact in. A pixel that it
+// does not decide goes to the scalar reference.
 #include "engine/scalar/backdrop_grid.h"
 
 #include <cstdint>
@@ -7,58 +7,42 @@
 #include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/simd/passes.h"
+#include "engine/simd/vec.h"
 #include "engine/simd/whole_numbers.h"
 
 namespace keying::FROND_VARIANT {
 namespace {
 
-struct CellSum {
-    std::int32_t r, g, b, count;
-    std::int32_t undecided;  // pixels for the scalar reference, in none of the other sums
-};
-
 // kHueSector (b - r) + (kKeyHue - levelHue) delta is the distance of the hue from levelHue, times delta. The
 // margin of a thousandth of a degree covers single precision.
 template <class Sample>
-CellSum SumCell(const Sample* r, const Sample* g, const Sample* b, int n, std::int32_t maxSample,
-                const GridLimits& limits, std::uint8_t* undecided) {
-    constexpr float kNear = 0.001f;
-    const float offset = static_cast<float>(kKeyHue - limits.levelHue);
-    const std::int32_t smallest = static_cast<std::int32_t>(limits.smallestLevel);
-    CellSum total = {0, 0, 0, 0, 0};
-    for (int i = 0; i < n; ++i) {
-        const std::int32_t red = r[i], blue = b[i];
-        const std::int32_t green = Min<std::int32_t>(g[i], maxSample);
-        const std::int32_t delta = green - Min(red, blue), lead = green - Max(red, blue);
-        const float width = static_cast<float>(delta);
-        const float turn = static_cast<float>(kHueSector * (blue - red)) + offset * width;
-        const float distance = turn < 0 ? -turn : turn;
-        const bool candidate = (lead > kGridLead) & (kGridInverseSat * delta > green) & (green > smallest);
-        const bool inside = candidate & (distance < (kGridHueRange - kNear) * width);
-        const bool unclear = candidate & !inside & (distance <= (kGridHueRange + kNear) * width);
-        total.r += inside ? red : 0;
-        total.g += inside ? green : 0;
-        total.b += inside ? blue : 0;
-        total.count += inside ? 1 : 0;
-        total.undecided += unclear ? 1 : 0;
-        undecided[i] = unclear ? 1 : 0;
-    }
-    return total;
-}
-
-template <class Sample>
 void AddRun(const Channels<const Sample>& top, std::int64_t first, int n, std::int32_t maxSample,
             const GridLimits& limits, std::int64_t cell, BackdropGrid* grid) {
-    std::uint8_t undecided[kBlock];
-    const CellSum sum = SumCell(top.r + first, top.g + first, top.b + first, n, maxSample, limits, undecided);
-    grid->gridR[cell] += sum.r;
-    grid->gridG[cell] += sum.g;
-    grid->gridB[cell] += sum.b;
-    grid->gridCount[cell] += sum.count;
-    if (sum.undecided == 0) return;
-    for (int i = 0; i < n; ++i) {
-        if (undecided[i]) AddIfBackdrop(FetchLimited(top, first + i, maxSample), limits, cell, grid);
+    constexpr float kNear = 0.001f;
+    const Floats most = static_cast<float>(maxSample), offset = static_cast<float>(kKeyHue - limits.levelHue);
+    const Floats smallest = static_cast<float>(static_cast<std::int32_t>(limits.smallestLevel));
+    Floats sumR = 0, sumG = 0, sumB = 0, count = 0;
+    for (int i = 0; i < n; i += kFloats) {
+        const Floats R = LoadFloats(top.r + first + i, n - i), B = LoadFloats(top.b + first + i, n - i);
+        const Floats G = Min(LoadFloats(top.g + first + i, n - i), most);
+        const Floats delta = G - Min(R, B), lead = G - Max(R, B);
+        const Floats turn = kHueSector * (B - R) + offset * delta, distance = Max(turn, 0 - turn);
+        const FloatMask candidate = (lead > kGridLead) & (kGridInverseSat * delta > G) & (G > smallest);
+        const FloatMask inside = candidate & (distance < (kGridHueRange - kNear) * delta);
+        sumR = sumR + Select(inside, R, 0);
+        sumG = sumG + Select(inside, G, 0);
+        sumB = sumB + Select(inside, B, 0);
+        count = count + Select(inside, 1, 0);
+        unsigned undecided = Bits(candidate & !inside & (distance <= (kGridHueRange + kNear) * delta));
+        for (int lane = 0; undecided != 0; ++lane, undecided >>= 1) {
+            if (undecided & 1)
+                AddIfBackdrop(FetchLimited(top, first + i + lane, maxSample), limits, cell, grid);
+        }
     }
+    grid->gridR[cell] += SumOf(sumR);
+    grid->gridG[cell] += SumOf(sumG);
+    grid->gridB[cell] += SumOf(sumB);
+    grid->gridCount[cell] += static_cast<std::int32_t>(SumOf(count));
 }
 
 // The first column whose x * kGridSide / width is the cell, or the next cell's where there is none.

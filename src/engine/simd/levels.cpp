@@ -1,4 +1,5 @@
-// The levels of the backdrop in whole numbers, in loops that the compiler turns into vectors.
+// The levels of the backdrop in single precision, which samples, their products with degrees and the sums of
+// a block are exact in.
 //
 // Samples are whole numbers. Most comparisons of hue and saturation in the scalar reference are thus
 // comparisons of ratios of small whole numbers: with the key channel largest, the hue is 120 + 60 (b - r) /
@@ -12,6 +13,7 @@
 #include "engine/constants.h"
 #include "engine/samples.h"
 #include "engine/simd/passes.h"
+#include "engine/simd/vec.h"
 #include "engine/simd/whole_numbers.h"
 
 namespace keying::FROND_VARIANT {
@@ -49,47 +51,31 @@ struct Workspace {
     }
 };
 
-// What decides about the pixels of a block, as ratios: the hue is turn / width from kKeyHue, the saturation
-// is width / height.
-struct Ratios {
-    std::int32_t turn[kBlock], width[kBlock], height[kBlock];
-    std::int32_t mark[kBlock];  // 0, or one of the two bins above
-};
-
+// The bin of each of n pixels, and kNotCounted behind them up to a whole vector.
+//
 // At full brightness the channels differ as the seen ones do, all scaled alike, so that hue, saturation and
-// the margin kMargin are ratios of seen channels. A lead of exactly kMargin goes to the scalar reference.
+// the margin kMargin are ratios of seen channels. A lead of exactly kMargin goes to the scalar reference. A
+// ratio of samples is either whole or, at 8 bits, at least 1/255 from whole; at 16 bits it is rarely nearer.
+// kNear catches the whole ones, whose doubles may have been rounded to either side, and covers the error of
+// single precision, which is below 0.0001 here.
 template <class Sample>
-void FindRatios(const Sample* r, const Sample* g, const Sample* b, int n, std::int32_t maxSample,
-                std::int32_t darkest, Ratios* ratios) {
-    for (int i = 0; i < n; ++i) {
-        const std::int32_t red = r[i], blue = b[i];
-        const std::int32_t green = Min<std::int32_t>(g[i], maxSample);
-        const std::int32_t lead = green - Max(red, blue);
-        const bool candidate = (green > darkest) & (lead >= kMargin);
-        ratios->turn[i] = candidate ? kHueSector * (blue - red) : 0;
-        ratios->width[i] = candidate ? green - Min(red, blue) : 1;
-        ratios->height[i] = candidate ? green : 1;
-        ratios->mark[i] = candidate ? (lead > kMargin ? 0 : kUndecided) : kNotCounted;
-    }
-}
-
-// The bin of each pixel. A ratio of samples is either whole or, at 8 bits, at least
-// 1/255 from whole; at 16 bits it is rarely nearer. kNear catches the whole ones, whose doubles may have been
-// rounded to either side, and covers the error of single precision, which is below 0.0001 here.
-void FindBins(const Ratios& ratios, int n, std::int32_t* bins) {
+void FindBins(const Sample* r, const Sample* g, const Sample* b, int n, const AnalysisLimits& limits,
+              std::int32_t* bins) {
     constexpr float kNear = 0.001f;
-    for (int i = 0; i < n; ++i) {
-        const float width = static_cast<float>(ratios.width[i]);
-        const float hue = static_cast<float>(ratios.turn[i]) / width + (kKeyHue - kFirstHue);
-        const float sat = kSatSteps * width / static_cast<float>(ratios.height[i]);
-        const std::int32_t hueBin = static_cast<std::int32_t>(hue);
-        const std::int32_t satBin = static_cast<std::int32_t>(sat);
-        const float hueRest = hue - static_cast<float>(hueBin), satRest = sat - static_cast<float>(satBin);
-        const float rest = Min(Min(hueRest, 1 - hueRest), Min(satRest, 1 - satRest));
-        const std::int32_t bin =
-            satBin >= kSatSteps / kLevelsInverseSat ? hueBin * kSatBins + satBin : kNotCounted;
-        const std::int32_t decided = rest > kNear ? bin : kUndecided;
-        bins[i] = ratios.mark[i] == 0 ? decided : ratios.mark[i];
+    const Floats most = static_cast<float>(limits.maxSample), darkest = static_cast<float>(limits.darkest);
+    for (int i = 0; i < n; i += kFloats) {
+        const Floats R = LoadFloats(r + i, n - i), B = LoadFloats(b + i, n - i);
+        const Floats G = Min(LoadFloats(g + i, n - i), most);
+        const Floats lead = G - Max(R, B), width = G - Min(R, B);
+        const FloatMask candidate = (G > darkest) & (lead >= kMargin);
+        const Floats hue = kHueSector * (B - R) / width + (kKeyHue - kFirstHue), hueBin = Truncate(hue);
+        const Floats sat = kSatSteps * width / G, satBin = Truncate(sat);
+        const Floats hueRest = hue - hueBin, satRest = sat - satBin;
+        const Floats rest = Min(Min(hueRest, 1 - hueRest), Min(satRest, 1 - satRest));
+        const Floats bin =
+            Select(satBin >= kSatSteps / kLevelsInverseSat, hueBin * kSatBins + satBin, kNotCounted);
+        const Floats found = Select((lead > kMargin) & (rest > kNear), bin, kUndecided);
+        StoreWhole(bins + i, Select(candidate, found, kNotCounted));
     }
 }
 
@@ -115,15 +101,10 @@ std::int32_t CachedBin(const AnalysisLimits& limits, const Rgb& seen, BinCache* 
 template <class Sample>
 void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t from, std::int64_t to,
                       const AnalysisLimits& limits, Workspace* work) {
-    const std::int32_t maxSample = static_cast<std::int32_t>(limits.maxSample);
-    const std::int32_t darkest = static_cast<std::int32_t>(limits.darkest);
-    Ratios ratios;
     std::int32_t bins[kBlock], undecided[kBlock];
     for (std::int64_t first = from; first < to; first += kBlock) {
         const int n = static_cast<int>(Min<std::int64_t>(kBlock, to - first));
-        FindRatios(top.r + first, top.g + first, top.b + first, n, maxSample, darkest, &ratios);
-        FindBins(ratios, n, bins);
-        for (int i = n; i % 4 != 0; ++i) bins[i] = kNotCounted;
+        FindBins(top.r + first, top.g + first, top.b + first, n, limits, bins);
         int count = 0;
         for (int i = 0; i < n; i += 4) {
             for (int j = 0; j < 4; ++j) {
@@ -163,43 +144,42 @@ double DominantSat(const Workspace& work, int domHue) {
     return PeakSat(hist);
 }
 
-template <class Number>
 struct LevelSum {
-    Number sum, count;
+    double sum = 0;
+    std::int64_t count = 0;
 };
 
-// Whole numbers decide: the doubles of a raw pixel are exact where its hue is whole, and clear of the whole
-// degree by more than their rounding where it is not. The same holds for the least saturation.
+// Adds n pixels, a block at most. Whole numbers decide: the doubles of a raw pixel are exact where its hue is
+// whole, and clear of the whole degree by more than their rounding where it is not. The same holds for the
+// least saturation.
 template <class Sample>
-LevelSum<std::int32_t> SumLevels(const Sample* r, const Sample* g, const Sample* b, int n,
-                                 std::int32_t maxSample, std::int32_t darkest, std::int32_t domHue) {
-    const std::int32_t from = domHue - (kHueGapLimit - 1) - kKeyHue, below = domHue + kHueGapLimit - kKeyHue;
-    LevelSum<std::int32_t> total = {0, 0};
-    for (int i = 0; i < n; ++i) {
-        const std::int32_t red = r[i], blue = b[i];
-        const std::int32_t green = Min<std::int32_t>(g[i], maxSample);
-        const std::int32_t delta = green - Min(red, blue), turn = kHueSector * (blue - red);
-        const bool counts = (green > darkest) & (blue < green) & (red < green) & (turn >= from * delta) &
-                            (turn < below * delta) & (kLevelsInverseSat * delta > green);
-        total.sum += counts ? green : 0;
-        total.count += counts ? 1 : 0;
+void AddLevels(const Sample* r, const Sample* g, const Sample* b, int n, const AnalysisLimits& limits,
+               std::int32_t domHue, LevelSum* total) {
+    const Floats most = static_cast<float>(limits.maxSample), darkest = static_cast<float>(limits.darkest);
+    const Floats from = domHue - (kHueGapLimit - 1) - kKeyHue, below = domHue + kHueGapLimit - kKeyHue;
+    Floats sum = 0, count = 0;
+    for (int i = 0; i < n; i += kFloats) {
+        const Floats R = LoadFloats(r + i, n - i), B = LoadFloats(b + i, n - i);
+        const Floats G = Min(LoadFloats(g + i, n - i), most);
+        const Floats delta = G - Min(R, B), turn = kHueSector * (B - R);
+        const FloatMask counts = (G > darkest) & (Max(R, B) < G) & (turn >= from * delta) &
+                                 (turn < below * delta) & (kLevelsInverseSat * delta > G);
+        sum = sum + Select(counts, G, 0);
+        count = count + Select(counts, 1, 0);
     }
-    return total;
+    total->sum += SumOf(sum);
+    total->count += static_cast<std::int64_t>(SumOf(count));
 }
 
 template <class Sample>
 double MeanLevel(const Channels<const Sample>& top, std::int64_t pixels, const AnalysisLimits& limits,
                  int domHue, Workers* workers) {
-    LevelSum<std::int64_t> sums[kMostWorkers] = {};
+    LevelSum sums[kMostWorkers];
     ForBands(workers, pixels, kPixelsOfBand, [&](std::int32_t worker, std::int64_t from, std::int64_t to) {
-        LevelSum<std::int64_t> total = {0, 0};
+        LevelSum total;
         for (std::int64_t first = from; first < to; first += kBlock) {
             const int n = static_cast<int>(Min<std::int64_t>(kBlock, to - first));
-            const auto block = SumLevels(top.r + first, top.g + first, top.b + first, n,
-                                         static_cast<std::int32_t>(limits.maxSample),
-                                         static_cast<std::int32_t>(limits.darkest), domHue);
-            total.sum += block.sum;
-            total.count += block.count;
+            AddLevels(top.r + first, top.g + first, top.b + first, n, limits, domHue, &total);
         }
         sums[worker].sum += total.sum;
         sums[worker].count += total.count;
@@ -208,7 +188,7 @@ double MeanLevel(const Channels<const Sample>& top, std::int64_t pixels, const A
         sums[0].sum += sums[i].sum;
         sums[0].count += sums[i].count;
     }
-    return MeanLevelOf(static_cast<double>(sums[0].sum), sums[0].count);
+    return MeanLevelOf(sums[0].sum, sums[0].count);
 }
 
 }  // namespace

@@ -208,6 +208,21 @@ inline Doubles LoadSamples(const Sample* p, int n) {
     return LoadDoubles(part);
 }
 
+template <class Sample>
+inline Floats LoadFloats(const Sample* p, int n) {
+    if (n >= kFloats) return LoadFloats(p);
+    Sample part[kFloats] = {};
+    std::memcpy(part, p, sizeof(Sample) * static_cast<unsigned>(n));
+    return LoadFloats(part);
+}
+
+// The sum of the lanes.
+inline double SumOf(Floats v) {
+    double sum = 0;
+    for (int i = 0; i < kFloats; ++i) sum += static_cast<double>(v.raw[i]);
+    return sum;
+}
+
 // Stores the first n lanes as samples: cut toward zero, the low bits kept, 0 for a NaN or a value beyond the
 // 32-bit range (for which the conversion gives the one integer whose low half is 0).
 template <class Sample>

@@ -108,5 +108,8 @@ inline Floats LoadFloats(const std::uint8_t* p) {
 inline Floats LoadFloats(const std::uint16_t* p) {
     return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
 }
+inline void StoreWhole(std::int32_t* p, Floats v) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_cvttps_epi32(v.raw));
+}
 
 }  // namespace keying::FROND_VARIANT

@@ -96,5 +96,8 @@ inline Floats LoadFloats(const std::uint8_t* p) {
 inline Floats LoadFloats(const std::uint16_t* p) {
     return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))));
 }
+inline void StoreWhole(std::int32_t* p, Floats v) {
+    _mm512_storeu_si512(p, _mm512_cvttps_epi32(v.raw));
+}
 
 }  // namespace keying::FROND_VARIANT

@@ -112,5 +112,8 @@ inline Floats LoadFloats(const std::uint16_t* p) {
     const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
     return _mm_cvtepi32_ps(_mm_unpacklo_epi16(four, _mm_setzero_si128()));
 }
+inline void StoreWhole(std::int32_t* p, Floats v) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_cvttps_epi32(v.raw));
+}
 
 }  // namespace keying::FROND_VARIANT
