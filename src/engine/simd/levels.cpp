@@ -51,7 +51,7 @@ struct Workspace {
     }
 };
 
-// The bin of each of n pixels, and kNotCounted behind them up to a whole vector.
+// The bin of each of n pixels, and kNotCounted behind them up to a whole vector; false: none is counted.
 //
 // At full brightness the channels differ as the seen ones do, all scaled alike, so that hue, saturation and
 // the margin kMargin are ratios of seen channels. A lead of exactly kMargin goes to the scalar reference. A
@@ -59,10 +59,11 @@ struct Workspace {
 // kNear catches the whole ones, whose doubles may have been rounded to either side, and covers the error of
 // single precision, which is below 0.0001 here.
 template <class Sample>
-void FindBins(const Sample* r, const Sample* g, const Sample* b, int n, const AnalysisLimits& limits,
+bool FindBins(const Sample* r, const Sample* g, const Sample* b, int n, const AnalysisLimits& limits,
               std::int32_t* bins) {
     constexpr float kNear = 0.001f;
     const Floats most = static_cast<float>(limits.maxSample), darkest = static_cast<float>(limits.darkest);
+    unsigned any = 0;
     for (int i = 0; i < n; i += kFloats) {
         const Floats R = LoadFloats(r + i, n - i), B = LoadFloats(b + i, n - i);
         const Floats G = Min(LoadFloats(g + i, n - i), most);
@@ -76,7 +77,9 @@ void FindBins(const Sample* r, const Sample* g, const Sample* b, int n, const An
             Select(satBin >= kSatSteps / kLevelsInverseSat, hueBin * kSatBins + satBin, kNotCounted);
         const Floats found = Select((lead > kMargin) & (rest > kNear), bin, kUndecided);
         StoreWhole(bins + i, Select(candidate, found, kNotCounted));
+        any |= Bits(candidate);
     }
+    return any != 0;
 }
 
 // The bin of a pixel as the scalar reference has it, or kNotCounted.
@@ -104,7 +107,7 @@ void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t from, std:
     std::int32_t bins[kBlock], undecided[kBlock];
     for (std::int64_t first = from; first < to; first += kBlock) {
         const int n = static_cast<int>(Min<std::int64_t>(kBlock, to - first));
-        FindBins(top.r + first, top.g + first, top.b + first, n, limits, bins);
+        if (!FindBins(top.r + first, top.g + first, top.b + first, n, limits, bins)) continue;
         int count = 0;
         for (int i = 0; i < n; i += 4) {
             for (int j = 0; j < 4; ++j) {

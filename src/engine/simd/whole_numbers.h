@@ -5,7 +5,7 @@
 namespace keying::FROND_VARIANT {
 
 // Pixels that such a pass handles at a time. Their sums in the lanes of four floats or more are exact.
-constexpr int kBlock = 1024;
+constexpr int kBlock = 256;
 static_assert(kBlock / 4 * 65535 < 1 << 24);
 
 template <class Number>
