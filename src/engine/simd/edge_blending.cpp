@@ -158,19 +158,34 @@ bool RefusesRow(const Blend<Sample>& blend, const Sample* A, std::uint8_t mark, 
     return false;
 }
 
-// Blends one channel of a candidate along its line. read(o): the sample at distance o as it was before the
-// pass. writes: the distances that may be written. out: the candidate's own sample, and its line's stride.
-template <class Sample, class Read>
-void BlendChannel(const Blend<Sample>& blend, const Reach& reach, const Reach& writes, Read read, Sample* out,
-                  std::int64_t stride) {
+struct Means {
+    double before, after;
+};
+
+// The means of one channel on both sides of a candidate, weighted by distance. read(o): the sample at
+// distance o as it was before the pass.
+template <class Read>
+Means MeansOf(const Reach& reach, Read read) {
     std::int32_t before = 0, after = 0;
     for (int o = 1; o <= reach.before; ++o) before += read(-o) * o;
     for (int o = 1; o <= reach.after; ++o) after += read(o) * o;
-    const double meanBefore = static_cast<double>(before) / SumTo(reach.before);
-    const double meanAfter = static_cast<double>(after) / SumTo(reach.after);
+    return {static_cast<double>(before) / SumTo(reach.before),
+            static_cast<double>(after) / SumTo(reach.after)};
+}
+
+// Blends one channel of a candidate along its line. writes: the distances that may be written. out: the
+// candidate's own sample, and its line's stride. What is between two means of samples is in a sample's range.
+template <class Sample, class Read>
+void BlendChannel(const Blend<Sample>& blend, const Reach& reach, const Reach& writes, Read read, Sample* out,
+                  std::int64_t stride) {
+    // Most candidates of a large picture are that far from the ends of their lines, and loops of a fixed
+    // length are faster.
+    constexpr Reach kFull = {kMostReach, kMostReach};
+    const bool full = reach.before == kMostReach && reach.after == kMostReach;
+    const Means means = full ? MeansOf(kFull, read) : MeansOf(reach, read);
     for (int o = -writes.before; o <= writes.after; ++o) {
         const double f = blend.share[o + blend.radius];
-        out[o * stride] = StoreSample<Sample>((1 - f) * meanBefore + meanAfter * f);
+        out[o * stride] = static_cast<Sample>((1 - f) * means.before + means.after * f);
     }
 }
 
