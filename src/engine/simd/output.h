@@ -95,12 +95,11 @@ static inline void CopySamples(Sample* to, const Sample* from, int n) {
 template <class Sample>
 static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i, int n) {
     const Sample most = static_cast<Sample>(run.maxSample);
+    const Sample *const topG = row.top.g + i, *const topB = row.top.b + i;
+    Sample *const outG = row.out.g + i, *const outB = row.out.b + i;
     CopySamples(row.out.r + i, row.top.r + i, n);
-    for (int x = 0; x < n; ++x) {
-        const Sample G = row.top.g[i + x], B = row.top.b[i + x];
-        row.out.g[i + x] = G == 0 ? 1 : G;
-        row.out.b[i + x] = B > most ? most : B;
-    }
+    for (int x = 0; x < n; ++x) outG[x] = topG[x] == 0 ? 1 : topG[x];
+    for (int x = 0; x < n; ++x) outB[x] = topB[x] > most ? most : topB[x];
 }
 
 // The direct writer's alpha plane over uniform groups.

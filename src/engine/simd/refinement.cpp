@@ -56,10 +56,9 @@ void WriteUniformWindow(const KeyRun& run, const PlaneView<Sample>& row, int fro
         copy(row.out.b, row.bottom.b);
     } else {
         copy(row.out.r, row.top.r);
-        for (int x = from; x < to; ++x) {
-            const Sample G = row.top.g[x] > most ? most : row.top.g[x];
-            row.out.g[x] = G == 0 ? 1 : G;
-        }
+        copy(row.out.g, row.top.g);
+        Sample* const outG = row.out.g;
+        for (int x = from; x < to; ++x) outG[x] = outG[x] == 0 ? 1 : outG[x];
         copy(row.out.b, row.top.b);
     }
     std::memcpy(row.out.a + from, row.top.a + from, sizeof(Sample) * static_cast<unsigned>(to - from));
