@@ -83,6 +83,14 @@ static inline DoubleMask StopsAtOnce(const KeyRun& run, const Pixels& p) {
     return stops & (Abs(p.bgR) + Abs(p.bgG) + Abs(p.bgB) < 1e9);
 }
 
+// The lanes whose leading estimate is at least 1, which the alpha then is. With samples of 16 bits the gain
+// is far below 0, and nearly every pixel is among them.
+static inline DoubleMask IsOpaqueByEstimate(const KeyRun& run, const Pixels& p) {
+    const DoubleMask red = !(p.B > p.R);
+    const Doubles level = Select(red, p.bgR, p.bgB) * run.darkGain;
+    return (Select(red, p.R, p.B) >= kEstimateWhite) & (level < kEstimateWhite) & (level > -1e9);
+}
+
 // Takes the searching lanes on from step `at` of the steps until each stops or has run out; gives the step
 // that each ends with.
 static inline Doubles DescendToStop(const KeyRun& run, const Pixels& p, const Side& side, Doubles lead,

@@ -198,7 +198,7 @@ static inline void Classify(const KeyRun& run, DoubleMask keyed, Doubles at, Pix
 
     DoubleMask correct = keyed & !keyed;
     if (Any(search) && !run.showSelect) {
-        const DoubleMask whole = search & StopsAtOnce(run, *p);
+        const DoubleMask whole = search & (StopsAtOnce(run, *p) | IsOpaqueByEstimate(run, *p));
         search = search & !whole;
         DecideWhole(run, whole, p, &correct);
     }

@@ -36,6 +36,7 @@ struct GroupRun {
     Floats clear;          // the margin of the comparisons that follow
     Floats dark;           // the level below which the search stops at once
     Floats redLead, thirdLead;  // the leads of the key channel below which it does
+    Floats gain;                // of the backdrop in the first estimates of alpha
     Floats greySpread;  // the spread from which the corrections leave it alone, for a key channel of 1
     Floats wideLead;    // the lead of the stronger of red and third channel from which no wide pull applies
     Floats brightFrom;  // the sum of the channels from which no dark rescue applies
@@ -63,6 +64,7 @@ static inline GroupRun GroupRunOf(const KeyRun& run) {
     groups.dark = set(kStopDark * k);
     groups.redLead = set((run.sAlter - kStopSlack - kAlterNeutral) * k);
     groups.thirdLead = set(((run.blueLogic ? -kStopSlack : kStopLead) + run.sAlter - kAlterNeutral) * k);
+    groups.gain = set(run.darkGain);
     groups.greySpread = set(kGreyLimit * k / most);
     groups.wideLead = set(kWideLead * k);
     groups.brightFrom = set((run.sBlack + run.sBlack + 0.01) * k);
@@ -82,6 +84,13 @@ static inline FloatMask StopsAtOnce(const GroupRun& run, const GroupPixels& p) {
     const FloatMask blue = p.B > p.R, halfwayTest = run.blueLogic ? blue : p.B <= p.R;
     return (Max(G, Max(R, B)) < run.dark) | (G - R < run.redLead - run.clear) |
            (G - B < run.thirdLead - run.clear) | (halfwayTest & (G + G <= R + B));
+}
+
+// IsOpaqueByEstimate, with a margin of 1 for the level.
+static inline FloatMask IsOpaqueByEstimate(const GroupRun& run, const GroupPixels& p) {
+    const FloatMask blue = p.B > p.R;
+    const Floats level = Select(blue, p.bgB, p.bgR) * run.gain;
+    return (Max(p.R, p.B) >= kEstimateWhite) & (level < kEstimateWhite - 1) & (level > -1e8f);
 }
 
 // The shape test by the bounds of IsBackdropByShape. X, Y and Z are off by a quarter of a level's square at
@@ -106,7 +115,8 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     const Floats least = (squares * kLess - run.shapeError) * Square(factor) * 4;
     const FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > limit * kMore));
     const FloatMask opaque = strong > run.opaqueLead + p.G;
-    const FloatMask whole = asked & outside & (opaque | (bounded & StopsAtOnce(run, p)));
+    const FloatMask whole =
+        asked & outside & (opaque | (bounded & (StopsAtOnce(run, p) | IsOpaqueByEstimate(run, p))));
     const FloatMask bright = p.R + p.G + p.B > run.brightFrom;
     const Floats spread = Square(p.R - p.B) + Square(p.G - p.B) + Square(p.G - p.R);
     const FloatMask leftAlone = (spread > Square(p.G * run.greySpread) * kMore) &
