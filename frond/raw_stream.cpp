@@ -11,6 +11,7 @@
 
 #ifdef _WIN32
 #include <io.h>
+#include <windows.h>
 #else
 #include <poll.h>
 #include <unistd.h>
@@ -28,8 +29,10 @@ int OpenFile(const std::filesystem::path& path) {
     return _wopen(path.c_str(), _O_RDONLY | _O_BINARY);
 }
 
+// _isatty is true for NUL too.
 bool IsTerminal(int descriptor) {
-    return _isatty(descriptor) != 0;
+    DWORD mode = 0;
+    return GetConsoleMode(reinterpret_cast<HANDLE>(_get_osfhandle(descriptor)), &mode) != 0;
 }
 
 void Prepare(int descriptor) {
@@ -47,8 +50,24 @@ std::ptrdiff_t ReadSome(int descriptor, std::uint8_t* bytes, std::size_t count) 
     return _read(descriptor, bytes, static_cast<unsigned>(count));
 }
 
+// _write does not always tell that the pipe's reader has gone.
 std::ptrdiff_t WriteSome(int descriptor, const std::uint8_t* bytes, std::size_t count) {
-    return _write(descriptor, bytes, static_cast<unsigned>(count));
+    DWORD written = 0;
+    const auto file = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+    if (WriteFile(file, bytes, static_cast<DWORD>(count), &written, nullptr)) return written;
+    switch (GetLastError()) {
+        case ERROR_BROKEN_PIPE:
+        case ERROR_NO_DATA:
+        case ERROR_PIPE_NOT_CONNECTED:
+            errno = EPIPE;
+            break;
+        case ERROR_DISK_FULL:
+            errno = ENOSPC;
+            break;
+        default:
+            errno = EIO;
+    }
+    return -1;
 }
 
 #else
