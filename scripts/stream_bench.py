@@ -29,8 +29,8 @@ DESPILL = "despill=green:mix=0.56:expand=0:green=-1.17:brightness=1.32"
 RAW = "-f rawvideo -pix_fmt rgb24"
 
 SPEED_SIZE, SPEED_FRAMES, ROUNDS = "1920x1080", 100, 2
-# The camera's noise is Gaussian; ffmpeg's strength is its deviation in steps of 255 times the root of 3.
-FLICKER_SIZE, FLICKER_FRAMES, NOISE = "960x540", 25, "noise=all_seed=1:alls=3.464:allf=t"
+# The camera's noise is Gaussian; its measured deviation is printed.
+FLICKER_SIZE, FLICKER_FRAMES, NOISE = "960x540", 25, "noise=all_seed=1:alls=5:allf=t"
 
 
 def words(command):
@@ -126,6 +126,9 @@ def print_flicker():
         f"-frames:v {FLICKER_FRAMES} {RAW} -",
         stdout=subprocess.PIPE,
     )
+    size = len(frames) // FLICKER_FRAMES
+    rows = [frames[start : start + size // 20] for start in range(0, len(frames), size)]
+    print(f"Camera noise: {statistics.fmean(deviation(values) for values in zip(*rows)):.2f}\n")
     truth = run("ffmpeg -v error -i alpha.png -f rawvideo -pix_fmt gray -", stdout=subprocess.PIPE)
     parts = {
         "Backdrop": [i for i, a in enumerate(truth) if a == 0],
@@ -138,7 +141,6 @@ def print_flicker():
         "`frond stream`": stream,
         "`--analyse every`": f"{stream} --analyse every",
         "`--analyse every --no-blend`": f"{stream} --analyse every --no-blend",
-        "`--scale-transparency 50`": f"{stream} --scale-transparency 50",
         "chromakey, searched": chromakey,
         "chromakey, start values": chromakey.replace("0.048:0.038", "0.1:0.0"),
     }
