@@ -71,7 +71,7 @@ ParameterValues ParseAction(const std::vector<std::uint8_t>& bytes, const std::s
 
 ParameterValues ReadAction(const std::filesystem::path& path) {
     try {
-        return ParseAction(images::ReadFileBytes(path), images::DisplayName(path));
+        return ParseAction(images::ReadFileBytes(path), images::InputName(path));
     } catch (const images::PictureError& error) {
         throw Failure(kBadInput, error.what());
     }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "frond/command.h"
+#include "images/atomic_file.h"
 #include "images/colour_profile.h"
 #include "images/text.h"
 
@@ -64,7 +65,7 @@ std::vector<fs::path> FindBackgrounds(const std::vector<std::string>& over) {
         std::error_code ignored;
         if (fs::is_directory(path, ignored)) {
             for (fs::path& file : FilesOf(path)) paths.push_back(std::move(file));
-        } else if (fs::exists(path, ignored)) {
+        } else if (images::IsStandardStream(path) || fs::exists(path, ignored)) {
             paths.push_back(path);
         } else {
             throw Failure(kBadInput, images::DisplayName(path) + ": no such file");
@@ -83,10 +84,10 @@ void OpenBackgrounds(Backgrounds& backgrounds, const std::vector<fs::path>& path
         BackgroundSource& source = backgrounds.emplace_back();
         source.parameters = action;
         source.fit = fit;
-        source.keepsPicture = paths.size() == 1;
+        source.keepsPicture = paths.size() <= 1 || images::IsSpecialFile(paths[i]);
         if (!paths.empty()) {
             source.path = paths[i];
-            source.name = images::DisplayName(paths[i]);
+            source.name = images::InputName(paths[i]);
             const fs::path own = ActionFileOf(paths[i]);
             std::error_code ignored;
             if (fs::is_regular_file(own, ignored)) MergeParameters(source.parameters, ReadAction(own));

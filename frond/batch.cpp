@@ -6,6 +6,7 @@
 #include <new>
 
 #include "frond/pipeline.h"
+#include "images/atomic_file.h"
 #include "images/picture_file.h"
 #include "images/text.h"
 
@@ -111,7 +112,7 @@ void KeyOne(BatchState& state, std::size_t i) {
     const Task& task = batch.tasks[i];
     const BackgroundSource& source = batch.backgrounds[task.background];
     RunStage(state, item, [&] {
-        const std::string name = images::DisplayName(task.photo.filename());
+        const std::string name = images::InputName(task.photo.filename());
         ShowStatus(batch.report, name);
         if (batch.window) SetWindowTitle(batch.window, name + " - " + kProgramName);
         const bool ownsBackground = source.path.empty() || source.isForOne;
@@ -123,7 +124,7 @@ void KeyOne(BatchState& state, std::size_t i) {
                                                       "photograph's; its values are used unchanged"});
         }
         RequireNoInterrupt();
-        RequireAlphaSupport(task.out, item.keyed.recorded);
+        RequireAlphaSupport(FormatName(batch.rules.out, task.out), item.keyed.recorded);
     });
 }
 
@@ -131,14 +132,16 @@ void Encode(BatchState& state, std::size_t i) {
     Item& item = state.items[i];
     const Task& task = state.batch.tasks[i];
     const images::Picture& header = item.photo->read.header;
+    const ResultRules& rules = state.batch.rules;
     RunStage(state, item, [&] {
         RequireNoInterrupt();
         if (!task.out.empty()) {
-            item.out =
-                EncodeResult(task.out, TakeResult(header, *item.background, item.keyed), state.batch.files);
+            item.out = EncodeResult(FormatName(rules.out, task.out),
+                                    TakeResult(header, *item.background, item.keyed), state.batch.files);
         }
         if (!task.matte.empty())
-            item.matte = EncodeResult(task.matte, TakeMatte(header, item.keyed), state.batch.files);
+            item.matte = EncodeResult(FormatName(rules.matte, task.matte), TakeMatte(header, item.keyed),
+                                      state.batch.files);
     });
     item.background.reset();
     item.keyed.layer = {};
@@ -150,11 +153,12 @@ void Encode(BatchState& state, std::size_t i) {
     if (--item.photo->unused == 0) item.photo->read = {};
 }
 
-// Records the photograph in the ledger of a folder, and writes the result.
+// Records the photograph in the folder's ledger, and writes the result. A file that the user has named is
+// replaced without a question.
 void WriteTo(ResultTarget& target, bool force, const Task& task, const std::filesystem::path& path,
              const std::vector<std::uint8_t>& bytes, bool ignoreInterrupt) {
-    if (target.isFolder && !images::IsSpecialFile(path))
-        ClaimResult(target.ledger, path, PhotoIdentity(task.photo), force);
+    if (!target.ledger.folder.empty() && !images::IsSpecialFile(path))
+        ClaimResult(target.ledger, path, PhotoIdentity(task.photo), force || !target.isFolder);
     WriteResultFile(path, bytes, ignoreInterrupt);
 }
 
@@ -189,7 +193,7 @@ std::string DescribeEnding(const Failure& failure, const Task& task, const RunCo
     const bool interrupted = failure.code == kInterrupted;
     std::string line = failure.what();
     if (counts.total == 1) return interrupted ? line + "; nothing was written" : line;
-    if (interrupted) line += " at " + images::DisplayName(task.photo);
+    if (interrupted) line += " at " + images::InputName(task.photo);
     return line + "; " + std::to_string(counts.written) + " of " + std::to_string(counts.total) +
            " results written";
 }
@@ -205,9 +209,9 @@ ExitCode PrintFailure(BatchState& state, std::size_t i, std::string& line) {
     } catch (const Failure& failure) {
         if (failure.endsBatch) throw;
         code = failure.code;
-        line = code == kRunFailed ? images::DisplayName(task.photo) + ": " + failure.what() : failure.what();
+        line = code == kRunFailed ? images::InputName(task.photo) + ": " + failure.what() : failure.what();
     } catch (const std::bad_alloc&) {
-        line = images::DisplayName(task.photo) + ": not enough memory";
+        line = images::InputName(task.photo) + ": not enough memory";
     }
     if (line == state.batch.backgrounds[task.background].failure) {
         PrintOnce(state.batch.report, line);
@@ -241,7 +245,7 @@ void Report(BatchState& state, std::size_t i) {
 BatchResult RunBatch(const Batch& batch) {
     BatchState state(batch);
     std::size_t reported = 0;
-    ShowStatus(batch.report, batch.tasks.empty() ? "" : images::DisplayName(batch.tasks[0].photo.filename()));
+    ShowStatus(batch.report, batch.tasks.empty() ? "" : images::InputName(batch.tasks[0].photo.filename()));
     try {
         RunPipeline(batch.tasks.size(), batch.jobs,
                     {[&](std::size_t i) { Read(state, i); }, [&](std::size_t i) { KeyOne(state, i); },
@@ -264,8 +268,7 @@ BatchResult RunBatch(const Batch& batch) {
 void RequireAlphaSupport(const std::filesystem::path& out, const ParameterValues& parameters) {
     if (out.empty() || ValueOrDefault(parameters, "FlagOutputAlpha") == 0 || images::FormatOf(out).holdsAlpha)
         return;
-    throw Failure(kBadUsage,
-                  images::DisplayName(out) + ": JPEG has no transparency; use .png, .tif or .webp");
+    throw Failure(kBadUsage, images::InputName(out) + ": JPEG has no transparency; use .png, .tif or .webp");
 }
 
 }  // namespace frond

@@ -1,5 +1,6 @@
 // frond key: keys photographs with the filter.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -16,7 +17,7 @@ namespace fs = std::filesystem;
 
 struct Options {
     std::vector<std::string> photos, over;
-    std::string out, format = "png", name, subsampling, action, record, matte, selection, module, report;
+    std::string out, format, name, subsampling, action, record, matte, selection, module, report;
     int depth = 0, jobs = 0;  // 0: not given
     std::string fit = "cover";
     bool quiet = false, verbose = false, trace = false, check = false, dialog = false;
@@ -33,6 +34,18 @@ std::vector<fs::path> PathsFromUtf8(const std::vector<std::string>& texts) {
     return paths;
 }
 
+// Standard input and standard output serve one file each.
+void RequireOneStandardStream() {
+    std::vector<std::string> inputs = gOptions.photos,
+                             outputs = {gOptions.out, gOptions.matte, gOptions.record};
+    inputs.insert(inputs.end(), gOptions.over.begin(), gOptions.over.end());
+    inputs.insert(inputs.end(), {gOptions.selection, gOptions.action});
+    if (std::count(inputs.begin(), inputs.end(), "-") > 1)
+        throw Failure(kBadUsage, "only one input can be standard input");
+    if (std::count(outputs.begin(), outputs.end(), "-") > 1)
+        throw Failure(kBadUsage, "only one output can be standard output");
+}
+
 // Where the results go, and which files they must not replace.
 ResultRules MakeRules(const Backgrounds& backgrounds) {
     if (gOptions.out.empty() && gOptions.matte.empty())
@@ -41,13 +54,13 @@ ResultRules MakeRules(const Backgrounds& backgrounds) {
         throw Failure(kBadUsage, "--dialog needs the result's path, with -o");
     ResultRules rules;
     const bool isForSeveral = gOptions.photos.size() * backgrounds.size() > 1;
-    rules.out = MakeTarget(gOptions.out, isForSeveral);
-    rules.matte = MakeTarget(gOptions.matte, isForSeveral);
+    rules.out = MakeTarget(gOptions.out, isForSeveral, gOptions.format);
+    rules.matte = MakeTarget(gOptions.matte, isForSeveral, gOptions.format);
     rules.name = !gOptions.name.empty()   ? gOptions.name
                  : backgrounds.size() > 1 ? kNameOfSeveral
                                           : kNameOfOne;
     RequireNamePattern(rules.name);
-    rules.format = gOptions.format;
+    rules.format = gOptions.format.empty() ? "png" : gOptions.format;
     rules.force = gOptions.force;
     rules.skipsExisting = gOptions.skipExisting;
     for (const BackgroundSource& background : backgrounds) {
@@ -59,7 +72,7 @@ ResultRules MakeRules(const Backgrounds& backgrounds) {
         if (!text.empty()) rules.inputs.push_back(PathFromUtf8(text));
     }
     for (const std::string& text : {gOptions.record, gOptions.report}) {
-        if (!text.empty()) rules.outputs.push_back(PathFromUtf8(text));
+        if (!text.empty() && text != "-") rules.outputs.push_back(PathFromUtf8(text));
     }
     return rules;
 }
@@ -67,11 +80,12 @@ ResultRules MakeRules(const Backgrounds& backgrounds) {
 // Checks everything that can be checked before the first photograph is read.
 ResultPlan Plan(const Backgrounds& backgrounds, ResultRules& rules) {
     for (const ResultTarget* target : {&rules.out, &rules.matte}) {
-        if (!target->path.empty() && !target->isFolder) RequireWritablePath(target->path);
+        if (!target->path.empty() && !target->isFolder)
+            RequireWritablePath(FormatName(*target, target->path));
     }
     const ResultPlan plan = PlanResults(PathsFromUtf8(gOptions.photos), backgrounds, rules);
     for (const Task& task : plan.tasks)
-        RequireAlphaSupport(task.out, backgrounds[task.background].parameters);
+        RequireAlphaSupport(FormatName(rules.out, task.out), backgrounds[task.background].parameters);
     if (!plan.refusals.empty()) {
         const std::size_t more = plan.refusals.size() - 1;
         throw Failure(kBadUsage, plan.refusals[0].reason +
@@ -137,6 +151,7 @@ int Jobs() {
 ExitCode RunKey() {
     InstallInterruptHandlers();
     if (gOptions.dialog) RequireWindows();
+    RequireOneStandardStream();
     Backgrounds backgrounds;
     AddBackgrounds(backgrounds);
     ResultRules rules = MakeRules(backgrounds);
@@ -182,7 +197,7 @@ Command AddKeyCommand(CLI::App& app) {
     CLI::App* key =
         app.add_subcommand("key", "Remove the backdrop of photographs and put them over a background");
     Options& o = gOptions;
-    key->add_option("PHOTO", o.photos, "The photographs")->required();
+    key->add_option("PHOTO", o.photos, "The photographs; - is standard input")->required();
     key->option_defaults()->group("Pictures");
     key->add_option(
            "--over", o.over,
@@ -193,11 +208,13 @@ Command AddKeyCommand(CLI::App& app) {
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     key->option_defaults()->group("Results");
     key->add_option("-o,--out", o.out,
-                    "The result: .png, .tif, .jpg or .webp; or a folder (no extension, or several results)")
+                    "The result: .png, .tif, .jpg or .webp; or a folder (no extension, or several results); "
+                    "- is standard output")
         ->type_name("OUT");
     key->add_option("--matte", o.matte, "Also write the matte as a grey picture; a folder as for --out")
         ->type_name("FILE");
-    key->add_option("--format", o.format, "Format of the files in a folder: png, tif, jpg or webp")
+    key->add_option("--format", o.format,
+                    "Format of the files in a folder, default png; of standard output or a pipe")
         ->check(CLI::IsMember({"png", "tif", "tiff", "jpg", "jpeg", "webp"}));
     key->add_option("--name", o.name,
                     "Names of the files in a folder; default {photo}, with several backgrounds "

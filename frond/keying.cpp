@@ -1,6 +1,7 @@
 #include "frond/keying.h"
 
 #include "frond/command.h"
+#include "images/atomic_file.h"
 #include "images/picture_file.h"
 #include "images/text.h"
 
@@ -105,7 +106,7 @@ ReadPhotograph ReadForKeying(const KeySettings& settings, const BackgroundSource
         lower.profile = picture.profile;
     } else if (source.path.empty()) {
         if (ValueOrDefault(source.parameters, "FlagOutputAlpha") == 0) {
-            throw Failure(kBadUsage, images::DisplayName(path) +
+            throw Failure(kBadUsage, images::InputName(path) +
                                          ": has no background; give one with --over, or use --transparent");
         }
         lower = images::MakePicture(width, height, picture.depth, 3, false);

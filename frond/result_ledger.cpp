@@ -14,8 +14,10 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
+constexpr char kFileName[] = ".frond-results";
+
 fs::path FileOf(const ResultLedger& ledger) {
-    return ledger.folder / ".frond-results";
+    return ledger.folder / kFileName;
 }
 
 std::string NameOf(const fs::path& result) {
@@ -73,11 +75,16 @@ void AppendLine(const ResultLedger& ledger, const std::string& line) {
 }  // namespace
 
 std::string PhotoIdentity(const fs::path& photo) {
-    if (photo == "-") return {};
+    if (images::IsStandardStream(photo)) return {};
     std::error_code failure;
     fs::path path = fs::weakly_canonical(fs::absolute(photo, failure), failure);
     if (failure) path = fs::absolute(photo, failure).lexically_normal();
     return Stored(path.u8string());
+}
+
+bool HasLedger(const fs::path& folder) {
+    std::error_code missing;
+    return fs::exists(folder / kFileName, missing);
 }
 
 void ReadLedger(ResultLedger& ledger) {

@@ -20,7 +20,7 @@ struct ResultLedger {
         std::uintmax_t at = 0;  // offset of its line
     };
 
-    std::filesystem::path folder;
+    std::filesystem::path folder;                    // empty: no list is kept
     std::unordered_map<std::string, Entry> entries;  // by the result's file name
     std::uintmax_t readBytes = 0;                    // of the file
     std::uintmax_t plannedAt = 0;                    // the file's size when the results were last planned
@@ -29,6 +29,9 @@ struct ResultLedger {
 // The photograph's absolute path without symbolic links, in UTF-8; empty for standard input, which is never
 // the same photograph.
 std::string PhotoIdentity(const std::filesystem::path& photo);
+
+// Whether the folder has a list of results.
+bool HasLedger(const std::filesystem::path& folder);
 
 // Reads the lines that were added since the last call, and remembers the file's size as that of a plan. A
 // missing file has no lines. Throws Failure kBadInput when it cannot be read.

@@ -70,7 +70,11 @@ class FileIdentities {
     std::unordered_map<std::string, fs::path> folders_;
 };
 
-// `stem` of each {key} in the pattern.
+fs::path StemOf(const fs::path& path) {
+    return images::IsStandardStream(path) ? fs::path("stdin") : path.stem();
+}
+
+// Replaces each {key} in the pattern.
 fs::path ExpandName(const std::string& pattern, const fs::path& photo, const fs::path& background) {
     fs::path name;
     for (std::size_t at = 0; at < pattern.size();) {
@@ -78,7 +82,7 @@ fs::path ExpandName(const std::string& pattern, const fs::path& photo, const fs:
         name += PathFromUtf8(pattern.substr(at, open - at));
         if (open == pattern.size()) break;
         const std::size_t close = pattern.find('}', open);
-        name += pattern.compare(open, close + 1 - open, "{photo}") == 0 ? photo.stem() : background.stem();
+        name += pattern.compare(open, close + 1 - open, "{photo}") == 0 ? StemOf(photo) : StemOf(background);
         at = close + 1;
     }
     return name;
@@ -94,8 +98,11 @@ fs::path PathFor(const ResultTarget& target, const ResultRules& rules, const fs:
 class Collisions {
   public:
     Collisions(const std::vector<fs::path>& photos, const ResultRules& rules) {
-        for (const fs::path& path : photos) inputs_.insert(identities_.Of(path));
-        for (const fs::path& path : rules.inputs) inputs_.insert(identities_.Of(path));
+        for (const auto* paths : {&photos, &rules.inputs}) {
+            for (const fs::path& path : *paths) {
+                if (!images::IsStandardStream(path)) inputs_.insert(identities_.Of(path));
+            }
+        }
         for (const fs::path& path : rules.outputs) {
             const std::string reason = Add(path);
             if (!reason.empty()) throw Failure(kBadUsage, reason);
@@ -136,14 +143,27 @@ bool IsUpToDate(const fs::path& result, const fs::path& photo) {
 
 }  // namespace
 
-ResultTarget MakeTarget(const std::string& text, bool isForSeveral) {
+std::filesystem::path FormatName(const ResultTarget& target, const fs::path& result) {
+    return target.format.empty() ? result : fs::path(result) += "." + target.format;
+}
+
+ResultTarget MakeTarget(const std::string& text, bool isForSeveral, const std::string& format) {
     ResultTarget target;
     if (text.empty()) return target;
     target.path = PathFromUtf8(text);
+    if (images::IsStandardStream(target.path)) {
+        if (isForSeveral) throw Failure(kBadUsage, "standard output takes one result; name a folder with -o");
+        if (format.empty()) throw Failure(kBadUsage, "standard output needs --format");
+    }
+    if (images::IsSpecialFile(target.path) && !target.path.has_extension()) target.format = format;
     std::error_code ignored;
     target.isFolder = isForSeveral || IsFolder(target.path) || !target.path.has_filename() ||
-                      (!target.path.has_extension() && !fs::exists(target.path, ignored));
-    if (target.isFolder) target.ledger.folder = target.path;
+                      (!target.path.has_extension() && !images::IsStandardStream(target.path) &&
+                       !fs::exists(target.path, ignored));
+    const fs::path folder = target.isFolder                 ? target.path
+                            : target.path.has_parent_path() ? target.path.parent_path()
+                                                            : fs::path(".");
+    if (target.isFolder || HasLedger(folder)) target.ledger.folder = folder;
     return target;
 }
 

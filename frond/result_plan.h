@@ -24,8 +24,15 @@ struct Task {
 struct ResultTarget {
     std::filesystem::path path;  // a file or a folder; empty: no such results
     bool isFolder = false;
-    ResultLedger ledger;  // of the folder
+    ResultLedger ledger;  // of the folder; of a file's folder if that has one
+
+    // The extension that tells the format of standard output, or of a pipe without an extension; empty: the
+    // path tells it.
+    std::string format;
 };
+
+// A name with the extension of the result's format.
+std::filesystem::path FormatName(const ResultTarget& target, const std::filesystem::path& result);
 
 struct ResultRules {
     ResultTarget out, matte;
@@ -39,11 +46,13 @@ struct ResultRules {
 };
 
 // The target for a path of the command line. It is a folder when there are several results, or the folder
-// exists, or the path ends in a slash, or it has no extension and nothing of that name exists.
-ResultTarget MakeTarget(const std::string& path, bool isForSeveral);
+// exists, or the path ends in a slash, or it has no extension and nothing of that name exists. `format` is
+// the value of --format, or empty. Throws Failure kBadUsage for standard output without a format or for
+// several results.
+ResultTarget MakeTarget(const std::string& path, bool isForSeveral, const std::string& format);
 
-// {photo} and {background} in a pattern become the names of the two files without extension. Throws Failure
-// kBadUsage for an empty pattern, other braces or a slash.
+// {photo} and {background} in a pattern become the names of the two files without extension, or "stdin".
+// Throws Failure kBadUsage for an empty pattern, other braces or a slash.
 void RequireNamePattern(const std::string& pattern);
 constexpr char kNameOfOne[] = "{photo}", kNameOfSeveral[] = "{photo}-{background}";
 

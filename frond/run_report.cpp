@@ -58,7 +58,7 @@ void ReportFinished(RunReport& report, const FinishedTask& finished) {
     if (report.isVerbose && finished.error.empty()) {
         const Task& task = finished.task;
         PrintMessage(report, std::to_string(counts.written + counts.failed) + " of " +
-                                 std::to_string(counts.total) + ": " + images::DisplayName(task.photo) +
+                                 std::to_string(counts.total) + ": " + images::InputName(task.photo) +
                                  " -> " + images::DisplayName(task.out.empty() ? task.matte : task.out) +
                                  ", " + FormatDuration(finished.seconds));
     }

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #ifdef _WIN32
+#include <fcntl.h>
 #include <io.h>
 #include <windows.h>
 #else
@@ -20,9 +21,17 @@
 
 namespace images {
 
+bool IsStandardStream(const std::filesystem::path& path) {
+    return path == "-";
+}
+
 bool IsSpecialFile(const std::filesystem::path& path) {
     std::error_code ignored;
-    return std::filesystem::is_other(path, ignored);
+    return IsStandardStream(path) || std::filesystem::is_other(path, ignored);
+}
+
+std::string InputName(const std::filesystem::path& path) {
+    return IsStandardStream(path) ? "standard input" : DisplayName(path);
 }
 
 namespace {
@@ -42,6 +51,10 @@ std::FILE* OpenSpecial(const std::filesystem::path& path) {
 std::FILE* OpenUnnamed(const std::filesystem::path&) {
     return nullptr;
 }
+std::FILE* InBinary(std::FILE* standard) {
+    _setmode(_fileno(standard), _O_BINARY);
+    return standard;
+}
 bool LinkToName(std::FILE*, const std::filesystem::path&) {
     return false;
 }
@@ -57,6 +70,10 @@ std::FILE* OpenNew(const std::filesystem::path& path) {
 }
 std::FILE* OpenSpecial(const std::filesystem::path& path) {
     return std::fopen(path.c_str(), "wb");
+}
+
+std::FILE* InBinary(std::FILE* standard) {
+    return standard;
 }
 
 std::string OpenFileName(int file) {
@@ -105,7 +122,8 @@ bool IsDiskFull(const std::error_code& code) {
 }
 
 [[noreturn]] void ThrowWriteError(const std::filesystem::path& path, const std::error_code& code) {
-    const std::string line = DisplayName(path) + ": cannot be written: " + code.message();
+    const std::string name = IsStandardStream(path) ? "standard output" : DisplayName(path);
+    const std::string line = name + ": cannot be written: " + code.message();
     if (IsDiskFull(code)) throw DiskFull(line);
     throw PictureError(line);
 }
@@ -130,6 +148,7 @@ void WriteChunks(std::FILE* stream, const std::filesystem::path& path, const voi
 // Writes to a pipe or a device.
 void WriteToSpecialFile(const std::filesystem::path& path, const void* bytes, std::size_t size,
                         const std::atomic<bool>* stop) {
+    if (IsStandardStream(path)) return WriteChunks(InBinary(stdout), path, bytes, size, stop);
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(OpenSpecial(path), std::fclose);
     if (stream == nullptr) ThrowWriteError(path);
     WriteChunks(stream.get(), path, bytes, size, stop);
@@ -248,16 +267,17 @@ void LineFile::Append(std::string line, bool toDisk) {
 #endif
 
 std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path, std::size_t most) {
+    const std::string name = InputName(path);
+    const bool isStandard = IsStandardStream(path);
     std::error_code failure;
     const std::filesystem::file_status status = std::filesystem::status(path, failure);
-    if (status.type() == std::filesystem::file_type::not_found) {
-        throw PictureError(DisplayName(path) + ": no such file");
-    }
-    if (std::filesystem::is_directory(status))
-        throw PictureError(DisplayName(path) + ": is a folder, not a file");
+    if (!isStandard && status.type() == std::filesystem::file_type::not_found)
+        throw PictureError(name + ": no such file");
+    if (!isStandard && std::filesystem::is_directory(status))
+        throw PictureError(name + ": is a folder, not a file");
     errno = 0;
-    std::FILE* stream = OpenToRead(path);
-    if (stream == nullptr) throw PictureError(DisplayName(path) + ": cannot be opened: " + ErrorText(errno));
+    std::FILE* stream = isStandard ? InBinary(stdin) : OpenToRead(path);
+    if (stream == nullptr) throw PictureError(name + ": cannot be opened: " + ErrorText(errno));
     std::vector<std::uint8_t> bytes;
     std::size_t count = 0, wanted = 0;
     do {
@@ -268,8 +288,9 @@ std::vector<std::uint8_t> ReadFileBytes(const std::filesystem::path& path, std::
         bytes.resize(done + count);
     } while (count == wanted && bytes.size() < most);
     const bool failed = std::ferror(stream) != 0;
-    std::fclose(stream);
-    if (failed) throw PictureError(DisplayName(path) + ": cannot be read: " + ErrorText(errno));
+    const int error = errno;
+    if (!isStandard) std::fclose(stream);
+    if (failed) throw PictureError(name + ": cannot be read: " + ErrorText(error));
     return bytes;
 }
 

@@ -1,4 +1,5 @@
-// Reads whole files and replaces files atomically.
+// Reads whole files and replaces files atomically. The path "-" is standard input or standard output; a file
+// of that name is "./-".
 #pragma once
 
 #include <atomic>
@@ -48,8 +49,13 @@ class LineFile {
     std::intptr_t file_;  // a descriptor; on Windows a HANDLE
 };
 
-// Whether the path is a pipe, a device or another special file.
+bool IsStandardStream(const std::filesystem::path& path);
+
+// Whether the path is standard input or output, a pipe, a device or another special file.
 bool IsSpecialFile(const std::filesystem::path& path);
+
+// A path for messages about reading it.
+std::string InputName(const std::filesystem::path& path);
 
 // The bytes of a file, or its first `most`. Throws PictureError when the file is missing, a folder, or cannot
 // be read.

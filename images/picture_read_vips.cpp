@@ -1,5 +1,7 @@
 // Reads picture files with libvips.
+#include <sys/mman.h>
 #include <tiffio.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -36,7 +38,7 @@ VipsImagePtr OpenImage(const std::filesystem::path& path, const Bytes& head, Byt
                                            VIPS_FAIL_ON_ERROR, nullptr);
     }
     if (image == nullptr) {
-        ThrowVipsError(DisplayName(path) +
+        ThrowVipsError(InputName(path) +
                        ": cannot be read as a picture; some formats need --allow-untrusted");
     }
     return VipsImagePtr(image);
@@ -111,12 +113,29 @@ void ReadResolution(VipsImage* image, Picture& picture) {
     picture.resolutionY = isMetric ? y * 10 : RoundResolution(y * 25.4);
 }
 
+// Opens a TIFF file, or its bytes from a pipe as a file in memory. Null when that fails.
+TIFF* OpenTiff(const std::filesystem::path& path, const Bytes& piped) {
+    if (piped.empty()) return TIFFOpen(path.c_str(), "r");
+    const int file = memfd_create("piped", MFD_CLOEXEC);
+    if (file < 0) return nullptr;
+    std::size_t done = 0;
+    while (done < piped.size()) {
+        const ssize_t count = write(file, piped.data() + done, piped.size() - done);
+        if (count <= 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    TIFF* const tiff = lseek(file, 0, SEEK_SET) == 0 ? TIFFFdOpen(file, "piped", "r") : nullptr;
+    if (tiff == nullptr) close(file);
+    return tiff;
+}
+
 // Whether the channel after the colours is transparency. libvips takes it for that in every file. In a TIFF
 // file it can be a saved selection, which has no kind.
-bool HasAlpha(const std::filesystem::path& path, const Bytes& head, int bands, int colours) {
+bool HasAlpha(const std::filesystem::path& path, const Bytes& head, const Bytes& piped, int bands,
+              int colours) {
     if (bands <= colours || (!HasSignature(head, 0, "II") && !HasSignature(head, 0, "MM")))
         return bands > colours;
-    const std::unique_ptr<TIFF, void (*)(TIFF*)> file(TIFFOpen(path.c_str(), "r"), TIFFClose);
+    const std::unique_ptr<TIFF, void (*)(TIFF*)> file(OpenTiff(path, piped), TIFFClose);
     std::uint16_t count = 0;
     const std::uint16_t* kinds = nullptr;
     return file != nullptr && TIFFGetField(file.get(), TIFFTAG_EXTRASAMPLES, &count, &kinds) == 1 &&
@@ -124,7 +143,7 @@ bool HasAlpha(const std::filesystem::path& path, const Bytes& head, int bands, i
 }
 
 Picture ReadImage(const std::filesystem::path& path, const Bytes& head) {
-    const std::string name = DisplayName(path);
+    const std::string name = InputName(path);
     Bytes piped = IsSpecialFile(path) ? head : Bytes();
     const VipsImagePtr image = OpenImage(path, head, piped);
     RequireRgbOrGrey(image.get(), name);
@@ -132,7 +151,7 @@ Picture ReadImage(const std::filesystem::path& path, const Bytes& head) {
     const int bands = vips_image_get_bands(image.get()), colours = bands < 3 ? 1 : 3;
     Picture picture = MakePicture(vips_image_get_width(image.get()), vips_image_get_height(image.get()),
                                   vips_image_get_format(image.get()) == VIPS_FORMAT_UCHAR ? 8 : 16, colours,
-                                  HasAlpha(path, head, bands, colours));
+                                  HasAlpha(path, head, piped, bands, colours));
     // libvips gives the pixels of OpenEXR as they are in the file, but alpha up to 255.
     const bool isExr = HasSignature(head, 0, "\x76\x2F\x31\x01");
     const bool isRead =
@@ -151,9 +170,9 @@ LayeredPicture ReadFile(const std::filesystem::path& path, PsdLayers layers) {
     StartVips();
     const bool isSpecial = IsSpecialFile(path);
     const Bytes head = ReadFileBytes(path, isSpecial ? SIZE_MAX : kHeadBytes);
-    if (head.empty()) throw PictureError(DisplayName(path) + ": is empty");
+    if (head.empty()) throw PictureError(InputName(path) + ": is empty");
     if (!HasSignature(head, 0, "8BPS")) return {ReadImage(path, head), {}};
-    return ReadPsd(isSpecial ? head : ReadFileBytes(path), DisplayName(path), layers);
+    return ReadPsd(isSpecial ? head : ReadFileBytes(path), InputName(path), layers);
 }
 
 }  // namespace

@@ -180,7 +180,7 @@ Picture Decode(std::vector<std::uint8_t>& file, const std::string& name) {
 }
 
 LayeredPicture ReadFile(const std::filesystem::path& path, PsdLayers layers) {
-    const std::string name = DisplayName(path);
+    const std::string name = InputName(path);
     std::vector<std::uint8_t> file = ReadFileBytes(path);
     const bool isPsd = file.size() >= 4 && std::memcmp(file.data(), "8BPS", 4) == 0;
     if (isPsd) return ReadPsd(file, name, layers);

@@ -5,6 +5,7 @@ check_files.py CASE FROND MODULE.
 In every case the inputs do not change, and a result's name has its earlier content or the whole result. Exit code 77
 where the machine does not allow the case.
 """
+import json
 import os
 import pathlib
 import pty
@@ -160,6 +161,53 @@ def interrupt(command, pipe, mode, go_on):
     return text
 
 
+def killed_batch(work):
+    """Killed at the third of four results; a second run makes what is missing."""
+    photos, results, report = copies(work, "a.png", "b.png", "c.png", "d.png"), work / "results", work / "report"
+    command = [*key(work, results, photos), "--format", "tif", "--skip-existing", "--report", report]
+    results.mkdir()
+    os.mkfifo(results / "c.tif")
+    process = subprocess.Popen(command)
+    with open(results / "c.tif", "rb"):
+        process.kill()
+        process.wait()
+    (results / "c.tif").unlink()
+    (results / ".frond-results").open("a").write('{"result": "c.t')
+    whole = contents(results)
+    expect(sorted(whole) == [".frond-results", "a.tif", "b.tif"], *whole)
+    before = (results / "a.tif").stat()
+    done = run(command)
+    expect(done.returncode == 0 and not done.stdout, done.stdout)
+    expect((results / "a.tif").stat().st_ino == before.st_ino, "a whole result was made again")
+    files = contents(results)
+    expect(all(files[f"{name}.tif"] == whole["a.tif"] for name in "abcd"), "results differ")
+    names = [json.loads(line)["result"][-5:] for line in report.read_text().splitlines()]
+    expect(names[-2:] == ["c.tif", "d.tif"] and set(names[:-2]) <= {"a.tif", "b.tif"}, *names)
+
+
+def two_at_once(work):
+    """Two programs make results of the same names: each name belongs to the photograph in its list."""
+    run([work / "frond", "sample", work / "in2", "--size", "300x200"])
+    names = [f"{i}.png" for i in range(12)]
+    for folder in "in", "in2":
+        for name in names:
+            shutil.copy(work / folder / "photo.png", work / folder / name)
+    results = work / "results"
+    commands = [[work / "frond", "key", *(work / folder / name for name in names), "--over", work / "in/background.png",
+                 "-o", results] for folder in ("in", "in2")]
+    processes = [subprocess.Popen(command, stderr=subprocess.PIPE, text=True) for command in commands]
+    said = [process.communicate()[1] for process in processes]
+    expect(all(process.returncode in (0, 2, 4) for process in processes), *said)
+    expect(all("use --force" in line for text in said for line in text.splitlines()), *said)
+    owners = {}
+    for line in (results / ".frond-results").read_text().splitlines():
+        line = json.loads(line)
+        owners[line["result"]] = pathlib.Path(line["photo"]).parent.name
+    for name in names:
+        width = int.from_bytes((results / name).read_bytes()[16:20], "big")
+        expect(width == (600 if owners[name] == "in" else 300), name, "is", width, "wide, its list says", owners[name])
+
+
 def interrupted(work):
     """Ctrl-C while the program waits for a pipe: before the filter's run, and at the third of four results."""
     action, out, matte = work / "a.json", work / "out.png", work / "matte.png"
@@ -191,6 +239,20 @@ def special_files(work):
     expect(pipe.is_fifo(), "the pipe was replaced")
     stdout = subprocess.run(key(work, "/dev/stdout"), stdout=subprocess.PIPE).stdout
     expect(stdout == out.read_bytes(), "standard output got something else")
+    command = [work / "frond", "key", "-", "--over", work / "in/background.png", "-o", "-", "--format", "png"]
+    streamed = subprocess.run(command, input=(work / "in/photo.png").read_bytes(), capture_output=True)
+    expect(streamed.stdout == out.read_bytes() and not streamed.stderr, "the streams gave something else", streamed.stderr)
+    # The alpha of a TIFF file, which is looked up apart from its pixels, in a pipe
+    cut_out = [work / "frond", "key", work / "in/photo.png", "--transparent", "--format", "tif", "-o", "-", "--record", work / "a.json"]
+    cut = subprocess.run(cut_out, stdout=subprocess.PIPE).stdout
+    (work / "cut.tif").write_bytes(cut)
+    command = [work / "frond", "compare", "--alpha", "-", work / "cut.tif"]
+    expect(b"inf dB" in subprocess.run(command, input=cut, stdout=subprocess.PIPE).stdout, "alpha was lost in a pipe")
+    again = subprocess.run([*cut_out[:-1], "/dev/null", "--action", "-"], input=(work / "a.json").read_bytes(), stdout=subprocess.PIPE)
+    expect(again.stdout == cut, "the action was not read")
+    for wrong in ["-", "-o", work / "x"], ["-o", "-"], ["--action", "-", "-o", work / "x.png"]:
+        done = run([work / "frond", "key", "-", "--over", work / "in/background.png", *wrong], stdin=subprocess.DEVNULL)
+        expect(done.returncode == 2 and done.stdout.count("\n") == 1, done.stdout)
     (work / "old.png").write_text("old")
     link.symlink_to("old.png")
     expect(run(key(work, link)).returncode == 0 and link.is_symlink(), "the link was replaced")
@@ -217,26 +279,38 @@ def stream(work):
         expect(process.stderr.read() == b"frond: interrupted; 2 frames written\n", "the line of an interrupt")
 
 
+def lines_on_terminal(command, columns):
+    """What the program draws on a terminal of that width."""
+    master, slave = pty.openpty()
+    termios.tcsetwinsize(slave, (24, columns))
+    process = subprocess.Popen(command, stderr=slave)
+    os.close(slave)
+    text = b""
+    try:
+        while piece := os.read(master, 4096):
+            text += piece
+    except OSError:  # the other end is closed
+        pass
+    lines = [part.rstrip() for part in re.split("[\r\n]+", text.decode()) if part]
+    drawn = [line for line in lines if line and not line.startswith("frond: ")]
+    width = max(sum(2 if ord(c) > 0x1000 else 1 for c in line) for line in drawn)
+    expect(process.wait() == 0 and width < columns, "in", columns, "columns:", ascii(lines))
+    return lines
+
+
 def terminal(work):
-    """The progress bar fits the terminal, and control characters of a name are escaped."""
+    """The progress fits the terminal, and control characters of a name are escaped."""
     (name,) = copies(work, "s\x1b[31m\u00e4\u65e5\u672c-as long as names of photographs are.png")
     shown = name.replace("\x1b", "\\x1B")
     first = {120: "[" + "." * 40 + "]   0% " + shown, 40: "[...........]   0% " + shown[:18], 30: "  0% " + shown[:22], 4: "  0"}
     for columns, line in first.items():
-        master, slave = pty.openpty()
-        termios.tcsetwinsize(slave, (24, columns))
-        process = subprocess.Popen(key(work, work / "out.png", [name]), stderr=slave)
-        os.close(slave)
-        text = b""
-        try:
-            while piece := os.read(master, 4096):
-                text += piece
-        except OSError:  # the other end is closed
-            pass
-        lines = [part for part in re.split("[\r\n]+", text.decode()) if part]
-        expect(process.wait() == 0 and lines[0] == line, "in", columns, "columns:", ascii(lines))
-        width = max(sum(2 if ord(c) > 0x1000 else 1 for c in part) for part in lines)
-        expect(len(lines) > 2 and width < columns, "in", columns, "columns:", ascii(lines))
+        lines = lines_on_terminal(key(work, work / "out.png", [name]), columns)
+        expect(lines[0] == line.rstrip() and len(lines) > 2, "in", columns, "columns:", ascii(lines))
+    photos = [name, *copies(work, "b.png")]
+    for columns, line in (80, "0 of 2  " + shown), (30, "0 of 2  " + shown[:19]):
+        lines = lines_on_terminal(key(work, work / f"results{columns}", photos), columns)
+        expect(lines[0] == line and lines[-1].startswith("frond: 2 of 2 results written, "), ascii(lines))
+        expect(any(re.match(r"1 of 2, [0-9.]+ s each, \d+ s left", part) for part in lines), ascii(lines))
 
 
 def main(case, frond, module):

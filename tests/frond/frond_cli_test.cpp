@@ -417,6 +417,9 @@ TEST_F(FrondProgram, KeepsResultsThatAreNotItsOwn) {
     expect("frond: .*photo.png; use --force.*\n", "key @d2/photo.png --skip-existing");
     expect("replaced", "key @d2/photo.png --force");
     expect("frond: .*photo.png; use --force.*\n", "key @photo.png");
+    Key(8, "-o @out/photo.png");
+    expect("frond: .*photo.png; use --force.*\\n", "key @d2/photo.png");
+    expect("replaced", "key @d2/photo.png --force");
     // A newer photograph, and a matte that is missing
     std::filesystem::last_write_time(folder / "d2" / "photo.png", old + std::chrono::hours(9));
     expect("replaced", "key @d2/photo.png --skip-existing");
