@@ -63,7 +63,7 @@ std::string FormatStatus(const RunCounts& counts, double seconds, const std::str
     for (const std::string& line : {count + failed + each + left, count + failed + left, count + failed}) {
         const int free = columns - ColumnsOf(line);
         if (free < 0) continue;
-        if (free < 2 + kLeastLabelColumns) return line;
+        if (label.empty() || free < 2 + kLeastLabelColumns) return line;
         return line + "  " + TruncateToColumns(label, free - 2);
     }
     return TruncateToColumns(count + failed, columns);

@@ -29,7 +29,7 @@ TEST(RunText, FitsTheStatusToTheColumns) {
         {70, "37 of 200, 2 failed, 1.3 s each, 4 min left  \u65e5\u672c-long-name.jpg"},
         {54, "37 of 200, 2 failed, 1.3 s each, 4 min left  \u65e5\u672c-long"},
         {52, "37 of 200, 2 failed, 1.3 s each, 4 min left"},
-        {42, "37 of 200, 2 failed, 4 min left  \u65e5\u672c-lon"},
+        {42, "37 of 200, 2 failed, 4 min left  \u65e5\u672c-long"},
         {31, "37 of 200, 2 failed, 4 min left"},
         {30, "37 of 200, 2 failed  \u65e5\u672c-long"},
         {19, "37 of 200, 2 failed"},
@@ -39,7 +39,7 @@ TEST(RunText, FitsTheStatusToTheColumns) {
         EXPECT_EQ(FormatStatus(counts, 37 * 1.3, label, columns), text) << columns;
         EXPECT_LE(ColumnsOf(text), columns);
     }
-    EXPECT_EQ(FormatStatus({3, 0, 0, 0}, 5, "", 80), "0 of 3  ");
+    EXPECT_EQ(FormatStatus({3, 0, 0, 0}, 5, "", 80), "0 of 3");
     EXPECT_EQ(FormatStatus({3, 3, 0, 0}, 6, "", 29), "3 of 3, 2.0 s each");
     EXPECT_EQ(FormatSummary({200, 198, 2, 7}, 260),
               "198 of 200 results written, 2 failed, 7 were there, 4 min 20 s");
