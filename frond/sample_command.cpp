@@ -11,7 +11,7 @@ namespace frond {
 namespace {
 
 struct Options {
-    std::string folder, size = "2400x1600", format = "png";
+    std::string folder, size = "2400x1600", format = "png", backdrop = "cloth", hair = "dark";
     int depth = 8;
     bool isBlue = false;
 };
@@ -35,6 +35,8 @@ ExitCode RunSample() {
     sample_plate::PlateOptions options;
     options.depth = gOptions.depth;
     options.isBlue = gOptions.isBlue;
+    options.isPure = gOptions.backdrop == "pure";
+    options.isBlown = gOptions.hair == "blown";
     ParseSize(gOptions.size, options);
     const std::filesystem::path folder = PathFromUtf8(gOptions.folder);
     std::error_code failure;
@@ -65,6 +67,14 @@ Command AddSampleCommand(CLI::App& app) {
     sample->add_option("--format", o.format, "Format of the files: png or tif")
         ->check(CLI::IsMember({"png", "tif"}));
     sample->add_flag("--blue", o.isBlue, "Use a blue backdrop instead of a green one");
+    sample
+        ->add_option("--backdrop", o.backdrop,
+                     "cloth, or pure: computer-made, with two channels at 0, without spill and noise")
+        ->check(CLI::IsMember({"cloth", "pure"}));
+    sample
+        ->add_option("--hair", o.hair,
+                     "dark, or blown: light hair in the wind, with highlights clipped by light behind it")
+        ->check(CLI::IsMember({"dark", "blown"}));
     sample->footer(
         "composite is the perfect key, alpha its matte. The same options give the same pictures everywhere.\n"
         "Exit codes: 0, 2 (command line), 4 (cannot be written), 130 (interrupted).");

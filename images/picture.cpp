@@ -37,6 +37,13 @@ void ChangeDepth(Picture& picture, int depth) {
     picture.depth = depth;
 }
 
+void RaiseBlacks(Picture& picture, int least) {
+    const auto lowest = static_cast<std::uint16_t>(picture.depth == 8 ? least : least * 257);
+    for (Plane& plane : picture.colour) {
+        for (std::uint16_t& sample : plane) sample = std::max(sample, lowest);
+    }
+}
+
 void ConvertToRgb(Picture& picture) {
     if (picture.colour.size() == 1) picture.colour.assign(3, Plane(picture.colour[0]));
 }

@@ -59,6 +59,9 @@ Picture MakePicture(int width, int height, int depth, int colours, bool withAlph
 // Changes the depth: 8 to 16 bits multiplies by 257; 16 to 8 divides and rounds to nearest.
 void ChangeDepth(Picture& picture, int depth);
 
+// Raises every colour sample to at least `least`, 0 to 255, in the scale of 8 bits.
+void RaiseBlacks(Picture& picture, int least);
+
 // Makes three equal planes of a grey plane; leaves an RGB picture unchanged.
 void ConvertToRgb(Picture& picture);
 

@@ -136,9 +136,27 @@ Strand CrownStrand(Random& random) {
     return strand;
 }
 
+// A hair of one of 40 locks in the wind.
+Strand BlownStrand(Random& random) {
+    Strand strand{};
+    const auto lock = static_cast<std::uint32_t>(random.Next() * 40) + 200u;
+    const float to = Uniform(lock, 2, 7), apart = random.Next(-1, 1);
+    const float reach = Mix(Uniform(lock, 1, 7), random.Next() * random.Next(), 0.6f);
+    strand.points[0] = {random.Next(-0.05f, 0.07f), 0.18f + random.Next(0, 0.05f)};
+    strand.points[1] = {0.09f, 0.17f + 0.10f * to + 0.015f * apart};
+    strand.points[2] = {0.12f + 0.08f * reach, 0.15f + 0.30f * to + 0.012f * apart};
+    strand.points[3] = {0.14f + 0.20f * reach, 0.14f + 0.38f * to * to + (0.01f + 0.05f * reach) * apart};
+    strand.wave = 0.008f + 0.016f * Uniform(lock, 3, 7) + random.Next(0, 0.006f);
+    strand.waveCount = 1.2f + Uniform(lock, 4, 7) + random.Next(0, 0.3f);
+    strand.phase = Uniform(lock, 5, 7) + random.Next(0, 0.2f);
+    strand.width = kStrandWidth * random.Next(0.5f, 1.2f);
+    strand.tone = random.Next(0.4f, 1.4f);
+    return strand;
+}
+
 }  // namespace
 
-HairBuffer DrawHair(HairLayer layer, int width, int height) {
+HairBuffer DrawHair(HairLayer layer, int width, int height, bool isBlown) {
     const float scale = static_cast<float>(height);
     HairBuffer buffer;
     buffer.left = std::max(0, static_cast<int>(kWindowFrom.x * scale + static_cast<float>(width) * 0.5f));
@@ -160,6 +178,8 @@ HairBuffer DrawHair(HairLayer layer, int width, int height) {
     }
     for (int i = 0; i < (behind ? 300 : 60); ++i) DrawStrand(buffer, LooseStrand(random), width, height);
     for (int i = 0; i < (behind ? 190 : 0); ++i) DrawStrand(buffer, CrownStrand(random), width, height);
+    for (int i = 0; i < (behind && isBlown ? 1200 : 0); ++i)
+        DrawStrand(buffer, BlownStrand(random), width, height);
     return buffer;
 }
 

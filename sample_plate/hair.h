@@ -17,7 +17,7 @@ struct HairBuffer {
 enum class HairLayer { kBehind, kInFront };
 
 // Draws one layer for a picture of the given size in pixels. Strands are as thin as real hair: less than a
-// pixel up to about 40 megapixels.
-HairBuffer DrawHair(HairLayer layer, int width, int height);
+// pixel up to about 40 megapixels. Blown hair adds long strands that the wind spreads to the right.
+HairBuffer DrawHair(HairLayer layer, int width, int height, bool isBlown);
 
 }  // namespace sample_plate

@@ -57,6 +57,17 @@ void StorePixel(images::Picture& picture, std::size_t at, Vec3 light, const Came
     picture.colour[2][at] = Quantise(curve(light.z), largest);
 }
 
+// The figure before the studio's backdrop, with spill and noise.
+Vec3 CameraLight(const ShadedPoint& point, const Surroundings& surroundings, float backdropLight, Vec2 p,
+                 int column, int row) {
+    Vec3 light = point.light + SpillColour(surroundings.isBlue) * point.spill;
+    if (point.alpha < 1) light = light + BackdropAt(surroundings, p) * (backdropLight * (1 - point.alpha));
+    light.x += SensorNoise(light.x, column, row, 0);
+    light.y += SensorNoise(light.y, column, row, 1);
+    light.z += SensorNoise(light.z, column, row, 2);
+    return light;
+}
+
 }  // namespace
 
 SamplePlate RenderSamplePlate(const PlateOptions& options) {
@@ -70,11 +81,12 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
         plate.alpha = images::MakePicture(options.width, options.height, options.depth, 1, false);
     }
     static const CameraCurve kCurve;
-    const Figure figure = PrepareFigure(options.width, options.height);
+    const Figure figure = PrepareFigure(options.width, options.height, options.isBlown);
     const Surroundings surroundings = PrepareSurroundings(
         options.height, static_cast<float>(options.width) / static_cast<float>(options.height), figure.maps,
         options.isBlue);
-    const Vec3 spill = SpillColour(options.isBlue);
+    const float backdropLight = options.isBlown ? 2.2f : 1;  // the light behind the hair is on it too
+    const Vec3 pure = PureBackdrop(options.isBlue);
     const float scale = 1 / static_cast<float>(options.height);
     const auto largest = static_cast<float>(images::LargestSample(options.depth));
 
@@ -85,11 +97,9 @@ SamplePlate RenderSamplePlate(const PlateOptions& options) {
                 (static_cast<float>(row) + 0.5f) * scale};
             const std::size_t at = static_cast<std::size_t>(row) * options.width + column;
             const ShadedPoint point = ShadeFigure(figure, column, row);
-            Vec3 photo = point.light + spill * point.spill;
-            if (point.alpha < 1) photo = photo + BackdropAt(surroundings, p) * (1 - point.alpha);
-            photo.x += SensorNoise(photo.x, column, row, 0);
-            photo.y += SensorNoise(photo.y, column, row, 1);
-            photo.z += SensorNoise(photo.z, column, row, 2);
+            const Vec3 photo = options.isPure
+                                   ? point.light + pure * (1 - point.alpha)
+                                   : CameraLight(point, surroundings, backdropLight, p, column, row);
             StorePixel(plate.photo, at, photo, kCurve);
             const Vec3 landscape = LandscapeAt(surroundings, p);
             StorePixel(plate.background, at, landscape, kCurve);

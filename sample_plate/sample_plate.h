@@ -16,6 +16,8 @@ struct PlateOptions {
     int depth = 16;     // 8 or 16
     bool isBlue = false;
     bool withTruth = true;  // false: only photo and background
+    bool isPure = false;    // a flat, computer-made backdrop with two channels at 0; no spill, no noise
+    bool isBlown = false;   // light hair in the wind with light behind it, which clips its highlights
 };
 
 struct SamplePlate {

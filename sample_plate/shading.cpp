@@ -11,6 +11,8 @@ constexpr Vec3 kGreyCloth{0.165f, 0.165f, 0.172f};
 constexpr Vec3 kBlackCloth{0.0105f, 0.0102f, 0.0110f};
 constexpr Vec3 kWhiteCloth{0.80f, 0.80f, 0.79f};
 constexpr Vec3 kHair{0.115f, 0.062f, 0.032f};
+constexpr Vec3 kLightHair{0.42f, 0.30f, 0.17f};
+constexpr Vec3 kLightBehind{2.6f, 2.4f, 2.0f};  // through thin hair; more than white
 
 // Composites light and spill with the given coverage over the point.
 void CompositeOver(ShadedPoint& point, Vec3 light, float spill, float cover) {
@@ -187,14 +189,16 @@ void AddClothing(const Figure& figure, Vec2 p, const SurfaceHit& surface, Shaded
     CompositeOver(point, light, spill, cover);
 }
 
-void AddHair(const HairBuffer& hair, int column, int row, ShadedPoint& point) {
+void AddHair(const HairBuffer& hair, bool isBlown, int column, int row, ShadedPoint& point) {
     const int x = column - hair.left, y = row - hair.top;
     if (x < 0 || y < 0 || x >= hair.width || y >= hair.height) return;
     const std::size_t at = static_cast<std::size_t>(y) * hair.width + x;
     const float cover = hair.coverage[at];
     if (cover <= 0) return;
     const float tone = hair.tone[at] / cover;
-    const Vec3 light = kHair * tone + Vec3{0.05f, 0.042f, 0.032f} * (tone * tone * 0.6f);
+    const Vec3 shine = Vec3{0.05f, 0.042f, 0.032f} * (tone * tone * 0.6f);
+    const Vec3 light =
+        isBlown ? kLightHair * tone + shine + kLightBehind * (tone * (1 - cover)) : kHair * tone + shine;
     // Single hairs receive more of the backdrop's light than dense hair.
     CompositeOver(point, light, 0.03f + 0.22f * (1 - cover), cover);
 }
@@ -206,7 +210,8 @@ void AddBackHair(const Figure& figure, Vec2 p, ShadedPoint& point) {
     const float cover = SmoothStep(0.0f, -0.006f, surface.distance + fray);
     if (cover <= 0) return;
     const float strands = 0.55f + 0.9f * Turbulence((p.x + 0.02f * Wave(p.y * 3)) * 330, p.y * 9, 3, 842);
-    CompositeOver(point, kHair * (DiffuseLight(surface.normal, surface.light) * 0.55f * strands), 0.04f,
+    const Vec3 base = figure.isBlown ? kLightHair : kHair;
+    CompositeOver(point, base * (DiffuseLight(surface.normal, surface.light) * 0.55f * strands), 0.04f,
                   cover);
 }
 
@@ -259,10 +264,13 @@ void AddHand(const Figure& figure, Vec2 p, ShadedPoint& point) {
 
 }  // namespace
 
-Figure PrepareFigure(int width, int height) {
+Figure PrepareFigure(int width, int height, bool isBlown) {
     return {TraceFigure(height, static_cast<float>(width) / static_cast<float>(height)),
-            DrawHair(HairLayer::kBehind, width, height), DrawHair(HairLayer::kInFront, width, height), width,
-            height};
+            DrawHair(HairLayer::kBehind, width, height, isBlown),
+            DrawHair(HairLayer::kInFront, width, height, isBlown),
+            width,
+            height,
+            isBlown};
 }
 
 ShadedPoint ShadeFigure(const Figure& figure, int column, int row) {
@@ -271,12 +279,12 @@ ShadedPoint ShadeFigure(const Figure& figure, int column, int row) {
                  (static_cast<float>(row) + 0.5f) * scale};
     ShadedPoint point;
     AddBackHair(figure, p, point);
-    AddHair(figure.hairBehind, column, row, point);
+    AddHair(figure.hairBehind, figure.isBlown, column, row, point);
     AddHand(figure, p, point);
     AddSkin(figure, p, SurfaceAt(figure.maps, kSkin, p), point);
     AddClothing(figure, p, SurfaceAt(figure.maps, kCloth, p), point);
     AddGlasses(figure, p, point);
-    AddHair(figure.hairInFront, column, row, point);
+    AddHair(figure.hairInFront, figure.isBlown, column, row, point);
     AddVeil(figure, p, point);
     return point;
 }

@@ -11,9 +11,10 @@ struct Figure {
     FigureMaps maps;
     HairBuffer hairBehind, hairInFront;
     int width, height;  // in pixels
+    bool isBlown;       // the hair, see PlateOptions
 };
 
-Figure PrepareFigure(int width, int height);
+Figure PrepareFigure(int width, int height, bool isBlown);
 
 // The figure's light at one pixel, and how much of the background it covers.
 struct ShadedPoint {

@@ -63,6 +63,10 @@ Vec3 BackdropAt(const Surroundings& surroundings, Vec2 at) {
     return (surroundings.isBlue ? kBlueCloth : kGreenCloth) * (cloth.x * weave) + nap;
 }
 
+Vec3 PureBackdrop(bool isBlue) {
+    return isBlue ? Vec3{0, 0, 0.5f} : Vec3{0, 0.5f, 0};
+}
+
 Vec3 SpillColour(bool isBlue) {
     return isBlue ? Vec3{0.02f, 0.07f, 0.26f} : Vec3{0.03f, 0.24f, 0.05f};
 }

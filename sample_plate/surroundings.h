@@ -20,6 +20,9 @@ Surroundings PrepareSurroundings(int height, float aspect, const FigureMaps& map
 // The backdrop's cloth with folds, uneven light and the figure's shadow.
 Vec3 BackdropAt(const Surroundings& surroundings, Vec2 at);
 
+// A flat backdrop with two channels at 0.
+Vec3 PureBackdrop(bool isBlue);
+
 // The backdrop's light on the figure.
 Vec3 SpillColour(bool isBlue);
 

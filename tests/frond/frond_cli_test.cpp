@@ -560,6 +560,22 @@ TEST_F(FrondProgram, RendersTheSamplePlate) {
     const auto partly = [](std::uint16_t alpha) { return alpha > 2000 && alpha < 63000; };
     const Plane& alpha = plate.alpha.colour[0];
     EXPECT_GT(std::count_if(alpha.begin(), alpha.end(), partly), 500);
+
+    // The pure backdrop is flat, and its subject the same. Blown hair has clipped highlights over more
+    // pixels.
+    ASSERT_EQ(Frond("sample @pure --size 150x100 --backdrop pure --hair blown --blue").code, 0);
+    const Picture pure = ReadPicture(folder / "pure" / "photo.png");
+    const Plane blown = ReadPicture(folder / "pure" / "alpha.png").colour[0];
+    std::size_t more = 0, white = 0;
+    for (std::size_t i = 0; i < PixelCount(pure); ++i) {
+        const int colour[] = {pure.colour[0][i], pure.colour[1][i], pure.colour[2][i]};
+        more += blown[i] > plate8.alpha.colour[0][i];
+        white += colour[0] + colour[1] + colour[2] == 3 * 255;
+        if (blown[i] > 0) continue;
+        ASSERT_TRUE(colour[0] == 0 && colour[1] == 0 && colour[2] == 188) << i;
+    }
+    EXPECT_GT(more, 500u);
+    EXPECT_GT(white, 100u);
 }
 
 }  // namespace
