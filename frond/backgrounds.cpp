@@ -120,6 +120,7 @@ std::shared_ptr<FittedBackground> MakeFittedBackground(images::Picture picture,
     images::ChangeDepth(picture, photo.depth);
     DropGreyProfile(picture);
     images::FlattenOnWhite(picture);
+    fitted->isTaggedAlone = photo.profile.empty() && !picture.profile.empty();
     const bool bothHaveOne = !photo.profile.empty() && !picture.profile.empty();
     if (bothHaveOne && picture.profile != photo.profile)
         fitted->isConverted = images::ConvertToProfile(picture, photo.profile);

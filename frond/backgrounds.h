@@ -20,7 +20,8 @@ struct FittedBackground {
     int width = 0, height = 0, depth = 0;
     std::vector<std::uint8_t> profile;  // of the photograph; empty: none
     FileSamples colour[3];
-    bool isConverted = true;  // false: its own profile cannot be converted to the photograph's
+    bool isConverted = true;     // false: its own profile cannot be converted to the photograph's
+    bool isTaggedAlone = false;  // it had a profile, and the photograph has none
 };
 
 // A background for all photographs of a command. It is read when it is first used. Two fitted copies are

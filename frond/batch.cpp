@@ -123,6 +123,12 @@ void KeyOne(BatchState& state, std::size_t i) {
                 {WarningKind::kProfile, source.name + ": its colour profile cannot be converted to the "
                                                       "photograph's; its values are used unchanged"});
         }
+        if (item.background->isTaggedAlone) {
+            item.warnings.push_back({WarningKind::kUntagged,
+                                     images::DisplayName(task.photo) +
+                                         ": has no colour profile, but its background has one; the values of "
+                                         "both are used unchanged"});
+        }
         RequireNoInterrupt();
         RequireAlphaSupport(FormatName(batch.rules.out, task.out), item.keyed.recorded);
     });

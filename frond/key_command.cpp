@@ -19,6 +19,7 @@ struct Options {
     std::vector<std::string> photos, over;
     std::string out, format, name, subsampling, action, record, matte, selection, module, report;
     int depth = 0, jobs = 0;  // 0: not given
+    int lift = 0;
     std::string fit = "cover";
     bool quiet = false, verbose = false, trace = false, check = false, dialog = false;
     bool force = false, skipExisting = false;
@@ -123,6 +124,7 @@ void AddBackgrounds(Backgrounds& backgrounds) {
 KeySettings ReadSettings() {
     KeySettings settings;
     settings.depth = gOptions.depth;
+    settings.lift = gOptions.lift;
     settings.withDialog = gOptions.dialog;
     settings.wantsResult = !gOptions.out.empty();
     settings.wantsMatte = !gOptions.matte.empty();
@@ -234,6 +236,10 @@ Command AddKeyCommand(CLI::App& app) {
     key->add_option("--depth", o.depth, "Bits per channel; default: the photograph's")
         ->check(CLI::IsMember({8, 16}));
     key->option_defaults()->group("Pictures");
+    key->add_option("--lift", o.lift,
+                    "Raise the photograph's red, green and blue to at least this first; 3 helps where a "
+                    "backdrop has channels at 0")
+        ->check(CLI::Range(0, 255));
     key->add_option("--fit", o.fit, "How to fit the background to the photograph")
         ->check(CLI::IsMember({"cover", "stretch", "none"}));
     key->add_option("--selection", o.selection,

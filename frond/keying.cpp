@@ -1,5 +1,6 @@
 #include "frond/keying.h"
 
+#include "frond/advice.h"
 #include "frond/command.h"
 #include "images/atomic_file.h"
 #include "images/picture_file.h"
@@ -116,7 +117,13 @@ ReadPhotograph ReadForKeying(const KeySettings& settings, const BackgroundSource
     images::ChangeDepth(picture, settings.depth != 0 ? settings.depth : picture.depth);
     DropGreyProfile(picture);
     RequireSelectionOfSize(settings.selection, picture);
+    if (settings.lift > 0) images::RaiseBlacks(picture, settings.lift);
     ReadPhotograph photo;
+    if (!settings.withDialog) {
+        const std::vector<std::uint8_t>& selected = settings.selection.values;
+        photo.warnings = AdviseOn(images::DisplayName(path), picture, source.parameters,
+                                  selected.empty() ? nullptr : selected.data());
+    }
     photo.layer = TakeLayer(picture);
     if (source.path.empty()) photo.lower = MakeFittedBackground(std::move(lower), picture);
     photo.header = std::move(picture);

@@ -29,6 +29,7 @@ Selection MakeSelection(images::Picture mask, const std::string& name);
 struct KeySettings {
     Selection selection;
     int depth = 0;  // 0: the photograph's
+    int lift = 0;   // what the photograph's samples are at least, of 255
     bool withDialog = false;
     bool wantsResult = true, wantsMatte = false;
 };

@@ -11,6 +11,12 @@ namespace frond {
 enum class WarningKind {
     kProfile,      // a background's profile cannot be converted
     kHiddenMatte,  // --show-matte without --no-blend
+    kUntagged,     // the background has a profile, the photograph none
+    // From a survey of the photograph; see advice.h.
+    kHardlyKeyed,
+    kMostlyKeyed,
+    kEmptyChannels,
+    kDepth,
 };
 
 // The kind's name in a report.
@@ -20,6 +26,16 @@ constexpr const char* NameOf(WarningKind kind) {
             return "profile";
         case WarningKind::kHiddenMatte:
             return "hidden-matte";
+        case WarningKind::kUntagged:
+            return "untagged";
+        case WarningKind::kHardlyKeyed:
+            return "hardly-keyed";
+        case WarningKind::kMostlyKeyed:
+            return "mostly-keyed";
+        case WarningKind::kEmptyChannels:
+            return "empty-channels";
+        case WarningKind::kDepth:
+            return "depth";
     }
     return "";
 }

@@ -29,12 +29,14 @@ cd "$work"
 
 "$frond" sample --size 960x640 green
 "$frond" sample --size 960x640 --blue blue
+"$frond" sample --size 960x640 --backdrop pure pure
+"$frond" sample --size 960x640 --hair blown blown
 
-# key SETTINGS: keys the green plate, or the blue one if the first word is "blue". Sets `result` to the picture's name.
+# key SETTINGS: keys the green plate, or the plate that the first word names. Sets `result` to the picture's name.
 key() {
     local plate=green words
     read -ra words <<<"$1"
-    [ "${words[0]:-}" != blue ] || plate=blue words=("${words[@]:1}")
+    case ${words[0]:-} in blue | pure | blown) plate=${words[0]} words=("${words[@]:1}") ;; esac
     result=keyed-$(tr -c 'a-z0-9\n' _ <<<"$1").png
     [ -e "$result" ] || "$frond" key $plate/photo.png --over green/background.png --quiet -o "$result" "${words[@]}"
 }
@@ -102,21 +104,8 @@ strip fix-backdrop-left $whole 460 "--remove-green 10" "--remove-green 40"
 strip fix-purple $veil 420 "--alter-green 40" "--alter-green 90"
 strip fix-see-through $head 420 "--select-transparency 50" "--select-transparency 100"
 strip fix-veil-eaten $veil 420 "--remove-green 120" "--remove-green 40"
-# The same subject before a green without red and blue, mixed in linear light; then with every channel raised.
-vips linear green/alpha.png rest.v -- -0.0039215686 1
-vips colourspace green/composite.png composite.v scrgb
-vips colourspace green/background.png background.v scrgb
-vips multiply background.v rest.v behind.v
-vips subtract composite.v behind.v subject.v
-vips linear rest.v backdrop.v "0 0.5 0" "0 0 0"
-vips add subject.v backdrop.v sum.v
-vips copy sum.v linear.v --interpretation scrgb
-vips colourspace linear.v pure.png srgb
-vips linear pure.png lifted.png 0.98824 3 --uchar
-for plate in pure lifted; do
-    "$frond" key $plate.png --over green/background.png --quiet -o keyed-$plate.png
-done
-strip fix-patches 330x330+100+310 420 keyed-pure.png keyed-lifted.png
+strip fix-patches 330x330+100+310 420 "pure" "pure --lift 3"
+strip fix-light-hair 200x130+480+50 400 "blown --remove-green 0" "blown --remove-green 20" "blown --remove-green 40"
 strip fix-depth $bust 460 "--depth 16" "--depth 8"
 
 [ "$images" != "$committed" ] || exit 0

@@ -12,9 +12,11 @@
 #include <sys/wait.h>
 #endif
 
+#include "frond/advice.h"
 #include "frond/survey.h"
 #include "images/atomic_file.h"
 #include "images/picture_file.h"
+#include "images/resample.h"
 #include "sample_plate/sample_plate.h"
 #include "tests/support/scratch_folder.h"
 #include "tests/support/wine.h"
@@ -99,9 +101,10 @@ class FrondProgram : public ::testing::Test {
         const int code = RunLine(line + " >" + Quoted(out) + " 2>" + Quoted(err));
         return {code, Contents(out), Contents(err)};
     }
-    // Keys the plate of the depth without an error or a message.
+    // Keys the plate of the depth without an error or a message. At 16 bits the plate gets a warning.
     void Key(int depth, const std::string& rest) {
-        const ProgramRun run = Frond("key @" + Photo(depth) + " --over @" + Background(depth) + ' ' + rest);
+        const ProgramRun run = Frond("key @" + Photo(depth) + " --over @" + Background(depth) +
+                                     (depth == 16 ? " --quiet " : " ") + rest);
         ASSERT_EQ(run.code, 0) << run.err;
         EXPECT_EQ(run.out + run.err, "");
     }
@@ -538,6 +541,83 @@ TEST_F(FrondProgram, StreamsWhatKeyWrites) {
     pixel.colour = {{50}, {180}, {60}};
     write(pixel, below);
     EXPECT_EQ(stream("--size 1x1 --analyse every" + over), Joined(key(over)));
+}
+
+Picture PlateOf(int depth, bool isBlue, bool isPure, bool isBlown = false) {
+    return RenderSamplePlate({150, 100, depth, isBlue, false, isPure, isBlown}).photo;
+}
+
+Picture Lifted(Picture photo) {
+    RaiseBlacks(photo, 3);
+    return photo;
+}
+
+TEST_F(FrondProgram, WarnsOfWhatItKeysInSilence) {
+    const SamplePlate plate = RenderSamplePlate({150, 100, 8, false, true});
+    Picture backdrop = MakePicture(40, 40, 8, 3, false);
+    backdrop.colour = {Plane(1600, 50), Plane(1600, 180), Plane(1600, 60)};
+    Picture grey = backdrop, green = backdrop;  // `green` is before blue
+    grey.colour.assign(3, Plane(1600, 120));
+    std::swap(green.colour[1], green.colour[2]);
+    for (std::size_t i = 800; i < 1600; ++i) std::swap(green.colour[1][i], green.colour[2][i]);
+    const struct {
+        const char* options;
+        Picture photo;
+        std::string warnings;  // kind and last word
+    } cases[] = {
+        {"", plate.photo, ""},
+        {"--blue", PlateOf(8, true, false), ""},
+        {"", PlateOf(8, false, false, true), ""},
+        {"", FitPicture(plate.photo, 40, 40, Fit::kNone), ""},  // the face fills the frame
+        {"", PlateOf(8, true, false), "hardly-keyed --blue "},
+        {"--blue", PlateOf(8, false, true), "hardly-keyed --blue "},
+        {"--blue --original", PlateOf(8, false, true), ""},
+        {"", grey, "hardly-keyed backdrop? "},
+        {"", backdrop, "mostly-keyed subject "},
+        {"", green, "hardly-keyed --blue "},
+        {"--blue", green, ""},
+        {"", PlateOf(8, false, true), "empty-channels 3 "},
+        {"--blue", PlateOf(16, true, true), "empty-channels 3 depth 8 "},
+        {"", Lifted(PlateOf(8, false, true)), ""},
+        {"", PlateOf(16, false, false), "depth 8 "},
+    };
+    for (const auto& test : cases) {
+        frond::ParameterValues parameters;
+        const std::string options = test.options;
+        if (options.find("--blue") == 0) frond::SetValue(parameters, "FlagBlueLogic", 1);
+        if (options.find("--original") != options.npos) frond::SetValue(parameters, "FlagOrgPhoto", 1);
+        std::string warnings;
+        for (const frond::Warning& warning : frond::AdviseOn("a.png", test.photo, parameters, nullptr))
+            warnings += NameOf(warning.kind) + warning.text.substr(warning.text.rfind(' ')) + ' ';
+        EXPECT_EQ(warnings, test.warnings) << options << " case " << &test - cases;
+    }
+    // Only the selected pixels count: here those of the backdrop.
+    std::vector<std::uint8_t> selection;
+    for (const std::uint16_t alpha : plate.alpha.colour[0]) selection.push_back(alpha == 0);
+    EXPECT_EQ(frond::AdviseOn("a.png", plate.photo, {}, selection.data()).size(), 1u);
+
+    // Two photographs without profiles before blue: each warning once, in the report twice.
+    WritePlate(8);
+    Picture lifted = PlateOf(8, true, false);
+    WritePicture(folder / "first.png", lifted);
+    WritePicture(folder / "second.png", lifted);
+    const std::string run = "key @first.png @second.png --over @photo.png --lift 90 --report @report ";
+    const std::string said = Frond(run + "-o @out").err;
+    const std::string untagged = IsWine() ? "" : ".*no colour profile.*\n";  // its encoders write none
+    EXPECT_TRUE(std::regex_search(said, std::regex("^frond: .*hardly.*\n" + untagged + "$"))) << said;
+    const std::string report = Contents(folder / "report");
+    const std::sregex_iterator end;
+    for (const char* kind : {"hardly-keyed", "untagged"}) {
+        const std::regex text(kind);
+        EXPECT_EQ(std::distance(std::sregex_iterator(report.begin(), report.end(), text), end),
+                  kind[0] == 'u' && IsWine() ? 0 : 2);
+    }
+    // The result shows the lifted photograph.
+    EXPECT_EQ(Frond(run + "-o @lifted --original --quiet").err, "");
+    for (Plane& plane : lifted.colour) {
+        for (std::uint16_t& sample : plane) sample = std::max<std::uint16_t>(sample, 90);
+    }
+    EXPECT_EQ(ReadPicture(folder / "lifted" / "second.png").colour, lifted.colour);
 }
 
 TEST_F(FrondProgram, RendersTheSamplePlate) {

@@ -64,6 +64,21 @@ Bytes MakeProfile(std::size_t size, int gamma = 512) {
 
 // ---- In memory --------------------------------------------------------------------------------------------
 
+TEST(PictureScale, RaisesBlacksInTheScaleOf8Bits) {
+    for (const int depth : {8, 16}) {
+        const std::uint16_t scale = depth == 8 ? 1 : 257;
+        Picture picture = MakePicture(4, 1, depth, 3, true);
+        picture.alpha.assign(4, 0);
+        for (Plane& plane : picture.colour)
+            plane = {0, static_cast<std::uint16_t>(3 * scale - 1), static_cast<std::uint16_t>(3 * scale),
+                     200};
+        RaiseBlacks(picture, 3);
+        const auto low = static_cast<std::uint16_t>(3 * scale), high = std::max<std::uint16_t>(low, 200);
+        EXPECT_EQ(picture.colour, std::vector<Plane>(3, Plane{low, low, low, high}));
+        EXPECT_EQ(picture.alpha, Plane(4, 0));
+    }
+}
+
 TEST(PictureScale, ConvertsToTheDocumentAndBack) {
     for (std::uint32_t sample = 0; sample <= 65535; ++sample) {
         ASSERT_LE(std::fabs(ToDocument16(static_cast<std::uint16_t>(sample)) - sample * 32768.0 / 65535),
