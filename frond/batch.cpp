@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 struct SharedPhotograph {
     std::size_t first, last;          // its tasks
     std::atomic<std::size_t> unused;  // tasks that need it still
-    bool isRead = false;
+    bool isRead = false, isPostponed = false;
     ReadPhotograph read;
     std::exception_ptr failure;
 
@@ -163,9 +163,11 @@ void Encode(BatchState& state, std::size_t i) {
 // replaced without a question.
 void WriteTo(ResultTarget& target, bool force, const Task& task, const std::filesystem::path& path,
              const std::vector<std::uint8_t>& bytes, bool ignoreInterrupt) {
-    if (!target.ledger.folder.empty() && !images::IsSpecialFile(path))
-        ClaimResult(target.ledger, path, PhotoIdentity(task.photo), force || !target.isFolder);
+    const bool isListed = !target.ledger.folder.empty() && !images::IsSpecialFile(path);
+    const std::string photo = isListed ? PhotoIdentity(task.photo) : std::string();
+    if (isListed) ClaimResult(target.ledger, path, photo, force || !target.isFolder);
     WriteResultFile(path, bytes, ignoreInterrupt);
+    if (isListed) CompleteResult(target.ledger, path, photo, task.version);
 }
 
 void Write(BatchState& state, std::size_t i) {
@@ -227,11 +229,28 @@ ExitCode PrintFailure(BatchState& state, std::size_t i, std::string& line) {
     return code;
 }
 
+// Whether the caller tries the task's photograph again. Asks once for a photograph.
+bool IsPostponed(BatchState& state, std::size_t i) {
+    SharedPhotograph& photo = *state.items[i].photo;
+    if (photo.failure == nullptr || !state.batch.isPostponed || i != photo.first) return photo.isPostponed;
+    try {
+        std::rethrow_exception(photo.failure);
+    } catch (const Failure& failure) {
+        photo.isPostponed = failure.code == kBadInput && state.batch.isPostponed(state.batch.tasks[i].photo);
+    } catch (...) {
+    }
+    return photo.isPostponed;
+}
+
 void Report(BatchState& state, std::size_t i) {
     const Item& item = state.items[i];
     const Batch& batch = state.batch;
     const BackgroundSource& source = batch.backgrounds[batch.tasks[i].background];
     if (item.isSkipped) return;
+    if (IsPostponed(state, i)) {
+        state.result.outcomes[i] = TaskOutcome::kPostponed;
+        return;
+    }
     FinishedTask finished{batch.tasks[i], source, source.parameters, item.seconds, item.warnings, kDone, {}};
     if (item.failure != nullptr) {
         finished.code = PrintFailure(state, i, finished.error);
@@ -264,6 +283,7 @@ BatchResult RunBatch(const Batch& batch) {
     } catch (const Failure& failure) {
         BatchResult& result = state.result;
         ClearProgress(batch.report.bar);
+        result.cause = failure.what();
         result.ending = DescribeEnding(failure, batch.tasks[reported], batch.report.counts);
         result.isDiskFull = failure.endsBatch && failure.code != kInterrupted;
         if (result.code == kDone || failure.code == kInterrupted) result.code = failure.code;

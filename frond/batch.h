@@ -1,6 +1,9 @@
 // The results of a command, made one after another.
 #pragma once
 
+#include <filesystem>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "frond/command.h"
@@ -23,12 +26,17 @@ struct Batch {
     const OwnerWindow& window;  // its title is the photograph's name; may be null
     int jobs;                   // see RunPipeline
     bool isLast;                // the backgrounds are freed when all photographs have been read
+
+    // Called for a photograph that is missing or damaged. True: the caller tries it again later, and no
+    // message is printed. Null: never.
+    std::function<bool(const std::filesystem::path&)> isPostponed = nullptr;
 };
 
 enum class TaskOutcome {
-    kNotMade,  // the batch ended before, or the user asked to finish (gFinishing)
-    kWritten,  // all results of the task are complete
-    kFailed,   // its message has been printed
+    kNotMade,    // the batch ended before, or the user asked to finish (gFinishing)
+    kWritten,    // all results of the task are complete
+    kFailed,     // its message has been printed
+    kPostponed,  // see Batch::isPostponed
 };
 
 struct BatchResult {
@@ -39,6 +47,7 @@ struct BatchResult {
     // Why an interrupt or a full disk ended the batch, with the number of results written; empty: neither
     // did. `code` is then that of the first failure, or kInterrupted.
     std::string ending;
+    std::string cause;  // the same without the number
     bool isDiskFull = false;
 };
 

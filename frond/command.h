@@ -81,5 +81,6 @@ Command AddCompareCommand(CLI::App& app);
 Command AddInfoCommand(CLI::App& app);
 Command AddAboutCommand(CLI::App& app);
 Command AddManualCommand(CLI::App& app);
+Command AddWatchCommand(CLI::App& app);
 
 }  // namespace frond

@@ -25,8 +25,10 @@ std::string NameOf(const fs::path& result) {
 }
 
 // Bytes that are not UTF-8 are replaced.
-std::string FormatLine(const std::string& result, const std::string& photo) {
-    return Json({{"result", result}, {"photo", photo}}).dump(-1, ' ', false, Json::error_handler_t::replace);
+std::string FormatLine(const std::string& result, const std::string& photo, const std::string& version = {}) {
+    Json line = {{"result", result}, {"photo", photo}};
+    if (!version.empty()) line["version"] = version;
+    return line.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 // Reads the complete lines from `readBytes` to the end. Returns the entry that the name had before the first
@@ -51,8 +53,11 @@ ResultLedger::Entry ReadNewLines(ResultLedger& ledger, const std::string& name, 
             const auto found = ledger.entries.find(name);
             if (found != ledger.entries.end()) before = found->second;
         }
-        ledger.entries[entry["result"].get<std::string>()] = {entry["photo"].get<std::string>(),
-                                                              ledger.readBytes};
+        const auto version = entry.find("version");
+        const bool isComplete = version != entry.end() && version->is_string();
+        ledger.entries[entry["result"].get<std::string>()] = {
+            entry["photo"].get<std::string>(), isComplete ? version->get<std::string>() : std::string(),
+            ledger.readBytes};
     }
     return before;
 }
@@ -82,6 +87,15 @@ std::string PhotoIdentity(const fs::path& photo) {
     return Stored(path.u8string());
 }
 
+std::string PhotoVersion(const fs::path& photo) {
+    std::error_code missing;
+    const std::uintmax_t size = fs::file_size(photo, missing);
+    if (missing) return {};
+    const fs::file_time_type time = fs::last_write_time(photo, missing);
+    if (missing) return {};
+    return std::to_string(size) + "@" + std::to_string(time.time_since_epoch().count());
+}
+
 bool HasLedger(const fs::path& folder) {
     std::error_code missing;
     return fs::exists(folder / kFileName, missing);
@@ -106,6 +120,23 @@ void ClaimResult(ResultLedger& ledger, const fs::path& result, const std::string
     if (force || before.photo.empty() || before.photo == photo || !isRecent) return;
     AppendLine(ledger, FormatLine(name, before.photo));
     throw Failure(kBadOutput, DescribeOtherPhoto(result, before.photo));
+}
+
+void CompleteResult(const ResultLedger& ledger, const fs::path& result, const std::string& photo,
+                    const std::string& version) {
+    if (version.empty()) return;
+    try {
+        images::LineFile(FileOf(ledger)).Append(FormatLine(Stored(NameOf(result)), photo, version), false);
+    } catch (const images::PictureError&) {
+        // The result is made again when existing ones are skipped.
+    }
+}
+
+bool IsComplete(const ResultLedger& ledger, const fs::path& result, const std::string& photo,
+                const std::string& version) {
+    const auto found = ledger.entries.find(Stored(NameOf(result)));
+    return found != ledger.entries.end() && found->second.photo == photo && !version.empty() &&
+           found->second.version == version;
 }
 
 std::string DescribeOtherPhoto(const fs::path& result, const std::string& photo) {

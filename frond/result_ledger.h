@@ -3,7 +3,9 @@
 //
 // The hidden file .frond-results has a line {"result": "a.png", "photo": "/shoot/a.jpg"} for each. The last
 // line of a result counts. A line is on the disk before the result gets its name, and several processes may
-// append at once. A line that a kill left incomplete is ignored.
+// append at once. A line that a kill left incomplete is ignored. When the result is complete, the line is
+// repeated with the photograph's version, "version": "8271333@-4642313376087614452". After a power failure
+// that line may be missing: then the result is made again.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +19,7 @@ namespace frond {
 struct ResultLedger {
     struct Entry {
         std::string photo;      // a PhotoIdentity
+        std::string version;    // a PhotoVersion; empty: the result may be incomplete or of another version
         std::uintmax_t at = 0;  // offset of its line
     };
 
@@ -29,6 +32,9 @@ struct ResultLedger {
 // The photograph's absolute path without symbolic links, in UTF-8; empty for standard input, which is never
 // the same photograph.
 std::string PhotoIdentity(const std::filesystem::path& photo);
+
+// The size and the time of the last change of the photograph; empty when there is none.
+std::string PhotoVersion(const std::filesystem::path& photo);
 
 // Whether the folder has a list of results.
 bool HasLedger(const std::filesystem::path& folder);
@@ -45,6 +51,15 @@ std::string PhotoOf(const ResultLedger& ledger, const std::filesystem::path& res
 // two processes the first one wins. Throws Failure kBadOutput when the line cannot be written.
 void ClaimResult(ResultLedger& ledger, const std::filesystem::path& result, const std::string& photo,
                  bool force);
+
+// Records that the result is complete, made of this version of the photograph. Without effect when the line
+// cannot be written.
+void CompleteResult(const ResultLedger& ledger, const std::filesystem::path& result, const std::string& photo,
+                    const std::string& version);
+
+// Whether the result is complete, and made of this version of the photograph.
+bool IsComplete(const ResultLedger& ledger, const std::filesystem::path& result, const std::string& photo,
+                const std::string& version);
 
 // Why the result is not overwritten, in one line. `photo` may be empty.
 std::string DescribeOtherPhoto(const std::filesystem::path& result, const std::string& photo);

@@ -132,12 +132,15 @@ std::string ReasonToKeep(const ResultTarget& target, const fs::path& path, const
     return other.empty() || other != photo ? DescribeOtherPhoto(path, other) : std::string();
 }
 
-bool IsUpToDate(const fs::path& result, const fs::path& photo) {
+// Whether the result is of the photograph as it is now. `identity`: the photograph's.
+bool IsUpToDate(const ResultTarget& target, const fs::path& result, const Task& task,
+                const std::string& identity) {
     if (result.empty()) return true;
     std::error_code missing;
     const fs::file_time_type written = fs::last_write_time(result, missing);
     if (missing || !fs::is_regular_file(result, missing)) return false;
-    const fs::file_time_type taken = fs::last_write_time(photo, missing);
+    if (target.isFolder) return IsComplete(target.ledger, result, identity, task.version);
+    const fs::file_time_type taken = fs::last_write_time(task.photo, missing);
     return !missing && written >= taken;
 }
 
@@ -190,10 +193,11 @@ ResultPlan PlanResults(const std::vector<fs::path>& photos, const Backgrounds& b
     if (rules.matte.isFolder) ReadLedger(rules.matte.ledger);
     for (const fs::path& photo : photos) {
         const bool isChecked = !rules.force && (rules.out.isFolder || rules.matte.isFolder);
-        const std::string identity = isChecked ? PhotoIdentity(photo) : std::string();
+        const std::string identity = isChecked || rules.skipsExisting ? PhotoIdentity(photo) : std::string();
+        const std::string version = PhotoVersion(photo);
         for (std::size_t i = 0; i < backgrounds.size(); ++i) {
             Task task{photo, i, PathFor(rules.out, rules, photo, backgrounds[i].path),
-                      PathFor(rules.matte, rules, photo, backgrounds[i].path)};
+                      PathFor(rules.matte, rules, photo, backgrounds[i].path), version};
             std::string reason;
             for (const auto& [target, path] :
                  {std::pair(&rules.out, &task.out), std::pair(&rules.matte, &task.matte)}) {
@@ -203,7 +207,8 @@ ResultPlan PlanResults(const std::vector<fs::path>& photos, const Backgrounds& b
             }
             if (!reason.empty()) {
                 plan.refusals.push_back({photo, reason});
-            } else if (rules.skipsExisting && IsUpToDate(task.out, photo) && IsUpToDate(task.matte, photo)) {
+            } else if (rules.skipsExisting && IsUpToDate(rules.out, task.out, task, identity) &&
+                       IsUpToDate(rules.matte, task.matte, task, identity)) {
                 ++plan.existing;
             } else {
                 plan.tasks.push_back(std::move(task));

@@ -18,6 +18,7 @@ struct Task {
     std::filesystem::path photo;
     std::size_t background = 0;  // index into Backgrounds
     std::filesystem::path out, matte;
+    std::string version = {};  // of the photograph at the time of the plan
 };
 
 // Where one kind of result goes.
@@ -70,7 +71,8 @@ struct ResultPlan {
 
 // Refuses a result that would replace an input, another result of the plan, or in a folder, without `force`,
 // a file that is not known to be a result of the same photograph. With `skipsExisting` leaves a task whose
-// files exist and are not older than the photograph. Reads the ledgers; writes nothing. Throws Failure.
+// files were made of the photograph as it is now. Files outside a folder count when they are not older. Reads
+// the ledgers; writes nothing. Throws Failure.
 ResultPlan PlanResults(const std::vector<std::filesystem::path>& photos, const Backgrounds& backgrounds,
                        ResultRules& rules);
 

@@ -11,15 +11,15 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-double SecondsSince(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 Json PathOrNull(const std::filesystem::path& path) {
     return path.empty() ? Json(nullptr) : Json(path.u8string());
 }
 
 }  // namespace
+
+double SecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
 
 void OpenReport(RunReport& report, const std::filesystem::path& path) {
     try {
@@ -44,7 +44,9 @@ void Warn(RunReport& report, const Warning& warning) {
 
 void ShowStatus(RunReport& report, const std::string& name) {
     report.bar.label = name;
-    if (report.bar.isText) {
+    if (report.isEndless) {
+        ShowLine(report.bar, FormatEndlessStatus(report.counts, name, LineColumns()));
+    } else if (report.bar.isText) {
         ShowLine(report.bar, FormatStatus(report.counts, SecondsSince(report.start), name, LineColumns()));
     } else {
         StartProgress(report.bar, name);

@@ -20,6 +20,7 @@ namespace frond {
 struct RunReport {
     ProgressBar bar;
     bool isQuiet, isVerbose;
+    bool isEndless = false;                  // more photographs may come at any time: no time left is shown
     std::unique_ptr<images::LineFile> file;  // --report; null: none
     RunCounts counts;                        // of the batches so far; whoever plans sets `total`
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
@@ -41,6 +42,8 @@ struct FinishedTask {
     ExitCode code;      // kDone: the result is complete
     std::string error;  // one line; empty: complete
 };
+
+double SecondsSince(std::chrono::steady_clock::time_point start);
 
 // Opens the file of --report, to which lines are appended. Throws Failure kBadOutput.
 void OpenReport(RunReport& report, const std::filesystem::path& path);

@@ -32,6 +32,17 @@ int ColumnsOfLead(char byte) {
     return static_cast<unsigned char>(byte) < 0xE1 ? 1 : 2;
 }
 
+// The first of the lines that fits, and after it the start of the label if that says something.
+std::string FitLine(std::initializer_list<std::string> lines, const std::string& label, int columns) {
+    for (const std::string& line : lines) {
+        const int free = columns - ColumnsOf(line);
+        if (free < 0) continue;
+        if (label.empty() || free < 2 + kLeastLabelColumns) return line;
+        return line + "  " + TruncateToColumns(label, free - 2);
+    }
+    return TruncateToColumns(*(lines.end() - 1), columns);
+}
+
 }  // namespace
 
 std::string FormatDuration(double seconds) {
@@ -60,13 +71,15 @@ std::string FormatStatus(const RunCounts& counts, double seconds, const std::str
         if (counts.total > done)
             left = ", " + FormatRoughly(one * static_cast<double>(counts.total - done)) + " left";
     }
-    for (const std::string& line : {count + failed + each + left, count + failed + left, count + failed}) {
-        const int free = columns - ColumnsOf(line);
-        if (free < 0) continue;
-        if (label.empty() || free < 2 + kLeastLabelColumns) return line;
-        return line + "  " + TruncateToColumns(label, free - 2);
-    }
-    return TruncateToColumns(count + failed, columns);
+    return FitLine({count + failed + each + left, count + failed + left, count + failed}, label, columns);
+}
+
+std::string FormatEndlessStatus(const RunCounts& counts, const std::string& label, int columns) {
+    const std::size_t done = counts.written + counts.failed;
+    std::string line = std::to_string(counts.written) + " done";
+    if (counts.failed > 0) line += ", " + std::to_string(counts.failed) + " failed";
+    line += counts.total > done ? ", " + std::to_string(counts.total - done) + " waiting" : ", watching";
+    return FitLine({line}, label, columns);
 }
 
 std::string FormatSummary(const RunCounts& counts, double seconds) {

@@ -20,6 +20,9 @@ std::string FormatDuration(double seconds);
 // Parts that do not fit are left out: the label's end, the time of each, the time left.
 std::string FormatStatus(const RunCounts& counts, double seconds, const std::string& label, int columns);
 
+// The same without an end: "37 done, 2 failed, 3 waiting", or ", watching" when none waits, and the label.
+std::string FormatEndlessStatus(const RunCounts& counts, const std::string& label, int columns);
+
 // "198 of 200 results written, 2 failed, 4 min 20 s".
 std::string FormatSummary(const RunCounts& counts, double seconds);
 

@@ -38,6 +38,11 @@ bool IsPhotographName(const fs::path& name, bool readsUntrusted) {
     return IsOneOf(extension, kExtensions) || (readsUntrusted && IsOneOf(extension, kUntrustedExtensions));
 }
 
+bool IsKnown(const WatchedFolder& folder, const FolderFile& seen) {
+    const auto known = folder.files.find(seen.name);
+    return known != folder.files.end() && known->second.signature == seen.signature;
+}
+
 void NoteFile(WatchedFolder& folder, const FolderFile& seen, bool isClosed, std::int64_t now) {
     const auto [at, isNew] = folder.files.try_emplace(seen.name);
     WatchedFile& file = at->second;
@@ -103,19 +108,22 @@ std::vector<fs::path> TakePhotographs(WatchedFolder& folder, std::size_t most) {
     return names;
 }
 
-bool ReturnPhotograph(WatchedFolder& folder, const fs::path& name, Outcome outcome, std::int64_t now) {
-    WatchedFile& file = folder.files[name];
-    if (outcome == Outcome::kNotTried) file.state = FileState::kReady;
-    const bool isYoung = now - file.changedAt < kYoungMs;
-    if (outcome == Outcome::kUnreadable && isYoung) file.state = FileState::kDamaged;
-    return outcome == Outcome::kFailed || (outcome == Outcome::kUnreadable && !isYoung);
+void RequeuePhotograph(WatchedFolder& folder, const fs::path& name) {
+    const auto file = folder.files.find(name);
+    if (file != folder.files.end()) file->second.state = FileState::kReady;
 }
 
-std::size_t CountWaiting(const WatchedFolder& folder) {
+bool PostponePhotograph(WatchedFolder& folder, const fs::path& name, std::int64_t now) {
+    const auto file = folder.files.find(name);
+    if (file == folder.files.end() || now - file->second.changedAt >= kYoungMs) return false;
+    file->second.state = FileState::kDamaged;
+    return true;
+}
+
+std::size_t CountFiles(const WatchedFolder& folder, FileState state) {
     return static_cast<std::size_t>(
-        std::count_if(folder.files.begin(), folder.files.end(), [](const auto& entry) {
-            return entry.second.state == FileState::kReady || entry.second.state == FileState::kChanging;
-        }));
+        std::count_if(folder.files.begin(), folder.files.end(),
+                      [&](const auto& entry) { return entry.second.state == state; }));
 }
 
 }  // namespace frond

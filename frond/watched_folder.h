@@ -54,18 +54,13 @@ struct WatchedFolder {
     bool wasListed = false;
 };
 
-// What became of a photograph that was taken.
-enum class Outcome {
-    kKeyed,
-    kFailed,
-    kUnreadable,  // missing, damaged or incomplete
-    kNotTried,    // the run ended before it, or its result could not be written for lack of space
-};
-
 // Whether a file of this name can be a photograph: has the extension of a format that can be read, is not
 // hidden and not named as an incomplete download or copy. `readsUntrusted`: also formats that need
 // --allow-untrusted.
 bool IsPhotographName(const std::filesystem::path& name, bool readsUntrusted);
+
+// Whether the file had this signature at the last look.
+bool IsKnown(const WatchedFolder& folder, const FolderFile& file);
 
 // One look at one file. `isClosed`: since the last look, its writer has closed it or it was renamed to this
 // name, so it is complete.
@@ -87,13 +82,13 @@ std::int64_t NextLook(const WatchedFolder& folder);
 // Takes the next photographs to key, `most` at most.
 std::vector<std::filesystem::path> TakePhotographs(WatchedFolder& folder, std::size_t most);
 
-// Returns a photograph that was taken, before any other call. Returns false when a failure must not be
-// reported, because the file is tried again. Call it with kUnreadable for a file that is still there, and
-// ForgetFile for one that is not.
-bool ReturnPhotograph(WatchedFolder& folder, const std::filesystem::path& name, Outcome outcome,
-                      std::int64_t now);
+// The photograph was taken but not keyed: it is ready again.
+void RequeuePhotograph(WatchedFolder& folder, const std::filesystem::path& name);
 
-// How many photographs are ready or may become so.
-std::size_t CountWaiting(const WatchedFolder& folder);
+// The photograph was taken and is damaged. Returns true when it is tried again, once it has changed or has
+// become old: that is no failure yet.
+bool PostponePhotograph(WatchedFolder& folder, const std::filesystem::path& name, std::int64_t now);
+
+std::size_t CountFiles(const WatchedFolder& folder, FileState state);
 
 }  // namespace frond

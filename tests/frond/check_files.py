@@ -313,6 +313,101 @@ def terminal(work):
         expect(any(re.match(r"1 of 2, [0-9.]+ s each, \d+ s left", part) for part in lines), ascii(lines))
 
 
+class Watch:
+    """frond watch from the folder `card` to `out`; collects what it prints."""
+
+    def __init__(self, work, *options):
+        self.out, self.text = work / "out", ""
+        command = [work / "frond", "watch", work / "card", "--over", work / "in/background.png", "-o", self.out, *options]
+        self.process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
+
+    def expect_line(self, part):
+        """Waits for a line with the text."""
+        while part not in (line := self.process.stderr.readline()):
+            expect(line, "no line with", part, "in:", self.text)
+            self.text += line
+        self.text += line
+
+    def expect_results(self, content, *names):
+        """Waits until the results have the content."""
+        for path in (self.out / name for name in names):
+            while not path.exists() or path.read_bytes() != content:
+                expect(self.process.poll() is None, "ended without", path, self.process.stderr)
+                time.sleep(0.01)
+
+    def expect_end(self, code, line):
+        """Interrupts the program and returns all that it has printed."""
+        self.process.send_signal(signal.SIGINT)
+        self.text += self.process.communicate()[1]
+        expect(self.process.returncode == code, self.process.returncode, self.text)
+        expect(self.text.splitlines()[-1].startswith("frond: " + line), self.text)
+
+
+def watch(work):
+    """Photographs arrive in all ways in a watched folder; a second run goes on where the first one ended."""
+    photo, other = (work / "in" / name for name in ("photo.png", "composite.png"))
+    keyed, keyed_other = work / "keyed.png", work / "keyed_other.png"
+    expect(run(key(work, keyed)).returncode == 0 and run(key(work, keyed_other, ["composite.png"])).returncode == 0)
+    keyed, keyed_other = keyed.read_bytes(), keyed_other.read_bytes()
+    card = work / "card"
+    expect(run([work / "frond", "watch", card, "--transparent", "-o", work / "out"]).returncode == 3)
+    card.mkdir()
+    expect(run([work / "frond", "watch", card, "--transparent", "-o", card]).returncode == 2)
+    for name in "-first a.png", "line\n\u00e4.png":
+        shutil.copy(photo, card / name)
+    watch = Watch(work, "--sweep", "1")
+    watch.expect_results(keyed, "-first a.png", "line\n\u00e4.png")
+    bytes = photo.read_bytes()
+    with open(card / "half.png", "wb", buffering=0) as file:
+        file.write(bytes[:len(bytes) // 2])
+        shutil.copy(photo, card / "b.png.part")
+        os.rename(card / "b.png.part", card / "b.png")
+        os.link(photo, card / "linked.png")
+        watch.expect_results(keyed, "b.png", "linked.png")
+        file.write(bytes[len(bytes) // 2:])
+    shutil.copy(other, card / "b.png")
+    (card / "bad.png").write_bytes(bytes[:len(bytes) // 2])
+    watch.expect_results(keyed, "half.png")
+    watch.expect_results(keyed_other, "b.png")
+    os.rename(card, work / "away")
+    watch.expect_line("card: cannot be read")
+    os.rename(work / "away", card)
+    watch.expect_line("card: is back")
+    watch.expect_line("bad.png: ")
+    shutil.copy(other, card / "bad.png")
+    watch.expect_results(keyed_other, "bad.png")
+    shutil.copy(photo, card / "bad.PNG")  # its result would have the same name
+    watch.expect_line("out/bad.png: exists and is the result of ")
+    watch.expect_end(3, "")
+    expect(watch.text.count("card/bad.png: ") == 1, watch.text)
+
+    (card / "bad.PNG").unlink()
+    shutil.copy(photo, card / "last.png")
+    os.utime(card / "last.png", (2e9, 2e9))  # the newest comes last
+    before = {file.name: file.stat() for file in watch.out.iterdir() if not file.name.startswith(".")}
+    expect(len(before) == 6, *before)
+    watch = Watch(work)
+    watch.expect_results(keyed, "last.png")
+    watch.expect_end(0, "")
+    expect(all((watch.out / name).stat() == status for name, status in before.items()), "a result was written again")
+
+
+def watch_full_disk(work):
+    """A watched folder's results wait for room."""
+    card, out = work / "card", work / "out"
+    for folder in card, out:
+        folder.mkdir()
+    shutil.copy(work / "in/photo.png", card / "a.png")
+    (out / "a.png").symlink_to("/dev/full")
+    watch = Watch(work, "--force")
+    watch.expect_line("a.png: cannot be written: No space left on device; waiting")
+    (out / "a.png").unlink()
+    expect(run(key(work, work / "keyed.png")).returncode == 0)
+    watch.expect_results((work / "keyed.png").read_bytes(), "a.png")
+    watch.expect_end(0, "")
+    expect(watch.text.count("No space") == 1, watch.text)
+
+
 def main(case, frond, module):
     with tempfile.TemporaryDirectory() as name:
         work = pathlib.Path(name)

@@ -423,10 +423,11 @@ TEST_F(FrondProgram, KeepsResultsThatAreNotItsOwn) {
     Key(8, "-o @out/photo.png");
     expect("frond: .*photo.png; use --force.*\\n", "key @d2/photo.png");
     expect("replaced", "key @d2/photo.png --force");
-    // A newer photograph, and a matte that is missing
+    // A newer or an older photograph, and a matte that is missing
     std::filesystem::last_write_time(folder / "d2" / "photo.png", old + std::chrono::hours(9));
     expect("replaced", "key @d2/photo.png --skip-existing");
     std::filesystem::last_write_time(folder / "d2" / "photo.png", old);
+    expect("replaced", "key @d2/photo.png --skip-existing");
     expect("", "key @d2/photo.png --skip-existing");
     expect("replaced", "key @d2/photo.png --skip-existing --matte @mattes");
     // A line that a kill left incomplete, and no line at all

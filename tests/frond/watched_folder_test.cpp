@@ -13,10 +13,10 @@ using namespace frond;
 
 struct Step {
     std::int64_t now;  // ms
-    std::string what;  // "sees", "closes", "loses", "looks", "lists", or an outcome
+    std::string what;  // "sees", "closes", "loses", "looks", "lists", "damaged" or "untried"
     std::string name;
     std::uint64_t size;  // of the file from now on; 0: unchanged
-    std::string taken;   // the names that are ready then; or whether a failure is reported
+    std::string taken;   // the names that are ready then; or what a damaged file is
 };
 
 struct Story {
@@ -35,22 +35,22 @@ const Story kStories[] = {
       {9000, "looks", "", 0, ""}}},
     {"a closed file is complete at once, unless it changes before it is taken",
      {{0, "sees", "a", 1, ""}, {10, "closes", "a", 2, "a"}, {20, "closes", "b", 1, "b"}}},
-    {"a changed file is keyed again, also after a failure, and one that returns too",
+    {"a changed file is keyed again, and one that returns",
      {{0, "closes", "a", 1, "a"},
-      {5, "failed", "a", 0, "reported"},
+      {5, "closes", "a", 0, ""},
       {9, "sees", "a", 2, ""},
       {10, "closes", "a", 0, "a"},
       {20, "loses", "a", 0, ""},
       {30, "closes", "a", 0, "a"}}},
     {"a damaged file is tried again when it has changed or has become old, and reported then",
      {{0, "closes", "a", 1, "a"},
-      {9999, "unreadable", "a", 0, ""},
+      {9999, "damaged", "a", 0, "later"},
       {9999, "looks", "", 0, ""},
       {10000, "looks", "", 0, "a"},
-      {10000, "unreadable", "a", 0, "reported"},
+      {10000, "damaged", "a", 0, "a failure"},
       {30000, "looks", "", 0, ""},
       {30000, "closes", "a", 2, "a"},
-      {30001, "unreadable", "a", 0, ""},
+      {30001, "damaged", "a", 0, "later"},
       {30002, "closes", "a", 3, "a"}}},
     {"the oldest of the start first, after those that arrive",
      {{0, "sees", "late", 3, ""},
@@ -66,8 +66,6 @@ const Story kStories[] = {
 
 // Plays the steps. A file's size is also its time.
 void Play(const std::vector<Step>& steps) {
-    const std::map<std::string, Outcome> outcomes = {
-        {"failed", Outcome::kFailed}, {"unreadable", Outcome::kUnreadable}, {"untried", Outcome::kNotTried}};
     WatchedFolder folder;
     std::map<std::filesystem::path, std::uint64_t> sizes;
     const auto look = [&](const std::filesystem::path& name) -> FolderFile {
@@ -76,9 +74,12 @@ void Play(const std::vector<Step>& steps) {
     for (const Step& step : steps) {
         SCOPED_TRACE(std::to_string(step.now) + " " + step.what + " " + step.name);
         if (step.size != 0) sizes[step.name] = step.size;
-        if (outcomes.count(step.what) != 0) {
-            const bool reports = ReturnPhotograph(folder, step.name, outcomes.at(step.what), step.now);
-            EXPECT_EQ(reports, step.taken == "reported");
+        if (step.what == "damaged") {
+            EXPECT_EQ(PostponePhotograph(folder, step.name, step.now), step.taken == "later");
+            continue;
+        }
+        if (step.what == "untried") {
+            RequeuePhotograph(folder, step.name);
             continue;
         }
         if (step.what == "loses") {
@@ -115,7 +116,7 @@ TEST(WatchedFolder, ForgetsWhatIsNotListedAndTakesNoMoreThanAsked) {
     NoteListing(folder, {{"c", {1, 3}}, {"a", {1, 1}}}, kSettleMs);
     EXPECT_EQ(folder.files.size(), 2U);
     EXPECT_EQ(TakePhotographs(folder, 1), std::vector<std::filesystem::path>{"a"});
-    EXPECT_EQ(CountWaiting(folder), 1U);
+    EXPECT_EQ(CountFiles(folder, FileState::kReady), 1U);
 }
 
 TEST(WatchedFolder, KnowsTheNamesOfPhotographs) {
