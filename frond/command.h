@@ -75,6 +75,7 @@ struct Command {
 };
 
 Command AddKeyCommand(CLI::App& app);
+Command AddSheetCommand(CLI::App& app);
 Command AddStreamCommand(CLI::App& app);
 Command AddSampleCommand(CLI::App& app);
 Command AddCompareCommand(CLI::App& app);

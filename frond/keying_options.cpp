@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "frond/pipeline.h"
+#include "frond/starting_points.h"
 
 namespace frond {
 
@@ -50,6 +51,7 @@ void AddKeyingOptions(CLI::App& app, KeyingOptions& o) {
                    "Grey picture of the photograph's size; black areas stay unchanged")
         ->type_name("MASK");
     app.option_defaults()->group("Settings");
+    AddStartOption(app, o.start);
     app.add_option("--action", o.action, "Read the parameters from this file; options override it")
         ->type_name("FILE");
     app.option_defaults()->group("Options");
@@ -70,10 +72,8 @@ void AddKeyingOptions(CLI::App& app, KeyingOptions& o) {
 }
 
 void AddBackgrounds(Backgrounds& backgrounds, const KeyingOptions& options) {
-    ParameterValues action;
-    if (!options.action.empty()) action = ReadAction(PathFromUtf8(options.action));
-    OpenBackgrounds(backgrounds, FindBackgrounds(options.over), FitNamed(options.fit), action,
-                    options.parameters);
+    OpenBackgrounds(backgrounds, FindBackgrounds(options.over), FitNamed(options.fit),
+                    ReadBaseSettings(options.start, options.action), options.parameters);
 }
 
 ResultRules MakeRules(const KeyingOptions& options, const Backgrounds& backgrounds, bool isForSeveral) {

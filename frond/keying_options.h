@@ -14,7 +14,7 @@ namespace frond {
 
 struct KeyingOptions {
     std::vector<std::string> over;
-    std::string out, format, name, subsampling, action, matte, selection, module, report;
+    std::string out, format, name, subsampling, start, action, matte, selection, module, report;
     int depth = 0, jobs = 0;  // 0: not given
     int lift = 0;
     std::string fit = "cover";

@@ -84,9 +84,9 @@ int Run(int count, char** texts) {
     app.set_help_flag("-h,--help", "Print this help and exit");
     app.set_version_flag("--version", std::string("frond ") + FROND_VERSION, "Print the version and exit");
     app.require_subcommand(0, 1);
-    const Command commands[] = {AddKeyCommand(app),    AddWatchCommand(app),   AddStreamCommand(app),
-                                AddSampleCommand(app), AddCompareCommand(app), AddInfoCommand(app),
-                                AddAboutCommand(app),  AddManualCommand(app)};
+    const Command commands[] = {AddKeyCommand(app),    AddWatchCommand(app),  AddSheetCommand(app),
+                                AddStreamCommand(app), AddSampleCommand(app), AddCompareCommand(app),
+                                AddInfoCommand(app),   AddAboutCommand(app),  AddManualCommand(app)};
     app.footer(kFooter);  // only now: the commands have footers of their own
     try {
         app.parse(Arguments(count, texts));

@@ -54,11 +54,15 @@ fs::path RequireModule(const fs::path& path, const char* origin) {
 
 }  // namespace
 
+fs::path ProgramFolder() {
+    return ProgramPath().parent_path();
+}
+
 fs::path FindModule(const fs::path& given) {
     if (!given.empty()) return RequireModule(given, "--module");
     const fs::path fromEnvironment = FromEnvironment();
     if (!fromEnvironment.empty()) return RequireModule(fromEnvironment, "FROND_MODULE");
-    const fs::path folder = ProgramPath().parent_path();
+    const fs::path folder = ProgramFolder();
     for (const fs::path& place : {folder, folder / FROND_MODULE_FROM_PROGRAM}) {
         std::error_code ignored;
         if (fs::is_regular_file(place / kModuleFile, ignored)) return place / kModuleFile;

@@ -58,6 +58,18 @@ void AddParameterOptions(CLI::App& app, ParameterValues& values) {
     }
 }
 
+std::string ShortName(std::size_t parameter) {
+    const std::string names = kOptionTexts[parameter].names + 2;  // behind the dashes
+    return names.substr(0, names.find(','));
+}
+
+std::optional<std::size_t> FindParameter(const std::string& name) {
+    for (std::size_t i = 0; i < kParameterCount; ++i) {
+        if (name == kParameters[i].name || name == ShortName(i)) return i;
+    }
+    return std::nullopt;
+}
+
 void MergeParameters(ParameterValues& values, const ParameterValues& over) {
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (over[i]) values[i] = over[i];
@@ -101,6 +113,24 @@ std::int32_t ValueOrDefault(const ParameterValues& values, const char* name) {
 
 void SetValue(ParameterValues& values, const char* name, std::int32_t value) {
     values[IndexOf(name)] = value;
+}
+
+ParameterValues Completed(ParameterValues values) {
+    for (std::size_t i = 0; i < values.size(); ++i)
+        values[i] = values[i].value_or(kParameters[i].defaultValue);
+    return values;
+}
+
+std::string DescribeSettings(const ParameterValues& values) {
+    const ParameterValues completed = Completed(values);
+    std::string text;
+    for (std::size_t i = 0; i < completed.size(); ++i) {
+        const std::int32_t value = *completed[i];
+        if (kParameters[i].isFlag && value == 0 && kParameters[i].defaultValue == 0) continue;
+        text += (text.empty() ? "" : ", ") + ShortName(i) + ' ';
+        text += !kParameters[i].isFlag ? std::to_string(value) : value != 0 ? "on" : "off";
+    }
+    return text;
 }
 
 }  // namespace frond

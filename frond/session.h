@@ -24,6 +24,9 @@ struct Session {
 // file is missing.
 std::filesystem::path FindModule(const std::filesystem::path& given);
 
+// The folder of the running program.
+std::filesystem::path ProgramFolder();
+
 // Creates the host and loads the module. Throws Failure kNoModule.
 void StartSession(Session& session, const std::filesystem::path& module, host::HostOptions options);
 

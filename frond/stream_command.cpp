@@ -9,6 +9,7 @@
 #include "frond/frame_stream.h"
 #include "frond/pipeline.h"
 #include "frond/progress_bar.h"
+#include "frond/starting_points.h"
 
 namespace frond {
 
@@ -17,7 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Options {
-    std::string size, over, overStream, fit = "cover", action, analyse = "first";
+    std::string size, over, overStream, fit = "cover", start, action, analyse = "first";
     int jobs = 0;  // 0: not given
     bool quiet = false, verbose = false;
     ParameterValues parameters;
@@ -54,9 +55,8 @@ std::int64_t ParseInterval(const std::string& text) {
 void OpenBackground(Backgrounds& backgrounds) {
     std::vector<std::filesystem::path> paths;
     if (!gOptions.over.empty()) paths.push_back(PathFromUtf8(gOptions.over));
-    ParameterValues action;
-    if (!gOptions.action.empty()) action = ReadAction(PathFromUtf8(gOptions.action));
-    OpenBackgrounds(backgrounds, paths, FitNamed(gOptions.fit), action, gOptions.parameters);
+    OpenBackgrounds(backgrounds, paths, FitNamed(gOptions.fit),
+                    ReadBaseSettings(gOptions.start, gOptions.action), gOptions.parameters);
 }
 
 // The background's planes at the frames' size; black ones without a background.
@@ -175,6 +175,7 @@ Command AddStreamCommand(CLI::App& app) {
         ->type_name("WHICH");
     stream->add_option("--jobs", o.jobs, "How many frames to key at once; default: one more than cores")
         ->check(CLI::Range(1, 256));
+    AddStartOption(*stream, o.start);
     stream->add_option("--action", o.action, "Read the parameters from this file; options override it")
         ->type_name("FILE");
     stream->add_flag("--quiet", o.quiet, "Show no progress and no warnings");

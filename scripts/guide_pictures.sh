@@ -96,6 +96,43 @@ vips composite2 checker.v cut-out.png seen.png over
 vips colourspace matte.png matte-colour.png srgb
 strip transparency $whole 460 seen.png matte-colour.png
 
+# A sheet, and the starting points: the defaults, and the settings of the starting point.
+"$frond" sheet green/photo.png --over green/background.png --start hair --vary remove-green=20,40 \
+    --vary alter-green=85,100 --crop 330x240+355+80 --quiet -o sheet.png
+write_jpeg sheet.png "$images/guide/sheet.jpg"
+strip start-hair 240x200+360+85 420 "" "--start hair"
+strip start-veil $veil 420 "" "--start veil"
+strip start-body 300x300+500+230 420 "" "--start body"
+# A product: a box with a hole, a black bottle and a steel ball that reflect the backdrop, and a cable.
+cat >product.svg <<END
+<svg xmlns="http://www.w3.org/2000/svg" width="960" height="640">
+<linearGradient id="glass"><stop stop-color="#0c0c0e"/><stop offset=".3" stop-color="#6f9a76"/>
+<stop offset=".42" stop-color="#141416"/><stop offset="1" stop-color="#060607"/></linearGradient>
+<radialGradient id="steel" cx=".38" cy=".3" r=".8"><stop stop-color="#f2f4f5"/><stop offset=".5" stop-color="#74887a"/>
+<stop offset="1" stop-color="#2c5a34"/></radialGradient>
+<path d="M150 250h230v270h-230z M250 320a24 24 0 1 0 .1 0z" fill="#cdc9c1" fill-rule="evenodd"/>
+<path d="M150 430h230v18h-230z" fill="#202225"/>
+<path d="M478 520V330Q478 290 505 272V190H545V272Q572 290 572 330V520Z" fill="url(#glass)"/>
+<circle cx="720" cy="445" r="75" fill="url(#steel)"/>
+<path d="M380 480C430 560 450 560 480 520M572 500C620 560 640 560 665 495" fill="none" stroke="#17181a" stroke-width="3"/>
+</svg>
+END
+vips gaussnoise noise.v 960 640 --mean 0 --sigma 4 --seed 1
+vips xyz at.v 960 640
+vips extract_band at.v across.v 0
+vips linear across.v shade.v -- -0.04 20 # darker to the right
+vips add noise.v shade.v uneven.v
+vips linear uneven.v plain.v "1 1 1" "70 170 80" --uchar
+vips copy plain.v plain-colour.v --interpretation srgb
+vips svgload product.svg product.v
+vips composite2 plain-colour.v product.v product-alpha.v over
+vips extract_band product-alpha.v product.png 0 --n 3
+for settings in "" "--start product"; do
+    # shellcheck disable=SC2086
+    "$frond" key product.png --over green/background.png --quiet -o "keyed-product${settings:+-start}.png" $settings
+done
+strip start-product 300x200+430+380 420 keyed-product.png keyed-product-start.png
+
 # Faults, before and after the cure.
 strip fix-green-veil $veil 420 "" "--alter-green 80"
 strip fix-holes $head 420 "--restore-black 0" "--restore-black 20"

@@ -194,6 +194,54 @@ TEST_F(FrondProgram, KeepsPixelsOutsideTheSelection) {
     }
 }
 
+// Each cell of a sheet is the crop of a result of key. The frame is around the cell of the current settings.
+TEST_F(FrondProgram, SheetShowsTheCropsOfResults) {
+    constexpr int kLeft = 24, kAcross = 324, kFrame = 5;  // of the first crop, between crops, beside a crop
+    for (const int depth : {8, 16}) {
+        SCOPED_TRACE(depth);
+        WritePlate(depth);
+        const ProgramRun run = Frond("sheet @" + Photo(depth) + " --over @" + Background(depth) +
+                                     " --vary remove-green=40,120 --vary blend=off,on --alter-green 90 "
+                                     "--crop 60x40+70+20 -o @sheet.tif");
+        ASSERT_EQ(run.code, 0) << run.err;
+        const Picture sheet = ReadPicture(folder / "sheet.tif");
+        ASSERT_EQ(sheet.depth, depth);
+        ASSERT_EQ(sheet.width, 2 * kAcross + kLeft);
+        int below = 0;  // the last crop's top
+        for (const auto& [cell, settings] :
+             {std::pair(0, "40 --no-blend"), {1, "120 --no-blend"}, {2, "40"}, {3, "120"}}) {
+            Key(depth, "-o @out.tif --alter-green 90 --remove-green " + std::string(settings));
+            const Picture out = ReadPicture(folder / "out.tif");
+            const int left = kLeft + cell % 2 * kAcross;
+            // The height of the texts depends on the font.
+            const auto isAt = [&](int top) {
+                for (std::size_t i = 0; i < 60 * 40 * 3; ++i) {
+                    const std::size_t c = i / 2400, y = i % 2400 / 60, x = i % 60;
+                    if (sheet.colour[c][(top + y) * sheet.width + left + x] !=
+                        out.colour[c][(20 + y) * 150 + 70 + x])
+                        return false;
+                }
+                return true;
+            };
+            int top = cell % 2 == 0 ? below + 1 : below;
+            while (top + 40 <= sheet.height && !isAt(top)) ++top;
+            ASSERT_LE(top + 40, sheet.height) << settings;
+            EXPECT_TRUE(cell % 2 == 0 || top == below) << settings;
+            below = top;
+            const std::size_t beside = std::size_t(top) * sheet.width + left - kFrame;
+            EXPECT_EQ(sheet.colour[2][beside] == 0, cell == 2) << settings;
+        }
+    }
+#ifndef _WIN32
+    WriteBytes(folder / "fonts.conf", std::string("<fontconfig/>"));
+    setenv("FONTCONFIG_FILE", (folder / "fonts.conf").c_str(), 1);
+    const ProgramRun run = Frond("sheet @photo.png --over @background.png --vary blend=on -o @none.png");
+    unsetenv("FONTCONFIG_FILE");
+    EXPECT_EQ(run.code, 6);
+    EXPECT_NE(run.err.find("no font"), std::string::npos) << run.err;
+#endif
+}
+
 // A green backdrop with a grey subject in its middle third.
 TEST_F(FrondProgram, KeysPicturesOfOnePixelAndOfOneLine) {
     const std::pair<int, int> sizes[] = {{1, 1}, {1, 30000}, {30000, 1}};

@@ -30,14 +30,14 @@ case $package in
     fi
     frond=(usr/bin/frond)
     wanted="usr/share/man/man1/frond.1.gz usr/share/bash-completion/completions/frond
-        usr/share/doc/marble-frond-keeper/copyright"
+        usr/share/doc/marble-frond-keeper/copyright usr/share/marble-frond-keeper/start/hair.json"
     guide=usr/share/doc/marble-frond-keeper
     ;;
 *.zip)
     unzip -q "$package"
     mv -- */* .
     frond=("$root/scripts/wine64.sh" 64-bit/frond.exe)
-    wanted="64-bit/MarbleFrondKeeper.8bf 32-bit/MarbleFrondKeeper.8bf LICENSE.txt CHANGES.txt"
+    wanted="64-bit/MarbleFrondKeeper.8bf 32-bit/MarbleFrondKeeper.8bf start/hair.json LICENSE.txt CHANGES.txt"
     guide=guide
     ;;
 *) fail "$build: made no package of version $version" ;;
@@ -53,7 +53,7 @@ unset FROND_MODULE
 "${frond[@]}" --version | tr -d '\r' >version || exit $?
 [ "$(cat version)" = "frond $version" ] || fail "$package: says it is $(cat version)"
 "${frond[@]}" sample --size 96x64 plate
-"${frond[@]}" key plate/photo.png --over plate/background.png --quiet -o keyed.png
+"${frond[@]}" key plate/photo.png --over plate/background.png --quiet --start hair -o keyed.png
 [ -s keyed.png ] || fail "$package: its frond keys nothing"
 
 case $package in
