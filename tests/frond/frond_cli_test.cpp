@@ -695,16 +695,19 @@ TEST_F(FrondProgram, RendersTheSamplePlate) {
     ASSERT_EQ(Frond("sample @pure --size 150x100 --backdrop pure --hair blown --blue").code, 0);
     const Picture pure = ReadPicture(folder / "pure" / "photo.png");
     const Plane blown = ReadPicture(folder / "pure" / "alpha.png").colour[0];
-    std::size_t more = 0, white = 0;
+    const Plane fine = RenderSamplePlate({150, 100, 16, true, true, true, true}).alpha.colour[0];
+    std::size_t more = 0, white = 0, usuallyWhite = 0;
     for (std::size_t i = 0; i < PixelCount(pure); ++i) {
         const int colour[] = {pure.colour[0][i], pure.colour[1][i], pure.colour[2][i]};
         more += blown[i] > plate8.alpha.colour[0][i];
         white += colour[0] + colour[1] + colour[2] == 3 * 255;
-        if (blown[i] > 0) continue;
+        usuallyWhite += plate8.photo.colour[0][i] + plate8.photo.colour[2][i] == 2 * 255;
+        // At 8 bits a pixel with a trace of bright hair can have no alpha.
+        if (fine[i] > 0) continue;
         ASSERT_TRUE(colour[0] == 0 && colour[1] == 0 && colour[2] == 188) << i;
     }
     EXPECT_GT(more, 500u);
-    EXPECT_GT(white, 100u);
+    EXPECT_GT(white, usuallyWhite + 20);
 }
 
 }  // namespace
