@@ -118,8 +118,8 @@ Samples ToEngineScale(const Samples& plane) {
     return scaled;
 }
 
-// With showMatte the engine does not write every sample. The photograph's colours show there, and the opacity with
-// which frond's host fills new memory.
+// With showMatte the engine does not write every sample. The photograph's colours show there, and the opacity
+// with which frond's host fills new memory.
 void FillUnwritten(KeyingPlanes& planes) {
     constexpr std::uint8_t kFill = 0xA5;
     for (std::size_t c = 0; c < 3; ++c) planes.out[c] = planes.photo[c];

@@ -10,7 +10,7 @@
 # it configures and does not build. Tests and benchmarks are checked for warnings and names only.
 set -eu
 cd "$(dirname "$0")/.."
-folders="src host images sample_plate frond resources tests fuzz bench"
+folders="src host images sample_plate frond gegl resources tests fuzz bench"
 failed=0
 
 # shellcheck disable=SC2086
