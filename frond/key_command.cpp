@@ -24,6 +24,7 @@ Options gOptions;  // from the command line
 
 std::vector<fs::path> PathsFromUtf8(const std::vector<std::string>& texts) {
     std::vector<fs::path> paths;
+    paths.reserve(texts.size());
     for (const std::string& text : texts) paths.push_back(PathFromUtf8(text));
     return paths;
 }
@@ -46,7 +47,7 @@ ResultPlan Plan(const Backgrounds& backgrounds, ResultRules& rules) {
         if (!target->path.empty() && !target->isFolder)
             RequireWritablePath(FormatName(*target, target->path));
     }
-    const ResultPlan plan = PlanResults(PathsFromUtf8(gOptions.photos), backgrounds, rules);
+    ResultPlan plan = PlanResults(PathsFromUtf8(gOptions.photos), backgrounds, rules);
     for (const Task& task : plan.tasks)
         RequireAlphaSupport(FormatName(rules.out, task.out), backgrounds[task.background].parameters);
     if (!plan.refusals.empty()) {

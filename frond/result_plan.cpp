@@ -48,7 +48,7 @@ std::string FileNumber(const fs::path& path) {
 class FileIdentities {
   public:
     std::string Of(const fs::path& path) {
-        const std::string number = FileNumber(path);
+        std::string number = FileNumber(path);
         if (!number.empty()) return number;
         const fs::path folder = path.parent_path();
         auto [known, isNew] = folders_.try_emplace(folder.u8string());

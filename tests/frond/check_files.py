@@ -414,7 +414,7 @@ def main(case, frond, module):
         work.chmod(0o755)
         for file in frond, module:
             shutil.copy(file, work)
-        expect(run([work / "frond", "sample", work / "in", "--size", "600x400", "--depth", "16"]).returncode == 0)
+        expect(run([work / "frond", "sample", work / "in", "--size", "600x400", "--depth", "8"]).returncode == 0)
         before = contents(work / "in")
         globals()[case](work)
         after = contents(work / "in")

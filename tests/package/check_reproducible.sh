@@ -14,7 +14,7 @@ mkdir -p "$copy"
 cp -rp "$project/CMakeLists.txt" "$project/cmake" "$project/src" "$project/resources" "$copy"
 
 cmake -S "$copy" -B "$work/build" -G Ninja \
-    -DFROND_BUILD_PROGRAM=OFF -DFROND_BUILD_TESTS=OFF -DFROND_BUILD_BENCH=OFF "$@" >"$work/log" 2>&1 &&
+    -DFROND_BUILD_PROGRAM=OFF -DFROND_BUILD_GEGL=OFF -DFROND_BUILD_TESTS=OFF -DFROND_BUILD_BENCH=OFF "$@" >"$work/log" 2>&1 &&
     cmake --build "$work/build" --target MarbleFrondKeeper >>"$work/log" 2>&1 || {
     tail -n 30 "$work/log" >&2
     exit 1
