@@ -270,6 +270,8 @@ void RegisterType(GTypeModule* module) {
 
 extern "C" {
 
+// The names by which GEGL finds the operation.
+// NOLINTBEGIN(readability-identifier-naming)
 G_MODULE_EXPORT const GeglModuleInfo* gegl_module_query(GTypeModule*) {
     static const GeglModuleInfo kInfo = {GEGL_MODULE_ABI_VERSION};
     return &kInfo;
@@ -279,5 +281,6 @@ G_MODULE_EXPORT gboolean gegl_module_register(GTypeModule* module) {
     RegisterType(module);
     return TRUE;
 }
+// NOLINTEND(readability-identifier-naming)
 
 }  // extern "C"

@@ -62,6 +62,7 @@ template <class Sample>
 bool FindBins(const Sample* r, const Sample* g, const Sample* b, int n, const AnalysisLimits& limits,
               std::int32_t* bins) {
     constexpr float kNear = 0.001f;
+    constexpr int kFirstSatBin = kSatSteps / kLevelsInverseSat;  // whole
     const Floats most = static_cast<float>(limits.maxSample), darkest = static_cast<float>(limits.darkest);
     unsigned any = 0;
     for (int i = 0; i < n; i += kFloats) {
@@ -73,8 +74,7 @@ bool FindBins(const Sample* r, const Sample* g, const Sample* b, int n, const An
         const Floats sat = kSatSteps * width / G, satBin = Truncate(sat);
         const Floats hueRest = hue - hueBin, satRest = sat - satBin;
         const Floats rest = Min(Min(hueRest, 1 - hueRest), Min(satRest, 1 - satRest));
-        const Floats bin =
-            Select(satBin >= kSatSteps / kLevelsInverseSat, hueBin * kSatBins + satBin, kNotCounted);
+        const Floats bin = Select(satBin >= kFirstSatBin, hueBin * kSatBins + satBin, kNotCounted);
         const Floats found = Select((lead > kMargin) & (rest > kNear), bin, kUndecided);
         StoreWhole(bins + i, Select(candidate, found, kNotCounted));
         any |= Bits(candidate);
