@@ -292,8 +292,7 @@ ExitCode RunWatch() {
 
 constexpr char kFooter[] =
     "Runs until Ctrl-C, which completes the photographs under way; a second one ends the program at once. "
-    "The "
-    "exit code is 0, or that of the first failure; see frond key --help.";
+    "The exit code is 0, or that of the first failure; see frond key --help.";
 
 }  // namespace
 
