@@ -3,39 +3,21 @@
 #include <CLI/CLI.hpp>
 #include <cstring>
 
+#include "shell/parameter_texts.h"
+
 namespace frond {
 
 namespace {
 
-// An option's short names, negative ones with '!', and its text in --help.
-struct OptionText {
-    const char* names;
-    const char* help;
-};
-
-// In the order of kParameters.
-constexpr OptionText kOptionTexts[] = {
-    {"--remove-green", "How far a colour may be from the backdrop's and still be removed"},
-    {"--restore-black", "How strongly dark areas are kept"},
-    {"--alter-green", "How much of the backdrop's colour may remain in half-transparent areas"},
-    {"--select-transparency", "How solid half-transparent areas become; higher is more solid"},
-    {"--scale-transparency", "Contrast of half-transparent areas; 50 leaves them as measured"},
-    {"--background-level", "Level of the backdrop, in percent of the measured one"},
-    {"--blend,!--no-blend", "Blend edges; on unless switched off"},
-    {"--show-matte", "Show the selected areas in false colours; needs --no-blend"},
-    {"--transparent", "Write the subject alone, with transparency; needs no background"},
-    {"--blue", "The backdrop is blue"},
-    {"--original", "Leave the photograph unkeyed"},
-};
 constexpr char kGroup[] = "The filter's parameters (sliders go from 0 to 200 in its dialog)";
-static_assert(sizeof(kOptionTexts) / sizeof(kOptionTexts[0]) == kParameterCount,
-              "every parameter has a text");
 
-void AddFlag(CLI::App& app, const std::string& name, const OptionText& text,
+void AddFlag(CLI::App& app, const ParameterInfo& info, const filter::ParameterText& text,
              std::optional<std::int32_t>& value) {
-    const std::string names = std::string(text.names) + ",--" + name + ",!--no-" + name;
+    const std::string option = text.option, name = info.name;
+    const std::string off = info.defaultValue != 0 ? ",!--no-" + option : "";
     app.add_flag_function(
-           names, [&value](std::int64_t count) { value = count > 0; }, text.help)
+           "--" + option + off + ",--" + name + ",!--no-" + name,
+           [&value](std::int64_t count) { value = count > 0; }, text.text)
         ->group(kGroup);
 }
 
@@ -46,21 +28,21 @@ void AddParameterOptions(CLI::App& app, ParameterValues& values) {
         const ParameterInfo& info = kParameters[i];
         std::optional<std::int32_t>& value = values[static_cast<std::size_t>(i)];
         if (info.isFlag) {
-            AddFlag(app, info.name, kOptionTexts[i], value);
+            AddFlag(app, info, filter::kParameterTexts[i], value);
             continue;
         }
+        const filter::ParameterText& text = filter::kParameterTexts[i];
         app.add_option_function<std::int32_t>(
-               std::string(kOptionTexts[i].names) + ",--" + info.name,
+               std::string("--") + text.option + ",--" + info.name,
                [&value](const std::int32_t& given) { value = given; },
-               std::string(kOptionTexts[i].help) + "; default " + std::to_string(info.defaultValue))
+               std::string(text.text) + "; default " + std::to_string(info.defaultValue))
             ->type_name("N")
             ->group(kGroup);
     }
 }
 
 std::string ShortName(std::size_t parameter) {
-    const std::string names = kOptionTexts[parameter].names + 2;  // behind the dashes
-    return names.substr(0, names.find(','));
+    return filter::kParameterTexts[parameter].option;
 }
 
 std::optional<std::size_t> FindParameter(const std::string& name) {

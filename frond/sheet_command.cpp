@@ -5,6 +5,7 @@
 #include "frond/backgrounds.h"
 #include "frond/command.h"
 #include "frond/keying.h"
+#include "frond/keying_options.h"
 #include "frond/progress_bar.h"
 #include "frond/session.h"
 #include "frond/sheet_cells.h"
@@ -140,12 +141,8 @@ ExitCode RunSheet() {
     sheet.picture.profile = photo.header.profile;
 
     ProgressBar bar(gOptions.quiet);
-    host::HostOptions options = host::LeanOptions();
-    options.abortRequested = [] { return gInterrupted.load(); };
-    options.progress = [&bar](std::int32_t done, std::int32_t total) { ShowProgress(bar, done, total); };
-    options.displayed = [](const host::DisplayCall&) {};
     Session session;
-    StartSession(session, module, std::move(options));
+    StartSession(session, module, MakeHostOptions({}, bar));
     for (std::size_t i = 0; i < cells.cells.size(); ++i) {
         StartProgress(bar, std::to_string(i + 1) + " of " + std::to_string(cells.cells.size()));
         KeyedPhotograph keyed =

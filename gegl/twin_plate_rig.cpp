@@ -12,45 +12,29 @@
 #include <vector>
 
 #include "gegl/key_pixels.h"
+#include "shell/parameter_texts.h"
 
 namespace {
 
 using namespace operation;
 
-// A property of the operation, for a parameter of the filter: the label in the dialog, and a member of
-// Settings.
-struct Property {
-    const char* name;
-    const char* label;
-    const char* text;
-    double keying::Settings::*slider;  // null: a flag
-    bool keying::Settings::*flag;
-};
-
 using keying::Settings;
 
-// In the order of the dialog. Labels are the dialog's own, misspellings included.
+// A property of the operation: a parameter of the filter, by its place in kParameters, and its setting.
+struct Property {
+    int parameter;
+    double Settings::*slider;  // null: a flag
+    bool Settings::*flag;
+};
+
+// In the order of the dialog. The parameter that leaves the photograph unkeyed is missing: programs switch an
+// operation off themselves.
 constexpr Property kProperties[] = {
-    {"remove-green", "Remove Background Areas (Where green is)",
-     "How far a colour may be from the backdrop's and still be removed", &Settings::removeBackdrop, nullptr},
-    {"restore-black", "Restore Dark Areas", "How strongly dark areas are kept", &Settings::restoreDark,
-     nullptr},
-    {"alter-green", "To alter blue areas go right, for green areas go left",
-     "How much of the backdrop's colour may remain in half-transparent areas", &Settings::alterGreen,
-     nullptr},
-    {"select-transparency", "Select how transpatent the Transparent Areas are",
-     "How solid half-transparent areas become; higher is more solid", &Settings::selectTransparency, nullptr},
-    {"scale-transparency", "Scale the Transparent areas",
-     "Contrast of half-transparent areas; 50 leaves them as measured", &Settings::scaleTransparency, nullptr},
-    {"background-level", "Adjust the background green levels",
-     "Level of the backdrop, in percent of the measured one", &Settings::backdropLevel, nullptr},
-    {"blend", "Blend Edges", "Blend edges", nullptr, &Settings::blendEdges},
-    {"show-matte", "Show Selected Ares", "Show the selected areas in false colours; needs Blend Edges off",
-     nullptr, &Settings::showMatte},
-    {"blue", "Use Blue Logic", "The backdrop is blue", nullptr, &Settings::blueBackdrop},
-    {"transparent", "Output Transparency Information",
-     "Give the subject alone, with transparency; always so without a background", nullptr,
-     &Settings::outputAlpha},
+    {0, &Settings::removeBackdrop, nullptr},    {1, &Settings::restoreDark, nullptr},
+    {2, &Settings::alterGreen, nullptr},        {3, &Settings::selectTransparency, nullptr},
+    {4, &Settings::scaleTransparency, nullptr}, {5, &Settings::backdropLevel, nullptr},
+    {6, nullptr, &Settings::blendEdges},        {7, nullptr, &Settings::showMatte},
+    {9, nullptr, &Settings::blueBackdrop},      {8, nullptr, &Settings::outputAlpha},
 };
 constexpr int kSliderMost = 200;
 
@@ -225,14 +209,15 @@ void InitClass(gpointer data, gpointer) {
     object->set_property = SetProperty;
     object->get_property = GetProperty;
     object->finalize = Finalize;
-    const Settings defaults;
     guint id = 0;
     for (const Property& p : kProperties) {
+        const filter::ParameterText& text = filter::kParameterTexts[p.parameter];
+        const std::int32_t value = filter::kParameters[p.parameter].defaultValue;
         const auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS);
-        GParamSpec* spec = p.slider != nullptr
-                               ? g_param_spec_int(p.name, p.label, p.text, 0, kSliderMost,
-                                                  static_cast<int>(defaults.*p.slider), flags)
-                               : g_param_spec_boolean(p.name, p.label, p.text, defaults.*p.flag, flags);
+        GParamSpec* spec =
+            p.slider != nullptr
+                ? g_param_spec_int(text.option, text.label, text.text, 0, kSliderMost, value, flags)
+                : g_param_spec_boolean(text.option, text.label, text.text, value != 0, flags);
         g_object_class_install_property(object, ++id, spec);
     }
     auto* composer = static_cast<GeglOperationComposerClass*>(data);
