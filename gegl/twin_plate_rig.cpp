@@ -54,8 +54,7 @@ TwinPlateRig& RigOf(void* object) {
     return *static_cast<TwinPlateRig*>(object);
 }
 
-// ---- Object
-// ------------------------------------------------------------------------------------------------
+// ---- Object -----------------------------------------------------------------------------------------------
 
 void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec*) {
     const Property& property = kProperties[id - 1];
@@ -89,8 +88,7 @@ void Finalize(GObject* object) {
     G_OBJECT_CLASS(gParentClass)->finalize(object);
 }
 
-// ---- Operation
-// ---------------------------------------------------------------------------------------------
+// ---- Operation --------------------------------------------------------------------------------------------
 
 GeglRectangle PhotographOf(GeglOperation* operation) {
     const GeglRectangle* box = gegl_operation_source_get_bounding_box(operation, "input");

@@ -3,11 +3,12 @@
 
   measure_performance.py [TABLE...] [--rounds N] [--photographs N] [--sizes MEGAPIXELS,...]
 
-TABLE is photograph, folder, start, cores, engine or dialog; without one all are made. Needs a build of the preset linux
+TABLE is photograph, folder, start, cores, engine, dialog or gimp; without one all are made. Needs a build of the preset linux
 and Debian's packages ffmpeg, gegl and imagemagick. The tools run in turn, round after round; a figure is the median of
 the rounds. Works in build/performance.
 """
 import argparse
+import json
 import os
 import pathlib
 import platform
@@ -236,6 +237,24 @@ def measure_dialog(options):
         [BUILD / "bench/preview_bench", f"--benchmark_repetitions={options.rounds}",
          "--benchmark_report_aggregates_only=true"], capture_output=True, text=True, check=True)
     print(done.stdout)
+
+
+def measure_gimp(options):
+    """A slider's move on 12 MP through GEGL, and the same render by one of GEGL's own operations."""
+    folder = subprocess.run(["pkg-config", "--variable=pluginsdir", "gegl-0.4"], capture_output=True, text=True, check=True)
+    path = f"{BUILD / 'gegl'}:{folder.stdout.strip()}"
+    done = subprocess.run(
+        [BUILD / "bench/gegl_bench", f"--benchmark_repetitions={options.rounds}",
+         "--benchmark_enable_random_interleaving=true", "--benchmark_format=json"],
+        capture_output=True, text=True, check=True, env={**os.environ, "GEGL_PATH": path})
+    times = {}
+    for row in json.loads(done.stdout)["benchmarks"]:
+        if row["run_type"] == "iteration":
+            times.setdefault(tuple(row["run_name"].split("/")[:2]), []).append(row["real_time"])
+    names = {"view": "slider's move, shown at a quarter", "whole": "slider's move, every pixel",
+             "engine": "of it the engine", "over": "GEGL's own `gegl:over`, every pixel"}
+    print_table(["12 MP, milliseconds", "8 bits", "16 bits"],
+                [[text, *[f"{statistics.median(times[name, bits]):.0f}" for bits in ("8", "16")]] for name, text in names.items()])
 
 
 TABLES = {name[8:]: function for name, function in globals().items() if name.startswith("measure_")}
