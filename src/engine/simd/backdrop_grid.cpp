@@ -1,7 +1,7 @@
-// The backdrop grid in single precision, which samples and the sums of a run are exact in. A pixel that it
-// does not decide goes to the scalar reference.
+// The backdrop grid in whole numbers. A pixel that they do not decide goes to the scalar reference.
 #include "engine/scalar/backdrop_grid.h"
 
+#include <cmath>
 #include <cstdint>
 
 #include "engine/constants.h"
@@ -13,56 +13,94 @@
 namespace keying::FROND_VARIANT {
 namespace {
 
-// kHueSector (b - r) + (kKeyHue - levelHue) delta is the distance of the hue from levelHue, times delta. The
-// margin of a thousandth of a degree covers single precision.
+// With the key channel largest, the hue is kKeyHue + kHueSector (b - r) / delta. The ratio is between -1 and
+// 1. A limit of the hue thus is one of kTurn (b - r) / delta, between two whole numbers. A pixel that is
+// between them is undecided. Products of 8 bits are exact. Those of 16 bits are rounded by their 2^24th part,
+// which is 0.002 of such a number at most; the scalar reference's rounding is far smaller.
 template <class Sample>
-void AddRun(const Channels<const Sample>& top, std::int64_t first, int n, std::int32_t maxSample,
-            const GridLimits& limits, std::int64_t cell, BackdropGrid* grid) {
-    constexpr float kNear = 0.001f;
-    const Floats most = static_cast<float>(maxSample), offset = static_cast<float>(kKeyHue - limits.levelHue);
-    const Floats smallest = static_cast<float>(static_cast<std::int32_t>(limits.smallestLevel));
-    Floats sumR = 0, sumG = 0, sumB = 0, count = 0;
-    for (int i = 0; i < n; i += kFloats) {
-        const Floats R = LoadFloats(top.r + first + i, n - i), B = LoadFloats(top.b + first + i, n - i);
-        const Floats G = Min(LoadFloats(top.g + first + i, n - i), most);
-        const Floats delta = G - Min(R, B), lead = G - Max(R, B);
-        const Floats turn = kHueSector * (B - R) + offset * delta, distance = Max(turn, 0 - turn);
-        const FloatMask candidate = (lead > kGridLead) & (kGridInverseSat * delta > G) & (G > smallest);
-        const FloatMask inside = candidate & (distance < (kGridHueRange - kNear) * delta);
-        sumR = sumR + Select(inside, R, 0);
-        sumG = sumG + Select(inside, G, 0);
-        sumB = sumB + Select(inside, B, 0);
-        count = count + Select(inside, 1, 0);
-        unsigned undecided = Bits(candidate & !inside & (distance <= (kGridHueRange + kNear) * delta));
-        for (int lane = 0; undecided != 0; ++lane, undecided >>= 1) {
-            if (undecided & 1)
-                AddIfBackdrop(FetchLimited(top, first + i + lane, maxSample), limits, cell, grid);
-        }
-    }
-    grid->gridR[cell] += SumOf(sumR);
-    grid->gridG[cell] += SumOf(sumG);
-    grid->gridB[cell] += SumOf(sumB);
-    grid->gridCount[cell] += static_cast<std::int32_t>(SumOf(count));
+constexpr int kTurn = sizeof(Sample) == 1 ? 128 : 32768;
+constexpr double kTurnMargin = 0.01;
+
+template <class Sample>
+Whole<Sample> TurnOf(double hue, double margin) {
+    const double turn = (hue - kKeyHue) * kTurn<Sample> / kHueSector + margin;
+    const double whole = margin < 0 ? std::floor(turn) : std::ceil(turn);
+    return static_cast<typename WholeOf<Sample>::Number>(
+        Min<double>(Max<double>(whole, -kTurn<Sample>), kTurn<Sample>));
 }
 
-// The first column whose x * kGridSide / width is the cell, or the next cell's where there is none.
-std::int64_t FirstColumnOf(std::int64_t cell, std::int64_t width) {
-    return (cell * width + kGridSide - 1) / kGridSide;
+// The columns of one cell.
+struct Columns {
+    std::int64_t first, end;
+};
+
+// Adds the pixels of a cell that are in a band of rows.
+template <class Sample>
+void AddCell(const PlaneView<Sample>& planes, const GridLimits& limits, Band rows, Columns columns,
+             std::int64_t cell, BackdropGrid* grid) {
+    using Lanes = Whole<Sample>;
+    using Number = typename WholeOf<Sample>::Number;
+    const auto same = [](double v) { return Lanes(static_cast<Number>(v)); };
+    const Lanes most = same(planes.maxSample), smallest = same(std::floor(limits.smallestLevel));
+    const double from = limits.levelHue - kGridHueRange, to = limits.levelHue + kGridHueRange;
+    const Lanes surelyFrom = TurnOf<Sample>(from, kTurnMargin),
+                possiblyFrom = TurnOf<Sample>(from, -kTurnMargin);
+    const Lanes surelyTo = TurnOf<Sample>(to, -kTurnMargin), possiblyTo = TurnOf<Sample>(to, kTurnMargin);
+    const std::int64_t pixels = std::int64_t{planes.width} * planes.height;
+    Lanes sumR = 0, sumG = 0, sumB = 0, count = 0;
+    int added = 0;
+    const auto addSums = [&] {
+        grid->gridR[cell] += SumOf(sumR);
+        grid->gridG[cell] += SumOf(sumG);
+        grid->gridB[cell] += SumOf(sumB);
+        grid->gridCount[cell] += static_cast<std::int32_t>(SumOf(count));
+        sumR = sumG = sumB = count = 0;
+        added = 0;
+    };
+    for (std::int64_t y = rows.first; y < rows.end; ++y) {
+        for (std::int64_t x = columns.first; x < columns.end; x += kWhole<Sample>) {
+            const std::int64_t i = y * planes.width + x, inPlane = pixels - i;
+            const int inCell = static_cast<int>(Min<std::int64_t>(columns.end - x, kWhole<Sample>));
+            const Lanes R = LoadWhole(planes.top.r + i, inPlane), B = LoadWhole(planes.top.b + i, inPlane);
+            const Lanes G = Min(LoadWhole(planes.top.g + i, inPlane), most);
+            const Lanes delta = G - Min(R, B), lead = G - Max(R, B);
+            const auto candidate = FirstLanes<Number>(inCell) & (lead > same(kGridLead)) &
+                                   (delta * same(kGridInverseSat) > G) & (G > smallest);
+            const Lanes turn = (B - R) * same(kTurn<Sample>);
+            const auto inside = candidate & (turn > surelyFrom * delta) & (turn < surelyTo * delta);
+            const auto possible = candidate & (turn > possiblyFrom * delta) & (turn < possiblyTo * delta);
+            sumR = sumR + Only(inside, R);
+            sumG = sumG + Only(inside, G);
+            sumB = sumB + Only(inside, B);
+            count = count + Only(inside, 1);
+            unsigned undecided = Bits(possible & !inside);
+            for (int lane = 0; undecided != 0; ++lane, undecided >>= 1) {
+                if (undecided & 1)
+                    AddIfBackdrop(FetchLimited(planes.top, i + lane, planes.maxSample), limits, cell, grid);
+            }
+            if (++added == kMostAdded) addSums();
+        }
+    }
+    addSums();
+}
+
+// The first column or row whose x * kGridSide / size is the cell, or the next cell's where there is none.
+std::int64_t FirstOf(std::int64_t cell, std::int64_t size) {
+    return (cell * size + kGridSide - 1) / kGridSide;
 }
 
 }  // namespace
 
 template <class Sample>
 void AddGridPixels(const PlaneView<Sample>& planes, const GridLimits& limits, Band rows, BackdropGrid* grid) {
+    constexpr std::int64_t kRows = 16;  // at a time: more would leave the first cache before the next cell
     const std::int64_t width = planes.width, height = planes.height;
-    for (std::int64_t y = rows.first; y < rows.end; ++y) {
+    for (std::int64_t y = rows.first, end = y; y < rows.end; y = end) {
         const std::int64_t cellRow = y * kGridSide / height;
+        end = Min(Min(rows.end, y + kRows), FirstOf(cellRow + 1, height));
         for (std::int64_t column = 0; column < kGridSide; ++column) {
-            const std::int64_t end = FirstColumnOf(column + 1, width);
-            for (std::int64_t x = FirstColumnOf(column, width); x < end; x += kBlock) {
-                AddRun(planes.top, y * width + x, static_cast<int>(Min<std::int64_t>(kBlock, end - x)),
-                       planes.maxSample, limits, cellRow * kGridSide + column, grid);
-            }
+            AddCell(planes, limits, {y, end}, {FirstOf(column, width), FirstOf(column + 1, width)},
+                    cellRow * kGridSide + column, grid);
         }
     }
 }

@@ -125,8 +125,8 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t 
             p.bgR = Load(span->bgR + x);
             p.bgG = Load(span->bgG + x);
             p.bgB = Load(span->bgB + x);
-            const DoubleMask keyed = FirstLanes(left) & !(p.alpha < kGateAlpha);
-            if (Any(keyed)) Classify(run, keyed, LaneNumbers() + x, &p, queue);
+            const DoubleMask keyed = FirstLanes<double>(left) & !(p.alpha < kGateAlpha);
+            if (Any(keyed)) Classify(run, keyed, LaneNumbers<double>() + x, &p, queue);
         }
         Store(span->fgR + x, p.fgR);
         Store(span->fgG + x, p.fgG);

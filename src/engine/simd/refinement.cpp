@@ -29,7 +29,7 @@ Colours RefinePixels(const KeyRun& run, const Window& window, std::int32_t x, co
                  Load(ring.ringFgG + centre) * a + (1 - a) * Load(ring.ringBottomG + centre),
                  Load(ring.ringFgB + centre) * a + (1 - a) * Load(ring.ringBottomB + centre)};
     const DoubleMask kept = (sumDiff < kKeptDifference) | (a > kKeptAlpha);
-    if (Any(FirstLanes(run.width - x) & !kept)) {
+    if (Any(FirstLanes<double>(run.width - x) & !kept)) {
         ColourStream stream;
         FillColours(window, x, &stream);
         const Doubles den = WeightedSum(stream.weight, window.radius);

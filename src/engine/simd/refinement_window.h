@@ -91,7 +91,7 @@ static inline int ColumnsLeft(const Window& window, std::int32_t s) {
 }
 
 static inline Doubles OnlyFirst(Doubles v, int n) {
-    return n >= kDoubles ? v : Select(FirstLanes(n), v, 0);
+    return n >= kDoubles ? v : Select(FirstLanes<double>(n), v, 0);
 }
 
 // Entries x0 to x0 + n + 2 radius of the stream's differences.

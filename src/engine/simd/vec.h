@@ -1,6 +1,6 @@
-// Vectors of doubles and of floats for the vector variants, as wide as the instruction set that the including
-// file is compiled for. FROND_VARIANT names the variant and is its namespace, so that three builds of one
-// source are in one module.
+// Vectors of doubles, floats and 16-bit integers for the vector variants, as wide as the instruction set that
+// the including file is compiled for. FROND_VARIANT names the variant and is its namespace, so that three
+// builds of one source are in one module.
 //
 // A line on vectors reads like the scalar line that it must equal: the operators work on every lane, and a
 // number beside a vector is the same in every lane. Each lane computes what the scalar reference computes:
@@ -36,6 +36,7 @@ constexpr int kVectorBytes = 16;
 #endif
 constexpr int kDoubles = kVectorBytes / sizeof(double);
 constexpr int kFloats = kVectorBytes / sizeof(float);
+constexpr int kShorts = kVectorBytes / sizeof(std::int16_t);
 
 template <class Number>
 struct Raw;
@@ -50,6 +51,12 @@ struct Raw<float> {
     typedef float Vector __attribute__((vector_size(kVectorBytes)));
     typedef std::int32_t Integers __attribute__((vector_size(kVectorBytes)));
     using Bits = std::uint16_t;
+};
+template <>
+struct Raw<std::int16_t> {
+    typedef std::int16_t Vector __attribute__((vector_size(kVectorBytes)));
+    using Integers = Vector;
+    using Bits = std::uint32_t;
 };
 
 template <class Number>
@@ -113,8 +120,10 @@ struct Vec {
 
 using Doubles = Vec<double>;
 using Floats = Vec<float>;
+using Shorts = Vec<std::int16_t>;
 using DoubleMask = Mask<double>;
 using FloatMask = Mask<float>;
+using ShortMask = Mask<std::int16_t>;
 
 }  // namespace keying::FROND_VARIANT
 
@@ -158,15 +167,17 @@ inline void Store(Number* p, Vec<Number> v) {
 }
 
 // 0, 1, 2 and so on.
-inline Doubles LaneNumbers() {
-    Doubles v;
-    for (int i = 0; i < kDoubles; ++i) v.raw[i] = i;
+template <class Number>
+inline Vec<Number> LaneNumbers() {
+    Vec<Number> v;
+    for (unsigned i = 0; i < kVectorBytes / sizeof(Number); ++i) v.raw[i] = static_cast<Number>(i);
     return v;
 }
 
-// The first n lanes.
-inline DoubleMask FirstLanes(int n) {
-    return LaneNumbers() < n;
+// The first n lanes, n in the numbers' range.
+template <class Number>
+inline Mask<Number> FirstLanes(int n) {
+    return LaneNumbers<Number>() < static_cast<Number>(n);
 }
 
 // v / divisor with the one rounding of a division, without one: for a whole divisor whose odd part is below
@@ -216,10 +227,44 @@ inline Floats LoadFloats(const Sample* p, int n) {
     return LoadFloats(part);
 }
 
+// The lanes of whole numbers: samples of 8 bits and their products up to 128 fit into 16 bits, those of 16
+// bits are exact in floats.
+template <class Sample>
+struct WholeOf {
+    using Number = float;
+};
+template <>
+struct WholeOf<std::uint8_t> {
+    using Number = std::int16_t;
+};
+template <class Sample>
+using Whole = Vec<typename WholeOf<Sample>::Number>;
+template <class Sample>
+constexpr int kWhole = kVectorBytes / sizeof(typename WholeOf<Sample>::Number);
+
+inline Shorts LoadWhole(const std::uint8_t* p) {
+    return LoadShorts(p);
+}
+inline Floats LoadWhole(const std::uint16_t* p) {
+    return LoadFloats(p);
+}
+template <class Sample>
+inline Whole<Sample> LoadWhole(const Sample* p, std::int64_t n) {
+    if (n >= kWhole<Sample>) return LoadWhole(p);
+    Sample part[kWhole<Sample>] = {};
+    std::memcpy(part, p, sizeof(Sample) * static_cast<std::size_t>(n));
+    return LoadWhole(part);
+}
+
 // The sum of the lanes.
 inline double SumOf(Floats v) {
     double sum = 0;
     for (int i = 0; i < kFloats; ++i) sum += static_cast<double>(v.raw[i]);
+    return sum;
+}
+inline double SumOf(Shorts v) {
+    std::int32_t sum = 0;
+    for (int i = 0; i < kShorts; ++i) sum += v.raw[i];
     return sum;
 }
 

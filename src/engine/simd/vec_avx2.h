@@ -15,6 +15,12 @@ inline Floats Max(Floats a, Floats b) {
 inline Floats Min(Floats a, Floats b) {
     return _mm256_min_ps(b.raw, a.raw);
 }
+inline Shorts Max(Shorts a, Shorts b) {
+    return a.raw > b.raw ? a.raw : b.raw;
+}
+inline Shorts Min(Shorts a, Shorts b) {
+    return a.raw < b.raw ? a.raw : b.raw;
+}
 template <class Number>
 inline Mask<Number> Less(Vec<Number> a, Vec<Number> b) {
     return {a.raw < b.raw};
@@ -49,11 +55,23 @@ inline Doubles Select(DoubleMask m, Doubles a, Doubles b) {
 inline Floats Select(FloatMask m, Floats a, Floats b) {
     return _mm256_blendv_ps(b.raw, a.raw, reinterpret_cast<__m256>(m.raw));
 }
+// v in the lanes of the mask, 0 in the others.
+inline Floats Only(FloatMask m, Floats v) {
+    return reinterpret_cast<Floats::Vector>(m.raw & reinterpret_cast<FloatMask::Type>(v.raw));
+}
+inline Shorts Only(ShortMask m, Shorts v) {
+    return m.raw & v.raw;
+}
 inline unsigned Bits(DoubleMask m) {
     return static_cast<unsigned>(_mm256_movemask_pd(reinterpret_cast<__m256d>(m.raw)));
 }
 inline unsigned Bits(FloatMask m) {
     return static_cast<unsigned>(_mm256_movemask_ps(reinterpret_cast<__m256>(m.raw)));
+}
+inline unsigned Bits(ShortMask m) {
+    const __m256i raw = reinterpret_cast<__m256i>(m.raw);
+    return static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_packs_epi16(_mm256_castsi256_si128(raw), _mm256_extracti128_si256(raw, 1))));
 }
 // Lane order that packs the lanes of a mask to the front, as pairs of 32-bit halves.
 alignas(32) constexpr std::int32_t kPackOrder[16][8] = {
@@ -107,6 +125,10 @@ inline Floats LoadFloats(const std::uint8_t* p) {
 }
 inline Floats LoadFloats(const std::uint16_t* p) {
     return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+}
+inline Shorts LoadShorts(const std::uint8_t* p) {
+    return reinterpret_cast<Shorts::Vector>(
+        _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
 }
 inline void StoreWhole(std::int32_t* p, Floats v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_cvttps_epi32(v.raw));

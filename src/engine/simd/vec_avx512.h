@@ -15,6 +15,14 @@ inline Floats Max(Floats a, Floats b) {
 inline Floats Min(Floats a, Floats b) {
     return _mm512_min_ps(b.raw, a.raw);
 }
+inline Shorts Max(Shorts a, Shorts b) {
+    return reinterpret_cast<Shorts::Vector>(
+        _mm512_max_epi16(reinterpret_cast<__m512i>(a.raw), reinterpret_cast<__m512i>(b.raw)));
+}
+inline Shorts Min(Shorts a, Shorts b) {
+    return reinterpret_cast<Shorts::Vector>(
+        _mm512_min_epi16(reinterpret_cast<__m512i>(a.raw), reinterpret_cast<__m512i>(b.raw)));
+}
 inline DoubleMask Less(Doubles a, Doubles b) {
     return {_mm512_cmp_pd_mask(a.raw, b.raw, _CMP_LT_OQ)};
 }
@@ -29,6 +37,12 @@ inline FloatMask Less(Floats a, Floats b) {
 }
 inline FloatMask LessEqual(Floats a, Floats b) {
     return {_mm512_cmp_ps_mask(a.raw, b.raw, _CMP_LE_OQ)};
+}
+inline ShortMask Less(Shorts a, Shorts b) {
+    return {_mm512_cmplt_epi16_mask(reinterpret_cast<__m512i>(a.raw), reinterpret_cast<__m512i>(b.raw))};
+}
+inline ShortMask LessEqual(Shorts a, Shorts b) {
+    return {_mm512_cmple_epi16_mask(reinterpret_cast<__m512i>(a.raw), reinterpret_cast<__m512i>(b.raw))};
 }
 template <class Number>
 inline Mask<Number> And(Mask<Number> a, Mask<Number> b) {
@@ -51,6 +65,13 @@ inline Doubles Select(DoubleMask m, Doubles a, Doubles b) {
 }
 inline Floats Select(FloatMask m, Floats a, Floats b) {
     return _mm512_mask_blend_ps(m.raw, b.raw, a.raw);
+}
+// v in the lanes of the mask, 0 in the others.
+inline Floats Only(FloatMask m, Floats v) {
+    return _mm512_maskz_mov_ps(m.raw, v.raw);
+}
+inline Shorts Only(ShortMask m, Shorts v) {
+    return reinterpret_cast<Shorts::Vector>(_mm512_maskz_mov_epi16(m.raw, reinterpret_cast<__m512i>(v.raw)));
 }
 template <class Number>
 inline unsigned Bits(Mask<Number> m) {
@@ -95,6 +116,10 @@ inline Floats LoadFloats(const std::uint8_t* p) {
 }
 inline Floats LoadFloats(const std::uint16_t* p) {
     return _mm512_cvtepi32_ps(_mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))));
+}
+inline Shorts LoadShorts(const std::uint8_t* p) {
+    return reinterpret_cast<Shorts::Vector>(
+        _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))));
 }
 inline void StoreWhole(std::int32_t* p, Floats v) {
     _mm512_storeu_si512(p, _mm512_cvttps_epi32(v.raw));

@@ -15,6 +15,12 @@ inline Floats Max(Floats a, Floats b) {
 inline Floats Min(Floats a, Floats b) {
     return _mm_min_ps(b.raw, a.raw);
 }
+inline Shorts Max(Shorts a, Shorts b) {
+    return a.raw > b.raw ? a.raw : b.raw;
+}
+inline Shorts Min(Shorts a, Shorts b) {
+    return a.raw < b.raw ? a.raw : b.raw;
+}
 inline DoubleMask Less(Doubles a, Doubles b) {
     return {_mm_cmplt_pd(a.raw, b.raw)};
 }
@@ -29,6 +35,12 @@ inline FloatMask Less(Floats a, Floats b) {
 }
 inline FloatMask LessEqual(Floats a, Floats b) {
     return {_mm_cmple_ps(a.raw, b.raw)};
+}
+inline ShortMask Less(Shorts a, Shorts b) {
+    return {a.raw < b.raw};
+}
+inline ShortMask LessEqual(Shorts a, Shorts b) {
+    return {a.raw <= b.raw};
 }
 inline DoubleMask And(DoubleMask a, DoubleMask b) {
     return {_mm_and_pd(a.raw, b.raw)};
@@ -54,17 +66,34 @@ inline FloatMask AndNot(FloatMask a, FloatMask b) {
 inline FloatMask Not(FloatMask m) {
     return {_mm_xor_ps(m.raw, _mm_castsi128_ps(_mm_set1_epi32(-1)))};
 }
+inline ShortMask And(ShortMask a, ShortMask b) {
+    return {a.raw & b.raw};
+}
+inline ShortMask AndNot(ShortMask a, ShortMask b) {
+    return {a.raw & ~b.raw};
+}
 inline Doubles Select(DoubleMask m, Doubles a, Doubles b) {
     return _mm_or_pd(_mm_and_pd(m.raw, a.raw), _mm_andnot_pd(m.raw, b.raw));
 }
 inline Floats Select(FloatMask m, Floats a, Floats b) {
     return _mm_or_ps(_mm_and_ps(m.raw, a.raw), _mm_andnot_ps(m.raw, b.raw));
 }
+// v in the lanes of the mask, 0 in the others.
+inline Floats Only(FloatMask m, Floats v) {
+    return _mm_and_ps(m.raw, v.raw);
+}
+inline Shorts Only(ShortMask m, Shorts v) {
+    return m.raw & v.raw;
+}
 inline unsigned Bits(DoubleMask m) {
     return static_cast<unsigned>(_mm_movemask_pd(m.raw));
 }
 inline unsigned Bits(FloatMask m) {
     return static_cast<unsigned>(_mm_movemask_ps(m.raw));
+}
+inline unsigned Bits(ShortMask m) {
+    const __m128i raw = reinterpret_cast<__m128i>(m.raw);
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(raw, _mm_setzero_si128())));
 }
 inline void StorePacked(double* p, DoubleMask m, Doubles v) {
     _mm_storeu_pd(p, Bits(m) == 2 ? _mm_unpackhi_pd(v.raw, v.raw) : v.raw);
@@ -111,6 +140,10 @@ inline Floats LoadFloats(const std::uint8_t* p) {
 inline Floats LoadFloats(const std::uint16_t* p) {
     const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
     return _mm_cvtepi32_ps(_mm_unpacklo_epi16(four, _mm_setzero_si128()));
+}
+inline Shorts LoadShorts(const std::uint8_t* p) {
+    const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+    return reinterpret_cast<Shorts::Vector>(_mm_unpacklo_epi8(eight, _mm_setzero_si128()));
 }
 inline void StoreWhole(std::int32_t* p, Floats v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_cvttps_epi32(v.raw));

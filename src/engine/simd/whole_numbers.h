@@ -4,9 +4,12 @@
 
 namespace keying::FROND_VARIANT {
 
-// Pixels that such a pass handles at a time. Their sums in the lanes of four floats or more are exact.
+// Pixels that such a pass handles at a time.
 constexpr int kBlock = 256;
-static_assert(kBlock / 4 * 65535 < 1 << 24);
+
+// Vectors of samples that can be added: the sums of their lanes are exact.
+constexpr int kMostAdded = 128;
+static_assert(kMostAdded * 255 < 1 << 15 && kMostAdded * 65535 < 1 << 24);
 
 template <class Number>
 static inline Number Min(Number a, Number b) {
