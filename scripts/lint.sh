@@ -7,7 +7,8 @@
 #   lint.sh --format   format and includes alone; a second
 #
 # Prints what is wrong and ends with 1 when anything is. Takes the compile commands of the presets clang and win64, which
-# it configures and does not build. Tests and benchmarks are checked for warnings and names only.
+# it configures and does not build. Tests and benchmarks are checked for warnings and names only. A source without
+# findings is checked again when it, a header or the check itself has changed.
 set -eu
 cd "$(dirname "$0")/.."
 folders="src host images sample_plate frond gegl resources tests fuzz bench"
@@ -39,13 +40,30 @@ else
     find $folders -name '*.cpp' | sort >$work/sources
 fi
 
+# What every source's findings depend on. Remove build/lint when a library's headers have changed.
+mkdir -p $work/clean
+# shellcheck disable=SC2086
+common=$({ clang-tidy --version; cat scripts/lint.sh; find .clang-tidy $folders -name .clang-tidy -o -name '*.h' | sort | xargs cat; } | sha256sum)
+
+# Prints the sources of a list that have no mark for their content, with the names of these marks.
+without_mark() {
+    key=$({ echo "$common $*"; cat "$database/compile_commands.json"; } | sha256sum)
+    while read -r source; do
+        mark=$work/clean/$({ echo "$key $source"; cat "$source"; } | sha256sum | cut -c 1-32)
+        [ -e "$mark" ] || echo "$source $mark"
+    done
+}
+
 # check DATABASE LIST [OPTION...]: clang-tidy on those sources of the list that the database knows.
 check() {
     database=$1 list=$2
     shift 2
     sed -n "s#^ *\"file\": \"$PWD/\(.*\)\",*\$#\1#p" "$database/compile_commands.json" | sort -u >$work/known
-    sort -u "$list" | comm -12 - $work/known | xargs -r -P "$(nproc)" -n 2 clang-tidy --quiet "$@" -p "$database" 2>$work/log ||
-        { grep -vE '^[0-9]+ (warnings?|errors?) ' $work/log || true; failed=1; }
+    # shellcheck disable=SC2016
+    sort -u "$list" | comm -12 - $work/known | without_mark "$@" |
+        xargs -r -P "$(nproc)" -I LINE sh -c 'line=$1; shift; clang-tidy --quiet "$@" "${line% *}" && : >"${line#* }"' \
+            sh LINE "$@" -p "$database" \
+            2>$work/log || { grep -vE '^[0-9]+ (warnings?|errors?) ' $work/log || true; failed=1; }
 }
 
 cmake --preset clang -B $work/clang -DFROND_BUILD_FUZZERS=ON >$work/configure.log 2>&1 || {
