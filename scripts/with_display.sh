@@ -1,8 +1,9 @@
 #!/bin/sh
 # Runs a command with a virtual X server: with_display.sh COMMAND [ARGUMENT...]
+# Keys that programs send are not repeated, which a busy machine would do.
 set -eu
 number=$(mktemp)
-Xvfb -displayfd 3 -ac -screen 0 1280x1024x24 -nolisten tcp 3>"$number" >/dev/null 2>&1 &
+Xvfb -displayfd 3 -ac -screen 0 1280x1024x24 -nolisten tcp -r 3>"$number" >/dev/null 2>&1 &
 server=$!
 trap 'kill "$server" 2>/dev/null || true; rm -f "$number"' EXIT
 trap 'exit 130' INT TERM
