@@ -27,17 +27,17 @@ struct GridColumns {
 // Vectors may read this many weights past the last column.
 constexpr std::int32_t kColumnPadding = 16;
 
-// Calls visit(cell, from, to) for each cell of the grid under the n columns from x0 on. `cell` points at its
-// value; the next value is its right neighbour's, and the cells below are kGridSide further.
+// Calls visit(cell, from, to) for each cell of the grid under the n columns from x0 on. The index after
+// `cell` is its right neighbour's, and the cells below are kGridSide further.
 template <class Visit>
-static inline void ForCells(const GridColumns& columns, const double* table, const GridPlace& row,
-                            std::int32_t x0, int n, Visit visit) {
+static inline void ForCells(const GridColumns& columns, const GridPlace& row, std::int32_t x0, int n,
+                            Visit visit) {
     int cell = 0;
     while (columns.firstColumn[cell + 1] <= x0) ++cell;
     for (int from = 0; from < n; ++cell) {
         const int end = columns.firstColumn[cell + 1] - x0;
         const int to = end < n ? end : n;
-        visit(table + row.cell * kGridSide + cell, from, to);
+        visit(row.cell * kGridSide + cell, from, to);
         from = to;
     }
 }

@@ -200,7 +200,7 @@ static inline void Classify(const KeyRun& run, DoubleMask keyed, Doubles at, Pix
     if (Any(search) && !run.showSelect) {
         const DoubleMask whole = search & (StopsAtOnce(run, *p) | IsOpaqueByEstimate(run, *p));
         search = search & !whole;
-        DecideWhole(run, whole, p, &correct);
+        if (Any(whole)) DecideWhole(run, whole, p, &correct);
     }
     if (Any(search)) Pack(queue, search, at, *p);
     if (Any(opaque)) DecideOpaque(run, opaque, p, &correct);

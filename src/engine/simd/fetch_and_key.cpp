@@ -21,26 +21,24 @@
 namespace keying::FROND_VARIANT {
 namespace {
 
-// BackdropLevel along one row of one channel of the grid. A vector may run on into the columns of the next
-// cell, which writes them again.
-void FillChannel(const KeyRun& run, const double* table, GridPlace row, std::int32_t x0, int n,
-                 double* level) {
+// BackdropLevel along one row of the grid. A vector may run on into the columns of the next cell, which
+// writes them again.
+void FillBackdrop(const KeyRun& run, const GridPlace& row, std::int32_t x0, int from, int to, Span* span) {
     const double adjust = run.sAdjust, limit = kBackdropLimit * run.levelScale;
-    ForCells(run.columns, table, row, x0, n, [&](const double* c, int from, int to) {
-        const double c00 = c[0], c01 = c[1], c10 = c[kGridSide], c11 = c[kGridSide + 1];
-        for (int x = from; x < to; x += kDoubles) {
+    ForCells(run.columns, row, x0 + from, to - from, [&](int cell, int begin, int end) {
+        for (int x = from + begin; x < from + end; x += kDoubles) {
             const Doubles low = Load(run.columns.low + x0 + x), high = Load(run.columns.high + x0 + x);
-            const Doubles value =
-                c00 * low * row.low + c01 * high * row.low + c10 * low * row.high + c11 * high * row.high;
-            Store(level + x, Min(DivideBy<kAdjustUnit>(value * adjust), limit));
+            const auto fill = [&](const double* table, double* level) {
+                const double* c = table + cell;
+                const Doubles value = c[0] * low * row.low + c[1] * high * row.low +
+                                      c[kGridSide] * low * row.high + c[kGridSide + 1] * high * row.high;
+                Store(level + x, Min(DivideBy<kAdjustUnit>(value * adjust), limit));
+            };
+            fill(run.grid->gridR, span->bgR);
+            fill(run.grid->gridG, span->bgG);
+            fill(run.grid->gridB, span->bgB);
         }
     });
-}
-
-void FillBackdrop(const KeyRun& run, const GridPlace& row, std::int32_t x0, int from, int to, Span* span) {
-    FillChannel(run, run.grid->gridR, row, x0 + from, to - from, span->bgR + from);
-    FillChannel(run, run.grid->gridG, row, x0 + from, to - from, span->bgG + from);
-    FillChannel(run, run.grid->gridB, row, x0 + from, to - from, span->bgB + from);
 }
 
 Floats NarrowAt(const double* p) {
@@ -139,19 +137,17 @@ void ClassifySpan(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t 
 template <class Sample>
 void FindKinds(const KeyRun& run, const GroupRun& groups, const PlaneView<Sample>& row,
                const GridPlace& place, std::int32_t x0, int n, GroupKind* kinds) {
-    alignas(64) float bgR[kSpan + kFloats], bgG[kSpan + kFloats], bgB[kSpan + kFloats];
-    FillBackdropF32(run, run.grid->gridR, place, x0, n, bgR);
-    FillBackdropF32(run, run.grid->gridG, place, x0, n, bgG);
-    FillBackdropF32(run, run.grid->gridB, place, x0, n, bgB);
+    alignas(64) BackdropF32 backdrop;
+    FillBackdropF32(run, place, x0, n, &backdrop);
     for (int x = 0; x < n; x += kFloats) {
-        GroupKind* kind = kinds + x / kFloats;
+        GroupKind* kind = kinds++;
         *kind = kMixed;
         if (n - x < kFloats) break;
         const std::int32_t i = x0 + x;
         if (!All(LoadFloats(row.top.a + i) >= groups.maxSample)) continue;
         *kind = KindOf(groups, {LoadFloats(row.top.r + i), Max(LoadFloats(row.top.g + i), 1),
-                                Min(LoadFloats(row.top.b + i), groups.maxSample), Load(bgR + x),
-                                Load(bgG + x), Load(bgB + x)});
+                                Min(LoadFloats(row.top.b + i), groups.maxSample), Load(backdrop.r + x),
+                                Load(backdrop.g + x), Load(backdrop.b + x)});
     }
 }
 

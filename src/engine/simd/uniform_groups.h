@@ -104,19 +104,20 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     const Floats squares = Square(X) + Square(Y) + Square(Z);
     const Floats factor = run.maxSample - p.G + strong, limit = Square(run.shapeLimit * p.bgG);
     const Floats one = kMore * run.level;
-    const FloatMask bounded = (p.bgR > one) & (p.bgG > one) & (p.bgB > one) & (factor > 0);
-    const FloatMask coloured = (chroma > run.greyFrom) | (Max(strong, p.G) > p.bgG - p.bgR + run.clear);
-    const FloatMask asked = (distance > run.plainFrom) & coloured;
+    const FloatMask bounded = (Min(Min(p.bgR, p.bgG), p.bgB) > one) & (factor > 0);
+    const FloatMask away = distance > run.plainFrom;  // false for a backdrop that is no number
 
+    // What is coloured enough for the shape test is not grey.
     const Floats most = (squares * kMore + run.shapeError) * Square(factor) * 6;
-    const FloatMask inside = asked & bounded & (chroma > run.colouredAbove) & (most < limit * kLess);
+    const FloatMask inside = away & bounded & (chroma > run.colouredAbove) & (most < limit * kLess);
     if (All(inside)) return kBackdrop;
 
     const Floats least = (squares * kLess - run.shapeError) * Square(factor) * 4;
+    const FloatMask coloured = (chroma > run.greyFrom) | (Max(strong, p.G) > p.bgG - p.bgR + run.clear);
     const FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > limit * kMore));
     const FloatMask opaque = strong > run.opaqueLead + p.G;
     const FloatMask whole =
-        asked & outside & (opaque | (bounded & (StopsAtOnce(run, p) | IsOpaqueByEstimate(run, p))));
+        away & coloured & outside & (opaque | (bounded & (StopsAtOnce(run, p) | IsOpaqueByEstimate(run, p))));
     const FloatMask bright = p.R + p.G + p.B > run.brightFrom;
     const Floats spread = Square(p.R - p.B) + Square(p.G - p.B) + Square(p.G - p.R);
     const FloatMask leftAlone = (spread > Square(p.G * run.greySpread) * kMore) &
@@ -134,26 +135,41 @@ static inline GroupKind* KindsOfRow(const KeyRun& run, std::int32_t slot) {
 // Calls visit(from, to, kind) for each run of groups of one kind.
 template <class Visit>
 static inline void ForEachRun(const GroupKind* kinds, int n, Visit visit) {
-    for (int from = 0; from < n;) {
-        const GroupKind kind = kinds[from / kFloats];
-        int to = from + kFloats;
-        while (to < n && kinds[to / kFloats] == kind) to += kFloats;
-        visit(from, to < n ? to : n, kind);
+    const int groups = (n + kFloats - 1) / kFloats;
+    for (int from = 0; from < groups;) {
+        const GroupKind kind = kinds[from];
+        int to = from + 1;
+        while (to < groups && kinds[to] == kind) ++to;
+        visit(from * kFloats, to < groups ? to * kFloats : n, kind);
         from = to;
     }
 }
 
-// FillChannel in single precision.
-static inline void FillBackdropF32(const KeyRun& run, const double* table, const GridPlace& row,
-                                   std::int32_t x0, int n, float* level) {
+// The backdrop of a span in single precision.
+struct BackdropF32 {
+    float r[kSpan + kFloats], g[kSpan + kFloats], b[kSpan + kFloats];
+};
+
+static inline void FillBackdropF32(const KeyRun& run, const GridPlace& row, std::int32_t x0, int n,
+                                   BackdropF32* backdrop) {
     const double adjust = run.sAdjust / kAdjustUnit;
-    const float limit = static_cast<float>(kBackdropLimit * run.levelScale);
-    ForCells(run.columns, table, row, x0, n, [&](const double* c, int from, int to) {
-        const double left = (c[0] * row.low + c[kGridSide] * row.high) * adjust;
-        const double right = (c[1] * row.low + c[kGridSide + 1] * row.high) * adjust;
-        const Floats start = static_cast<float>(left), rise = static_cast<float>(right - left);
+    const Floats limit = static_cast<float>(kBackdropLimit * run.levelScale);
+    struct Line {
+        Floats start, rise;
+    };
+    ForCells(run.columns, row, x0, n, [&](int cell, int from, int to) {
+        const auto line = [&](const double* table) {
+            const double* c = table + cell;
+            const double left = (c[0] * row.low + c[kGridSide] * row.high) * adjust;
+            const double right = (c[1] * row.low + c[kGridSide + 1] * row.high) * adjust;
+            return Line{static_cast<float>(left), static_cast<float>(right - left)};
+        };
+        const Line r = line(run.grid->gridR), g = line(run.grid->gridG), b = line(run.grid->gridB);
         for (int x = from; x < to; x += kFloats) {
-            Store(level + x, Min(start + rise * Load(run.columns.share + x0 + x), limit));
+            const Floats share = Load(run.columns.share + x0 + x);
+            Store(backdrop->r + x, Min(r.start + r.rise * share, limit));
+            Store(backdrop->g + x, Min(g.start + g.rise * share, limit));
+            Store(backdrop->b + x, Min(b.start + b.rise * share, limit));
         }
     });
 }
