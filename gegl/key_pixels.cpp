@@ -158,8 +158,7 @@ void StoreBackground(KeyingPlanes& planes, std::int32_t first, std::int32_t rows
     }
 }
 
-bool KeyPhotograph(KeyingPlanes& planes, const keying::Settings& settings, bool hasBackground,
-                   bool photoChanged) {
+bool KeyPhotograph(KeyingPlanes& planes, const keying::Settings& settings, bool hasBackground) {
     keying::Planes p;
     p.width = planes.width;
     p.height = planes.height;
@@ -184,7 +183,7 @@ bool KeyPhotograph(KeyingPlanes& planes, const keying::Settings& settings, bool 
     p.outG = planes.out[1].data();
     p.outB = planes.out[2].data();
     p.outA = planes.out[3].data();
-    if (!planes.isMeasured || photoChanged || planes.isMeasuredBlue != settings.blueBackdrop) {
+    if (!planes.isMeasured || planes.isMeasuredBlue != settings.blueBackdrop) {
         keying::MeasureBackdrop(settings, p, &planes.backdrop);
         planes.isMeasured = true;
         planes.isMeasuredBlue = settings.blueBackdrop;

@@ -37,10 +37,9 @@ void Resize(KeyingPlanes& planes, std::int32_t width, std::int32_t height, std::
 bool StorePhotograph(KeyingPlanes& planes, std::int32_t first, std::int32_t rows, const void* pixels);
 void StoreBackground(KeyingPlanes& planes, std::int32_t first, std::int32_t rows, const void* pixels);
 
-// Keys the photograph, with the backdrop measured before unless the photograph or settings.blueBackdrop
-// changed. Without a background the settings have outputAlpha. Returns false when there is no memory.
-bool KeyPhotograph(KeyingPlanes& planes, const keying::Settings& settings, bool hasBackground,
-                   bool photoChanged);
+// Keys the photograph. Measures the backdrop unless it is measured for settings.blueBackdrop. Without a
+// background the settings have outputAlpha. Returns false when there is no memory.
+bool KeyPhotograph(KeyingPlanes& planes, const keying::Settings& settings, bool hasBackground);
 
 // Reads rows of the result: the photograph's foreground with its alpha, or set on the background, opaque.
 void LoadResult(const KeyingPlanes& planes, bool hasAlpha, std::int32_t first, std::int32_t rows,

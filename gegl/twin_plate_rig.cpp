@@ -8,8 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
 #include <new>
-#include <vector>
+#include <utility>
 
 #include "gegl/key_pixels.h"
 #include "shell/parameter_texts.h"
@@ -132,60 +133,82 @@ GeglRectangle InvalidatedByChange(GeglOperation* operation, const char*, const G
 // Rows are converted in groups, so that no second copy of the picture is needed.
 constexpr int kRowsAtOnce = 64;
 
-// Calls work(first row, rows, pixels) for groups of rows, on GEGL's threads.
+// Calls work(first row, rows, pixels) for groups of rows, on GEGL's threads. Throws std::bad_alloc, but not
+// on those threads.
 template <typename Work>
 void ForRows(GeglOperation* operation, const KeyingPlanes& planes, const Work& work) {
     struct Job {
         const KeyingPlanes& planes;
         const Work& work;
+        std::atomic<bool> hasMemory{true};
     } job{planes, work};
     const auto run = [](gsize offset, gsize size, gpointer data) {
-        const Job& shared = *static_cast<const Job*>(data);
-        std::vector<std::uint8_t> pixels(static_cast<std::size_t>(shared.planes.width) * 4 *
-                                         static_cast<std::size_t>(shared.planes.bits / 8) * kRowsAtOnce);
+        Job& shared = *static_cast<Job*>(data);
+        const std::size_t bytes = static_cast<std::size_t>(shared.planes.width) * 4 *
+                                  static_cast<std::size_t>(shared.planes.bits / 8) * kRowsAtOnce;
+        const std::unique_ptr<std::uint8_t[]> pixels(new (std::nothrow) std::uint8_t[bytes]);
+        if (pixels == nullptr) {
+            shared.hasMemory = false;
+            return;
+        }
         const int end = static_cast<int>(offset + size);
         for (int first = static_cast<int>(offset); first < end; first += kRowsAtOnce)
-            shared.work(first, std::min(kRowsAtOnce, end - first), pixels.data());
+            shared.work(first, std::min(kRowsAtOnce, end - first), pixels.get());
     };
     const double rowsWorthAThread = gegl_operation_get_pixels_per_thread(operation) / planes.width;
     gegl_parallel_distribute_range(static_cast<gsize>(planes.height), rowsWorthAThread, run, &job);
+    if (!job.hasMemory) throw std::bad_alloc();
 }
 
-bool KeyBuffers(GeglOperation* operation, GeglBuffer* input, GeglBuffer* aux, GeglBuffer* output,
-                const GeglRectangle& photo, const Babl* format) {
+// A rectangle in the coordinates of a level, which halves the picture `level` times; at least one pixel.
+GeglRectangle AtLevel(const GeglRectangle& box, int level) {
+    const int left = box.x >> level, top = box.y >> level;
+    return {left, top, std::max(1, ((box.x + box.width) >> level) - left),
+            std::max(1, ((box.y + box.height) >> level) - top)};
+}
+
+// Keys the photograph at a level. GEGL asks for levels above 0 only where it is set to approximate reduced
+// views; the inputs have no other level then.
+bool KeyBuffers(GeglOperation* operation, GeglBuffer* input, GeglBuffer* aux, GeglBuffer* output, int level,
+                const Babl* format) {
+    const GeglRectangle photo = AtLevel(PhotographOf(operation), level);
+    const double scale = 1.0 / (1 << level);
     const TwinPlateRig& rig = RigOf(operation);
     KeyingPlanes& planes = *rig.planes;
     Resize(planes, photo.width, photo.height, BitsOf(format));
     const auto rows = [&](int first, int count) {
         return GeglRectangle{photo.x, photo.y + first, photo.width, count};
     };
+    // A run that fails between here and the measurement leaves other rows than those measured.
+    const bool wasMeasured = std::exchange(planes.isMeasured, false);
     std::atomic<bool> changed{false};
     ForRows(operation, planes, [&](int first, int count, std::uint8_t* pixels) {
         const GeglRectangle part = rows(first, count);
-        gegl_buffer_get(input, &part, 1, format, pixels, GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
+        gegl_buffer_get(input, &part, scale, format, pixels, GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
         if (StorePhotograph(planes, first, count, pixels)) changed = true;
         if (aux == nullptr) return;
-        gegl_buffer_get(aux, &part, 1, format, pixels, GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
+        gegl_buffer_get(aux, &part, scale, format, pixels, GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
         StoreBackground(planes, first, count, pixels);
     });
+    planes.isMeasured = wasMeasured && !changed;
     Settings settings = *rig.settings;
     settings.outputAlpha = settings.outputAlpha || aux == nullptr;
-    if (!KeyPhotograph(planes, settings, aux != nullptr, changed)) return false;
+    if (!KeyPhotograph(planes, settings, aux != nullptr)) return false;
     ForRows(operation, planes, [&](int first, int count, std::uint8_t* pixels) {
         const GeglRectangle part = rows(first, count);
         LoadResult(planes, settings.outputAlpha, first, count, pixels);
-        gegl_buffer_set(output, &part, 0, format, pixels, GEGL_AUTO_ROWSTRIDE);
+        gegl_buffer_set(output, &part, level, format, pixels, GEGL_AUTO_ROWSTRIDE);
     });
     return true;
 }
 
 gboolean ProcessBuffers(GeglOperation* operation, GeglBuffer* input, GeglBuffer* aux, GeglBuffer* output,
-                        const GeglRectangle*, gint) {
+                        const GeglRectangle*, gint level) {
     const GeglRectangle photo = PhotographOf(operation);
     if (input == nullptr || photo.width <= 0 || photo.height <= 0) return TRUE;
     try {
-        if (KeyBuffers(operation, input, aux, output, photo, gegl_operation_get_format(operation, "output")))
-            return TRUE;
+        const Babl* format = gegl_operation_get_format(operation, "output");
+        if (KeyBuffers(operation, input, aux, output, level, format)) return TRUE;
     } catch (const std::bad_alloc&) {
     }
     g_warning("marble:twin-plate-rig: not enough memory for %d x %d pixels", photo.width, photo.height);

@@ -2,7 +2,11 @@
 #include <gegl.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <random>
 #include <thread>
 #include <vector>
@@ -14,6 +18,9 @@ namespace {
 using namespace operation;
 using keying::Settings;
 using Pixels = std::vector<std::uint8_t>;
+
+// How many large allocations succeed before one fails. Negative: none fails.
+std::atomic<int> gLargeUntilFailure{-1};
 
 constexpr char kOperation[] = "marble:twin-plate-rig";
 
@@ -119,7 +126,7 @@ struct Graph {
             StoreBackground(planes, 0, box.height, pixels.data());
         }
         settings.outputAlpha = settings.outputAlpha || background == nullptr;
-        KeyPhotograph(planes, settings, background != nullptr, true);
+        KeyPhotograph(planes, settings, background != nullptr);
         LoadResult(planes, settings.outputAlpha, 0, box.height, pixels.data());
         return pixels;
     }
@@ -193,6 +200,22 @@ TEST(Gegl, GivesTheSamePixelsInPiecesAndAtScales) {
     g_object_unref(buffer);
 }
 
+// With this setting GEGL renders no more than a reduced view needs, and the inputs have no other level.
+TEST(Gegl, KeysReducedPhotographsWhereGeglRendersThem) {
+    const GeglRectangle box{0, 0, 300, 200}, half{0, 0, 150, 100};
+    Graph graph(box, 8, 5), expected(half, 8, 5);
+    GeglNode* source = gegl_node_get_producer(graph.rig, "input", nullptr);
+    GeglNode* inverse = gegl_node_new_child(graph.root, "operation", "gegl:invert-gamma", nullptr);
+    GeglNode* twice = gegl_node_new_child(graph.root, "operation", "gegl:invert-gamma", nullptr);
+    gegl_node_link_many(source, inverse, twice, graph.rig, nullptr);
+    Pixels pixels(150 * 100 * 4);
+    gegl_buffer_get(graph.photo, &half, 0.5, Format(8), pixels.data(), GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
+    gegl_buffer_set(expected.photo, &half, 0, Format(8), pixels.data(), GEGL_AUTO_ROWSTRIDE);
+    g_object_set(gegl_config(), "mipmap-rendering", TRUE, nullptr);
+    EXPECT_EQ(graph.Render(half, 0.5), expected.Expected({}));
+    g_object_set(gegl_config(), "mipmap-rendering", FALSE, nullptr);
+}
+
 // A photograph without an end passes unchanged, and an empty one gives an empty result.
 TEST(Gegl, TakesPicturesOfEverySize) {
     const GeglRectangle pixel{5, 5, 1, 1};
@@ -229,6 +252,29 @@ TEST(Gegl, GoesOnAfterACancelledRender) {
     EXPECT_EQ(graph.Render(box), graph.Expected(last));
 }
 
+// Each large allocation of a run fails in turn, with another photograph each time. The next run must not use
+// what was measured before. GEGL keeps what a failed run gave until a property changes.
+TEST(Gegl, GoesOnAfterARunWithoutMemory) {
+    const GeglRectangle box{0, 0, 90, 70};
+    Graph graph(box, 16, 10, box);
+    Settings settings;
+    Pixels ignored = graph.Render(box);
+    bool hasFailed = true;
+    for (int n = 0; hasFailed; ++n) {
+        Pixels photo = MakePhotograph(box, 16, 11);
+        if (n % 2 == 0)
+            std::transform(photo.begin(), photo.end(), photo.begin(), [](int s) { return s / 2; });
+        gegl_buffer_set(graph.photo, &box, 0, Format(16), photo.data(), GEGL_AUTO_ROWSTRIDE);
+        gLargeUntilFailure = n;
+        gegl_node_blit(graph.rig, 1, &box, Format(16), ignored.data(), GEGL_AUTO_ROWSTRIDE,
+                       GEGL_BLIT_DEFAULT);
+        hasFailed = gLargeUntilFailure.exchange(-1) < 0;
+        settings.removeBackdrop = 40 + n % 3;
+        graph.Set(settings);
+        ASSERT_EQ(graph.Render(box), graph.Expected(settings)) << "allocation " << n;
+    }
+}
+
 TEST(Gegl, RendersGraphsSideBySide) {
     const GeglRectangle box{0, 0, 200, 150};
     const auto run = [&](unsigned seed, bool* isRight) {
@@ -249,6 +295,23 @@ TEST(Gegl, RendersGraphsSideBySide) {
 }
 
 }  // namespace
+
+// The operation's allocations come here too.
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+    constexpr std::size_t kLarge = 4096;
+    const bool fails = bytes >= kLarge && gLargeUntilFailure >= 0 && gLargeUntilFailure-- == 0;
+    void* block = fails ? nullptr : std::malloc(bytes);
+    if (block == nullptr) throw std::bad_alloc();
+    return block;
+}
+
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    std::free(block);
+}
+
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
+    std::free(block);
+}
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
