@@ -104,10 +104,10 @@ void Key(benchmark::State& state) {
     operation::StorePhotograph(planes, 0, plate.box.height, plate.photo.data());
     operation::StoreBackground(planes, 0, plate.box.height, plate.background.data());
     keying::Settings settings;
-    operation::KeyPhotograph(planes, settings, true, true);
+    operation::KeyPhotograph(planes, settings, true);
     for (auto _ : state) {
         settings.restoreDark = settings.restoreDark == 0 ? 1 : 0;
-        if (!operation::KeyPhotograph(planes, settings, true, false)) state.SkipWithError("no memory");
+        if (!operation::KeyPhotograph(planes, settings, true)) state.SkipWithError("no memory");
     }
 }
 
