@@ -143,6 +143,11 @@ std::shared_ptr<FittedBackground> FitBackground(BackgroundSource& source, const 
     return fitted;
 }
 
+bool IsFailureOf(BackgroundSource& source, const std::string& line) {
+    const std::lock_guard<std::mutex> lock(source.mutex);
+    return line == source.failure;
+}
+
 void ReleaseBackgrounds(Backgrounds& backgrounds) {
     for (BackgroundSource& source : backgrounds) {
         const std::lock_guard<std::mutex> lock(source.mutex);

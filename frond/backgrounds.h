@@ -76,6 +76,9 @@ std::shared_ptr<FittedBackground> MakeFittedBackground(images::Picture picture, 
 // background cannot be read; the same text each time.
 std::shared_ptr<FittedBackground> FitBackground(BackgroundSource& source, const images::Picture& photo);
 
+// Whether the line is the text of that failure. On any thread.
+bool IsFailureOf(BackgroundSource& source, const std::string& line);
+
 // Frees the pictures: all photographs have been read.
 void ReleaseBackgrounds(Backgrounds& backgrounds);
 

@@ -221,7 +221,7 @@ ExitCode PrintFailure(BatchState& state, std::size_t i, std::string& line) {
     } catch (const std::bad_alloc&) {
         line = images::InputName(task.photo) + ": not enough memory";
     }
-    if (line == state.batch.backgrounds[task.background].failure) {
+    if (IsFailureOf(state.batch.backgrounds[task.background], line)) {
         PrintOnce(state.batch.report, line);
     } else if (item.failure != item.photo->failure || i == item.photo->first) {
         PrintMessage(state.batch.report, line);
@@ -285,7 +285,6 @@ BatchResult RunBatch(const Batch& batch) {
         ClearProgress(batch.report.bar);
         result.cause = failure.what();
         result.ending = DescribeEnding(failure, batch.tasks[reported], batch.report.counts);
-        result.isDiskFull = failure.endsBatch && failure.code != kInterrupted;
         if (result.code == kDone || failure.code == kInterrupted) result.code = failure.code;
     }
     return state.result;

@@ -44,11 +44,10 @@ struct BatchResult {
     std::vector<TaskOutcome> outcomes;  // of each task
     ParameterValues recorded;           // of the last task that was written
 
-    // Why an interrupt or a full disk ended the batch, with the number of results written; empty: neither
-    // did. `code` is then that of the first failure, or kInterrupted.
+    // Why an interrupt, a full disk or a failed report ended the batch, with the number of results written;
+    // empty: none did. `code` is then that of the first failure, or kInterrupted.
     std::string ending;
     std::string cause;  // the same without the number
-    bool isDiskFull = false;
 };
 
 // Makes the results of all tasks. A photograph is read once for its neighbouring tasks. Results, messages and

@@ -223,7 +223,7 @@ void KeyPhotographs(Watch& watch, Keying& keying, Pause& pause) {
             RequeuePhotograph(watch.folder, plan.tasks[i].photo.filename());
         if (outcome == TaskOutcome::kFailed && keying.code == kDone) keying.code = result.code;
     }
-    if (result.isDiskFull) {
+    if (!result.cause.empty()) {
         StartPause(pause, result.cause, keying);
     } else {
         pause.reason.clear();
