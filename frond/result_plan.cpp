@@ -227,6 +227,7 @@ void CreateResultFolders(const ResultRules& rules) {
             throw Failure(kBadOutput,
                           images::DisplayName(target->path) + ": is not a folder and cannot be created");
         }
+        images::RemoveAbandonedParts(target->path);
     }
 }
 

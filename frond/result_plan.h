@@ -76,7 +76,8 @@ struct ResultPlan {
 ResultPlan PlanResults(const std::vector<std::filesystem::path>& photos, const Backgrounds& backgrounds,
                        ResultRules& rules);
 
-// Creates the folders of the targets. Throws Failure kBadOutput.
+// Creates the folders of the targets, and deletes in them what killed runs have left. Throws Failure
+// kBadOutput.
 void CreateResultFolders(const ResultRules& rules);
 
 }  // namespace frond

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <random>
@@ -106,12 +107,14 @@ std::string ErrorText(int error) {
     return std::generic_category().message(error);
 }
 
+constexpr char kPartExtension[] = ".frond-part";
+
 // A random name in the target's folder: machines that share the folder must not choose the same one.
 std::filesystem::path TemporaryName(const std::filesystem::path& target) {
     std::random_device random;
     std::string name = ".";
     for (int i = 0; i < 16; ++i) name += "0123456789abcdef"[random() % 16];
-    return target.parent_path() / (name + ".frond-part");
+    return target.parent_path() / (name + kPartExtension);
 }
 
 bool IsDiskFull(const std::error_code& code) {
@@ -205,6 +208,18 @@ void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, s
     TemporaryFile file(missing ? path : target);
     WriteChunks(file.stream, path, bytes, size, stop);
     file.Commit();
+}
+
+void RemoveAbandonedParts(const std::filesystem::path& folder) {
+    namespace fs = std::filesystem;
+    const fs::file_time_type yesterday = fs::file_time_type::clock::now() - std::chrono::hours(24);
+    std::error_code failure, ignored;
+    for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+        if (entry->path().extension() != kPartExtension) continue;
+        const fs::file_time_type written = entry->last_write_time(ignored);
+        if (!ignored && written < yesterday) fs::remove(entry->path(), ignored);
+    }
 }
 
 #ifdef _WIN32

@@ -29,6 +29,10 @@ struct DiskFull : PictureError {
 void WriteFileAtomically(const std::filesystem::path& path, const void* bytes, std::size_t size,
                          const std::atomic<bool>* stop = nullptr);
 
+// Deletes the *.frond-part files in the folder that were last written more than a day ago: other programs may
+// be writing newer ones, on machines with other clocks.
+void RemoveAbandonedParts(const std::filesystem::path& folder);
+
 // A file of lines that several processes may append to at once. It is created if needed. An open file is not
 // copied; the destructor closes it.
 class LineFile {

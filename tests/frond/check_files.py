@@ -176,7 +176,12 @@ def killed_batch(work):
     whole = contents(results)
     expect(sorted(whole) == [".frond-results", "a.tif", "b.tif"], *whole)
     before = (results / "a.tif").stat()
+    abandoned, current = (results / f".{digit * 16}.frond-part" for digit in "ab")
+    for part in abandoned, current:
+        part.touch()
+    os.utime(abandoned, (time.time() - 90000,) * 2)
     done = run(command)
+    expect(not abandoned.exists() and current.exists(), *results.iterdir())
     expect(done.returncode == 0 and not done.stdout, done.stdout)
     expect((results / "a.tif").stat().st_ino == before.st_ino, "a whole result was made again")
     files = contents(results)
