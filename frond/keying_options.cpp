@@ -7,6 +7,43 @@
 
 namespace frond {
 
+void AddFitOption(CLI::App& app, KeyingOptions& o) {
+    app.add_option("--fit", o.fit, "How to fit the background to the result's size")
+        ->check(CLI::IsMember({"cover", "stretch", "none"}));
+}
+
+void AddPictureOptions(CLI::App& app, KeyingOptions& o) {
+    app.option_defaults()->group("Pictures");
+    AddFitOption(app, o);
+    app.add_option("--depth", o.depth, "Bits per channel; default: the photograph's")
+        ->check(CLI::IsMember({8, 16}));
+    app.add_option("--lift", o.lift,
+                   "Raise the photograph's red, green and blue to at least this first; 3 helps where a "
+                   "backdrop has channels at 0")
+        ->check(CLI::Range(0, 255));
+    app.add_option("--selection", o.selection,
+                   "Grey picture of the photograph's size; black areas stay unchanged")
+        ->type_name("MASK");
+}
+
+void AddSettingsOptions(CLI::App& app, KeyingOptions& o) {
+    app.option_defaults()->group("Settings");
+    AddStartOption(app, o.start);
+    app.add_option("--action", o.action, "Read the parameters from this file; options override it")
+        ->type_name("FILE");
+}
+
+void AddModuleOptions(CLI::App& app, KeyingOptions& o) {
+    app.option_defaults()->group("Options");
+    app.add_option("--module", o.module, "The filter module; default: the one beside the program")
+        ->type_name("FILE");
+    const auto allowUntrusted = [&o] {
+        o.allowsUntrusted = true;
+        images::AllowUntrustedFormats();
+    };
+    app.add_flag_callback("--allow-untrusted", allowUntrusted, kUntrustedText);
+}
+
 void AddKeyingOptions(CLI::App& app, KeyingOptions& o) {
     app.option_defaults()->group("Pictures");
     app.add_option("--over", o.over,
@@ -38,32 +75,11 @@ void AddKeyingOptions(CLI::App& app, KeyingOptions& o) {
                    "Of JPEG files; 420 has colour at half the resolution; default 444")
         ->check(CLI::IsMember({"444", "420"}))
         ->each([&o](const std::string& text) { o.files.subsamples = text == "420"; });
-    app.add_option("--depth", o.depth, "Bits per channel; default: the photograph's")
-        ->check(CLI::IsMember({8, 16}));
-    app.option_defaults()->group("Pictures");
-    app.add_option("--lift", o.lift,
-                   "Raise the photograph's red, green and blue to at least this first; 3 helps where a "
-                   "backdrop has channels at 0")
-        ->check(CLI::Range(0, 255));
-    app.add_option("--fit", o.fit, "How to fit the background to the photograph")
-        ->check(CLI::IsMember({"cover", "stretch", "none"}));
-    app.add_option("--selection", o.selection,
-                   "Grey picture of the photograph's size; black areas stay unchanged")
-        ->type_name("MASK");
-    app.option_defaults()->group("Settings");
-    AddStartOption(app, o.start);
-    app.add_option("--action", o.action, "Read the parameters from this file; options override it")
-        ->type_name("FILE");
-    app.option_defaults()->group("Options");
-    app.add_option("--module", o.module, "The filter module; default: the one beside the program")
-        ->type_name("FILE");
+    AddPictureOptions(app, o);
+    AddSettingsOptions(app, o);
+    AddModuleOptions(app, o);
     app.add_option("--jobs", o.jobs, "How many photographs to read and write at once; default: the cores")
         ->check(CLI::Range(1, 256));
-    const auto allowUntrusted = [&o] {
-        o.allowsUntrusted = true;
-        images::AllowUntrustedFormats();
-    };
-    app.add_flag_callback("--allow-untrusted", allowUntrusted, kUntrustedText);
     app.add_flag("--check", o.check, "Check the filter's use of memory more closely, which takes time");
     app.add_option("--report", o.report, "Append a line in JSON to this file for each result")
         ->type_name("FILE");
@@ -74,6 +90,11 @@ void AddKeyingOptions(CLI::App& app, KeyingOptions& o) {
 void AddBackgrounds(Backgrounds& backgrounds, const KeyingOptions& options) {
     OpenBackgrounds(backgrounds, FindBackgrounds(options.over), FitNamed(options.fit),
                     ReadBaseSettings(options.start, options.action), options.parameters);
+}
+
+void AddBackground(Backgrounds& backgrounds, const KeyingOptions& options) {
+    AddBackgrounds(backgrounds, options);
+    if (backgrounds.size() > 1) throw Failure(kBadUsage, "several backgrounds; give one with --over");
 }
 
 ResultRules MakeRules(const KeyingOptions& options, const Backgrounds& backgrounds, bool isForSeveral) {

@@ -27,8 +27,17 @@ struct KeyingOptions {
 // which must outlive it.
 void AddKeyingOptions(CLI::App& app, KeyingOptions& options);
 
+// Add some of them, for commands that have no others.
+void AddFitOption(CLI::App& app, KeyingOptions& options);
+void AddPictureOptions(CLI::App& app, KeyingOptions& options);   // --fit, --depth, --lift, --selection
+void AddSettingsOptions(CLI::App& app, KeyingOptions& options);  // --start, --action
+void AddModuleOptions(CLI::App& app, KeyingOptions& options);    // --module, --allow-untrusted
+
 // Finds the backgrounds and reads their settings, not their pictures. Throws Failure.
 void AddBackgrounds(Backgrounds& backgrounds, const KeyingOptions& options);
+
+// The same for a command with one background. Throws Failure kBadUsage for several.
+void AddBackground(Backgrounds& backgrounds, const KeyingOptions& options);
 
 // Where the results go, and which files they must not replace. Throws Failure kBadUsage.
 ResultRules MakeRules(const KeyingOptions& options, const Backgrounds& backgrounds, bool isForSeveral);

@@ -2,15 +2,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 
-#include "frond/backgrounds.h"
-#include "frond/command.h"
-#include "frond/keying.h"
 #include "frond/keying_options.h"
-#include "frond/progress_bar.h"
-#include "frond/session.h"
 #include "frond/sheet_cells.h"
 #include "frond/sheet_picture.h"
-#include "frond/starting_points.h"
 #include "frond/survey.h"
 #include "images/picture_file.h"
 #include "images/text.h"
@@ -22,39 +16,30 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Options {
-    std::string photo, over, out, crop, start, action, module, fit = "cover";
+    std::string photo, crop;
     std::vector<std::string> vary;
-    int depth = 0;  // 0: the photograph's
-    bool quiet = false;
-    ParameterValues parameters;
+    KeyingOptions keying;
 };
 
 Options gOptions;
-
-// Opens the background with the current settings.
-void OpenBackground(Backgrounds& backgrounds) {
-    std::vector<fs::path> paths;
-    if (!gOptions.over.empty()) paths = FindBackgrounds({gOptions.over});
-    if (paths.size() > 1)
-        throw Failure(kBadUsage, gOptions.over + ": is a folder; a sheet has one background");
-    const ParameterValues base = ReadBaseSettings(gOptions.start, gOptions.action);
-    OpenBackgrounds(backgrounds, paths, FitNamed(gOptions.fit), base, gOptions.parameters);
-}
 
 // Settings replace those of a starting point. With all of them given, every starting point would look the
 // same.
 void RequireVariedStartToCount(const ParameterValues& current) {
     const auto variesStart = [](const std::string& text) { return text.rfind("start=", 0) == 0; };
     if (std::none_of(gOptions.vary.begin(), gOptions.vary.end(), variesStart)) return;
-    if (current != gOptions.parameters)
+    if (current != gOptions.keying.parameters)
         throw Failure(
             kBadUsage,
             "--vary start=... needs a command without --start, --action and an action of the background");
 }
 
 void RequireOutNoInput(const fs::path& out) {
+    const KeyingOptions& keying = gOptions.keying;
+    std::vector<std::string> inputs = keying.over;
+    inputs.insert(inputs.end(), {gOptions.photo, keying.selection, keying.action});
     std::error_code ignored;
-    for (const std::string& input : {gOptions.photo, gOptions.over, gOptions.action}) {
+    for (const std::string& input : inputs) {
         if (!input.empty() && fs::equivalent(out, PathFromUtf8(input), ignored))
             throw Failure(kBadUsage, images::DisplayName(out) + ": is an input and would be overwritten");
     }
@@ -75,7 +60,15 @@ images::Picture PlanesOf(const ReadPhotograph& photo) {
     return picture;
 }
 
-Area ChooseCrop(const ReadPhotograph& photo, const ParameterValues& current) {
+// What is not selected stays unchanged.
+void KeepUnselected(Survey& survey, const Selection& selection) {
+    for (std::size_t i = 0; selection.width > 0 && i < survey.alpha.size(); ++i) {
+        const std::size_t x = i % survey.width * survey.step, y = i / survey.width * survey.step;
+        if (selection.values[y * selection.width + x] == 0) survey.alpha[i] = 255;
+    }
+}
+
+Area ChooseCrop(const ReadPhotograph& photo, const ParameterValues& current, const Selection& selection) {
     const int width = photo.header.width, height = photo.header.height;
     CropRequest crop = gOptions.crop.empty() ? CropRequest{} : ParseCrop(gOptions.crop);
     if (crop.hasPlace) {
@@ -89,10 +82,11 @@ Area ChooseCrop(const ReadPhotograph& photo, const ParameterValues& current) {
     }
     crop.width = std::min(crop.width, width);
     crop.height = std::min(crop.height, height);
-    const std::optional<Area> softest =
-        FindSoftestArea(SurveyPhotograph(PlanesOf(photo), current), width, height, crop);
+    Survey survey = SurveyPhotograph(PlanesOf(photo), current);
+    KeepUnselected(survey, selection);
+    const std::optional<Area> softest = FindSoftestArea(survey, width, height, crop);
     if (softest) return *softest;
-    if (!gOptions.quiet)
+    if (!gOptions.keying.quiet)
         PrintError(gOptions.photo + ": has no soft edges with these settings; the crop is its middle");
     return {(width - crop.width) / 2, (height - crop.height) / 2, crop.width, crop.height};
 }
@@ -116,9 +110,10 @@ SheetContent DescribeSheet(const SheetCells& cells, const Area& crop, const Para
 
 ExitCode RunSheet() {
     InstallInterruptHandlers();
-    const fs::path out = PathFromUtf8(gOptions.out);
+    const KeyingOptions& keying = gOptions.keying;
+    const fs::path out = PathFromUtf8(keying.out);
     Backgrounds backgrounds;
-    OpenBackground(backgrounds);
+    AddBackground(backgrounds, keying);
     BackgroundSource& source = backgrounds[0];
     const ParameterValues current = source.parameters;
     RequireVariedStartToCount(current);
@@ -126,23 +121,25 @@ ExitCode RunSheet() {
     if (!gOptions.crop.empty()) ParseCrop(gOptions.crop);
     RequireWritablePath(out);
     RequireOutNoInput(out);
-    const fs::path module = FindModule(PathFromUtf8(gOptions.module));
+    const fs::path module = FindModule(PathFromUtf8(keying.module));
     ReadSingleBackground(backgrounds);
 
-    KeySettings settings;
-    settings.depth = gOptions.depth;
+    const KeySettings settings = ReadSettings(keying);
     SetValue(source.parameters, "FlagOutputAlpha", NeedsBackground(cells) ? 0 : 1);
     ReadPhotograph photo = ReadForKeying(settings, source, PathFromUtf8(gOptions.photo));
+    for (const Warning& warning : photo.warnings) {
+        if (!keying.quiet) PrintError(warning.text);
+    }
     const std::shared_ptr<FittedBackground> background =
         photo.lower != nullptr ? photo.lower : FitBackground(source, photo.header);
     ReleaseBackgrounds(backgrounds);
-    const Area crop = ChooseCrop(photo, current);
+    const Area crop = ChooseCrop(photo, current, settings.selection);
     Sheet sheet = MakeSheet(DescribeSheet(cells, crop, current), photo.header.depth);
     sheet.picture.profile = photo.header.profile;
 
-    ProgressBar bar(gOptions.quiet);
+    ProgressBar bar(keying.quiet);
     Session session;
-    StartSession(session, module, MakeHostOptions({}, bar));
+    StartSession(session, module, MakeHostOptions(keying, bar));
     for (std::size_t i = 0; i < cells.cells.size(); ++i) {
         StartProgress(bar, std::to_string(i + 1) + " of " + std::to_string(cells.cells.size()));
         KeyedPhotograph keyed =
@@ -169,14 +166,15 @@ constexpr char kFooter[] =
 Command AddSheetCommand(CLI::App& app) {
     CLI::App* sheet =
         app.add_subcommand("sheet", "Make a contact sheet of a photograph keyed with varied settings");
-    Options& o = gOptions;
-    sheet->add_option("PHOTO", o.photo, "The photograph")->required();
+    KeyingOptions& o = gOptions.keying;
+    sheet->add_option("PHOTO", gOptions.photo, "The photograph")->required();
     sheet->option_defaults()->group("Pictures");
-    sheet->add_option("--over", o.over, "The new background")->type_name("BACKGROUND");
-    sheet->add_option("--fit", o.fit, "How to fit the background to the photograph")
-        ->check(CLI::IsMember({"cover", "stretch", "none"}));
+    sheet->add_option("--over", o.over, "The new background")->type_name("BACKGROUND")->expected(1);
+    AddPictureOptions(*sheet, o);
     sheet->option_defaults()->group("Sheet");
-    sheet->add_option("--vary", o.vary, "The values of a parameter: in columns; if given again, in rows")
+    sheet
+        ->add_option("--vary", gOptions.vary,
+                     "The values of a parameter: in columns; if given again, in rows")
         ->type_name("NAME=VALUE,...")
         ->required()
         ->allow_extra_args(false);
@@ -184,20 +182,12 @@ Command AddSheetCommand(CLI::App& app) {
         ->required()
         ->type_name("OUT");
     sheet
-        ->add_option("--crop", o.crop,
+        ->add_option("--crop", gOptions.crop,
                      "What a cell shows: WIDTHxHEIGHT+LEFT+TOP, or WIDTHxHEIGHT where the matte is softest; "
                      "default: 480x480")
         ->type_name("AREA");
-    sheet->add_option("--depth", o.depth, "Bits per channel; default: the photograph's")
-        ->check(CLI::IsMember({8, 16}));
-    sheet->option_defaults()->group("Settings");
-    AddStartOption(*sheet, o.start);
-    sheet->add_option("--action", o.action, "Read the parameters from this file; options override it")
-        ->type_name("FILE");
-    sheet->option_defaults()->group("Options");
-    sheet->add_option("--module", o.module, "The filter module; default: the one beside the program")
-        ->type_name("FILE");
-    sheet->add_flag_callback("--allow-untrusted", images::AllowUntrustedFormats, kUntrustedText);
+    AddSettingsOptions(*sheet, o);
+    AddModuleOptions(*sheet, o);
     sheet->add_flag("--quiet", o.quiet, "Show no progress bar and no warnings");
     AddParameterOptions(*sheet, o.parameters);
     sheet->footer(kFooter);

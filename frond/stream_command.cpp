@@ -3,13 +3,10 @@
 #include <chrono>
 #include <cstdio>
 
-#include "frond/backgrounds.h"
-#include "frond/command.h"
 #include "frond/engine_settings.h"
 #include "frond/frame_stream.h"
+#include "frond/keying_options.h"
 #include "frond/pipeline.h"
-#include "frond/progress_bar.h"
-#include "frond/starting_points.h"
 
 namespace frond {
 
@@ -18,10 +15,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Options {
-    std::string size, over, overStream, fit = "cover", start, action, analyse = "first";
-    int jobs = 0;  // 0: not given
-    bool quiet = false, verbose = false;
-    ParameterValues parameters;
+    std::string size, overStream, analyse = "first";
+    KeyingOptions keying;
 };
 
 Options gOptions;
@@ -51,14 +46,6 @@ std::int64_t ParseInterval(const std::string& text) {
     return frames;
 }
 
-// The still background and the parameters, which include the background's own.
-void OpenBackground(Backgrounds& backgrounds) {
-    std::vector<std::filesystem::path> paths;
-    if (!gOptions.over.empty()) paths.push_back(PathFromUtf8(gOptions.over));
-    OpenBackgrounds(backgrounds, paths, FitNamed(gOptions.fit),
-                    ReadBaseSettings(gOptions.start, gOptions.action), gOptions.parameters);
-}
-
 // The background's planes at the frames' size; black ones without a background.
 std::vector<std::uint8_t> ReadBackground(BackgroundSource& source, int width, int height) {
     images::Picture frame;
@@ -75,19 +62,27 @@ std::vector<std::uint8_t> ReadBackground(BackgroundSource& source, int width, in
 
 // A worker more than cores, since one of them may wait for the pipes.
 int WorkerCount() {
-    return gOptions.jobs > 0 ? gOptions.jobs : AvailableCores() + 1;
+    return gOptions.keying.jobs > 0 ? gOptions.keying.jobs : AvailableCores() + 1;
+}
+
+void RequireOtherInputs() {
+    const KeyingOptions& keying = gOptions.keying;
+    for (const std::string& input :
+         {keying.over.empty() ? "" : keying.over[0], gOptions.overStream, keying.action}) {
+        if (input == "-") throw Failure(kBadUsage, "standard input has the frames; name a file");
+    }
 }
 
 void RequireBackground(const keying::Settings& settings) {
-    if (!gOptions.over.empty() && !gOptions.overStream.empty())
+    if (!gOptions.keying.over.empty() && !gOptions.overStream.empty())
         throw Failure(kBadUsage, "give --over or --over-stream, not both");
-    if (gOptions.over.empty() && gOptions.overStream.empty() && !settings.outputAlpha)
+    if (gOptions.keying.over.empty() && gOptions.overStream.empty() && !settings.outputAlpha)
         throw Failure(kBadUsage,
                       "no background; give one with --over or --over-stream, or use --transparent");
 }
 
 struct Progress {
-    ProgressBar bar{gOptions.quiet};
+    ProgressBar bar{gOptions.keying.quiet};
     Clock::time_point start = Clock::now(), lastShown = start;
     std::int64_t frames = 0;
 };
@@ -111,7 +106,7 @@ void ShowFrames(Progress& progress, std::int64_t frames) {
 
 void EndProgress(Progress& progress) {
     ClearProgress(progress.bar);
-    if (gOptions.verbose) std::fprintf(stderr, "%s\n", RateText(progress).c_str());
+    if (gOptions.keying.verbose) std::fprintf(stderr, "%s\n", RateText(progress).c_str());
 }
 
 ExitCode RunStream() {
@@ -119,11 +114,12 @@ ExitCode RunStream() {
     FrameStream stream;
     ParseSize(gOptions.size, stream);
     stream.interval = ParseInterval(gOptions.analyse);
+    RequireOtherInputs();
     Backgrounds backgrounds;
-    OpenBackground(backgrounds);
+    AddBackground(backgrounds, gOptions.keying);
     stream.settings = ToEngineSettings(backgrounds[0].parameters);
     RequireBackground(stream.settings);
-    if (stream.settings.showMatte && stream.settings.blendEdges && !gOptions.quiet)
+    if (stream.settings.showMatte && stream.settings.blendEdges && !gOptions.keying.quiet)
         PrintError("--show-matte needs --no-blend; the frames are written unchanged");
     RequireMemoryForFrames(stream.width, stream.height, WorkerCount());
     stream.input = StandardInput();
@@ -158,26 +154,26 @@ constexpr char kFooter[] =
 
 Command AddStreamCommand(CLI::App& app) {
     CLI::App* stream = app.add_subcommand("stream", "Key raw video frames from standard input");
-    Options& o = gOptions;
-    stream->add_option("--size", o.size, "WIDTHxHEIGHT of the frames in pixels")
+    KeyingOptions& o = gOptions.keying;
+    stream->add_option("--size", gOptions.size, "WIDTHxHEIGHT of the frames in pixels")
         ->type_name("SIZE")
         ->required();
-    stream->add_option("--over", o.over, "The new background, a picture")->type_name("BACKGROUND");
+    stream->add_option("--over", o.over, "The new background, a picture")
+        ->type_name("BACKGROUND")
+        ->expected(1);
     stream
-        ->add_option("--over-stream", o.overStream,
+        ->add_option("--over-stream", gOptions.overStream,
                      "The new background, raw frames like the input's; the last one stays")
         ->type_name("FILE");
-    stream->add_option("--fit", o.fit, "How to fit the picture to the frames")
-        ->check(CLI::IsMember({"cover", "stretch", "none"}));
+    AddFitOption(*stream, o);
     stream
-        ->add_option("--analyse", o.analyse,
+        ->add_option("--analyse", gOptions.analyse,
                      "Frames whose backdrop is measured: first, every, or each N-th; default: first")
         ->type_name("WHICH");
     stream->add_option("--jobs", o.jobs, "How many frames to key at once; default: one more than cores")
         ->check(CLI::Range(1, 256));
-    AddStartOption(*stream, o.start);
-    stream->add_option("--action", o.action, "Read the parameters from this file; options override it")
-        ->type_name("FILE");
+    AddSettingsOptions(*stream, o);
+    stream->option_defaults()->group("Options");
     stream->add_flag("--quiet", o.quiet, "Show no progress and no warnings");
     stream->add_flag("--verbose", o.verbose, "Print the number of frames and their rate at the end");
     AddParameterOptions(*stream, o.parameters);

@@ -200,9 +200,10 @@ TEST_F(FrondProgram, SheetShowsTheCropsOfResults) {
     for (const int depth : {8, 16}) {
         SCOPED_TRACE(depth);
         WritePlate(depth);
-        const ProgramRun run = Frond("sheet @" + Photo(depth) + " --over @" + Background(depth) +
-                                     " --vary remove-green=40,120 --vary blend=off,on --alter-green 90 "
-                                     "--crop 60x40+70+20 -o @sheet.tif");
+        const ProgramRun run =
+            Frond("sheet @" + Photo(depth) + " --over @" + Background(depth) +
+                  " --vary remove-green=40,120 --vary blend=off,on --alter-green 90 --lift 60 "
+                  "--crop 60x40+70+20 -o @sheet.tif");
         ASSERT_EQ(run.code, 0) << run.err;
         const Picture sheet = ReadPicture(folder / "sheet.tif");
         ASSERT_EQ(sheet.depth, depth);
@@ -210,7 +211,7 @@ TEST_F(FrondProgram, SheetShowsTheCropsOfResults) {
         int below = 0;  // the last crop's top
         for (const auto& [cell, settings] :
              {std::pair(0, "40 --no-blend"), {1, "120 --no-blend"}, {2, "40"}, {3, "120"}}) {
-            Key(depth, "-o @out.tif --alter-green 90 --remove-green " + std::string(settings));
+            Key(depth, "-o @out.tif --alter-green 90 --lift 60 --remove-green " + std::string(settings));
             const Picture out = ReadPicture(folder / "out.tif");
             const int left = kLeft + cell % 2 * kAcross;
             // The height of the texts depends on the font.
