@@ -202,13 +202,13 @@ TEST(Gegl, GivesTheSamePixelsInPiecesAndAtScales) {
 
 // With this setting GEGL renders no more than a reduced view needs, and the inputs have no other level.
 TEST(Gegl, KeysReducedPhotographsWhereGeglRendersThem) {
-    const GeglRectangle box{0, 0, 300, 200}, half{0, 0, 150, 100};
+    const GeglRectangle box{0, 0, 256, 128}, half{0, 0, 128, 64};  // whole tiles
     Graph graph(box, 8, 5), expected(half, 8, 5);
     GeglNode* source = gegl_node_get_producer(graph.rig, "input", nullptr);
     GeglNode* inverse = gegl_node_new_child(graph.root, "operation", "gegl:invert-gamma", nullptr);
     GeglNode* twice = gegl_node_new_child(graph.root, "operation", "gegl:invert-gamma", nullptr);
     gegl_node_link_many(source, inverse, twice, graph.rig, nullptr);
-    Pixels pixels(150 * 100 * 4);
+    Pixels pixels(128 * 64 * 4);
     gegl_buffer_get(graph.photo, &half, 0.5, Format(8), pixels.data(), GEGL_AUTO_ROWSTRIDE, GEGL_ABYSS_NONE);
     gegl_buffer_set(expected.photo, &half, 0, Format(8), pixels.data(), GEGL_AUTO_ROWSTRIDE);
     g_object_set(gegl_config(), "mipmap-rendering", TRUE, nullptr);
