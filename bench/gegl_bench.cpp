@@ -1,5 +1,5 @@
 // How soon a moved slider shows in a program that uses GEGL: the sample plate of 12 MP with a background. The
-// whole picture is keyed anew for every move.
+// whole picture is keyed for every move.
 //
 //   view     the picture at a quarter of its scale, as an editor shows it
 //   whole    every pixel
