@@ -12,7 +12,7 @@ Picture MakePicture(int width, int height, int depth, int colours, bool withAlph
     picture.width = width;
     picture.height = height;
     picture.depth = depth;
-    picture.colour.assign(static_cast<std::size_t>(colours), Plane(PixelCount(picture), 0));
+    for (int i = 0; i < colours; ++i) picture.colour.emplace_back(PixelCount(picture));
     if (withAlpha)
         picture.alpha.assign(PixelCount(picture), static_cast<std::uint16_t>(LargestSample(depth)));
     return picture;
