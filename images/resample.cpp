@@ -82,9 +82,8 @@ void ScaleRows(const std::uint16_t* from, std::size_t width, std::size_t rows,
                const std::vector<Taps>& across, FloatRows& turned, FloatRows& to) {
     for (std::size_t y = 0; y < rows; y += kLanes) {
         const std::size_t group = std::min(kLanes, rows - y);
-        for (std::size_t r = 0; r < group; ++r) {
-            const std::uint16_t* row = from + (y + r) * width;
-            for (std::size_t x = 0; x < width; ++x) turned[x][r] = row[x];
+        for (std::size_t x = 0; x < width; ++x) {
+            for (std::size_t r = 0; r < group; ++r) turned[x][r] = from[(y + r) * width + x];
         }
         for (std::size_t x = 0; x < across.size(); ++x) {
             float sums[kLanes];
