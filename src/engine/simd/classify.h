@@ -68,25 +68,30 @@ static inline DoubleMask IsBackdropByShapeExactly(const KeyRun& run, const Pixel
 // M - G + max(R, B), is less than sRemove M bgG k. The sum is between 2 and the root of 6 times the root of
 // Q = X² + Y² + Z². (Its square is 2 Q + 2 sums of products of two roots, and each such product is at least
 // the square that they share. The upper bound is the root mean square's.) Two comparisons of squares thus
-// decide all but a narrow band, for which the definition is computed. The margin of a millionth covers the
-// rounding of both variants where every backdrop channel is at least one level, sRemove at least 1 and the
-// factor positive: with ratios of seen to backdrop of 65536 at most, the scalar reference's own rounding
-// stays under a hundred-millionth of a level.
+// decide most pixels, and the sum itself all others but a narrow band, for which the definition is computed.
+// The margin of a millionth covers the rounding of both variants where every backdrop channel is at least one
+// level, sRemove at least 1 and the factor positive: with ratios of seen to backdrop of 65536 at most, the
+// scalar reference's own rounding stays under a hundred-millionth of a level.
 static inline DoubleMask IsBackdropByShape(const KeyRun& run, const Pixels& p, DoubleMask asked) {
     constexpr double kSlack = 1.000002;
     const Doubles k = run.levelScale;
     const Doubles X = p.R * p.bgG - p.bgR * p.G, Y = p.B * p.bgG - p.bgB * p.G, Z = p.B * p.bgR - p.bgB * p.R;
+    const Doubles XX = Square(X), YY = Square(Y), ZZ = Square(Z);
     const Doubles factor = run.maxSample - p.G + Max(p.R, p.B);
-    const Doubles seen = (Square(X) + Square(Y) + Square(Z)) * Square(factor);
-    const Doubles limit = Square(run.sRemove * run.maxSample * p.bgG * k);
+    const Doubles seen = (XX + YY + ZZ) * Square(factor);
+    const Doubles limit = run.sRemove * run.maxSample * p.bgG * k;
 
     DoubleMask bounded = (p.bgR >= k) & (p.bgG >= k) & (p.bgB >= k);
-    bounded = bounded & (factor > 0) & (Doubles(run.sRemove) >= 1);
-    const DoubleMask inside = bounded & (seen * (6 * kSlack) < limit);
-    const DoubleMask outside = bounded & (seen * 4 > limit * kSlack);
-    const DoubleMask undecided = asked & !inside & !outside;
-    if (!Any(undecided)) return asked & inside;
-    return (asked & inside) | (undecided & IsBackdropByShapeExactly(run, p));
+    bounded = asked & bounded & (factor > 0) & (Doubles(run.sRemove) >= 1);
+    const DoubleMask inside = bounded & (seen * (6 * kSlack) < Square(limit));
+    const DoubleMask outside = bounded & (seen * 4 > Square(limit) * kSlack);
+    if (!Any(asked & !inside & !outside)) return inside;
+
+    const Doubles sum = (Sqrt(XX + YY) + Sqrt(XX + ZZ) + Sqrt(YY + ZZ)) * factor;
+    const DoubleMask within = bounded & (sum * kSlack < limit), beyond = bounded & (sum > limit * kSlack);
+    const DoubleMask undecided = asked & !within & !beyond;
+    if (!Any(undecided)) return within;
+    return within | (undecided & IsBackdropByShapeExactly(run, p));
 }
 
 static inline void Paint(DoubleMask lanes, Doubles r, Doubles g, Doubles b, Pixels* p) {

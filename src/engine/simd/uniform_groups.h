@@ -32,6 +32,7 @@ struct GroupRun {
     Floats paleBelow;      // chroma squared below which it is not
     Floats shapeLimit;     // the limit of the shape test, for a backdrop key channel of 1
     Floats shapeError;     // what rounding can add to the test's sum of squares
+    Floats rootError;      // and to its sum of roots
     Floats opaqueLead;     // the lead of the stronger of red and third channel from which a pixel is opaque
     Floats clear;          // the margin of the comparisons that follow
     Floats dark;           // the level below which the search stops at once
@@ -59,6 +60,7 @@ static inline GroupRun GroupRunOf(const KeyRun& run) {
     groups.paleBelow = set(run.limits.colouredAbove * 0.9999);
     groups.shapeLimit = set(run.sRemove * most * k);
     groups.shapeError = set(200 * k * k * k * k);
+    groups.rootError = set(1.1 * k * k);
     groups.opaqueLead = set(kOpaqueLead * k);
     groups.clear = set(0.01 * k);
     groups.dark = set(kStopDark * k);
@@ -93,28 +95,43 @@ static inline FloatMask IsOpaqueByEstimate(const GroupRun& run, const GroupPixel
     return (Max(p.R, p.B) >= kEstimateWhite) & (level < kEstimateWhite - 1) & (level > -1e8f);
 }
 
-// The shape test by the bounds of IsBackdropByShape. X, Y and Z are off by a quarter of a level's square at
-// most, which a thousandth more or less of the sum of their squares covers, and shapeError.
+// Few groups need it. Inlined, it would keep KindOf from being inlined.
+__attribute__((noinline)) static Floats SumOfRoots(Floats XX, Floats YY, Floats ZZ) {
+    return Sqrt(XX + YY) + Sqrt(XX + ZZ) + Sqrt(YY + ZZ);
+}
+
+// The shape test as in IsBackdropByShape: by two bounds, and by the sum itself where they do not decide.
+//
+// X, Y and Z are each off by a quarter of a level's square at most. A thousandth more or less of the sum of
+// their squares covers that, with shapeError. Each of the three roots is off by 1.42 times as much at most,
+// which rootError covers.
 static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     constexpr float kMore = 1.001f, kLess = 0.999f;
     const Floats distance = Square(p.R - p.bgR) + Square(p.G - p.bgG) + Square(p.B - p.bgB);
     const Floats chroma = Square(p.R - p.G) + Square(p.G - p.B);
     const Floats strong = Max(p.R, p.B);
     const Floats X = p.R * p.bgG - p.bgR * p.G, Y = p.B * p.bgG - p.bgB * p.G, Z = p.B * p.bgR - p.bgB * p.R;
-    const Floats squares = Square(X) + Square(Y) + Square(Z);
-    const Floats factor = run.maxSample - p.G + strong, limit = Square(run.shapeLimit * p.bgG);
+    const Floats XX = Square(X), YY = Square(Y), ZZ = Square(Z), squares = XX + YY + ZZ;
+    const Floats factor = run.maxSample - p.G + strong, limit = run.shapeLimit * p.bgG;
     const Floats one = kMore * run.level;
     const FloatMask bounded = (Min(Min(p.bgR, p.bgG), p.bgB) > one) & (factor > 0);
     const FloatMask away = distance > run.plainFrom;  // false for a backdrop that is no number
 
     // What is coloured enough for the shape test is not grey.
+    const FloatMask asked = away & bounded & (chroma > run.colouredAbove);
     const Floats most = (squares * kMore + run.shapeError) * Square(factor) * 6;
-    const FloatMask inside = away & bounded & (chroma > run.colouredAbove) & (most < limit * kLess);
+    FloatMask inside = asked & (most < Square(limit) * kLess);
     if (All(inside)) return kBackdrop;
 
     const Floats least = (squares * kLess - run.shapeError) * Square(factor) * 4;
+    FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > Square(limit) * kMore));
+    if (!All(inside | outside)) {
+        const Floats sum = SumOfRoots(XX, YY, ZZ);
+        inside = inside | (asked & ((sum + run.rootError) * factor < limit * kLess));
+        if (All(inside)) return kBackdrop;
+        outside = outside | (bounded & ((sum - run.rootError) * factor > limit * kMore));
+    }
     const FloatMask coloured = (chroma > run.greyFrom) | (Max(strong, p.G) > p.bgG - p.bgR + run.clear);
-    const FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > limit * kMore));
     const FloatMask opaque = strong > run.opaqueLead + p.G;
     const FloatMask whole =
         away & coloured & outside & (opaque | (bounded & (StopsAtOnce(run, p) | IsOpaqueByEstimate(run, p))));

@@ -150,6 +150,10 @@ inline Doubles Sqrt(Doubles v) {
     for (int i = 0; i < kDoubles; ++i) v.raw[i] = __builtin_sqrt(v.raw[i]);
     return v;
 }
+inline Floats Sqrt(Floats v) {
+    for (int i = 0; i < kFloats; ++i) v.raw[i] = __builtin_sqrtf(v.raw[i]);
+    return v;
+}
 inline Doubles Abs(Doubles v) {
     using Integers = Raw<double>::Integers;
     return reinterpret_cast<Doubles::Vector>(reinterpret_cast<Integers>(v.raw) & INT64_MAX);
