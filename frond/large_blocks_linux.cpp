@@ -4,6 +4,7 @@
 // These operators replace those of the whole program and of its C++ libraries. All blocks come from malloc.
 #include <sys/mman.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
@@ -11,19 +12,20 @@ namespace {
 
 constexpr std::size_t kHugePage = std::size_t{1} << 21;  // bytes, on x86-64
 
-void* AllocateLarge(std::size_t size) {
-    void* block = nullptr;
-    if (posix_memalign(&block, kHugePage, size) != 0) return nullptr;
-    // What is left after the last whole huge page stays in small pages, so the block needs no more memory.
-    madvise(block, size / kHugePage * kHugePage, MADV_HUGEPAGE);
-    return block;
+// Blocks are not aligned to huge pages: a batch would leave gaps between them in the memory that it keeps.
+void AskForHugePages(void* block, std::size_t size) {
+    const auto from = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t first = (from + kHugePage - 1) / kHugePage * kHugePage;
+    const std::uintptr_t end = (from + size) / kHugePage * kHugePage;
+    if (first < end) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
 }
 
 }  // namespace
 
 void* operator new(std::size_t size) {
-    void* const block = size < kHugePage ? std::malloc(size == 0 ? 1 : size) : AllocateLarge(size);
+    void* const block = std::malloc(size == 0 ? 1 : size);
     if (block == nullptr) throw std::bad_alloc();
+    if (size >= kHugePage) AskForHugePages(block, size);
     return block;
 }
 

@@ -219,7 +219,7 @@ def measure_cores(options):
                                         f"--workers={','.join(map(str, workers))}"], options.rounds))
                 by_stage = {}
                 for key, value in times.items():
-                    by_stage.setdefault(key[0], {})["x" in key[4]] = value
+                    by_stage.setdefault(key[0], {})[" x" in key[4]] = value
                 copy = min(by_stage["copy"].values()) * 30 / 8
                 for stage in ("engine", "unblended"):
                     one, several = by_stage[stage][False], by_stage[stage].get(True, 0)
