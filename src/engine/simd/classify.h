@@ -76,9 +76,9 @@ static inline DoubleMask IsBackdropByShape(const KeyRun& run, const Pixels& p, D
     constexpr double kSlack = 1.000002;
     const Doubles k = run.levelScale;
     const Doubles X = p.R * p.bgG - p.bgR * p.G, Y = p.B * p.bgG - p.bgB * p.G, Z = p.B * p.bgR - p.bgB * p.R;
-    const Doubles XX = Square(X), YY = Square(Y), ZZ = Square(Z);
+    const Doubles xx = Square(X), yy = Square(Y), zz = Square(Z);
     const Doubles factor = run.maxSample - p.G + Max(p.R, p.B);
-    const Doubles seen = (XX + YY + ZZ) * Square(factor);
+    const Doubles seen = (xx + yy + zz) * Square(factor);
     const Doubles limit = run.sRemove * run.maxSample * p.bgG * k;
 
     DoubleMask bounded = (p.bgR >= k) & (p.bgG >= k) & (p.bgB >= k);
@@ -87,7 +87,7 @@ static inline DoubleMask IsBackdropByShape(const KeyRun& run, const Pixels& p, D
     const DoubleMask outside = bounded & (seen * 4 > Square(limit) * kSlack);
     if (!Any(asked & !inside & !outside)) return inside;
 
-    const Doubles sum = (Sqrt(XX + YY) + Sqrt(XX + ZZ) + Sqrt(YY + ZZ)) * factor;
+    const Doubles sum = (Sqrt(xx + yy) + Sqrt(xx + zz) + Sqrt(yy + zz)) * factor;
     const DoubleMask within = bounded & (sum * kSlack < limit), beyond = bounded & (sum > limit * kSlack);
     const DoubleMask undecided = asked & !within & !beyond;
     if (!Any(undecided)) return within;

@@ -96,8 +96,8 @@ static inline FloatMask IsOpaqueByEstimate(const GroupRun& run, const GroupPixel
 }
 
 // Few groups need it. Inlined, it would keep KindOf from being inlined.
-__attribute__((noinline)) static Floats SumOfRoots(Floats XX, Floats YY, Floats ZZ) {
-    return Sqrt(XX + YY) + Sqrt(XX + ZZ) + Sqrt(YY + ZZ);
+__attribute__((noinline)) static Floats SumOfRoots(Floats xx, Floats yy, Floats zz) {
+    return Sqrt(xx + yy) + Sqrt(xx + zz) + Sqrt(yy + zz);
 }
 
 // The shape test as in IsBackdropByShape: by two bounds, and by the sum itself where they do not decide.
@@ -111,7 +111,7 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     const Floats chroma = Square(p.R - p.G) + Square(p.G - p.B);
     const Floats strong = Max(p.R, p.B);
     const Floats X = p.R * p.bgG - p.bgR * p.G, Y = p.B * p.bgG - p.bgB * p.G, Z = p.B * p.bgR - p.bgB * p.R;
-    const Floats XX = Square(X), YY = Square(Y), ZZ = Square(Z), squares = XX + YY + ZZ;
+    const Floats xx = Square(X), yy = Square(Y), zz = Square(Z), squares = xx + yy + zz;
     const Floats factor = run.maxSample - p.G + strong, limit = run.shapeLimit * p.bgG;
     const Floats one = kMore * run.level;
     const FloatMask bounded = (Min(Min(p.bgR, p.bgG), p.bgB) > one) & (factor > 0);
@@ -126,7 +126,7 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
     const Floats least = (squares * kLess - run.shapeError) * Square(factor) * 4;
     FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > Square(limit) * kMore));
     if (!All(inside | outside)) {
-        const Floats sum = SumOfRoots(XX, YY, ZZ);
+        const Floats sum = SumOfRoots(xx, yy, zz);
         inside = inside | (asked & ((sum + run.rootError) * factor < limit * kLess));
         if (All(inside)) return kBackdrop;
         outside = outside | (bounded & ((sum - run.rootError) * factor > limit * kMore));
