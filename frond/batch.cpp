@@ -182,8 +182,9 @@ void Write(BatchState& state, std::size_t i) {
             WriteTo(rules.matte, rules.force, task, task.matte, item.matte, !task.out.empty());
     });
     item.seconds = std::chrono::duration<double>(Clock::now() - item.start).count();
-    item.out = {};
-    item.matte = {};
+    // {} would keep the memory until the batch's end.
+    item.out = std::vector<std::uint8_t>();
+    item.matte = std::vector<std::uint8_t>();
     if (item.failure == nullptr) {
         item.isSkipped = item.isSkipped || state.hasEnded;
         return;

@@ -30,7 +30,7 @@ FileSamples TakeFileSamples(images::Plane& plane, int depth) {
         samples.resize(plane.size() * 2);
         std::memcpy(samples.data(), plane.data(), samples.size());
     }
-    plane = {};
+    plane = images::Plane();  // {} would keep the memory
     return samples;
 }
 
@@ -43,7 +43,7 @@ host::Channel TakeChannel(images::Plane& plane, int depth) {
         for (std::size_t i = 0; i < plane.size(); ++i)
             Store16(channel.bytes, i, images::ToDocument16(plane[i]));
     }
-    plane = {};
+    plane = images::Plane();
     return channel;
 }
 

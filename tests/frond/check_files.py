@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""The files of frond when it cannot write, is interrupted or killed, and its results that are not regular files:
-check_files.py CASE FROND MODULE.
+"""The files of frond when it cannot write, is interrupted or killed, its results that are not regular files, and the
+memory of a batch: check_files.py CASE FROND MODULE.
 
 In every case the inputs do not change, and a result's name has its earlier content or the whole result. Exit code 77
 where the machine does not allow the case.
@@ -188,6 +188,25 @@ def killed_batch(work):
     expect(all(files[f"{name}.tif"] == whole["a.tif"] for name in "abcd"), "results differ")
     names = [json.loads(line)["result"][-5:] for line in report.read_text().splitlines()]
     expect(names[-2:] == ["c.tif", "d.tif"] and set(names[:-2]) <= {"a.tif", "b.tif"}, *names)
+
+
+def peak_memory(command):
+    """In kilobytes."""
+    process = subprocess.Popen(command)
+    _, status, usage = os.wait4(process.pid, 0)
+    expect(status == 0, status)
+    return usage.ru_maxrss
+
+
+def batch_memory(work):
+    """A batch does not keep its results, each of 720 KB without compression."""
+    photos = copies(work, *[f"{i}.png" for i in range(60)])
+    peaks = {}
+    for count in 10, 60:
+        out = work / f"out{count}"
+        out.mkdir()
+        peaks[count] = peak_memory([*key(work, out, photos[:count]), "--compression", "0", "--jobs", "1", "--quiet"])
+    expect(peaks[60] < peaks[10] + 12000, peaks)
 
 
 def two_at_once(work):
