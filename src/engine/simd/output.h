@@ -91,15 +91,27 @@ static inline void CopySamples(Sample* to, const Sample* from, int n) {
     std::memcpy(to, from, sizeof(Sample) * static_cast<unsigned>(n));
 }
 
-// The top layer's colours as they are fetched.
+// The samples of a group.
+template <class Sample>
+struct Group {
+    typedef Sample Vector __attribute__((vector_size(kFloats * sizeof(Sample))));
+};
+
+// The top layer's colours of whole groups as they are fetched.
 template <class Sample>
 static inline void CopyFetched(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i, int n) {
-    const Sample most = static_cast<Sample>(run.maxSample);
-    const Sample *const topG = row.top.g + i, *const topB = row.top.b + i;
-    Sample *const outG = row.out.g + i, *const outB = row.out.b + i;
+    using Vector = typename Group<Sample>::Vector;
+    const Vector most = static_cast<Sample>(run.maxSample) - Vector{};
     CopySamples(row.out.r + i, row.top.r + i, n);
-    for (int x = 0; x < n; ++x) outG[x] = topG[x] == 0 ? 1 : topG[x];
-    for (int x = 0; x < n; ++x) outB[x] = topB[x] > most ? most : topB[x];
+    for (const std::int32_t end = i + n; i < end; i += kFloats) {
+        Vector g, b;
+        std::memcpy(&g, row.top.g + i, sizeof g);
+        std::memcpy(&b, row.top.b + i, sizeof b);
+        g = g == 0 ? 1 - Vector{} : g;
+        b = b > most ? most : b;
+        std::memcpy(row.out.g + i, &g, sizeof g);
+        std::memcpy(row.out.b + i, &b, sizeof b);
+    }
 }
 
 // The direct writer's alpha plane over uniform groups.
@@ -112,18 +124,19 @@ static inline void WriteUniformAlpha(const PlaneView<Sample>& row, std::int32_t 
     }
 }
 
-// The direct writer over uniform groups, whose alpha is 0 or 1: the result is one of the layers unchanged.
+// The direct writer over a uniform group, whose alpha is 0 or 1: the result is one of the layers unchanged.
+// One group at a time is faster than a run of them, whose length the processor cannot foresee.
 template <class Sample>
-static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i, int n,
+static inline void WriteUniform(const KeyRun& run, const PlaneView<Sample>& row, std::int32_t i,
                                 GroupKind kind) {
     if (kind == kBackdrop) {
-        CopySamples(row.out.r + i, row.bottom.r + i, n);
-        CopySamples(row.out.g + i, row.bottom.g + i, n);
-        CopySamples(row.out.b + i, row.bottom.b + i, n);
+        CopySamples(row.out.r + i, row.bottom.r + i, kFloats);
+        CopySamples(row.out.g + i, row.bottom.g + i, kFloats);
+        CopySamples(row.out.b + i, row.bottom.b + i, kFloats);
     } else {
-        CopyFetched(run, row, i, n);
+        CopyFetched(run, row, i, kFloats);
     }
-    WriteUniformAlpha(row, i, n, kind);
+    WriteUniformAlpha(row, i, kFloats, kind);
 }
 
 // The same for the ring. A foreground whose alpha is 0 is not seen.

@@ -1,9 +1,10 @@
-// Uniform groups of neighbouring pixels, which single precision can decide: all backdrop by their shape, or
-// all opaque foreground. Most groups of a photograph before a backdrop are one or the other.
+// What single precision can decide of a group of neighbouring pixels. Most groups of a photograph before a
+// backdrop are uniform: all backdrop by their shape, or all opaque foreground. In the others, most pixels are
+// one or the other or need the search.
 //
-// Each test of the classification is made here with a margin for the rounding of floats. A group with a
-// single undecided pixel is mixed. Samples and the sums of two are exact. A backdrop channel, below 512
-// levels before its limit, is off by less than 0.0002 of a level.
+// Each test of the classification is made here with a margin for the rounding of floats. Samples and the sums
+// of two are exact. A backdrop channel, below 512 levels before its limit, is off by less than 0.0002 of a
+// level.
 #pragma once
 
 #include <cstdint>
@@ -19,8 +20,15 @@ namespace keying::FROND_VARIANT {
 constexpr int kSpan = 256;
 
 // One bit for each uniform kind: what groups have in common is the `and` of their kinds. kForeground is as it
-// was seen, kGreyish is opaque too and only has to be pulled towards grey.
-enum GroupKind : std::uint8_t { kMixed = 0, kBackdrop = 1, kForeground = 2, kGreyish = 4 };
+// was seen, kGreyish is opaque too and only has to be pulled towards grey. Each lane of a kSorted group has a
+// decision. Nothing is known of a kMixed group.
+enum GroupKind : std::uint8_t { kMixed = 0, kBackdrop = 1, kForeground = 2, kGreyish = 4, kSorted = 8 };
+
+// The decision of a lane: its alpha where it is like that of a uniform kind, or what has to follow.
+constexpr float kIsBackdrop = 0, kIsForeground = 1, kIsSearched = 2, kIsUndecided = 3;
+
+// Factors that cover the rounding of floats.
+constexpr float kMore = 1.001f, kLess = 0.999f;
 
 // What is the same for all groups of a run, in samples.
 struct GroupRun {
@@ -30,12 +38,15 @@ struct GroupRun {
     Floats greyFrom;       // chroma squared from which it is not grey
     Floats colouredAbove;  // chroma squared above which its shape is asked for
     Floats paleBelow;      // chroma squared below which it is not
+    Floats leastBackdrop;  // a backdrop channel that is at least one level is above it
     Floats shapeLimit;     // the limit of the shape test, for a backdrop key channel of 1
-    Floats shapeError;     // what rounding can add to the test's sum of squares
-    Floats rootError;      // and to its sum of roots
-    Floats opaqueLead;     // the lead of the stronger of red and third channel from which a pixel is opaque
-    Floats clear;          // the margin of the comparisons that follow
-    Floats dark;           // the level below which the search stops at once
+    Floats insideBelow;    // and of its two bounds
+    Floats outsideAbove;
+    Floats shapeError;  // what rounding can add to the test's sum of squares
+    Floats rootError;   // and to its sum of roots
+    Floats opaqueLead;  // the lead of the stronger of red and third channel from which a pixel is opaque
+    Floats clear;       // the margin of the comparisons that follow
+    Floats dark;        // the level below which the search stops at once
     Floats redLead, thirdLead;  // the leads of the key channel below which it does
     Floats gain;                // of the backdrop in the first estimates of alpha
     Floats greySpread;  // the spread from which the corrections leave it alone, for a key channel of 1
@@ -58,8 +69,11 @@ static inline GroupRun GroupRunOf(const KeyRun& run) {
     groups.greyFrom = set(run.limits.greyBelow * 1.0001);
     groups.colouredAbove = set(run.limits.colouredAbove * 1.0001);
     groups.paleBelow = set(run.limits.colouredAbove * 0.9999);
+    groups.leastBackdrop = set(kMore * k);
     groups.shapeLimit = set(run.sRemove * most * k);
-    groups.shapeError = set(200 * k * k * k * k);
+    groups.insideBelow = set(Square(run.sRemove * most * k) / 6 * kLess * kLess);
+    groups.outsideAbove = set(Square(run.sRemove * most * k) / 4 * kMore * kMore);
+    groups.shapeError = set(201 * k * k * k * k);
     groups.rootError = set(1.1 * k * k);
     groups.opaqueLead = set(kOpaqueLead * k);
     groups.clear = set(0.01 * k);
@@ -79,13 +93,18 @@ struct GroupPixels {
     Floats bgR, bgG, bgB;
 };
 
-// The alpha search's stop test at its first step, a = 1. Of the two leads of a blue backdrop the smaller
-// decides. Sums and halves of samples are exact.
-static inline FloatMask StopsAtOnce(const GroupRun& run, const GroupPixels& p) {
+// The alpha search's stop test at its first step, a = 1: the lanes that stop there for certain, and those
+// that do not. Of the two leads of a blue backdrop the smaller decides. Sums and halves of samples are exact.
+struct FirstStep {
+    FloatMask stops, goesOn;
+};
+
+static inline FirstStep TestFirstStep(const GroupRun& run, const GroupPixels& p) {
     const Floats R = Min(p.R, run.maxSample), G = Min(p.G, run.maxSample), B = p.B;
     const FloatMask blue = p.B > p.R, halfwayTest = run.blueLogic ? blue : p.B <= p.R;
-    return (Max(G, Max(R, B)) < run.dark) | (G - R < run.redLead - run.clear) |
-           (G - B < run.thirdLead - run.clear) | (halfwayTest & (G + G <= R + B));
+    const FloatMask exactly = (Max(G, Max(R, B)) < run.dark) | (halfwayTest & (G + G <= R + B));
+    const Floats lead = Min(G - R - run.redLead, G - B - run.thirdLead);
+    return {exactly | (lead < 0 - run.clear), (lead > run.clear) & !exactly};
 }
 
 // IsOpaqueByEstimate, with a margin of 1 for the level.
@@ -105,42 +124,51 @@ __attribute__((noinline)) static Floats SumOfRoots(Floats xx, Floats yy, Floats 
 // X, Y and Z are each off by a quarter of a level's square at most. A thousandth more or less of the sum of
 // their squares covers that, with shapeError. Each of the three roots is off by 1.42 times as much at most,
 // which rootError covers.
-static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p) {
-    constexpr float kMore = 1.001f, kLess = 0.999f;
+//
+// decisions: those of a kSorted group.
+static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p, float* decisions) {
     const Floats distance = Square(p.R - p.bgR) + Square(p.G - p.bgG) + Square(p.B - p.bgB);
     const Floats chroma = Square(p.R - p.G) + Square(p.G - p.B);
     const Floats strong = Max(p.R, p.B);
     const Floats X = p.R * p.bgG - p.bgR * p.G, Y = p.B * p.bgG - p.bgB * p.G, Z = p.B * p.bgR - p.bgB * p.R;
     const Floats xx = Square(X), yy = Square(Y), zz = Square(Z), squares = xx + yy + zz;
-    const Floats factor = run.maxSample - p.G + strong, limit = run.shapeLimit * p.bgG;
-    const Floats one = kMore * run.level;
-    const FloatMask bounded = (Min(Min(p.bgR, p.bgG), p.bgB) > one) & (factor > 0);
+    const Floats factor = run.maxSample - p.G + strong;
+    const FloatMask bounded = Min(Min(p.bgR, p.bgG), p.bgB) > run.leastBackdrop;
     const FloatMask away = distance > run.plainFrom;  // false for a backdrop that is no number
 
-    // What is coloured enough for the shape test is not grey.
+    // What is coloured enough for the shape test is not grey. Without a positive factor every pixel is
+    // inside.
     const FloatMask asked = away & bounded & (chroma > run.colouredAbove);
-    const Floats most = (squares * kMore + run.shapeError) * Square(factor) * 6;
-    FloatMask inside = asked & (most < Square(limit) * kLess);
+    FloatMask inside =
+        asked & ((squares + run.shapeError) * Square(factor) < Square(p.bgG) * run.insideBelow);
     if (All(inside)) return kBackdrop;
 
-    const Floats least = (squares * kLess - run.shapeError) * Square(factor) * 4;
-    FloatMask outside = (chroma < run.paleBelow) | (bounded & (least > Square(limit) * kMore));
+    const FloatMask tested = bounded & (factor > 0);
+    FloatMask outside =
+        (chroma < run.paleBelow) |
+        (tested & ((squares - run.shapeError) * Square(factor) > Square(p.bgG) * run.outsideAbove));
     if (!All(inside | outside)) {
-        const Floats sum = SumOfRoots(xx, yy, zz);
+        const Floats sum = SumOfRoots(xx, yy, zz), limit = run.shapeLimit * p.bgG;
         inside = inside | (asked & ((sum + run.rootError) * factor < limit * kLess));
         if (All(inside)) return kBackdrop;
-        outside = outside | (bounded & ((sum - run.rootError) * factor > limit * kMore));
+        outside = outside | (tested & ((sum - run.rootError) * factor > limit * kMore));
     }
     const FloatMask coloured = (chroma > run.greyFrom) | (Max(strong, p.G) > p.bgG - p.bgR + run.clear);
     const FloatMask opaque = strong > run.opaqueLead + p.G;
-    const FloatMask whole =
-        away & coloured & outside & (opaque | (bounded & (StopsAtOnce(run, p) | IsOpaqueByEstimate(run, p))));
+    const FloatMask seen = away & coloured & outside;  // some of the subject is
+    const FirstStep first = TestFirstStep(run, p);
+    const FloatMask whole = seen & (opaque | (bounded & (first.stops | IsOpaqueByEstimate(run, p))));
     const FloatMask bright = p.R + p.G + p.B > run.brightFrom;
     const Floats spread = Square(p.R - p.B) + Square(p.G - p.B) + Square(p.G - p.R);
     const FloatMask leftAlone = (spread > Square(p.G * run.greySpread) * kMore) &
                                 (opaque | (bright & (strong >= p.G + run.wideLead)));
-    if (All(whole & leftAlone)) return kForeground;
-    return All(whole & bright) ? kGreyish : kMixed;
+    const FloatMask foreground = whole & leftAlone;
+    if (All(foreground)) return kForeground;
+    if (All(whole & bright)) return kGreyish;
+    const FloatMask searched = seen & first.goesOn & !whole;
+    const Floats subject = Select(foreground, kIsForeground, Select(searched, kIsSearched, kIsUndecided));
+    Store(decisions, Select(inside, kIsBackdrop, subject));
+    return kSorted;
 }
 
 // The kinds of the groups of a ring row, from its first pixel on.
