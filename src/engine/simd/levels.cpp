@@ -4,11 +4,12 @@
 // Samples are whole numbers. Most comparisons of hue and saturation in the scalar reference are thus
 // comparisons of ratios of small whole numbers: with the key channel largest, the hue is 120 + 60 (b - r) /
 // delta and the saturation delta / g. Where such a ratio is clear of every threshold, the result is the
-// scalar reference's, whose rounding is smaller by far. The other pixels go to the scalar reference.
+// scalar reference's, whose rounding is smaller by far. The other pixels get the scalar reference's doubles.
 #include "engine/scalar/levels.h"
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "engine/constants.h"
 #include "engine/samples.h"
@@ -27,111 +28,171 @@ constexpr int kSatBins = kSatSteps + 1;
 // Pixels of a worker's band: whole blocks.
 constexpr std::int64_t kPixelsOfBand = 64 * kBlock;
 
-// In place of a bin, so that the loop over the lanes has no branch: one more, which nobody reads.
-constexpr std::int32_t kNotCounted = kHues * kSatBins;
+// Pixels that are counted at a time: as many as a word has bits.
+constexpr int kPixels = 64;
 
-// Exact bins by colour: at 8 bits the same few thousand colours come again and again. A new one takes the
-// place of another with the same hash; 0 is no colour.
-struct BinCache {
-    static constexpr unsigned kSizeBits = 12;
-    std::uint32_t colour[1 << kSizeBits];
-    std::int32_t bin[1 << kSizeBits];
-};
+// In place of a bin, so that the loop over the lanes has no branch. It is a saturation of 0, which is too
+// small to be counted. Nobody reads the bins below kFirstSatBin.
+constexpr int kNotCounted = 0;
+constexpr int kFirstSatBin = kSatSteps / kLevelsInverseSat;  // whole
 
 // What one measurement works with, 0 at the start. It is too large for the stack of a host's thread.
 struct Workspace {
     // Clearly green pixels by hue, in degrees from kFirstHue, and saturation: the histograms of both passes
     // in one. There are four, for pixels in turn: neighbours share a bin, and would wait for each other.
-    std::int32_t counts[4][kNotCounted + 1];
-    BinCache cache;
+    std::int32_t counts[4][kHues * kSatBins];
 
     std::int32_t CountOf(int bin) const {
         return counts[0][bin] + counts[1][bin] + counts[2][bin] + counts[3][bin];
     }
 };
 
-// The bins of pixels, and which of them the scalar reference has to find.
+// n is a multiple of four. The bins come from memory: a count that follows the computation of its bin at once
+// holds up the vectors of the next pixels.
+void AddBins(const std::int32_t* bins, int n, Workspace* work) {
+    for (int i = 0; i < n; i += 4) {
+        for (int j = 0; j < 4; ++j) ++work->counts[j][bins[i + j]];
+    }
+}
+
+// The bins of pixels, and which of them are sure. The others are kNotCounted.
 struct FoundBins {
     Floats bin;
-    FloatMask undecided;
+    FloatMask sure;
 };
 
-// The bins of the candidates among some pixels, and kNotCounted for the others. lead: of the key channel.
+// Of pixels that lead by more than kMargin. turn: b - r; width: the largest channel less the smallest, or 0
+// for a pixel that is not to be counted.
 //
 // At full brightness the channels differ as the seen ones do, all scaled alike, so that hue, saturation and
-// the margin kMargin are ratios of seen channels. A lead of exactly kMargin goes to the scalar reference. A
-// ratio of samples is either whole or, at 8 bits, at least 1/255 from whole; at 16 bits it is rarely nearer.
-// kNear catches the whole ones, whose doubles may have been rounded to either side, and covers the error of
-// single precision, which is below 0.0001 here.
-FoundBins FindBins(Floats R, Floats G, Floats B, Floats lead, FloatMask candidate) {
-    constexpr float kNear = 0.001f;
-    constexpr int kFirstSatBin = kSatSteps / kLevelsInverseSat;  // whole
-    const Floats width = G - Min(R, B);
-    const Floats hue = kHueSector * (B - R) / width + (kKeyHue - kFirstHue), hueBin = Truncate(hue);
-    const Floats sat = kSatSteps * width / G, satBin = Truncate(sat);
+// the margin kMargin are ratios of seen channels. A ratio of samples is either whole or, at 8 bits, at least
+// 1/255 from whole; at 16 bits it is rarely nearer. kNear catches the whole ones, whose doubles may have been
+// rounded to either side, and covers the error of single precision, which is below 0.0001 here.
+//
+// Half a bin is subtracted. The nearest whole number then is the bin, and its distance is 0.5 between two
+// bins. A width of 0 is never sure: its saturation is between two bins, or NaN.
+FoundBins FindBins(Floats turn, Floats width, Floats G) {
+    constexpr float kNear = 0.001f, kMost = 0.5f - kNear;
+    constexpr float kToWhole = 3 << 22;  // floats from 2^23 to 2^24 are whole
+    const Floats hue = kHueSector * turn / width + (kKeyHue - kFirstHue - 0.5f);
+    const Floats sat = kSatSteps * width / G - 0.5f;
+    const Floats hueBin = hue + kToWhole - kToWhole, satBin = sat + kToWhole - kToWhole;
     const Floats hueRest = hue - hueBin, satRest = sat - satBin;
-    const Floats rest = Min(Min(hueRest, 1 - hueRest), Min(satRest, 1 - satRest));
-    const FloatMask decided = candidate & (lead > kMargin) & (rest > kNear);
-    return {Select(decided & (satBin >= kFirstSatBin), hueBin * kSatBins + satBin, kNotCounted),
-            candidate & !decided};
+    const FloatMask sure = Max(hueRest * hueRest, satRest * satRest) < kMost * kMost;
+    return {Only(sure, hueBin * kSatBins + satBin), sure};
 }
 
-// The bin of a pixel as the scalar reference has it, or kNotCounted.
-std::int32_t BinExactly(const AnalysisLimits& limits, const Rgb& seen) {
-    HueSat c;
-    if (!IsClearlyGreen(limits, seen, &c) || !(c.sat > kLevelsSmallestSat)) return kNotCounted;
-    const int hueBin = static_cast<int>(c.hue) - kFirstHue, satBin = static_cast<int>(c.sat * kSatSteps);
-    return hueBin * kSatBins + satBin;
-}
-
-// The same for the pixel at index i.
-std::int32_t ExactBin(const Channels<const std::uint16_t>& top, std::int64_t i, const AnalysisLimits& limits,
-                      BinCache*) {
-    return BinExactly(limits, FetchLimited(top, i, limits.maxSample));
-}
-
-std::int32_t ExactBin(const Channels<const std::uint8_t>& top, std::int64_t i, const AnalysisLimits& limits,
-                      BinCache* cache) {
-    const std::uint32_t colour =
-        1u << 24 | std::uint32_t{top.r[i]} << 16 | std::uint32_t{top.g[i]} << 8 | std::uint32_t{top.b[i]};
-    const std::uint32_t place = colour * 2654435761u >> (32 - BinCache::kSizeBits);
-    if (cache->colour[place] != colour) {
-        cache->bin[place] = BinExactly(limits, FetchLimited(top, i, limits.maxSample));
-        cache->colour[place] = colour;
-    }
-    return cache->bin[place];
-}
-
-// Counts n pixels from index `first` on, 64 at most. One loop over the undecided ones of all of them ends
-// less often where the processor does not expect it than one for each vector.
+// Colours whose bins are not sure, from all over a band.
 template <class Sample>
-void CountPixels(const Channels<const Sample>& top, std::int64_t first, int n, const AnalysisLimits& limits,
-                 Workspace* work) {
-    const Floats most = static_cast<float>(limits.maxSample), darkest = static_cast<float>(limits.darkest);
-    std::uint64_t undecided = 0;
-    for (int i = 0; i < n; i += kFloats) {
-        const std::int64_t at = first + i;
-        const Floats R = LoadFloats(top.r + at, n - i), B = LoadFloats(top.b + at, n - i);
-        const Floats G = Min(LoadFloats(top.g + at, n - i), most), lead = G - Max(R, B);
-        const FloatMask candidate = (G > darkest) & (lead >= kMargin);
-        if (!Any(candidate)) continue;
-        const FoundBins found = FindBins(R, G, B, lead, candidate);
-        std::int32_t bins[kFloats];
-        StoreWhole(bins, found.bin);
-        for (int j = 0; j < kFloats; ++j) ++work->counts[j % 4][bins[j]];
-        undecided |= std::uint64_t{Bits(found.undecided)} << i;
+struct Undecided {
+    static constexpr int kMost = 4 * kPixels;
+    Sample r[kMost], g[kMost], b[kMost];
+};
+
+// The bins of colours as the scalar reference has them, or kNotCounted. The operations are its own except for
+// those whose result is known. At full brightness the key channel is maxSample. A lead above kMargin is clear
+// of the margin. The smallest channel is kHueSector away, or the next double, and kHalfCircle more is exactly
+// kThirdHue.
+Doubles BinsExactly(const AnalysisLimits& limits, Doubles r, Doubles seenG, Doubles b) {
+    const Doubles full = limits.maxSample, g = Min(seenG, full);
+    const Doubles fullR = full * r / g, fullB = full * b / g;
+    DoubleMask clearlyGreen = g - Max(r, b) > kMargin;
+    if (!All(clearlyGreen)) {
+        const Doubles margin = limits.margin / g;
+        clearlyGreen = (full - fullB > margin) & (full - fullR > margin);
     }
-    for (; undecided != 0; undecided &= undecided - 1) {
-        const int i = __builtin_ctzll(undecided);
-        ++work->counts[i % 4][ExactBin(top, first + i, limits, &work->cache)];
-    }
+    const Doubles delta = full - Min(fullR, fullB), smallest = kThirdHue;
+    const Doubles larger = (full - Max(fullR, fullB)) * kHueSector / delta + kHalfCircle;
+    const DoubleMask redIsSmaller = fullR < fullB;
+    const Doubles hue =
+        kKeyHue + Select(redIsSmaller, smallest, larger) - Select(redIsSmaller, larger, smallest);
+    const Doubles sat = delta / full;
+    const Doubles bin = (Truncate(hue) - kFirstHue) * kSatBins + Truncate(sat * kSatSteps);
+    return Select(clearlyGreen & (sat > kLevelsSmallestSat), bin, kNotCounted);
 }
+
+// n colours. Black ones are appended to fill the last vector.
+template <class Sample>
+void CountUndecided(const AnalysisLimits& limits, int n, Undecided<Sample>* colours, Workspace* work) {
+    for (; n % kFloats != 0; ++n) colours->r[n] = colours->g[n] = colours->b[n] = 0;
+    const auto bins = [&](int i) {
+        return BinsExactly(limits, LoadDoubles(colours->r + i), LoadDoubles(colours->g + i),
+                           LoadDoubles(colours->b + i));
+    };
+    std::int32_t bin[Undecided<Sample>::kMost];
+    for (int i = 0; i < n; i += kFloats) StoreWhole(bin + i, Narrow(bins(i), bins(i + kDoubles)));
+    AddBins(bin, n, work);
+}
+
+// Finds the bins of kPixels pixels and adds those that are sure. Returns which pixels are undecided.
+template <class Sample>
+std::uint64_t AddSureBins(const Sample* r, const Sample* g, const Sample* b, const AnalysisLimits& limits,
+                          Workspace* work) {
+    using Lanes = Whole<Sample>;
+    const auto same = [](double v) { return Lanes(static_cast<typename WholeOf<Sample>::Number>(v)); };
+    const Lanes most = same(limits.maxSample), darkest = same(limits.darkest);
+    std::int32_t bins[kPixels];
+    int n = 0;
+    std::uint64_t undecided = 0;
+    for (int i = 0; i < kPixels; i += kWhole<Sample>) {
+        const Lanes R = LoadWhole(r + i), G = Min(LoadWhole(g + i), most), B = LoadWhole(b + i);
+        const Lanes turn = B - R, lead = G - Max(R, B);
+        const auto candidate = (G > darkest) & (lead > same(kMargin - 1));
+        if (!Any(candidate)) continue;
+        const Lanes width = Only(candidate & (lead > same(kMargin)), G - Min(R, B));
+        unsigned sure = 0;
+        for (int lane = 0; lane < kWhole<Sample>; lane += kFloats, n += kFloats) {
+            const FoundBins found =
+                FindBins(FloatsFrom(turn, lane), FloatsFrom(width, lane), FloatsFrom(G, lane));
+            StoreWhole(bins + n, found.bin);
+            sure |= Bits(found.sure) << lane;
+        }
+        undecided |= std::uint64_t{Bits(candidate) & ~sure} << i;
+    }
+    AddBins(bins, n, work);
+    return undecided;
+}
+
+// The last pixels of a picture, followed by black ones.
+template <class Sample>
+struct LastPixels {
+    Sample r[kPixels] = {}, g[kPixels] = {}, b[kPixels] = {};
+
+    LastPixels(const Channels<const Sample>& top, std::int64_t first, std::int64_t n) {
+        const std::size_t bytes = sizeof(Sample) * static_cast<std::size_t>(n);
+        std::memcpy(r, top.r + first, bytes);
+        std::memcpy(g, top.g + first, bytes);
+        std::memcpy(b, top.b + first, bytes);
+    }
+};
 
 template <class Sample>
 void CountHuesAndSats(const Channels<const Sample>& top, std::int64_t from, std::int64_t to,
                       const AnalysisLimits& limits, Workspace* work) {
-    for (std::int64_t i = from; i < to; i += 64)
-        CountPixels(top, i, static_cast<int>(Min<std::int64_t>(64, to - i)), limits, work);
+    const std::int64_t whole = from + (to - from) / kPixels * kPixels;
+    const LastPixels<Sample> last(top, whole, to - whole);
+    Undecided<Sample> colours;
+    int n = 0;
+    for (std::int64_t i = from; i < to; i += kPixels) {
+        const Sample *r = top.r + i, *g = top.g + i, *b = top.b + i;
+        if (i == whole) {
+            r = last.r;
+            g = last.g;
+            b = last.b;
+        }
+        for (std::uint64_t undecided = AddSureBins(r, g, b, limits, work); undecided != 0;
+             undecided &= undecided - 1) {
+            const int pixel = __builtin_ctzll(undecided);
+            colours.r[n] = r[pixel];
+            colours.g[n] = g[pixel];
+            colours.b[n] = b[pixel];
+            ++n;
+        }
+        if (n > colours.kMost - kPixels || i + kPixels >= to) {
+            CountUndecided(limits, n, &colours, work);
+            n = 0;
+        }
+    }
 }
 
 void AddCounts(const Workspace& from, Workspace* to) {
@@ -141,7 +202,8 @@ void AddCounts(const Workspace& from, Workspace* to) {
 double DominantHue(const Workspace& work) {
     std::int32_t hist[kFullCircle] = {};
     for (int hue = 0; hue < kHues; ++hue) {
-        for (int sat = 0; sat < kSatBins; ++sat) hist[kFirstHue + hue] += work.CountOf(hue * kSatBins + sat);
+        for (int sat = kFirstSatBin; sat < kSatBins; ++sat)
+            hist[kFirstHue + hue] += work.CountOf(hue * kSatBins + sat);
     }
     return PeakHue(hist);
 }
@@ -150,7 +212,7 @@ double DominantSat(const Workspace& work, int domHue) {
     std::int32_t hist[kSatBins] = {};
     for (int hue = 0; hue < kHues; ++hue) {
         if (HueGap(kFirstHue + hue, domHue) >= kHueGapLimit) continue;
-        for (int sat = 0; sat < kSatBins; ++sat) hist[sat] += work.CountOf(hue * kSatBins + sat);
+        for (int sat = kFirstSatBin; sat < kSatBins; ++sat) hist[sat] += work.CountOf(hue * kSatBins + sat);
     }
     return PeakSat(hist);
 }

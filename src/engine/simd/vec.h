@@ -260,6 +260,11 @@ inline Whole<Sample> LoadWhole(const Sample* p, std::int64_t n) {
     return LoadWhole(part);
 }
 
+// The same of floats, whose lanes are all of them.
+inline Floats FloatsFrom(Floats v, int) {
+    return v;
+}
+
 // The sum of the lanes.
 inline double SumOf(Floats v) {
     double sum = 0;

@@ -130,6 +130,12 @@ inline Shorts LoadShorts(const std::uint8_t* p) {
     return reinterpret_cast<Shorts::Vector>(
         _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
 }
+// The lanes from `lane` on, which is 0 or kFloats.
+inline Floats FloatsFrom(Shorts v, int lane) {
+    const __m256i raw = reinterpret_cast<__m256i>(v.raw);
+    const __m128i half = lane == 0 ? _mm256_castsi256_si128(raw) : _mm256_extracti128_si256(raw, 1);
+    return _mm256_cvtepi32_ps(_mm256_cvtepi16_epi32(half));
+}
 inline void StoreWhole(std::int32_t* p, Floats v) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm256_cvttps_epi32(v.raw));
 }

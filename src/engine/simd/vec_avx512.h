@@ -121,6 +121,12 @@ inline Shorts LoadShorts(const std::uint8_t* p) {
     return reinterpret_cast<Shorts::Vector>(
         _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p))));
 }
+// The lanes from `lane` on, which is 0 or kFloats.
+inline Floats FloatsFrom(Shorts v, int lane) {
+    const __m512i raw = reinterpret_cast<__m512i>(v.raw);
+    const __m256i half = lane == 0 ? _mm512_castsi512_si256(raw) : _mm512_extracti64x4_epi64(raw, 1);
+    return _mm512_cvtepi32_ps(_mm512_cvtepi16_epi32(half));
+}
 inline void StoreWhole(std::int32_t* p, Floats v) {
     _mm512_storeu_si512(p, _mm512_cvttps_epi32(v.raw));
 }

@@ -145,6 +145,12 @@ inline Shorts LoadShorts(const std::uint8_t* p) {
     const __m128i eight = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
     return reinterpret_cast<Shorts::Vector>(_mm_unpacklo_epi8(eight, _mm_setzero_si128()));
 }
+// The lanes from `lane` on, which is 0 or kFloats.
+inline Floats FloatsFrom(Shorts v, int lane) {
+    const __m128i raw = reinterpret_cast<__m128i>(v.raw);
+    const __m128i high = lane == 0 ? _mm_unpacklo_epi16(raw, raw) : _mm_unpackhi_epi16(raw, raw);
+    return _mm_cvtepi32_ps(_mm_srai_epi32(high, 16));
+}
 inline void StoreWhole(std::int32_t* p, Floats v) {
     _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm_cvttps_epi32(v.raw));
 }
