@@ -57,29 +57,38 @@ void AddCell(const PlaneView<Sample>& planes, const GridLimits& limits, Band row
         sumR = sumG = sumB = count = 0;
         added = 0;
     };
-    for (std::int64_t y = rows.first; y < rows.end; ++y) {
-        for (std::int64_t x = columns.first; x < columns.end; x += kWhole<Sample>) {
-            const std::int64_t i = y * planes.width + x, inPlane = pixels - i;
-            const int inCell = static_cast<int>(Min<std::int64_t>(columns.end - x, kWhole<Sample>));
-            const Lanes R = LoadWhole(planes.top.r + i, inPlane), B = LoadWhole(planes.top.b + i, inPlane);
-            const Lanes G = Min(LoadWhole(planes.top.g + i, inPlane), most);
-            const Lanes delta = G - Min(R, B), lead = G - Max(R, B);
-            const auto candidate = FirstLanes<Number>(inCell) & (lead > same(kGridLead)) &
-                                   (delta * same(kGridInverseSat) > G) & (G > smallest);
-            const Lanes turn = (B - R) * same(kTurn<Sample>);
-            const auto inside = candidate & (turn > surelyFrom * delta) & (turn < surelyTo * delta);
-            const auto possible = candidate & (turn > possiblyFrom * delta) & (turn < possiblyTo * delta);
-            sumR = sumR + Only(inside, R);
-            sumG = sumG + Only(inside, G);
-            sumB = sumB + Only(inside, B);
-            count = count + Only(inside, 1);
-            unsigned undecided = Bits(possible & !inside);
-            for (int lane = 0; undecided != 0; ++lane, undecided >>= 1) {
-                if (undecided & 1)
-                    AddIfBackdrop(FetchLimited(planes.top, i + lane, planes.maxSample), limits, cell, grid);
-            }
-            if (++added == kMostAdded) addSums();
+    // The pixels from index i on.
+    const auto add = [&](std::int64_t i, Lanes R, Lanes seenG, Lanes B) {
+        const Lanes G = Min(seenG, most), delta = G - Min(R, B), lead = G - Max(R, B);
+        const auto candidate =
+            (lead > same(kGridLead)) & (delta * same(kGridInverseSat) > G) & (G > smallest);
+        if (!Any(candidate)) return;
+        const Lanes turn = (B - R) * same(kTurn<Sample>);
+        const auto inside = candidate & (turn > surelyFrom * delta) & (turn < surelyTo * delta);
+        const auto possible = candidate & (turn > possiblyFrom * delta) & (turn < possiblyTo * delta);
+        sumR = sumR + Only(inside, R);
+        sumG = sumG + Only(inside, G);
+        sumB = sumB + Only(inside, B);
+        count = count + Only(inside, 1);
+        unsigned undecided = Bits(possible & !inside);
+        for (int lane = 0; undecided != 0; ++lane, undecided >>= 1) {
+            if (undecided & 1)
+                AddIfBackdrop(FetchLimited(planes.top, i + lane, planes.maxSample), limits, cell, grid);
         }
+        if (++added == kMostAdded) addSums();
+    };
+    const Channels<const Sample>& top = planes.top;
+    for (std::int64_t y = rows.first; y < rows.end; ++y) {
+        std::int64_t i = y * planes.width + columns.first;
+        const std::int64_t end = y * planes.width + columns.end;
+        for (; end - i >= kWhole<Sample>; i += kWhole<Sample>)
+            add(i, LoadWhole(top.r + i), LoadWhole(top.g + i), LoadWhole(top.b + i));
+        if (i == end) continue;
+        // The last pixels of the row. Those of the next cell get a key channel of 0 and are no candidates.
+        const auto inCell = FirstLanes<Number>(static_cast<int>(end - i));
+        const std::int64_t inPlane = pixels - i;
+        add(i, LoadWhole(top.r + i, inPlane), Only(inCell, LoadWhole(top.g + i, inPlane)),
+            LoadWhole(top.b + i, inPlane));
     }
     addSums();
 }
