@@ -13,6 +13,7 @@
 #include "engine/samples.h"
 #include "engine/scalar/edge_blending.h"
 #include "engine/simd/passes.h"
+#include "engine/simd/vec.h"
 #include "engine/simd/whole_numbers.h"
 
 namespace keying::FROND_VARIANT {
@@ -33,7 +34,7 @@ template <class Sample>
 struct Blend {
     std::int64_t width, height;
     int radius;
-    std::int32_t halfMax;
+    Sample halfMax;
     Sample* out[3];
     const Sample* alpha;
     double share[2 * kMostBlendRadius + 1];  // f of each written sample
@@ -107,7 +108,7 @@ bool MarkRow(const Sample* A, int n, std::uint8_t* marks) {
 // The same along a column; a candidate whose own alpha is below half is refused, since the validity test of
 // this pass asks nothing else and both sides of a candidate are always there.
 template <class Sample>
-bool MarkColumn(const Sample* A, std::int64_t W, std::int32_t halfMax, int n, std::uint8_t* marks) {
+bool MarkColumn(const Sample* A, std::int64_t W, Sample halfMax, int n, std::uint8_t* marks) {
     constexpr int kLevel = kAlphaEdgeLevel;
     std::uint8_t any = 0;
     for (int i = 0; i < n; ++i) {
@@ -159,51 +160,92 @@ bool RefusesRow(const Blend<Sample>& blend, const Sample* A, std::uint8_t mark, 
 }
 
 struct Means {
-    double before, after;
+    Doubles before, after;
 };
 
-// The means of one channel on both sides of a candidate, weighted by distance. read(o): the sample at
-// distance o as it was before the pass.
+// The means of one channel on both sides of n neighbouring pixels with the same reach, weighted by distance.
+// read(o): where the n samples at distance o are, as they were before the pass. A sum of sums has each sample
+// as often as its distance says.
 template <class Read>
-Means MeansOf(const Reach& reach, Read read) {
-    std::int32_t before = 0, after = 0;
-    for (int o = 1; o <= reach.before; ++o) before += read(-o) * o;
-    for (int o = 1; o <= reach.after; ++o) after += read(o) * o;
-    return {static_cast<double>(before) / SumTo(reach.before),
-            static_cast<double>(after) / SumTo(reach.after)};
+inline Means MeansOf(const Reach& reach, int n, Read read) {
+    Doubles samples = 0, before = 0;
+    for (int o = reach.before; o >= 1; --o) {
+        samples = samples + LoadSamples(read(-o), n);
+        before = before + samples;
+    }
+    samples = 0;
+    Doubles after = 0;
+    for (int o = reach.after; o >= 1; --o) {
+        samples = samples + LoadSamples(read(o), n);
+        after = after + samples;
+    }
+    return {before / SumTo(reach.before), after / SumTo(reach.after)};
 }
 
-// Blends one channel of a candidate along its line. writes: the distances that may be written. out: the
-// candidate's own sample, and its line's stride. What is between two means of samples is in a sample's range.
-template <class Sample, class Read>
-void BlendChannel(const Blend<Sample>& blend, const Reach& reach, const Reach& writes, Read read, Sample* out,
-                  std::int64_t stride) {
-    // Most candidates of a large picture are that far from the ends of their lines, and loops of a fixed
-    // length are faster.
+// Most candidates of a large picture are far from the ends of their lines, and loops of a fixed length are
+// faster.
+template <class Read>
+Means FastMeansOf(const Reach& reach, int n, Read read) {
     constexpr Reach kFull = {kMostReach, kMostReach};
-    const bool full = reach.before == kMostReach && reach.after == kMostReach;
-    const Means means = full ? MeansOf(kFull, read) : MeansOf(reach, read);
-    for (int o = -writes.before; o <= writes.after; ++o) {
-        const double f = blend.share[o + blend.radius];
-        out[o * stride] = static_cast<Sample>((1 - f) * means.before + means.after * f);
-    }
+    const bool full = reach.before == kMostReach && reach.after == kMostReach && n == kDoubles;
+    return full ? MeansOf(kFull, kDoubles, read) : MeansOf(reach, n, read);
 }
+
+// Takes the marks of refused candidates away; gives whether others are left.
+template <class Sample>
+bool RefuseInRow(const Blend<Sample>& blend, const Sample* A, std::int64_t first, int n,
+                 std::uint8_t* marks) {
+    bool any = false;
+    for (int i = NextMark(marks, 0, n); i < n; i = NextMark(marks, i + 1, n)) {
+        const Reach reach = ReachOf(first + i, blend.width, 2 * blend.radius);
+        if (RefusesRow(blend, A + i, marks[i], reach)) {
+            marks[i] = 0;
+        } else {
+            any = true;
+        }
+    }
+    return any;
+}
+
+// The means of three channels for kDoubles neighbouring pixels of a row.
+struct RowMeans {
+    double before[3][kDoubles], after[3][kDoubles];
+};
 
 template <class Sample>
 void BlendRowBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
     std::uint8_t marks[kBlock];
     const Sample* A = blend->alpha + y * blend->width + first;
-    if (!MarkRow(A, n, marks)) return;
-    for (int i = NextMark(marks, 0, n); i < n; i = NextMark(marks, i + 1, n)) {
-        const Reach reach = ReachOf(first + i, blend->width, 2 * blend->radius);
-        if (RefusesRow(*blend, A + i, marks[i], reach)) continue;
-        KeepRow(blend, y);
-        const Reach writes = {Min(blend->radius, reach.before), Min(blend->radius, reach.after)};
+    if (!MarkRow(A, n, marks) || !RefuseInRow(*blend, A, first, n, marks)) return;
+    KeepRow(blend, y);
+    const int radius = blend->radius;
+    RowMeans means;
+    for (int i = NextMark(marks, 0, n), next, group = 0, lanes = 0; i < n; i = next) {
+        const std::int64_t x = first + i;
+        const Reach reach = ReachOf(x, blend->width, 2 * radius);
+        if (i >= group + lanes) {
+            // Near the row's ends each pixel has a reach of its own.
+            group = i;
+            lanes = x >= 2 * radius && x + kDoubles + 2 * radius <= blend->width ? kDoubles : 1;
+            for (int c = 0; c < 3; ++c) {
+                const Sample* work = KeptRow(*blend, y, c) + x;
+                const Means found = FastMeansOf(reach, lanes, [work](int o) { return work + o; });
+                Store(means.before[c], found.before);
+                Store(means.after[c], found.after);
+            }
+        }
+        // What the next candidate writes too is left to it. What is between two means of samples is in a
+        // sample's range.
+        next = NextMark(marks, i + 1, n);
+        const int from = -Min(radius, reach.before), last = Min(radius, reach.after);
+        const int to = next < n ? Min(last, next - i - radius - 1) : last;
         for (int c = 0; c < 3; ++c) {
-            const Sample* work = KeptRow(*blend, y, c) + first + i;
-            Sample* out = blend->out[c] + y * blend->width + first + i;
-            BlendChannel(
-                *blend, reach, writes, [work](int o) { return work[o]; }, out, 1);
+            const double before = means.before[c][i - group], after = means.after[c][i - group];
+            Sample* out = blend->out[c] + y * blend->width + x;
+            for (int o = from; o <= to; ++o) {
+                const double f = blend->share[o + radius];
+                out[o] = static_cast<Sample>((1 - f) * before + after * f);
+            }
         }
     }
 }
@@ -221,7 +263,7 @@ void BlendAlongRows(Blend<Sample>* blend, Band rows) {
 
 template <class Sample>
 void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
-    std::uint8_t marks[kBlock];
+    std::uint8_t marks[kBlock + kDoubles] = {};
     const Sample* A = blend->alpha + y * blend->width + first;
     if (!MarkColumn(A, blend->width, blend->halfMax, n, marks)) return;
 
@@ -235,13 +277,20 @@ void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, 
         for (int o = -reach.before; o <= reach.after; ++o)
             rows[c][kMostReach + o] = RowBefore(*blend, y + o, c);
     }
-    for (int i = NextMark(marks, 0, n); i < n; i = NextMark(marks, i + 1, n)) {
+    for (int i = NextMark(marks, 0, n), lanes; i < n; i = NextMark(marks, i + lanes, n)) {
         const std::int64_t x = first + i;
+        lanes = static_cast<int>(Min<std::int64_t>(kDoubles, blend->width - x));
+        const DoubleMask marked = 0.0 < LoadSamples(marks + i, lanes);
         for (int c = 0; c < 3; ++c) {
             const Sample* const* row = rows[c] + kMostReach;
+            const Means means = FastMeansOf(reach, lanes, [row, x](int o) { return row[o] + x; });
             Sample* out = blend->out[c] + y * blend->width + x;
-            BlendChannel(
-                *blend, reach, writes, [row, x](int o) { return row[o][x]; }, out, blend->width);
+            for (int o = -writes.before; o <= writes.after; ++o) {
+                const double f = blend->share[o + blend->radius];
+                Sample* p = out + o * blend->width;
+                const Doubles blended = (1 - f) * means.before + means.after * f;
+                StoreSamples(p, Select(marked, blended, LoadSamples(p, lanes)), lanes);
+            }
         }
     }
 }
@@ -265,7 +314,7 @@ Blend<Sample> BeginBlend(const PlaneView<Sample>& planes) {
     blend.width = planes.width;
     blend.height = planes.height;
     blend.radius = BlendRadius(planes.width);
-    blend.halfMax = planes.maxSample / 2;
+    blend.halfMax = static_cast<Sample>(planes.maxSample / 2);
     blend.out[0] = planes.out.r;
     blend.out[1] = planes.out.g;
     blend.out[2] = planes.out.b;
