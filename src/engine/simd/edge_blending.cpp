@@ -39,7 +39,7 @@ struct Blend {
     const Sample* alpha;
     double share[2 * kMostBlendRadius + 1];  // f of each written sample
     Sample* kept;                            // kKeptRows rows of three channels
-    std::int64_t keptRow[kKeptRows];         // the picture row that each holds, or -1
+    std::int64_t* keptRow;  // of each block of columns: the picture row that each holds there, or -1
     Band band;                               // the rows that it may change
     const Sample* borders;  // the rows around the end of each band but the last, as they were
     std::int64_t bandRows;  // of each band but the last
@@ -63,29 +63,46 @@ Sample* KeptRow(const Blend<Sample>& blend, std::int64_t y, int channel) {
     return blend.kept + ((y & (kKeptRows - 1)) * 3 + channel) * blend.width;
 }
 
+// Copies the columns first to end - 1 of a row.
 template <class Sample>
-void KeepRow(Blend<Sample>* blend, std::int64_t y) {
-    std::int64_t* holds = &blend->keptRow[y & (kKeptRows - 1)];
-    if (*holds == y) return;
-    *holds = y;
+void Keep(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, std::int64_t end) {
     for (int c = 0; c < 3; ++c) {
-        std::memcpy(KeptRow(*blend, y, c), blend->out[c] + y * blend->width,
-                    sizeof(Sample) * static_cast<std::size_t>(blend->width));
+        std::memcpy(KeptRow(blend, y, c) + first, blend.out[c] + y * blend.width + first,
+                    sizeof(Sample) * static_cast<std::size_t>(end - first));
     }
 }
 
-// The row as it was before the pass.
+// Where the picture row is noted that kept row y holds in the block of columns from `first` on.
 template <class Sample>
-const Sample* RowBefore(const Blend<Sample>& blend, std::int64_t y, int channel) {
+std::int64_t* HeldRow(const Blend<Sample>& blend, std::int64_t y, std::int64_t first) {
+    return &blend.keptRow[first / kBlock * kKeptRows + (y & (kKeptRows - 1))];
+}
+
+// Keeps n columns of a row, a block from `first` on, before the column pass changes them.
+template <class Sample>
+void KeepBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, int n) {
+    std::int64_t* holds = HeldRow(blend, y, first);
+    if (*holds == y) return;
+    *holds = y;
+    Keep(blend, y, first, first + n);
+}
+
+// The row as it was before the column pass, in the block of columns from `first` on.
+template <class Sample>
+const Sample* RowBefore(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, int channel) {
     if (y < blend.band.first) return blend.borders + BorderIndex(blend, blend.band.first, y, channel);
     if (y >= blend.band.end) return blend.borders + BorderIndex(blend, blend.band.end, y, channel);
-    return blend.keptRow[y & (kKeptRows - 1)] == y ? KeptRow(blend, y, channel)
-                                                   : blend.out[channel] + y * blend.width;
+    return *HeldRow(blend, y, first) == y ? KeptRow(blend, y, channel) : blend.out[channel] + y * blend.width;
+}
+
+// Of the numbers in keptRow.
+std::int64_t KeptBlocks(std::int64_t width) {
+    return (width + kBlock - 1) / kBlock * kKeptRows;
 }
 
 template <class Sample>
-void ForgetRows(Blend<Sample>* blend) {
-    for (std::int64_t& row : blend->keptRow) row = -1;
+void ForgetRows(const Blend<Sample>& blend) {
+    for (std::int64_t i = 0; i < KeptBlocks(blend.width); ++i) blend.keptRow[i] = -1;
 }
 
 // Marks which of n pixels are candidates along a row, and as what; gives whether there is any. A points at
@@ -213,22 +230,26 @@ struct RowMeans {
 };
 
 template <class Sample>
-void BlendRowBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
+void BlendRowBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, int n,
+                   std::int64_t* keptEnd) {
     std::uint8_t marks[kBlock];
-    const Sample* A = blend->alpha + y * blend->width + first;
-    if (!MarkRow(A, n, marks) || !RefuseInRow(*blend, A, first, n, marks)) return;
-    KeepRow(blend, y);
-    const int radius = blend->radius;
+    const Sample* A = blend.alpha + y * blend.width + first;
+    if (!MarkRow(A, n, marks) || !RefuseInRow(blend, A, first, n, marks)) return;
+    // What the block before has kept may be changed by now.
+    const std::int64_t end = Min(first + n + kMostReach + kDoubles, blend.width);
+    Keep(blend, y, Max(*keptEnd, first - kMostReach), end);
+    *keptEnd = end;
+    const int radius = blend.radius;
     RowMeans means;
     for (int i = NextMark(marks, 0, n), next, group = 0, lanes = 0; i < n; i = next) {
         const std::int64_t x = first + i;
-        const Reach reach = ReachOf(x, blend->width, 2 * radius);
+        const Reach reach = ReachOf(x, blend.width, 2 * radius);
         if (i >= group + lanes) {
             // Near the row's ends each pixel has a reach of its own.
             group = i;
-            lanes = x >= 2 * radius && x + kDoubles + 2 * radius <= blend->width ? kDoubles : 1;
+            lanes = x >= 2 * radius && x + kDoubles + 2 * radius <= blend.width ? kDoubles : 1;
             for (int c = 0; c < 3; ++c) {
-                const Sample* work = KeptRow(*blend, y, c) + x;
+                const Sample* work = KeptRow(blend, y, c) + x;
                 const Means found = FastMeansOf(reach, lanes, [work](int o) { return work + o; });
                 Store(means.before[c], found.before);
                 Store(means.after[c], found.after);
@@ -241,9 +262,9 @@ void BlendRowBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int
         const int to = next < n ? Min(last, next - i - radius - 1) : last;
         for (int c = 0; c < 3; ++c) {
             const double before = means.before[c][i - group], after = means.after[c][i - group];
-            Sample* out = blend->out[c] + y * blend->width + x;
+            Sample* out = blend.out[c] + y * blend.width + x;
             for (int o = from; o <= to; ++o) {
-                const double f = blend->share[o + radius];
+                const double f = blend.share[o + radius];
                 out[o] = static_cast<Sample>((1 - f) * before + after * f);
             }
         }
@@ -251,43 +272,43 @@ void BlendRowBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int
 }
 
 template <class Sample>
-void BlendAlongRows(Blend<Sample>* blend, Band rows) {
-    ForgetRows(blend);
+void BlendAlongRows(const Blend<Sample>& blend, Band rows) {
     for (std::int64_t y = rows.first; y < rows.end; ++y) {
-        for (std::int64_t x = 2; x < blend->width - 2; x += kBlock) {
-            const std::int64_t left = blend->width - 2 - x;
-            BlendRowBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
+        std::int64_t keptEnd = 0;
+        for (std::int64_t x = 2; x < blend.width - 2; x += kBlock) {
+            const std::int64_t left = blend.width - 2 - x;
+            BlendRowBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)), &keptEnd);
         }
     }
 }
 
 template <class Sample>
-void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, int n) {
+void BlendColumnBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, int n) {
     std::uint8_t marks[kBlock + kDoubles] = {};
-    const Sample* A = blend->alpha + y * blend->width + first;
-    if (!MarkColumn(A, blend->width, blend->halfMax, n, marks)) return;
+    const Sample* A = blend.alpha + y * blend.width + first;
+    if (!MarkColumn(A, blend.width, blend.halfMax, n, marks)) return;
 
-    const Reach reach = ReachOf(y, blend->height, 2 * blend->radius);
+    const Reach reach = ReachOf(y, blend.height, 2 * blend.radius);
     // Beside the band one of the two is below 0.
-    const Reach writes = {static_cast<int>(Min<std::int64_t>(blend->radius, y - blend->band.first)),
-                          static_cast<int>(Min<std::int64_t>(blend->radius, blend->band.end - 1 - y))};
-    for (int o = -writes.before; o <= writes.after; ++o) KeepRow(blend, y + o);
+    const Reach writes = {static_cast<int>(Min<std::int64_t>(blend.radius, y - blend.band.first)),
+                          static_cast<int>(Min<std::int64_t>(blend.radius, blend.band.end - 1 - y))};
+    for (int o = -writes.before; o <= writes.after; ++o) KeepBlock(blend, y + o, first, n);
     const Sample* rows[3][2 * kMostReach + 1];
     for (int c = 0; c < 3; ++c) {
         for (int o = -reach.before; o <= reach.after; ++o)
-            rows[c][kMostReach + o] = RowBefore(*blend, y + o, c);
+            rows[c][kMostReach + o] = RowBefore(blend, y + o, first, c);
     }
     for (int i = NextMark(marks, 0, n), lanes; i < n; i = NextMark(marks, i + lanes, n)) {
         const std::int64_t x = first + i;
-        lanes = static_cast<int>(Min<std::int64_t>(kDoubles, blend->width - x));
+        lanes = static_cast<int>(Min<std::int64_t>(kDoubles, blend.width - x));
         const DoubleMask marked = 0.0 < LoadSamples(marks + i, lanes);
         for (int c = 0; c < 3; ++c) {
             const Sample* const* row = rows[c] + kMostReach;
             const Means means = FastMeansOf(reach, lanes, [row, x](int o) { return row[o] + x; });
-            Sample* out = blend->out[c] + y * blend->width + x;
+            Sample* out = blend.out[c] + y * blend.width + x;
             for (int o = -writes.before; o <= writes.after; ++o) {
-                const double f = blend->share[o + blend->radius];
-                Sample* p = out + o * blend->width;
+                const double f = blend.share[o + blend.radius];
+                Sample* p = out + o * blend.width;
                 const Doubles blended = (1 - f) * means.before + means.after * f;
                 StoreSamples(p, Select(marked, blended, LoadSamples(p, lanes)), lanes);
             }
@@ -297,13 +318,13 @@ void BlendColumnBlock(Blend<Sample>* blend, std::int64_t y, std::int64_t first, 
 
 template <class Sample>
 void BlendAlongColumns(Blend<Sample>* blend, Band rows) {
-    ForgetRows(blend);
+    ForgetRows(*blend);
     blend->band = rows;
     const std::int64_t end = Min(rows.end + blend->radius, blend->height - 2);
     for (std::int64_t y = Max<std::int64_t>(rows.first - blend->radius, 2); y < end; ++y) {
         for (std::int64_t x = 0; x < blend->width; x += kBlock) {
             const std::int64_t left = blend->width - x;
-            BlendColumnBlock(blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
+            BlendColumnBlock(*blend, y, x, static_cast<int>(Min<std::int64_t>(left, kBlock)));
         }
     }
 }
@@ -368,17 +389,20 @@ void BlendInColumnBands(Blend<Sample>* blends, Workers* workers) {
 template <class Sample>
 bool BlendColours(const PlaneView<Sample>& planes, Workers* workers) {
     Blend<Sample> blends[kMostWorkers];
-    const std::size_t keptSamples = 3 * kKeptRows * static_cast<std::size_t>(planes.width);
+    const std::size_t numbers = static_cast<std::size_t>(KeptBlocks(planes.width));
+    const std::size_t samples = 3 * kKeptRows * static_cast<std::size_t>(planes.width);
+    const std::size_t bytes = sizeof(std::int64_t) * numbers + sizeof(Sample) * samples;
     const std::size_t count = static_cast<std::size_t>(workers->Count());
-    Sample* const kept = static_cast<Sample*>(std::malloc(sizeof(Sample) * keptSamples * count));
+    char* const kept = static_cast<char*>(std::malloc(bytes * count));
     if (kept == nullptr) return false;
     for (std::size_t i = 0; i < count; ++i) {
         blends[i] = BeginBlend(planes);
-        blends[i].kept = kept + i * keptSamples;
+        blends[i].keptRow = reinterpret_cast<std::int64_t*>(kept + i * bytes);
+        blends[i].kept = reinterpret_cast<Sample*>(blends[i].keptRow + numbers);
     }
     ForBands(workers, planes.height, kRowsOfBand,
              [&](std::int32_t worker, std::int64_t first, std::int64_t end) {
-                 BlendAlongRows(&blends[worker], {first, end});
+                 BlendAlongRows(blends[worker], {first, end});
              });
     BlendInColumnBands(blends, workers);
     std::free(kept);
