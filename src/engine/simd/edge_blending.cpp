@@ -1,10 +1,11 @@
-// Edge blending with no copies of whole planes: a row that the row pass changes is kept as it was while it is
-// read, and the column pass keeps the few rows that it has changed and may still read.
+// Edge blending with no copies of whole planes. The row pass keeps the parts of a row that it changes as they
+// were. The column pass keeps the parts of the few rows that it has changed and may still read. The means of
+// candidates side by side are in the lanes of vectors.
 //
 // The workers share the rows in bands. A worker of the column pass takes the candidates beside its band too,
 // in the same order, writes only to its band, and reads the rows around it from copies made before the pass.
 //
-// Sums of samples times distances are whole numbers, so that integers give the scalar reference's doubles.
+// Sums of samples times distances are whole numbers, exact in any order.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -40,7 +41,7 @@ struct Blend {
     double share[2 * kMostBlendRadius + 1];  // f of each written sample
     Sample* kept;                            // kKeptRows rows of three channels
     std::int64_t* keptRow;  // of each block of columns: the picture row that each holds there, or -1
-    Band band;                               // the rows that it may change
+    Band band;              // the rows that it may change
     const Sample* borders;  // the rows around the end of each band but the last, as they were
     std::int64_t bandRows;  // of each band but the last
 };
@@ -63,7 +64,7 @@ Sample* KeptRow(const Blend<Sample>& blend, std::int64_t y, int channel) {
     return blend.kept + ((y & (kKeptRows - 1)) * 3 + channel) * blend.width;
 }
 
-// Copies the columns first to end - 1 of a row.
+// Keeps the columns first to end - 1 of a row.
 template <class Sample>
 void Keep(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, std::int64_t end) {
     for (int c = 0; c < 3; ++c) {
@@ -72,13 +73,13 @@ void Keep(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, std::i
     }
 }
 
-// Where the picture row is noted that kept row y holds in the block of columns from `first` on.
+// The number of keptRow for row y and the block of columns that begins at `first`.
 template <class Sample>
 std::int64_t* HeldRow(const Blend<Sample>& blend, std::int64_t y, std::int64_t first) {
     return &blend.keptRow[first / kBlock * kKeptRows + (y & (kKeptRows - 1))];
 }
 
-// Keeps n columns of a row, a block from `first` on, before the column pass changes them.
+// Keeps the n columns of a block before the column pass changes them.
 template <class Sample>
 void KeepBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, int n) {
     std::int64_t* holds = HeldRow(blend, y, first);
@@ -87,7 +88,7 @@ void KeepBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, i
     Keep(blend, y, first, first + n);
 }
 
-// The row as it was before the column pass, in the block of columns from `first` on.
+// The row as it was before the column pass. Only the columns of the block that begins at `first` count.
 template <class Sample>
 const Sample* RowBefore(const Blend<Sample>& blend, std::int64_t y, std::int64_t first, int channel) {
     if (y < blend.band.first) return blend.borders + BorderIndex(blend, blend.band.first, y, channel);
@@ -95,14 +96,14 @@ const Sample* RowBefore(const Blend<Sample>& blend, std::int64_t y, std::int64_t
     return *HeldRow(blend, y, first) == y ? KeptRow(blend, y, channel) : blend.out[channel] + y * blend.width;
 }
 
-// Of the numbers in keptRow.
-std::int64_t KeptBlocks(std::int64_t width) {
+// How many numbers keptRow has.
+std::int64_t KeptNumbers(std::int64_t width) {
     return (width + kBlock - 1) / kBlock * kKeptRows;
 }
 
 template <class Sample>
 void ForgetRows(const Blend<Sample>& blend) {
-    for (std::int64_t i = 0; i < KeptBlocks(blend.width); ++i) blend.keptRow[i] = -1;
+    for (std::int64_t i = 0; i < KeptNumbers(blend.width); ++i) blend.keptRow[i] = -1;
 }
 
 // Marks which of n pixels are candidates along a row, and as what; gives whether there is any. A points at
@@ -181,10 +182,10 @@ struct Means {
 };
 
 // The means of one channel on both sides of n neighbouring pixels with the same reach, weighted by distance.
-// read(o): where the n samples at distance o are, as they were before the pass. A sum of sums has each sample
-// as often as its distance says.
+// read(o): the n samples at distance o as they were before the pass. The sum of the running sums has each
+// sample as often as its distance.
 template <class Read>
-inline Means MeansOf(const Reach& reach, int n, Read read) {
+inline Means MeansWithin(const Reach& reach, int n, Read read) {
     Doubles samples = 0, before = 0;
     for (int o = reach.before; o >= 1; --o) {
         samples = samples + LoadSamples(read(-o), n);
@@ -202,10 +203,10 @@ inline Means MeansOf(const Reach& reach, int n, Read read) {
 // Most candidates of a large picture are far from the ends of their lines, and loops of a fixed length are
 // faster.
 template <class Read>
-Means FastMeansOf(const Reach& reach, int n, Read read) {
+Means MeansOf(const Reach& reach, int n, Read read) {
     constexpr Reach kFull = {kMostReach, kMostReach};
     const bool full = reach.before == kMostReach && reach.after == kMostReach && n == kDoubles;
-    return full ? MeansOf(kFull, kDoubles, read) : MeansOf(reach, n, read);
+    return full ? MeansWithin(kFull, kDoubles, read) : MeansWithin(reach, n, read);
 }
 
 // Takes the marks of refused candidates away; gives whether others are left.
@@ -250,7 +251,7 @@ void BlendRowBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t firs
             lanes = x >= 2 * radius && x + kDoubles + 2 * radius <= blend.width ? kDoubles : 1;
             for (int c = 0; c < 3; ++c) {
                 const Sample* work = KeptRow(blend, y, c) + x;
-                const Means found = FastMeansOf(reach, lanes, [work](int o) { return work + o; });
+                const Means found = MeansOf(reach, lanes, [work](int o) { return work + o; });
                 Store(means.before[c], found.before);
                 Store(means.after[c], found.after);
             }
@@ -298,14 +299,17 @@ void BlendColumnBlock(const Blend<Sample>& blend, std::int64_t y, std::int64_t f
         for (int o = -reach.before; o <= reach.after; ++o)
             rows[c][kMostReach + o] = RowBefore(blend, y + o, first, c);
     }
+    // Candidates of the next row are often near, and read one row more.
+    const std::int64_t ahead = Min<std::int64_t>(2 * blend.radius + 1, blend.height - 1 - y) * blend.width;
     for (int i = NextMark(marks, 0, n), lanes; i < n; i = NextMark(marks, i + lanes, n)) {
         const std::int64_t x = first + i;
         lanes = static_cast<int>(Min<std::int64_t>(kDoubles, blend.width - x));
         const DoubleMask marked = 0.0 < LoadSamples(marks + i, lanes);
         for (int c = 0; c < 3; ++c) {
             const Sample* const* row = rows[c] + kMostReach;
-            const Means means = FastMeansOf(reach, lanes, [row, x](int o) { return row[o] + x; });
+            const Means means = MeansOf(reach, lanes, [row, x](int o) { return row[o] + x; });
             Sample* out = blend.out[c] + y * blend.width + x;
+            __builtin_prefetch(out + ahead);
             for (int o = -writes.before; o <= writes.after; ++o) {
                 const double f = blend.share[o + blend.radius];
                 Sample* p = out + o * blend.width;
@@ -389,7 +393,7 @@ void BlendInColumnBands(Blend<Sample>* blends, Workers* workers) {
 template <class Sample>
 bool BlendColours(const PlaneView<Sample>& planes, Workers* workers) {
     Blend<Sample> blends[kMostWorkers];
-    const std::size_t numbers = static_cast<std::size_t>(KeptBlocks(planes.width));
+    const std::size_t numbers = static_cast<std::size_t>(KeptNumbers(planes.width));
     const std::size_t samples = 3 * kKeptRows * static_cast<std::size_t>(planes.width);
     const std::size_t bytes = sizeof(std::int64_t) * numbers + sizeof(Sample) * samples;
     const std::size_t count = static_cast<std::size_t>(workers->Count());
