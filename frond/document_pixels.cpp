@@ -16,6 +16,14 @@ void Store16(std::vector<std::uint8_t>& bytes, std::size_t i, std::uint16_t samp
     std::memcpy(bytes.data() + i * 2, &sample, sizeof sample);
 }
 
+// (above * a + below * (255 - a)) / 255, rounded to the nearest number. All numbers have 16 bits, which is
+// twice as fast as a division. The sum is at most 255 * 255 + 127, and up to 65279 the last line divides by
+// 255.
+std::uint16_t MixBytes(std::uint8_t above, std::uint8_t below, std::uint8_t a) {
+    const auto sum = static_cast<std::uint16_t>(above * a + below * (255 - a) + 127);
+    return static_cast<std::uint16_t>(static_cast<std::uint16_t>(sum + 1 + (sum >> 8)) >> 8);
+}
+
 std::vector<std::uint8_t> Narrow(const images::Plane& plane) {
     return std::vector<std::uint8_t>(plane.begin(), plane.end());
 }
@@ -78,14 +86,9 @@ images::Plane TakeComposite(host::Channel& channel, const host::Channel& alpha, 
                             int depth) {
     images::Plane plane(channel.bytes.size() / static_cast<std::size_t>(depth / 8));
     if (depth == 8) {
-        constexpr std::uint32_t kLargest = 255;
         const std::uint8_t *above = channel.bytes.data(), *below = background.data(),
                            *opacity = alpha.bytes.data();
-        for (std::size_t i = 0; i < plane.size(); ++i) {
-            const std::uint32_t a = opacity[i];
-            plane[i] = static_cast<std::uint16_t>((above[i] * a + below[i] * (kLargest - a) + kLargest / 2) /
-                                                  kLargest);
-        }
+        for (std::size_t i = 0; i < plane.size(); ++i) plane[i] = MixBytes(above[i], below[i], opacity[i]);
     } else {
         constexpr std::uint32_t kLargest = 65535;
         for (std::size_t i = 0; i < plane.size(); ++i) {
