@@ -3,9 +3,9 @@
 
   measure_performance.py [TABLE...] [--rounds N] [--photographs N] [--sizes MEGAPIXELS,...]
 
-TABLE is photograph, folder, start, cores, engine, dialog or gimp; without one all are made. Needs a build of the preset linux
-and Debian's packages ffmpeg, gegl and imagemagick. The tools run in turn, round after round; a figure is the median of
-the rounds. Works in build/performance.
+TABLE is photograph, folder, start, cores, engine, dialog or gimp; without one all are made, which takes half an hour.
+Needs a build of the preset linux and Debian's packages ffmpeg, gegl and imagemagick. The tools run in turn, round after
+round; a figure is the median of the rounds. The folder has one round. Works in build/performance.
 """
 import argparse
 import json
@@ -118,7 +118,9 @@ def measure_photograph(options):
     print()
     for mp in options.sizes:
         rows = []
-        cases = [(tool, cores) for tool in TOOLS for cores in ([CORES[:1], CORES] if len(CORES) > 1 else [CORES])]
+        cases = [(tool, CORES[:1]) for tool in TOOLS]
+        if len(CORES) > 1:
+            cases.insert(1, ("frond", CORES))
         results = {
             kind: medians([(tool_command(tool, mp, kind), cores) for tool, cores in cases], options.rounds)
             for kind in ("png", "jpg")
@@ -151,17 +153,13 @@ def measure_folder(options):
             f"'{graph.replace('overlay=', 'overlay=shortest=1:')}' -map '[o]' {FFMPEG_FILES[kind]} results/%03d.{kind}"
         )
         (WORK / "results").mkdir(exist_ok=True)
-        commands = [(frond + str(n), CORES[:n]) for n in dict.fromkeys([1, len(CORES)])]
-        commands += [(ffmpeg, CORES[:n]) for n in dict.fromkeys([1, len(CORES)])]
-        results = medians(commands, options.rounds)
-        for name, pair in (("frond", results[: len(results) // 2]), ("ffmpeg", results[len(results) // 2 :])):
-            one, all_ = pair[0], pair[-1]
-            rows.append([f"{name}, to {kind.upper()}", f"{one[0]:.1f}", f"{all_[0]:.1f}", f"{one[0] / all_[0]:.2f}",
-                         f"{all_[3]:.0f}"])
+        commands = [(frond + str(n), CORES[:n]) for n in dict.fromkeys([1, len(CORES)])] + [(ffmpeg, CORES)]
+        for (command, cores), (clock, user, system, memory) in zip(commands, medians(commands, 1)):
+            rows.append([f"{command.split()[0]} to {kind.upper()}, {len(cores)} core{'s' * (len(cores) > 1)}",
+                         f"{clock:.1f}", f"{user + system:.1f}", f"{clock / options.photographs:.2f}", f"{memory:.0f}"])
         shutil.rmtree(WORK / "results")
     shutil.rmtree(folder)
-    print_table([f"{options.photographs} photographs of 6 MP, seconds", "1 core", f"{len(CORES)} cores", "factor", "MB"],
-                rows)
+    print_table([f"{options.photographs} photographs of 6 MP, seconds", "clock", "processor", "a photograph", "MB"], rows)
 
 
 def measure_start(options):
@@ -181,11 +179,6 @@ def bench(arguments, rounds):
     for key, value in re.findall(r"^(\S+/.*): ([0-9.]+) ns per pixel$", done.stderr, re.MULTILINE):
         times.setdefault(tuple(key.split("/")), []).append(float(value))
     return {key: statistics.median(values) for key, values in times.items()}
-
-
-def best_variants():
-    flags = pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8")
-    return ["avx2", "avx512"] if re.search(r"\bavx512bw\b", flags) else ["avx2"]
 
 
 def measure_engine(options):
@@ -210,25 +203,22 @@ def measure_cores(options):
     samples a pixel; the engine moves about 30 (analysis 9, keying 11, edges 8)."""
     workers = list(dict.fromkeys([1, len(CORES)]))
     rows = []
-    for variant in best_variants():
-        for size in (12, 48):
-            for depth in (8, 16):
-                times = {}
-                for stages in ("engine", "unblended", "copy"):
-                    times.update(bench([f"--stage={stages}", f"--size={size}", f"--depth={depth}", f"--variant={variant}",
-                                        f"--workers={','.join(map(str, workers))}"], options.rounds))
-                by_stage = {}
-                for key, value in times.items():
-                    by_stage.setdefault(key[0], {})[" x" in key[4]] = value
-                copy = min(by_stage["copy"].values()) * 30 / 8
-                for stage in ("engine", "unblended"):
-                    one, several = by_stage[stage][False], by_stage[stage].get(True, 0)
-                    n = workers[-1]
-                    serial = max(0.0, (several / one * n - 1) / (n - 1)) if n > 1 else 0.0
-                    model = [max(one * (serial + (1 - serial) / cores), copy) for cores in (4, 8, 16)]
-                    rows.append([f"{stage}, {variant}, {size} MP, {depth} bits", f"{one:.1f}", f"{several:.1f}",
-                                 f"{one / several:.2f}" if several else "", *[f"{value:.1f}" for value in model]])
-    print_table(["ns per pixel by the clock", "1 core", f"{workers[-1]} cores", "factor", "4, model", "8, model",
+    for size in (12, 48):
+        for depth in (8, 16):
+            times = bench(["--stage=engine,unblended,copy", f"--size={size}", f"--depth={depth}", "--variant=avx2",
+                           f"--workers={','.join(map(str, workers))}"], options.rounds)
+            by_stage = {}
+            for key, value in times.items():
+                by_stage.setdefault(key[0], {})[" x" in key[4]] = value
+            copy = min(by_stage["copy"].values()) * 30 / 8
+            for stage in ("engine", "unblended"):
+                one, several = by_stage[stage][False], by_stage[stage].get(True, 0)
+                n = workers[-1]
+                serial = max(0.0, (several / one * n - 1) / (n - 1)) if n > 1 else 0.0
+                model = [max(one * (serial + (1 - serial) / cores), copy) for cores in (4, 8, 16)]
+                rows.append([f"{stage}, {size} MP, {depth} bits", f"{one:.1f}", f"{several:.1f}",
+                             f"{one / several:.2f}" if several else "", *[f"{value:.1f}" for value in model]])
+    print_table(["ns per pixel by the clock, avx2", "1 core", f"{workers[-1]} cores", "factor", "4, model", "8, model",
                  "16, model"], rows)
 
 
@@ -273,7 +263,7 @@ def print_machine():
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("tables", nargs="*", metavar="TABLE")
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--photographs", type=int, default=100)
     parser.add_argument("--sizes", type=lambda text: [int(mp) for mp in text.split(",")], default=[6, 48])
     options = parser.parse_args()
