@@ -3,7 +3,7 @@
 
   measure_performance.py [TABLE...] [--rounds N] [--photographs N] [--sizes MEGAPIXELS,...]
 
-TABLE is photograph, folder, start, cores, engine, dialog or gimp; without one all are made, which takes half an hour.
+TABLE is photograph, folder, start, cores, engine, dialog or gimp; without one all are made, which takes 20 minutes.
 Needs a build of the preset linux and Debian's packages ffmpeg, gegl and imagemagick. The tools run in turn, round after
 round; a figure is the median of the rounds. The folder has one round. Works in build/performance.
 """

@@ -33,20 +33,20 @@ constexpr float kMore = 1.001f, kLess = 0.999f;
 // What is the same for all groups of a run, in samples.
 struct GroupRun {
     bool use;  // false: every group is mixed
-    Floats maxSample, level;
+    Floats maxSample;
     Floats plainFrom;      // square of the distance from which a pixel is not plain backdrop
     Floats greyFrom;       // chroma squared from which it is not grey
     Floats colouredAbove;  // chroma squared above which its shape is asked for
     Floats paleBelow;      // chroma squared below which it is not
     Floats leastBackdrop;  // a backdrop channel that is at least one level is above it
     Floats shapeLimit;     // the limit of the shape test, for a backdrop key channel of 1
-    Floats insideBelow;    // and of its two bounds
-    Floats outsideAbove;
-    Floats shapeError;  // what rounding can add to the test's sum of squares
-    Floats rootError;   // and to its sum of roots
-    Floats opaqueLead;  // the lead of the stronger of red and third channel from which a pixel is opaque
-    Floats clear;       // the margin of the comparisons that follow
-    Floats dark;        // the level below which the search stops at once
+    Floats insideBelow;    // likewise, the bound below which the sum of squares is inside for certain
+    Floats outsideAbove;   // and that above which it is outside
+    Floats shapeError;     // what rounding can add to the test's sum of squares
+    Floats rootError;      // and to its sum of roots
+    Floats opaqueLead;     // the lead of the stronger of red and third channel from which a pixel is opaque
+    Floats clear;          // the margin of the comparisons that follow
+    Floats dark;           // the level below which the search stops at once
     Floats redLead, thirdLead;  // the leads of the key channel below which it does
     Floats gain;                // of the backdrop in the first estimates of alpha
     Floats greySpread;  // the spread from which the corrections leave it alone, for a key channel of 1
@@ -64,7 +64,6 @@ static inline GroupRun GroupRunOf(const KeyRun& run) {
     groups.use = !run.orgPhoto && !run.showSelect && !run.outputAlpha && run.limits.shapeIsConstant &&
                  run.sRemove >= 1 && run.sRemove <= 1000 && run.sAdjust >= 0 && run.sAdjust <= 200;
     groups.maxSample = set(most);
-    groups.level = set(k);
     groups.plainFrom = set(1.25 * Square(kPlainDistance * k));
     groups.greyFrom = set(run.limits.greyBelow * 1.0001);
     groups.colouredAbove = set(run.limits.colouredAbove * 1.0001);
@@ -136,8 +135,8 @@ static inline GroupKind KindOf(const GroupRun& run, const GroupPixels& p, float*
     const FloatMask bounded = Min(Min(p.bgR, p.bgG), p.bgB) > run.leastBackdrop;
     const FloatMask away = distance > run.plainFrom;  // false for a backdrop that is no number
 
-    // What is coloured enough for the shape test is not grey. Without a positive factor every pixel is
-    // inside.
+    // What is coloured enough for the shape test is not grey. Where the factor is not positive, the shape
+    // test always says backdrop.
     const FloatMask asked = away & bounded & (chroma > run.colouredAbove);
     FloatMask inside =
         asked & ((squares + run.shapeError) * Square(factor) < Square(p.bgG) * run.insideBelow);
